@@ -1,0 +1,44 @@
+# Helpers shared by every subsystem: one way to add a library, one way to
+# add a test, so that flags, sanitizers and labels stay the same everywhere.
+
+set(SLIDEBOX_WARNINGS -Wall -Wextra -Wpedantic -Wno-missing-field-initializers)
+
+if(SLIDEBOX_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# slidebox_add_library(NAME SOURCES ... [PUBLIC_DEPS ...] [PRIVATE_DEPS ...])
+# Makes the static library slidebox_<NAME>, whose headers are included as
+# "<NAME>/file.h" from src/.
+function(slidebox_add_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_DEPS;PRIVATE_DEPS" ${ARGN})
+  add_library(slidebox_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(slidebox_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_compile_options(slidebox_${name} PRIVATE ${SLIDEBOX_WARNINGS})
+  target_link_libraries(slidebox_${name} PUBLIC ${ARG_PUBLIC_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
+endfunction()
+
+# slidebox_add_test(SUBSYSTEM NAME SOURCES ... [LIBS ...] [MAIN core|gui|widgets|none])
+# One GoogleTest executable; every case becomes a CTest test labelled with
+# its subsystem. MAIN picks the Qt application object the test main makes.
+function(slidebox_add_test subsystem name)
+  if(NOT SLIDEBOX_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "MAIN" "SOURCES;LIBS" ${ARGN})
+  if(NOT ARG_MAIN)
+    set(ARG_MAIN core)
+  endif()
+  set(target test_${subsystem}_${name})
+  add_executable(${target} ${ARG_SOURCES})
+  target_compile_options(${target} PRIVATE ${SLIDEBOX_WARNINGS})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gmock)
+  if(NOT ARG_MAIN STREQUAL "none")
+    target_link_libraries(${target} PRIVATE slidebox_testmain_${ARG_MAIN})
+  endif()
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  gtest_discover_tests(${target}
+    DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS ${subsystem} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;SLIDEBOX_BUILD_DIR=${CMAKE_BINARY_DIR}")
+endfunction()

@@ -1,0 +1,34 @@
+#include "platform/repeating_timer.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+namespace slidebox::platform {
+
+RepeatingTimer::RepeatingTimer(std::chrono::milliseconds interval, std::function<void()> tick)
+    : timer_(new QTimer) {
+    timer_->setTimerType(Qt::PreciseTimer);
+    timer_->setInterval(interval);
+    QObject::connect(timer_, &QTimer::timeout, timer_, [tick = std::move(tick)] { tick(); });
+    timer_->start();
+}
+
+RepeatingTimer::~RepeatingTimer() { invalidate(); }
+
+void RepeatingTimer::invalidate() {
+    if (!timer_)
+        return;
+    QTimer* timer = timer_;
+    timer_ = nullptr;
+    timer->stop();
+    // Qt keeps a slot alive while it runs, so the tick function (and the last
+    // reference it may hold) ends as soon as a running tick returns.
+    QObject::disconnect(timer, nullptr, nullptr, nullptr);
+    timer->deleteLater();
+}
+
+void performAfterDelay(std::chrono::milliseconds delay, std::function<void()> fn) {
+    QTimer::singleShot(delay, QCoreApplication::instance(), [fn = std::move(fn)] { fn(); });
+}
+
+} // namespace slidebox::platform

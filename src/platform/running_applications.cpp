@@ -1,0 +1,29 @@
+#include "platform/running_applications.h"
+
+#include <cstdlib>
+
+#include "platform/file_system.h"
+
+namespace slidebox::platform {
+
+std::vector<pid_t> processesNamed(std::string_view name, const std::filesystem::path& procRoot) {
+    std::vector<pid_t> pids;
+    for (const std::string& entry : directoryContentsAtPath(procRoot)) {
+        if (entry.empty() || entry.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        auto comm = readWholeFile(procRoot / entry / "comm");
+        if (!comm)
+            continue; // the process ended while we looked
+        if (!comm->empty() && comm->back() == '\n')
+            comm->pop_back();
+        if (*comm == name)
+            pids.push_back(static_cast<pid_t>(std::strtol(entry.c_str(), nullptr, 10)));
+    }
+    return pids;
+}
+
+bool isApplicationRunning(std::string_view name, const std::filesystem::path& procRoot) {
+    return !processesNamed(name, procRoot).empty();
+}
+
+} // namespace slidebox::platform

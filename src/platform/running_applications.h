@@ -1,0 +1,18 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace slidebox::platform {
+
+/// The processes whose name (the kernel's "comm", at most 15 bytes) is
+/// exactly the given one, read afresh from the process folder at each call.
+std::vector<pid_t> processesNamed(std::string_view name,
+                                  const std::filesystem::path& procRoot = "/proc");
+
+/// Whether a process of exactly that name runs.
+bool isApplicationRunning(std::string_view name, const std::filesystem::path& procRoot = "/proc");
+
+} // namespace slidebox::platform

@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/file_system.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox::platform;
+using slidebox::testing::TempDir;
+using slidebox::testing::writeFile;
+
+TEST(DirectoryListing, SortedBytewiseWithHiddenAndRawNames) {
+    TempDir dir;
+    const std::string latin1 = "caf\xe9";  // not UTF-8
+    for (const std::string& name : std::vector<std::string>{"b", "B", ".hidden", "a b", latin1, "\xc3\xa9t\xc3\xa9"})
+        writeFile(dir / name, "x");
+    auto names = directoryContentsAtPath(dir.path());
+    std::vector<std::string> expected{".hidden", "B", "a b", "b", latin1, "\xc3\xa9t\xc3\xa9"};
+    EXPECT_EQ(names, expected); // bytes compare unsigned: 0xC3 sorts after every ASCII letter
+}
+
+TEST(DirectoryListing, NothingForMissingFileOrUnreadable) {
+    TempDir dir;
+    writeFile(dir / "file", "x");
+    EXPECT_TRUE(directoryContentsAtPath(dir / "missing").empty());
+    EXPECT_TRUE(directoryContentsAtPath(dir / "file").empty());
+    std::filesystem::create_directory(dir / "locked");
+    writeFile(dir / "locked" / "inside", "x");
+    chmod((dir / "locked").c_str(), 0);
+    if (geteuid() != 0) { // root reads everything
+        EXPECT_TRUE(directoryContentsAtPath(dir / "locked").empty());
+    }
+    chmod((dir / "locked").c_str(), 0755);
+}
+
+TEST(FileExists, FollowsLinksAndRejectsDanglingOnes) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "folder");
+    writeFile(dir / "file", "x");
+    std::filesystem::create_symlink(dir / "folder", dir / "link-to-folder");
+    std::filesystem::create_symlink(dir / "nowhere", dir / "dangling");
+    bool isDir = false;
+    EXPECT_TRUE(fileExistsAtPath(dir / "link-to-folder", &isDir));
+    EXPECT_TRUE(isDir);
+    EXPECT_TRUE(fileExistsAtPath(dir / "file", &isDir));
+    EXPECT_FALSE(isDir);
+    EXPECT_FALSE(fileExistsAtPath(dir / "dangling", &isDir));
+}
+
+TEST(ModificationDate, NanosecondsAndLinkDatedByItself) {
+    TempDir dir;
+    writeFile(dir / "target", "x");
+    std::filesystem::create_symlink(dir / "target", dir / "link");
+    timespec times[2] = {{0, UTIME_OMIT}, {1700000000, 123456789}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (dir / "target").c_str(), times, 0), 0);
+    times[1] = {1600000000, 987654321};
+    ASSERT_EQ(utimensat(AT_FDCWD, (dir / "link").c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+
+    EXPECT_EQ(modificationDate(dir / "target", false), (Date{1700000000, 123456789}));
+    EXPECT_EQ(modificationDate(dir / "link", true), (Date{1700000000, 123456789}));
+    EXPECT_EQ(modificationDate(dir / "link", false), (Date{1600000000, 987654321}));
+    EXPECT_FALSE(modificationDate(dir / "missing", false).has_value());
+}
+
+TEST(PathExtension, TextBehindTheLastDot) {
+    EXPECT_EQ(pathExtension("a.jpg"), "jpg");
+    EXPECT_EQ(pathExtension("a.JPG"), "JPG");
+    EXPECT_EQ(pathExtension("a.tar.jpeg"), "jpeg");
+    EXPECT_EQ(pathExtension("noext"), "");
+    EXPECT_EQ(pathExtension("/x.y/noext"), "");
+    EXPECT_EQ(pathExtension("/x/trailing."), "");
+}
+
+TEST(AtomicWrite, ReplacesWholeAndKeepsOldOnFailure) {
+    TempDir dir;
+    writeFile(dir / "f", "old");
+    chmod((dir / "f").c_str(), 0600);
+    ASSERT_TRUE(writeFileAtomically(dir / "f", "new contents"));
+    EXPECT_EQ(readWholeFile(dir / "f"), "new contents");
+    struct stat st{};
+    stat((dir / "f").c_str(), &st);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(directoryContentsAtPath(dir.path()), std::vector<std::string>{"f"}); // no temporary left
+
+    EXPECT_FALSE(writeFileAtomically(dir / "no-such-folder" / "f", "x"));
+    EXPECT_FALSE(readWholeFile(dir.path()).has_value());
+}

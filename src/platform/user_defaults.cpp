@@ -1,0 +1,78 @@
+#include "platform/user_defaults.h"
+
+#include <cstdlib>
+#include <system_error>
+
+#include "platform/file_system.h"
+#include "platform/log.h"
+#include "platform/plist_file.h"
+
+namespace slidebox::platform {
+
+UserDefaults::UserDefaults(std::filesystem::path folder)
+    : folder_(std::move(folder)), file_(folder_ / "defaults.plist") {
+    auto bytes = readWholeFile(file_);
+    if (!bytes)
+        return; // no file yet: an empty store
+    auto doc = parsePlist(*bytes);
+    if (doc && doc->root.dictionary()) {
+        values_ = *doc->root.dictionary();
+        return;
+    }
+    // Never delete what the user had: keep the broken file beside the new one.
+    std::filesystem::path aside = file_;
+    aside += ".broken-" + std::to_string(Date::now().seconds);
+    std::error_code ec;
+    std::filesystem::rename(file_, aside, ec);
+    if (!ec)
+        movedAside_ = aside;
+    log("The settings file " + file_.string() + " could not be read; it was kept as " +
+        aside.string() + " and the settings start empty.");
+}
+
+std::filesystem::path UserDefaults::defaultFolder() {
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    std::filesystem::path base = (xdg && *xdg == '/') ? std::filesystem::path(xdg)
+                                                      : homeDirectory() / ".config";
+    return base / "slidebox";
+}
+
+void UserDefaults::registerDefaults(const PlistDictionary& defaults) {
+    for (const auto& [key, value] : defaults)
+        registered_[key] = value;
+}
+
+const PlistValue& UserDefaults::objectForKey(const std::string& key) const {
+    static const PlistValue absent;
+    if (auto it = values_.find(key); it != values_.end())
+        return it->second;
+    if (auto it = registered_.find(key); it != registered_.end())
+        return it->second;
+    return absent;
+}
+
+int UserDefaults::integerForKey(const std::string& key) const { return objectForKey(key).intValue(); }
+
+bool UserDefaults::boolForKey(const std::string& key) const { return objectForKey(key).intValue() != 0; }
+
+bool UserDefaults::setObject(const std::string& key, PlistValue value) {
+    if (value.isNull())
+        values_.erase(key);
+    else
+        values_[key] = std::move(value);
+    return synchronize();
+}
+
+bool UserDefaults::removeObjectForKey(const std::string& key) { return setObject(key, PlistValue()); }
+
+bool UserDefaults::synchronize() const {
+    std::error_code ec;
+    std::filesystem::create_directories(folder_, ec);
+    if (!writePlistFile(file_, PlistValue(values_), PlistFormat::Xml)) {
+        log("The settings could not be written to " + file_.string());
+        return false;
+    }
+    return true;
+}
+
+} // namespace slidebox::platform

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "platform/plist_value.h"
+
+namespace slidebox::platform {
+
+/// The application's settings: property-list values by key, kept in one
+/// file, "defaults.plist" (an XML property list) in the given folder, by
+/// default $XDG_CONFIG_HOME/slidebox/ (~/.config/slidebox/).
+///
+/// Registered defaults answer for keys the file doesn't hold and are never
+/// written. Every set writes the whole file atomically. A file that can't be
+/// parsed is renamed aside ("defaults.plist.broken-<seconds>"), kept, and the
+/// store starts empty.
+class UserDefaults {
+public:
+    /// Opens the store of the folder and loads its file, if any.
+    explicit UserDefaults(std::filesystem::path folder);
+
+    /// $XDG_CONFIG_HOME/slidebox, or ~/.config/slidebox.
+    static std::filesystem::path defaultFolder();
+
+    /// The path of the file this store reads and writes.
+    const std::filesystem::path& filePath() const { return file_; }
+
+    /// Values for keys the file doesn't hold; they are not written.
+    void registerDefaults(const PlistDictionary& defaults);
+
+    /// The stored value, else the registered one, else an absent value.
+    const PlistValue& objectForKey(const std::string& key) const;
+
+    /// intValue of objectForKey: 0 when absent.
+    int integerForKey(const std::string& key) const;
+    bool boolForKey(const std::string& key) const;
+
+    /// Stores and writes. An absent value removes the key. False when the
+    /// file could not be written (the value is still held in memory).
+    bool setObject(const std::string& key, PlistValue value);
+    bool removeObjectForKey(const std::string& key);
+
+    /// Writes everything held now; false on failure.
+    bool synchronize() const;
+
+    /// Where a broken file was moved at load, if one was.
+    const std::optional<std::filesystem::path>& movedAsideFile() const { return movedAside_; }
+
+private:
+    std::filesystem::path folder_;
+    std::filesystem::path file_;
+    PlistDictionary values_;
+    PlistDictionary registered_;
+    std::optional<std::filesystem::path> movedAside_;
+};
+
+} // namespace slidebox::platform
