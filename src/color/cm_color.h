@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+namespace slidebox::color {
+
+/// A four-character code in one unsigned 32-bit value, first character in the
+/// top byte ('scnr' is 0x73636E72); big-endian in files.
+using OSType = std::uint32_t;
+
+constexpr OSType fourCC(const char (&s)[5]) {
+    return (static_cast<OSType>(static_cast<unsigned char>(s[0])) << 24) |
+           (static_cast<OSType>(static_cast<unsigned char>(s[1])) << 16) |
+           (static_cast<OSType>(static_cast<unsigned char>(s[2])) << 8) |
+           static_cast<OSType>(static_cast<unsigned char>(s[3]));
+}
+
+/// Colour-space signatures of profile headers.
+inline constexpr OSType cmXYZData = fourCC("XYZ ");
+inline constexpr OSType cmLabData = fourCC("Lab ");
+inline constexpr OSType cmRGBData = fourCC("RGB ");
+inline constexpr OSType cmGrayData = fourCC("GRAY");
+inline constexpr OSType cmCMYKData = fourCC("CMYK");
+
+// The forms of a colour record: unsigned 16-bit fields, matched in place.
+// Lab: L 0..65535 is 0..100, a and b 0..65535 are -128..127.996.
+// XYZ: 0..65535 is 0..200 with Y of white at 100.
+// RGB, CMYK and gray: 0..65535 is 0..1 (0..100 percent).
+struct CMLabColor { std::uint16_t L, a, b; };
+struct CMXYZColor { std::uint16_t X, Y, Z; };
+struct CMRGBColor { std::uint16_t red, green, blue; };
+struct CMCMYKColor { std::uint16_t cyan, magenta, yellow, black; };
+struct CMGrayColor { std::uint16_t gray; };
+
+/// The 8-byte colour record: one of the forms above, told by the colour
+/// space it travels with.
+union CMColor {
+    CMLabColor lab;
+    CMXYZColor XYZ;
+    CMRGBColor rgb;
+    CMCMYKColor cmyk;
+    CMGrayColor gray;
+    std::uint16_t raw[4];
+};
+
+static_assert(sizeof(CMColor) == 8);
+static_assert(std::is_trivially_copyable_v<CMColor>);
+
+} // namespace slidebox::color
