@@ -11,6 +11,8 @@ PACKAGES="
   liblcms2-dev libplist-dev libplist-utils libtiff-dev libjpeg-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth findutils procps
+  clang libclang-rt-14-dev
+  colord-data icc-profiles-free libgs-common liblcms2-utils
 "
 
 missing=""

@@ -1,0 +1,192 @@
+#pragma once
+
+// The colour engine as the rest of the toolkit sees it: open profiles, their
+// headers and tags, colour worlds over a chain of profiles, and single colours
+// matched in place. The engine itself (Little CMS) stays behind this header:
+// no engine type or constant appears here, and colorsync.cpp is the one file
+// that talks to it. Every handle is owned by a std::unique_ptr whose deleter
+// is the matching close, so each open is closed exactly once.
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "color/cm2_header.h"
+#include "color/cm_color.h"
+
+namespace slidebox::color {
+
+/// Result code of the engine calls that report one: 0 is success.
+using CMError = std::int32_t;
+inline constexpr CMError noErr = 0;
+inline constexpr CMError paramErr = -50;               ///< a missing or unusable argument
+inline constexpr CMError memFullErr = -108;            ///< no memory for a block
+inline constexpr CMError cmProfileError = -170;        ///< the profile can't be read
+inline constexpr CMError cmElementTagNotFound = -4200; ///< the profile has no such tag
+
+/// Longest path, in bytes of its file-system form, that a profile is opened from.
+inline constexpr std::size_t kMaxProfilePathBytes = 255;
+
+// ---------------------------------------------------------------------------
+// Profiles
+
+/// An open profile. Opaque; made by CMOpenProfile, ended by CMCloseProfile.
+struct CMProfile;
+
+/// Closes a profile (the deleter of CMProfileRef). Null is ignored.
+void CMCloseProfile(CMProfile* profile) noexcept;
+
+struct CMProfileCloser {
+    void operator()(CMProfile* profile) const noexcept { CMCloseProfile(profile); }
+};
+
+/// An open profile with its close attached.
+using CMProfileRef = std::unique_ptr<CMProfile, CMProfileCloser>;
+
+/// Opens the profile in a file. A path of 256 bytes or more is refused
+/// before the engine is asked. Null when the file is missing, unreadable or
+/// not a profile the engine accepts.
+CMProfileRef CMOpenProfile(const std::filesystem::path& path);
+
+/// The path the profile was opened from.
+const std::filesystem::path& CMGetProfileLocation(const CMProfile& profile);
+
+/// The profile's 128-byte header as stored in the file, fields brought to
+/// host order. Nothing when it can't be read.
+std::optional<CM2Header> CMGetProfileHeader(const CMProfile& profile);
+
+/// Reads one tagged element whole, as stored: its type signature first, all
+/// words big-endian. With a null buffer, size receives the element's size in
+/// bytes. With a buffer, size gives its capacity in bytes; it must hold the
+/// whole element, and receives the number of bytes written.
+/// cmElementTagNotFound when the profile has no such tag, cmProfileError
+/// when the element can't be read or the buffer is too small, paramErr for a
+/// size of 0 with a buffer.
+CMError CMGetProfileElement(const CMProfile& profile, OSType tag, std::uint32_t& size,
+                            void* buffer);
+
+/// The profile's description (its "desc" tag) as UTF-8. Nothing when the
+/// profile has none or it can't be read.
+std::optional<std::string> CMCopyProfileDescriptionString(const CMProfile& profile);
+
+// ---------------------------------------------------------------------------
+// Colour worlds
+
+/// Which way one profile of a chain is used.
+enum class TransformTag : std::uint32_t {
+    DeviceToPCS = 1, ///< from the profile's data colour space to its connection space
+    PCSToDevice = 2, ///< from the connection space to the data colour space
+};
+
+/// One entry of a chain: a profile the caller keeps open until the world is
+/// built, the rendering intent (0..3) and the direction of this entry.
+struct ProfileSetEntry {
+    const CMProfile* profile = nullptr;
+    std::int32_t renderingIntent = 0;
+    TransformTag transformTag = TransformTag::DeviceToPCS;
+};
+
+/// A colour world: a transform through a chain of profiles. Opaque.
+struct CMWorld;
+
+/// Releases a colour world (the deleter of CMWorldRef). Null is ignored.
+void CWDisposeColorWorld(CMWorld* world) noexcept;
+
+struct CMWorldDisposer {
+    void operator()(CMWorld* world) const noexcept { CWDisposeColorWorld(world); }
+};
+
+/// A colour world with its disposal attached.
+using CMWorldRef = std::unique_ptr<CMWorld, CMWorldDisposer>;
+
+/// Builds a colour world through one to three profiles, in order. The
+/// profiles may be closed once this returns. Colours go through the engine
+/// without precalculated tables, so that what is measured is the profiles'
+/// own arithmetic. Null (with a line in the log) for an empty or too long
+/// chain, a null profile, an intent outside 0..3, a direction that doesn't
+/// follow from the spaces before it (the first device profile must be used
+/// device to PCS, and each later one from the space the chain has reached),
+/// a colour space that has no colour record, or when the engine refuses.
+CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set);
+
+/// Colour space of the colours a world takes: the data colour space of the
+/// first profile (of a link or abstract profile, its input space).
+OSType CWInputSpace(const CMWorld& world);
+
+/// Colour space of the colours a world gives: the connection space of the
+/// last profile when it is used device to PCS (a one-profile chain), else its
+/// data colour space.
+OSType CWOutputSpace(const CMWorld& world);
+
+/// Matches colours in place, from CWInputSpace to CWOutputSpace, each in the
+/// form of its space: Lab L 0..65535 is 0..100, a and b 0..65535 are
+/// -128..127.996; XYZ 0..65535 is 0..200 with Y of white at 100; RGB, CMYK,
+/// gray and the other spaces of up to four channels 0..65535 is 0..1 (0..100
+/// percent); spaces of five to eight channels hold one byte per channel,
+/// 0..255. Results are rounded to the nearest field and held to its range.
+/// False, leaving the colours untouched, only for an empty world.
+bool CWMatchColors(const CMWorld& world, std::span<CMColor> colors);
+
+// A colour world may later match whole bitmaps of packed rows too; the
+// world already knows its input and output spaces for that.
+
+/// Number of channels of a colour space signature as the engine reads it;
+/// 0 for a space it has no layout for.
+unsigned channelsOfColorSpace(OSType space);
+
+/// The engine's values of a colour in a space (up to 8 channels; the engine
+/// scale: Lab L 0..100, a, b -128..128; XYZ with Y of white 1.0; CMYK and
+/// the multi-ink spaces 0..100; the other spaces 0..1). Empty for a space
+/// without a colour record. Exposed so that the boundary can be tested.
+std::vector<double> engineValuesFromColor(const CMColor& color, OSType space);
+
+/// The colour record of the engine's values in a space: the inverse of
+/// engineValuesFromColor, rounded to the nearest field and held to range.
+/// Nothing for a space without a colour record or too few values.
+std::optional<CMColor> colorFromEngineValues(std::span<const double> values, OSType space);
+
+// ---------------------------------------------------------------------------
+// Making profiles
+
+/// The bytes of a well-known profile made by the engine: for cmLabData the
+/// version 4 Lab identity profile with a D50 white, for cmXYZData the XYZ
+/// identity profile, for cmGrayData a gray profile (D50, gamma 2.2), for
+/// cmRGBData sRGB. Nothing for other spaces.
+std::optional<std::vector<std::uint8_t>> genericProfileBytes(OSType space);
+
+/// One table element of a made profile.
+struct ProfileTableRecipe {
+    enum class Kind {
+        Lut16,  ///< an 'mft2' table with gridPoints points per side
+        LutAtoB ///< an 'mAB ' (A2Bx) or 'mBA ' (B2Ax) table with gridPoints points per side
+    };
+    OSType tag = 0; ///< 'A2B0'..'A2B2' (device to Lab) or 'B2A0'..'B2A2' (Lab to device)
+    Kind kind = Kind::Lut16;
+    std::uint8_t gridPoints = 9;
+};
+
+/// What a made profile holds. The tables convert between the device space
+/// and Lab: RGB as sRGB, gray as gray with gamma 2.2, CMYK as a plain ink
+/// model, Lab as the identity.
+struct ProfileRecipe {
+    OSType colorSpace = cmRGBData;      ///< RGB, GRAY, CMYK or Lab
+    OSType deviceClass = fourCC("mntr");
+    double version = 2.1;               ///< 2.x stores 'mft2' tables, 4.x may store 'mAB '
+    std::uint32_t renderingIntent = 0;  ///< written to the header as is
+    std::optional<std::string> description;
+    std::optional<OSType> technology;   ///< a 'tech' element when given
+    bool matrixShaper = false;          ///< RGB: sRGB colorants and curves; GRAY: a curve
+    std::vector<ProfileTableRecipe> tables;
+    /// Elements written as given, type signature first (also to spoil a table).
+    std::vector<std::pair<OSType, std::vector<std::uint8_t>>> rawTags;
+};
+
+/// The bytes of a profile made to the recipe; nothing if the engine refuses.
+std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe);
+
+} // namespace slidebox::color
