@@ -1,0 +1,330 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "color/color_conversion.h"
+
+using namespace slidebox::color;
+using CC = ColorConversion;
+
+namespace {
+// Named tolerances: each check states its known value and one of these.
+constexpr float kFloatTol = 1e-5f;        // single-precision rounding of values near 1..100
+constexpr float kThreeDecimals = 5e-4f;   // values published to three decimals
+constexpr float kFourDecimals = 5e-5f;    // values published to four decimals
+constexpr float kLStep = 100.0f / 65535;  // one field step on the L and percent scales
+constexpr float kHueTol = 1e-4f;          // degrees
+
+CMColor lab(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
+    CMColor c{};
+    c.lab = {L, a, b};
+    return c;
+}
+} // namespace
+
+TEST(ColorConversionFields, LabFieldEndsReadAsTheScaleEnds) {
+    float L, a, b;
+    CC::CMLab(lab(65535, 65535, 65535), L, a, b);
+    EXPECT_NEAR(L, 100.0f, kFloatTol);
+    EXPECT_NEAR(a, 127.996f, kFloatTol);
+    EXPECT_NEAR(b, 127.996f, kFloatTol);
+    CC::CMLab(lab(0, 0, 0), L, a, b);
+    EXPECT_EQ(L, 0.0f);
+    EXPECT_EQ(a, -128.0f);
+    EXPECT_EQ(b, -128.0f);
+
+    // The unit scale does not interpret the field: a neutral a reads about 0.5.
+    CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
+    EXPECT_EQ(L, 1.0f);
+    EXPECT_NEAR(a, 0.500008f, kFloatTol);
+    EXPECT_EQ(b, 0.0f);
+}
+
+TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
+    CMColor c{};
+    CC::LabL(50.0f, 0.0f, 0.0f, c);
+    EXPECT_EQ(c.lab.L, 32767); // 32767.5 truncated
+    EXPECT_EQ(c.lab.a, 32768); // a = 0 writes as 32768: the span is 255.996
+    EXPECT_EQ(c.lab.b, 32768);
+    float L, a, b;
+    CC::CMLab(c, L, a, b);
+    EXPECT_NEAR(L, 49.999f, 1e-3f); // 50 never reads back as 50
+    EXPECT_NE(L, 50.0f);
+
+    CC::LabL(120.0f, 200.0f, -200.0f, c);
+    EXPECT_EQ(c.lab.L, 65535);
+    EXPECT_EQ(c.lab.a, 65535);
+    EXPECT_EQ(c.lab.b, 0);
+
+    CC::LabL(-3.0f, 127.996f, -128.0f, c);
+    EXPECT_EQ(c.lab.L, 0);
+    EXPECT_EQ(c.lab.a, 65535); // the single-precision 127.996 still reaches the top
+    EXPECT_EQ(c.lab.b, 0);
+
+    // a and b are computed in double from the start: a single-precision
+    // product with 65535 would give 19125 here.
+    CC::LabL(50.0f, -53.293f, 0.0f, c);
+    EXPECT_EQ(c.lab.a, 19124);
+}
+
+TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
+    CMColor c{};
+    // The product with 65535 is single precision, the division double:
+    // 9.514 * 65535 rounds up to 623504 in single precision, giving 6235;
+    // in double it would stay below and give 6234.
+    CC::RGBr(9.514f, 100.0f, 50.0f, c);
+    EXPECT_EQ(c.rgb.red, 6235);
+    EXPECT_EQ(c.rgb.green, 65535);
+    EXPECT_EQ(c.rgb.blue, 32767);
+
+    CC::CMYKc(0.0f, 9.514f, 100.0f, 25.0f, c);
+    EXPECT_EQ(c.cmyk.cyan, 0);
+    EXPECT_EQ(c.cmyk.magenta, 6235);
+    EXPECT_EQ(c.cmyk.yellow, 65535);
+    EXPECT_EQ(c.cmyk.black, 16383);
+
+    CC::XYZ_X(100.0f, 200.0f, 0.0f, c);
+    EXPECT_EQ(c.XYZ.X, 32767);
+    EXPECT_EQ(c.XYZ.Y, 65535);
+    EXPECT_EQ(c.XYZ.Z, 0);
+    float X, Y, Z;
+    CC::CMXYZ(c, X, Y, Z);
+    EXPECT_NEAR(X, 99.99847f, kFloatTol); // 32767 * 200 / 65535
+    EXPECT_EQ(Y, 200.0f);
+
+    // Unit scale in single precision throughout: 65535 * 0.12813 rounds up
+    // to 8397 in single precision (8396.9... in double).
+    CC::RGBr_One(0.12813f, 1.0f, 0.0f, c);
+    EXPECT_EQ(c.rgb.red, 8397);
+    EXPECT_EQ(c.rgb.green, 65535);
+    CC::Gray_One(1.0f, c);
+    EXPECT_EQ(c.gray.gray, 65535);
+    CC::CMYKc_One(0.5f, 0.25f, 1.0f, 0.0f, c);
+    EXPECT_EQ(c.cmyk.cyan, 32767);
+    EXPECT_EQ(c.cmyk.magenta, 16383);
+    CC::LabL_one(1.0f, 0.5f, 0.0f, c);
+    EXPECT_EQ(c.lab.L, 65535);
+    EXPECT_EQ(c.lab.a, 32767);
+
+    float r, g, bl, k;
+    CC::CMCMYK_One(c, r, g, bl, k); // reading the same fields back as unit CMYK
+    EXPECT_EQ(r, 1.0f);
+    CC::CMRGB(c, r, g, bl);
+    EXPECT_NEAR(r, 100.0f, kFloatTol);
+    EXPECT_NEAR(g, 49.9992f, kFourDecimals);
+}
+
+TEST(ColorConversionFields, UnclampedWritersKeepTheLow16Bits) {
+    CMColor c{};
+    CC::Gray_One(1.5f, c); // 98302 truncated, low 16 bits
+    EXPECT_EQ(c.gray.gray, 98302 - 65536);
+    CC::Gray_One(-1.0f / 65535.0f, c); // -1 truncated
+    EXPECT_EQ(c.gray.gray, 65535);
+    CC::Gray_One(NAN, c); // no integer value at all: nothing undefined
+    EXPECT_EQ(c.gray.gray, 0);
+    CC::RGBr(-0.5f / 65535.0f * 100.0f, 0.0f, 0.0f, c); // truncates towards zero
+    EXPECT_EQ(c.rgb.red, 0);
+}
+
+TEST(ColorConversionFields, BytesScaleBy257AndLabBytesGoThroughReals) {
+    CMColor c{};
+    CC::charGray(255, c);
+    EXPECT_EQ(c.gray.gray, 65535);
+    CC::charGray(1, c);
+    EXPECT_EQ(c.gray.gray, 257);
+    CC::charRGBr(0, 128, 255, c);
+    EXPECT_EQ(c.rgb.red, 0);
+    EXPECT_EQ(c.rgb.green, 128 * 257);
+    EXPECT_EQ(c.rgb.blue, 65535);
+    CC::charCMYKc(1, 2, 3, 255, c);
+    EXPECT_EQ(c.cmyk.yellow, 771);
+    EXPECT_EQ(c.cmyk.black, 65535);
+
+    CC::charLabL(255, 128, 128, c);
+    EXPECT_EQ(c.lab.L, 65535);
+    EXPECT_EQ(c.lab.a, 32768);
+    EXPECT_EQ(c.lab.b, 32768);
+    CC::charLabL(0, 0, 255, c); // a = -128, b = 127
+    EXPECT_EQ(c.lab.L, 0);
+    EXPECT_EQ(c.lab.a, 0);
+    EXPECT_EQ(c.lab.b, 65280); // trunc((127 + 128) * 65535 / 255.996)
+}
+
+TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
+    std::uint8_t L, a, b;
+    CC::LabL(100.0f, 127.996f, -200.0f, L, a, b);
+    EXPECT_EQ(L, 255);
+    EXPECT_EQ(a, 255);
+    EXPECT_EQ(b, 0);
+    CC::LabL(50.0f, 127.5f, -0.5f, L, a, b);
+    EXPECT_EQ(L, 127); // 127.5 truncated
+    EXPECT_EQ(a, 255);
+    EXPECT_EQ(b, 127);
+    CC::LabL(-1.0f, 0.0f, 0.99f, L, a, b);
+    EXPECT_EQ(L, 0);
+    EXPECT_EQ(a, 128);
+    EXPECT_EQ(b, 128);
+}
+
+TEST(ColorConversionLab, WhiteIsExactBothWays) {
+    Lab lab;
+    XYZToLab(96.42f, 100.0f, 82.49f, lab);
+    EXPECT_EQ(lab.L, 100.0f);
+    EXPECT_EQ(lab.a, 0.0f);
+    EXPECT_EQ(lab.b, 0.0f);
+    XYZ xyz;
+    EXPECT_TRUE(LabToXYZ(100.0f, 0.0f, 0.0f, xyz));
+    EXPECT_EQ(xyz.X, 96.42f);
+    EXPECT_EQ(xyz.Y, 100.0f);
+    EXPECT_EQ(xyz.Z, 82.49f);
+    EXPECT_EQ(static_cast<double>(kWhiteX), 96.41999816894531);
+    EXPECT_EQ(static_cast<double>(kWhiteZ), 82.48999786376953);
+}
+
+TEST(ColorConversionLab, KnownColourAndItsRoundTrip) {
+    Lab lab;
+    XYZToLab(30.0f, 40.0f, 20.0f, lab);
+    EXPECT_NEAR(lab.L, 69.470f, kThreeDecimals);
+    EXPECT_NEAR(lab.a, -29.594f, kThreeDecimals);
+    EXPECT_NEAR(lab.b, 22.650f, kThreeDecimals);
+    XYZ xyz;
+    EXPECT_TRUE(LabToXYZ(lab.L, lab.a, lab.b, xyz));
+    constexpr float kRoundTrip = 1e-4f;
+    EXPECT_NEAR(xyz.X, 30.0f, kRoundTrip);
+    EXPECT_NEAR(xyz.Y, 40.0f, kRoundTrip);
+    EXPECT_NEAR(xyz.Z, 20.0f, kRoundTrip);
+}
+
+TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
+    XYZ xyz;
+    EXPECT_TRUE(LabToXYZ(5.0f, 0.0f, 0.0f, xyz));
+    EXPECT_NEAR(xyz.X, 0.5337f, kFourDecimals);
+    EXPECT_NEAR(xyz.Y, 0.5535f, kFourDecimals);
+    EXPECT_NEAR(xyz.Z, 0.4566f, kFourDecimals);
+
+    // The lightness function turns linear below 8, that is t below 0.008856.
+    EXPECT_NEAR(FR(0.008856f), 8.0f, 1e-3f);
+    EXPECT_NEAR(FR(0.001f), 0.9032963f, kFloatTol);
+    EXPECT_NEAR(FRInf8(1.0f), 903.2963f, 1e-3f);
+    EXPECT_NEAR(FRSupEqu8(0.125f), 42.0f, kFloatTol);
+    EXPECT_TRUE(std::isnan(FR(-0.5f)));
+}
+
+TEST(ColorConversionLab, OutOfRangeComponentsClampToZeroAndReportFalse) {
+    XYZ xyz;
+    EXPECT_FALSE(LabToXYZ(0.0f, 0.0f, 100.0f, xyz));
+    EXPECT_EQ(xyz.Z, 0.0f);
+    EXPECT_GE(xyz.X, 0.0f);
+    EXPECT_FALSE(LabToXYZ(10.0f, -120.0f, 0.0f, xyz));
+    EXPECT_EQ(xyz.X, 0.0f);
+    EXPECT_GT(xyz.Y, 0.0f);
+
+    // The record operation passes the clamped values on without the flag.
+    float X, Y, Z;
+    CMColor c{};
+    CC::LabL(0.0f, 0.0f, 100.0f, c);
+    CC::CMLabToXYZ(c, X, Y, Z);
+    EXPECT_EQ(Z, 0.0f);
+}
+
+TEST(ColorConversionLch, HueBandsAndQuadrants) {
+    struct Case {
+        float a, b, h;
+    };
+    const Case cases[] = {
+        {0.05f, 0.05f, 0.0f},  {-1.0f, 0.05f, 180.0f}, {-0.05f, 0.05f, 0.0f},
+        {0.0f, 5.0f, 90.0f},   {0.0f, -5.0f, 270.0f},  {-1.0f, -1.0f, 225.0f},
+        {1.0f, 1.0f, 45.0f},   {1.0f, -1.0f, 315.0f},  {-0.0999f, 2.0f, 90.0f}, // inside the band
+        {0.1f, 0.1f, 45.0f}, // 0.1 lies outside the band
+        // The bounds are doubles: the single-precision -0.1 widens to just
+        // below -0.1 and so lies outside, 90 + atan(0.05) in degrees.
+        {-0.1f, 2.0f, 92.86240f},
+    };
+    for (const Case& k : cases) {
+        Lch lch;
+        LabToLch(50.0f, k.a, k.b, lch);
+        EXPECT_NEAR(lch.h, k.h, kHueTol) << "a " << k.a << " b " << k.b;
+        EXPECT_EQ(lch.L, 50.0f);
+    }
+    Lch lch;
+    LabToLch(50.0f, 0.05f, 0.05f, lch);
+    EXPECT_NEAR(lch.c, 0.0707107f, kFloatTol); // chroma taken before the band test
+
+    Lab lab;
+    LchToLab(60.0f, 10.0f, 225.0f, lab);
+    EXPECT_EQ(lab.L, 60.0f);
+    EXPECT_NEAR(lab.a, -7.0710678f, kFloatTol);
+    EXPECT_NEAR(lab.b, -7.0710678f, kFloatTol);
+
+    // Through the record: Lch in, fields out, Lch back within one field step.
+    CMColor c{};
+    CC::LchL(60.0f, 30.0f, 120.0f, c);
+    float L, C, h;
+    CC::CMLabToLch(c, L, C, h);
+    EXPECT_NEAR(L, 60.0f, kLStep);
+    EXPECT_NEAR(C, 30.0f, 0.01f);
+    EXPECT_NEAR(h, 120.0f, 0.02f);
+}
+
+TEST(ColorConversionDeltaE, Cie1976AndTheCie94Variant) {
+    EXPECT_EQ(CC::deltaE94WithL(40, 10, -20, 40, 10, -20), 0.0f);
+    EXPECT_NEAR(CC::deltaEWithL(50, 0, 0, 50, 10, 0), 10.0f, kFloatTol);
+    // One chroma 0: C is 0, so SC is 0.6 and the difference grows by 1/0.6.
+    EXPECT_NEAR(CC::deltaE94WithL(50, 0, 0, 50, 10, 0), 16.6667f, kFourDecimals * 10);
+    // A pure lightness difference is the same in both measures.
+    EXPECT_NEAR(CC::deltaE94WithL(30, 20, 30, 37, 20, 30), 7.0f, kFloatTol);
+    EXPECT_NEAR(CC::deltaEWithL(30, 20, 30, 37, 20, 30), 7.0f, kFloatTol);
+
+    EXPECT_NEAR(CC::deltaE94WithL(50, 20, 30, 55, 25, 20), 12.828f, kThreeDecimals);
+    EXPECT_NEAR(CC::deltaEWithL(50, 20, 30, 55, 25, 20), 12.247f, kThreeDecimals);
+    EXPECT_EQ(CC::deltaE94WithL(50, 20, 30, 55, 25, 20), CC::deltaE94WithL(55, 25, 20, 50, 20, 30));
+
+    CMColor one{}, two{};
+    CC::LabL(50, 0, 0, one);
+    CC::LabL(50, 10, 0, two);
+    float L1, a1, b1, L2, a2, b2;
+    CC::CMLab(one, L1, a1, b1);
+    CC::CMLab(two, L2, a2, b2);
+    EXPECT_EQ(CC::deltaEWithC1(one, two), CC::deltaEWithL(L1, a1, b1, L2, a2, b2));
+    EXPECT_EQ(CC::deltaE94WithC1(one, two), CC::deltaE94WithL(L1, a1, b1, L2, a2, b2));
+    EXPECT_NEAR(CC::deltaEWithC1(one, two), 10.0f, 2 * 255.996f / 65535);
+}
+
+TEST(ColorConversionYxy, XyzAndYxyWritersGoThroughLab) {
+    CMColor xyz{}, lab{};
+    CC::XYZ_X(96.42f, 100.0f, 82.49f, xyz);
+    CC::CMXYZ(xyz, lab); // the white, one XYZ field step below
+    EXPECT_EQ(lab.lab.L, 65534);
+    EXPECT_NEAR(lab.lab.a, 32768, 2);
+    EXPECT_NEAR(lab.lab.b, 32768, 2);
+
+    CC::XYZ_XToCMLab(96.42f, 100.0f, 82.49f, lab);
+    EXPECT_EQ(lab.lab.L, 65535);
+    EXPECT_EQ(lab.lab.a, 32768);
+    EXPECT_EQ(lab.lab.b, 32768);
+
+    // D50 chromaticity 0.3457, 0.3585 at Y 100 is the white again.
+    CC::Yxy_Y(100.0f, 0.3457f, 0.3585f, lab);
+    EXPECT_NEAR(lab.lab.L, 65535, 1);
+    float Y, x, y;
+    CC::CMLabToYxy(lab, Y, x, y);
+    EXPECT_NEAR(Y, 100.0f, 1e-2f);
+    EXPECT_NEAR(x, 0.3457f, kFourDecimals * 10);
+    EXPECT_NEAR(y, 0.3585f, kFourDecimals * 10);
+}
+
+TEST(ColorConversionYxy, BlackAndZeroYCarryTheIeeeResult) {
+    // L 0 with a at its lowest and b at its highest: X, Y and Z all clamp
+    // to 0, and x and y are 0 / 0.
+    float Y, x, y;
+    CC::CMLabToYxy(lab(0, 0, 65535), Y, x, y);
+    EXPECT_EQ(Y, 0.0f);
+    EXPECT_TRUE(std::isnan(x));
+    EXPECT_TRUE(std::isnan(y));
+
+    // y = 0 makes X and Z infinite: a clamps to its top, b to its bottom.
+    CMColor c{};
+    CC::Yxy_Y(50.0f, 0.3f, 0.0f, c);
+    EXPECT_EQ(c.lab.a, 65535);
+    EXPECT_EQ(c.lab.b, 0);
+}
