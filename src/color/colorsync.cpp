@@ -1,0 +1,621 @@
+// The one file that talks to the colour engine (Little CMS 2). Everything
+// the engine hands out is checked here and wrapped in an owner; its errors
+// go to our log; its encodings are turned into the colour record's at the
+// boundary, through floating point.
+#include "color/colorsync.h"
+
+#include <lcms2.h>
+
+#include <QString>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+#include "platform/log.h"
+
+namespace slidebox::color {
+
+namespace {
+
+void logEngineError(cmsContext, cmsUInt32Number code, const char* text) {
+    platform::log("Colour engine error " + std::to_string(code) + ": " + (text ? text : ""));
+}
+
+/// The engine context of the process, made once, with its errors routed to
+/// our log. It lives as long as the process: profiles and worlds made in it
+/// may outlive any other static.
+cmsContext engine() {
+    static const cmsContext context = [] {
+        cmsContext c = cmsCreateContext(nullptr, nullptr);
+        if (c)
+            cmsSetLogErrorHandlerTHR(c, logEngineError);
+        return c;
+    }();
+    return context;
+}
+
+struct HandleCloser {
+    void operator()(void* profile) const noexcept {
+        if (profile)
+            cmsCloseProfile(profile);
+    }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+struct TransformDeleter {
+    void operator()(void* transform) const noexcept {
+        if (transform)
+            cmsDeleteTransform(transform);
+    }
+};
+using Transform = std::unique_ptr<void, TransformDeleter>;
+
+/// How colours of one space are laid out for the engine.
+struct Layout {
+    int pixelType = PT_ANY;
+    unsigned channels = 0;
+    enum class Scale { Lab, XYZ, Ink, Unit } scale = Scale::Unit;
+};
+
+std::optional<Layout> layoutOf(OSType space) {
+    using S = Layout::Scale;
+    switch (space) {
+    case fourCC("GRAY"): return Layout{PT_GRAY, 1, S::Unit};
+    case fourCC("RGB "): return Layout{PT_RGB, 3, S::Unit};
+    case fourCC("CMY "): return Layout{PT_CMY, 3, S::Ink};
+    case fourCC("CMYK"): return Layout{PT_CMYK, 4, S::Ink};
+    case fourCC("Lab "): return Layout{PT_Lab, 3, S::Lab};
+    case fourCC("XYZ "): return Layout{PT_XYZ, 3, S::XYZ};
+    case fourCC("HSV "): return Layout{PT_HSV, 3, S::Unit};
+    case fourCC("HLS "): return Layout{PT_HLS, 3, S::Unit};
+    case fourCC("Luv "): return Layout{PT_YUV, 3, S::Unit};
+    case fourCC("YCbr"): return Layout{PT_YCbCr, 3, S::Unit};
+    case fourCC("Yxy "): return Layout{PT_Yxy, 3, S::Unit};
+    default: break;
+    }
+    // Multi-ink spaces, 'nCLR' (n a hex digit) and 'MCHn': the ink count is
+    // in the code itself.
+    auto digit = [](unsigned c) -> int {
+        if (c >= '2' && c <= '9') return static_cast<int>(c - '0');
+        if (c >= 'A' && c <= 'F') return static_cast<int>(c - 'A' + 10);
+        return -1;
+    };
+    int n = -1;
+    if ((space & 0x00FFFFFFu) == (fourCC("xCLR") & 0x00FFFFFFu))
+        n = digit(space >> 24);
+    else if ((space & 0xFFFFFF00u) == (fourCC("MCHx") & 0xFFFFFF00u))
+        n = digit(space & 0xFFu);
+    if (n == 3)
+        return Layout{PT_MCH3, 3, S::Ink};
+    if (n == 4)
+        return Layout{PT_MCH4, 4, S::Ink};
+    if (n >= 5 && n <= 8)
+        return Layout{PT_MCH5 + (n - 5), static_cast<unsigned>(n), S::Ink};
+    return std::nullopt;
+}
+
+cmsUInt32Number doubleFormat(const Layout& layout) {
+    return FLOAT_SH(1) | COLORSPACE_SH(static_cast<cmsUInt32Number>(layout.pixelType)) |
+           CHANNELS_SH(layout.channels) | BYTES_SH(0);
+}
+
+std::uint16_t toField(double value) {
+    double r = std::nearbyint(value);
+    if (!(r >= 0.0)) // NaN too
+        return 0;
+    return r >= 65535.0 ? std::uint16_t{65535} : static_cast<std::uint16_t>(r);
+}
+
+std::uint8_t toByte(double value) {
+    double r = std::nearbyint(value);
+    if (!(r >= 0.0))
+        return 0;
+    return r >= 255.0 ? std::uint8_t{255} : static_cast<std::uint8_t>(r);
+}
+
+// The a and b span of the colour record: field 65535 is 127.996, field 0 is -128.
+constexpr double kLabABSpan = 255.996;
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Profiles
+
+struct CMProfile {
+    Handle handle;
+    std::filesystem::path location;
+    std::array<std::uint8_t, kProfileHeaderSize> header{};
+};
+
+void CMCloseProfile(CMProfile* profile) noexcept {
+    delete profile;
+}
+
+CMProfileRef CMOpenProfile(const std::filesystem::path& path) {
+    const std::string& bytes = path.native();
+    if (bytes.empty() || bytes.size() > kMaxProfilePathBytes || !engine())
+        return nullptr;
+    auto profile = std::make_unique<CMProfile>();
+    profile->handle.reset(cmsOpenProfileFromFileTHR(engine(), bytes.c_str(), "r"));
+    if (!profile->handle)
+        return nullptr;
+    // The engine keeps no raw header; the fields it doesn't expose (module,
+    // platform, illuminant, declared size) are read from the file itself.
+    std::ifstream file(path, std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(profile->header.data()), kProfileHeaderSize))
+        return nullptr;
+    profile->location = path;
+    return CMProfileRef(profile.release());
+}
+
+const std::filesystem::path& CMGetProfileLocation(const CMProfile& profile) {
+    return profile.location;
+}
+
+std::optional<CM2Header> CMGetProfileHeader(const CMProfile& profile) {
+    return headerFromBytes(profile.header);
+}
+
+CMError CMGetProfileElement(const CMProfile& profile, OSType tag, std::uint32_t& size,
+                            void* buffer) {
+    auto sig = static_cast<cmsTagSignature>(tag);
+    if (!cmsIsTag(profile.handle.get(), sig))
+        return cmElementTagNotFound;
+    cmsUInt32Number stored = cmsReadRawTag(profile.handle.get(), sig, nullptr, 0);
+    if (stored == 0)
+        return cmProfileError;
+    if (!buffer) {
+        size = stored;
+        return noErr;
+    }
+    if (size == 0)
+        return paramErr;
+    if (size < stored)
+        return cmProfileError;
+    cmsUInt32Number read = cmsReadRawTag(profile.handle.get(), sig, buffer, stored);
+    if (read != stored)
+        return cmProfileError;
+    size = read;
+    return noErr;
+}
+
+std::optional<std::string> CMCopyProfileDescriptionString(const CMProfile& profile) {
+    cmsHPROFILE h = profile.handle.get();
+    if (!cmsIsTag(h, cmsSigProfileDescriptionTag))
+        return std::nullopt;
+    cmsUInt32Number bytes = cmsGetProfileInfo(h, cmsInfoDescription, "en", "US", nullptr, 0);
+    if (bytes == 0 || bytes % sizeof(wchar_t) != 0)
+        return std::nullopt;
+    std::vector<wchar_t> text(bytes / sizeof(wchar_t) + 1, L'\0');
+    if (cmsGetProfileInfo(h, cmsInfoDescription, "en", "US", text.data(), bytes) == 0)
+        return std::nullopt;
+    std::size_t length = std::find(text.begin(), text.end(), L'\0') - text.begin();
+    return QString::fromWCharArray(text.data(), static_cast<qsizetype>(length)).toStdString();
+}
+
+// ---------------------------------------------------------------------------
+// The boundary between the colour record and the engine's values
+
+unsigned channelsOfColorSpace(OSType space) {
+    auto layout = layoutOf(space);
+    return layout ? layout->channels : 0;
+}
+
+std::vector<double> engineValuesFromColor(const CMColor& color, OSType space) {
+    auto layout = layoutOf(space);
+    if (!layout)
+        return {};
+    std::vector<double> v(layout->channels);
+    if (layout->channels > 4) {
+        std::uint8_t bytes[sizeof(CMColor)];
+        std::memcpy(bytes, &color, sizeof bytes);
+        for (unsigned i = 0; i < layout->channels; ++i)
+            v[i] = bytes[i] * 100.0 / 255.0;
+        return v;
+    }
+    for (unsigned i = 0; i < layout->channels; ++i) {
+        double w = color.raw[i];
+        switch (layout->scale) {
+        case Layout::Scale::Lab: v[i] = i == 0 ? w * 100.0 / 65535.0 : w * kLabABSpan / 65535.0 - 128.0; break;
+        case Layout::Scale::XYZ: v[i] = w * 2.0 / 65535.0; break;
+        case Layout::Scale::Ink: v[i] = w * 100.0 / 65535.0; break;
+        case Layout::Scale::Unit: v[i] = w / 65535.0; break;
+        }
+    }
+    return v;
+}
+
+std::optional<CMColor> colorFromEngineValues(std::span<const double> v, OSType space) {
+    auto layout = layoutOf(space);
+    if (!layout || v.size() < layout->channels)
+        return std::nullopt;
+    CMColor color{};
+    if (layout->channels > 4) {
+        std::uint8_t bytes[sizeof(CMColor)] = {};
+        for (unsigned i = 0; i < layout->channels; ++i)
+            bytes[i] = toByte(v[i] * 255.0 / 100.0);
+        std::memcpy(&color, bytes, sizeof bytes);
+        return color;
+    }
+    for (unsigned i = 0; i < layout->channels; ++i) {
+        switch (layout->scale) {
+        case Layout::Scale::Lab:
+            color.raw[i] = toField(i == 0 ? v[i] * 65535.0 / 100.0 : (v[i] + 128.0) * 65535.0 / kLabABSpan);
+            break;
+        case Layout::Scale::XYZ: color.raw[i] = toField(v[i] * 65535.0 / 2.0); break;
+        case Layout::Scale::Ink: color.raw[i] = toField(v[i] * 65535.0 / 100.0); break;
+        case Layout::Scale::Unit: color.raw[i] = toField(v[i] * 65535.0); break;
+        }
+    }
+    return color;
+}
+
+// ---------------------------------------------------------------------------
+// Colour worlds
+
+struct CMWorld {
+    Transform transform;
+    OSType inputSpace = 0;
+    OSType outputSpace = 0;
+    unsigned inputChannels = 0;
+    unsigned outputChannels = 0;
+};
+
+void CWDisposeColorWorld(CMWorld* world) noexcept {
+    delete world;
+}
+
+CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set) {
+    if (set.empty() || set.size() > 3 || !engine()) {
+        platform::log("Colour world refused: a chain holds one to three profiles");
+        return nullptr;
+    }
+    std::array<cmsHPROFILE, 3> handles{};
+    std::array<cmsUInt32Number, 3> intents{};
+    std::array<cmsBool, 3> blackPoint{};
+    std::array<cmsFloat64Number, 3> adaptation{};
+    OSType inputSpace = 0;
+    OSType current = 0;
+    for (std::size_t i = 0; i < set.size(); ++i) {
+        const ProfileSetEntry& entry = set[i];
+        if (!entry.profile || entry.renderingIntent < 0 || entry.renderingIntent > 3) {
+            platform::log("Colour world refused: missing profile or intent outside 0..3");
+            return nullptr;
+        }
+        cmsHPROFILE h = entry.profile->handle.get();
+        auto cls = static_cast<OSType>(cmsGetDeviceClass(h));
+        auto space = static_cast<OSType>(cmsGetColorSpace(h));
+        auto pcs = static_cast<OSType>(cmsGetPCS(h));
+        if (cls == cmNamedColorClass) {
+            platform::log("Colour world refused: a named-colour profile has no colour record");
+            return nullptr;
+        }
+        // The engine tells the direction of a profile by where it stands: the
+        // first device profile is read device to PCS, a later one in the
+        // direction that leaves the space the chain has reached. A chain
+        // that asks otherwise is refused rather than quietly turned round.
+        bool passThrough = cls == cmLinkClass || cls == cmAbstractClass;
+        bool fromDevice = i == 0 || (current != cmXYZData && current != cmLabData);
+        bool wantsFromDevice = entry.transformTag == TransformTag::DeviceToPCS;
+        if (!passThrough && fromDevice != wantsFromDevice) {
+            platform::log("Colour world refused: entry " + std::to_string(i + 1) +
+                          " can't be used in the direction asked");
+            return nullptr;
+        }
+        if (i == 0)
+            inputSpace = passThrough || fromDevice ? space : pcs;
+        current = passThrough || fromDevice ? pcs : space;
+        handles[i] = h;
+        intents[i] = static_cast<cmsUInt32Number>(entry.renderingIntent);
+        blackPoint[i] = FALSE;
+        adaptation[i] = 1.0;
+    }
+    auto in = layoutOf(inputSpace);
+    auto out = layoutOf(current);
+    if (!in || !out) {
+        platform::log("Colour world refused: a colour space without a colour record");
+        return nullptr;
+    }
+    auto world = std::make_unique<CMWorld>();
+    world->transform.reset(cmsCreateExtendedTransform(
+        engine(), static_cast<cmsUInt32Number>(set.size()), handles.data(), blackPoint.data(),
+        intents.data(), adaptation.data(), nullptr, 0, doubleFormat(*in), doubleFormat(*out),
+        cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE));
+    if (!world->transform)
+        return nullptr;
+    world->inputSpace = inputSpace;
+    world->outputSpace = current;
+    world->inputChannels = in->channels;
+    world->outputChannels = out->channels;
+    return CMWorldRef(world.release());
+}
+
+OSType CWInputSpace(const CMWorld& world) {
+    return world.inputSpace;
+}
+
+OSType CWOutputSpace(const CMWorld& world) {
+    return world.outputSpace;
+}
+
+bool CWMatchColors(const CMWorld& world, std::span<CMColor> colors) {
+    if (!world.transform)
+        return false;
+    for (CMColor& color : colors) {
+        std::vector<double> in = engineValuesFromColor(color, world.inputSpace);
+        std::array<double, 16> out{};
+        if (in.size() != world.inputChannels)
+            return false;
+        cmsDoTransform(world.transform.get(), in.data(), out.data(), 1);
+        auto result = colorFromEngineValues(std::span(out.data(), world.outputChannels),
+                                            world.outputSpace);
+        if (!result)
+            return false;
+        color = *result;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Making profiles
+
+namespace {
+
+std::optional<std::vector<std::uint8_t>> saveProfile(cmsHPROFILE h) {
+    cmsUInt32Number size = 0;
+    if (!h || !cmsSaveProfileToMem(h, nullptr, &size) || size == 0)
+        return std::nullopt;
+    std::vector<std::uint8_t> bytes(size);
+    if (!cmsSaveProfileToMem(h, bytes.data(), &size))
+        return std::nullopt;
+    bytes.resize(size);
+    return bytes;
+}
+
+Handle grayProfile() {
+    cmsToneCurve* curve = cmsBuildGamma(engine(), 2.2);
+    if (!curve)
+        return nullptr;
+    Handle h(cmsCreateGrayProfileTHR(engine(), cmsD50_xyY(), curve));
+    cmsFreeToneCurve(curve);
+    return h;
+}
+
+/// What the tables of a made profile compute: device values (0..1) to Lab
+/// and back, through the engine's own sRGB and gray profiles.
+struct DeviceModel {
+    OSType space = 0;
+    unsigned channels = 0;
+    Transform toLab;   // RGB or gray doubles -> Lab doubles
+    Transform fromLab; // Lab doubles -> RGB or gray doubles
+
+    bool init(OSType s) {
+        space = s;
+        Handle lab(cmsCreateLab4ProfileTHR(engine(), nullptr));
+        Handle device;
+        cmsUInt32Number format = TYPE_RGB_DBL;
+        if (s == cmGrayData) {
+            device = grayProfile();
+            format = TYPE_GRAY_DBL;
+            channels = 1;
+        } else if (s == cmRGBData || s == cmCMYKData) {
+            device.reset(cmsCreate_sRGBProfileTHR(engine()));
+            channels = s == cmRGBData ? 3 : 4;
+        } else if (s == cmLabData) {
+            channels = 3;
+            return true;
+        } else {
+            return false;
+        }
+        if (!lab || !device)
+            return false;
+        toLab.reset(cmsCreateTransformTHR(engine(), device.get(), format, lab.get(), TYPE_Lab_DBL,
+                                          INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE));
+        fromLab.reset(cmsCreateTransformTHR(engine(), lab.get(), TYPE_Lab_DBL, device.get(), format,
+                                            INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE));
+        return toLab && fromLab;
+    }
+
+    cmsCIELab lab(const double* device) const {
+        cmsCIELab result{device[0] * 100.0, device[1] * 255.0 - 128.0, device[2] * 255.0 - 128.0};
+        if (space == cmLabData)
+            return result;
+        double rgb[3] = {device[0], device[0], device[0]};
+        if (space == cmRGBData)
+            std::copy(device, device + 3, rgb);
+        if (space == cmCMYKData) // a plain ink model: each ink takes its light, black takes all
+            for (int i = 0; i < 3; ++i)
+                rgb[i] = (1.0 - device[i]) * (1.0 - device[3]);
+        cmsDoTransform(toLab.get(), rgb, &result, 1);
+        return result;
+    }
+
+    void device(const cmsCIELab& lab, double* out) const {
+        if (space == cmLabData) {
+            out[0] = lab.L / 100.0;
+            out[1] = (lab.a + 128.0) / 255.0;
+            out[2] = (lab.b + 128.0) / 255.0;
+            return;
+        }
+        double rgb[3] = {};
+        cmsDoTransform(fromLab.get(), &lab, rgb, 1);
+        if (space != cmCMYKData) {
+            std::copy(rgb, rgb + channels, out);
+            return;
+        }
+        double k = 1.0 - std::max({rgb[0], rgb[1], rgb[2]});
+        for (int i = 0; i < 3; ++i)
+            out[i] = k >= 1.0 ? 0.0 : (1.0 - rgb[i] - k) / (1.0 - k);
+        out[3] = k;
+    }
+};
+
+struct SamplerCargo {
+    const DeviceModel* model = nullptr;
+    bool toPCS = true;
+    bool labV2 = true; // 'mft2' tables hold Lab in the version 2 encoding
+};
+
+cmsInt32Number sampleTable(const cmsUInt16Number in[], cmsUInt16Number out[], void* cargo) {
+    const auto& c = *static_cast<const SamplerCargo*>(cargo);
+    double device[4] = {};
+    if (c.toPCS) {
+        for (unsigned i = 0; i < c.model->channels; ++i)
+            device[i] = in[i] / 65535.0;
+        cmsCIELab lab = c.model->lab(device);
+        if (c.labV2)
+            cmsFloat2LabEncodedV2(out, &lab);
+        else
+            cmsFloat2LabEncoded(out, &lab);
+        return TRUE;
+    }
+    cmsCIELab lab;
+    if (c.labV2)
+        cmsLabEncoded2FloatV2(&lab, in);
+    else
+        cmsLabEncoded2Float(&lab, in);
+    c.model->device(lab, device);
+    for (unsigned i = 0; i < c.model->channels; ++i)
+        out[i] = toField(std::clamp(device[i], 0.0, 1.0) * 65535.0);
+    return TRUE;
+}
+
+/// The stored bytes of one table element. The engine picks the element type
+/// by profile version, so the table is made in a scratch profile of the
+/// version that stores the asked type and copied from there raw.
+std::optional<std::vector<std::uint8_t>> tableElement(const DeviceModel& model,
+                                                      const ProfileTableRecipe& table) {
+    bool toPCS = (table.tag >> 8) == (fourCC("A2B0") >> 8);
+    bool lut16 = table.kind == ProfileTableRecipe::Kind::Lut16;
+    if (table.gridPoints < 2)
+        return std::nullopt;
+    unsigned inputs = toPCS ? model.channels : 3;
+    unsigned outputs = toPCS ? 3 : model.channels;
+    Handle scratch(cmsCreateProfilePlaceholder(engine()));
+    if (!scratch)
+        return std::nullopt;
+    cmsSetProfileVersion(scratch.get(), lut16 ? 2.1 : 4.3);
+    SamplerCargo cargo{&model, toPCS, lut16};
+    cmsPipeline* pipeline = cmsPipelineAlloc(engine(), inputs, outputs);
+    cmsStage* clut = cmsStageAllocCLut16bit(engine(), table.gridPoints, inputs, outputs, nullptr);
+    cmsStage* a = cmsStageAllocToneCurves(engine(), inputs, nullptr);
+    cmsStage* b = cmsStageAllocToneCurves(engine(), outputs, nullptr);
+    bool ok = pipeline && clut && a && b && cmsStageSampleCLut16bit(clut, sampleTable, &cargo, 0);
+    // The pipeline takes its stages over once they are inserted.
+    ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, a);
+    if (ok) a = nullptr;
+    ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, clut);
+    if (ok) clut = nullptr;
+    ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, b);
+    if (ok) b = nullptr;
+    auto sig = static_cast<cmsTagSignature>(table.tag);
+    ok = ok && cmsWriteTag(scratch.get(), sig, pipeline);
+    for (cmsStage* stage : {a, b, clut})
+        if (stage)
+            cmsStageFree(stage);
+    if (pipeline)
+        cmsPipelineFree(pipeline);
+    if (!ok)
+        return std::nullopt;
+    // Saving and reopening gives the element as it is stored.
+    auto saved = saveProfile(scratch.get());
+    if (!saved)
+        return std::nullopt;
+    Handle reopened(cmsOpenProfileFromMemTHR(engine(), saved->data(),
+                                             static_cast<cmsUInt32Number>(saved->size())));
+    cmsUInt32Number size = reopened ? cmsReadRawTag(reopened.get(), sig, nullptr, 0) : 0;
+    if (size == 0)
+        return std::nullopt;
+    std::vector<std::uint8_t> element(size);
+    if (cmsReadRawTag(reopened.get(), sig, element.data(), size) != size)
+        return std::nullopt;
+    return element;
+}
+
+bool copyTag(cmsHPROFILE to, cmsHPROFILE from, cmsTagSignature sig) {
+    void* data = cmsReadTag(from, sig);
+    return data && cmsWriteTag(to, sig, data);
+}
+
+bool writeMatrixShaper(cmsHPROFILE h, OSType space) {
+    if (space == cmGrayData) {
+        Handle gray = grayProfile();
+        return gray && copyTag(h, gray.get(), cmsSigGrayTRCTag);
+    }
+    if (space != cmRGBData)
+        return false;
+    Handle srgb(cmsCreate_sRGBProfileTHR(engine()));
+    if (!srgb)
+        return false;
+    for (cmsTagSignature sig : {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag,
+                                cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag})
+        if (!copyTag(h, srgb.get(), sig))
+            return false;
+    return true;
+}
+
+} // namespace
+
+std::optional<std::vector<std::uint8_t>> genericProfileBytes(OSType space) {
+    if (!engine())
+        return std::nullopt;
+    Handle h;
+    switch (space) {
+    case cmLabData: h.reset(cmsCreateLab4ProfileTHR(engine(), nullptr)); break;
+    case cmXYZData: h.reset(cmsCreateXYZProfileTHR(engine())); break;
+    case cmGrayData: h = grayProfile(); break;
+    case cmRGBData: h.reset(cmsCreate_sRGBProfileTHR(engine())); break;
+    default: return std::nullopt;
+    }
+    return saveProfile(h.get());
+}
+
+std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe) {
+    DeviceModel model;
+    if (!engine() || !model.init(recipe.colorSpace))
+        return std::nullopt;
+    Handle h(cmsCreateProfilePlaceholder(engine()));
+    if (!h)
+        return std::nullopt;
+    cmsSetProfileVersion(h.get(), recipe.version);
+    cmsSetDeviceClass(h.get(), static_cast<cmsProfileClassSignature>(recipe.deviceClass));
+    cmsSetColorSpace(h.get(), static_cast<cmsColorSpaceSignature>(recipe.colorSpace));
+    cmsSetPCS(h.get(), recipe.matrixShaper ? cmsSigXYZData : cmsSigLabData);
+    cmsSetHeaderRenderingIntent(h.get(), recipe.renderingIntent);
+    if (!cmsWriteTag(h.get(), cmsSigMediaWhitePointTag, cmsD50_XYZ()))
+        return std::nullopt;
+    if (recipe.description) {
+        cmsMLU* mlu = cmsMLUalloc(engine(), 1);
+        bool ok = mlu && cmsMLUsetASCII(mlu, "en", "US", recipe.description->c_str()) &&
+                  cmsWriteTag(h.get(), cmsSigProfileDescriptionTag, mlu);
+        if (mlu)
+            cmsMLUfree(mlu);
+        if (!ok)
+            return std::nullopt;
+    }
+    if (recipe.technology) {
+        auto tech = static_cast<cmsTechnologySignature>(*recipe.technology);
+        if (!cmsWriteTag(h.get(), cmsSigTechnologyTag, &tech))
+            return std::nullopt;
+    }
+    if (recipe.matrixShaper && !writeMatrixShaper(h.get(), recipe.colorSpace))
+        return std::nullopt;
+    for (const ProfileTableRecipe& table : recipe.tables) {
+        auto element = tableElement(model, table);
+        if (!element || !cmsWriteRawTag(h.get(), static_cast<cmsTagSignature>(table.tag),
+                                        element->data(),
+                                        static_cast<cmsUInt32Number>(element->size())))
+            return std::nullopt;
+    }
+    for (const auto& [tag, bytes] : recipe.rawTags)
+        if (!cmsWriteRawTag(h.get(), static_cast<cmsTagSignature>(tag), bytes.data(),
+                            static_cast<cmsUInt32Number>(bytes.size())))
+            return std::nullopt;
+    return saveProfile(h.get());
+}
+
+} // namespace slidebox::color
