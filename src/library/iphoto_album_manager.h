@@ -9,10 +9,15 @@
 #include <QImage>
 
 #include "platform/date.h"
+#include "platform/file_system.h"
 #include "platform/plist_value.h"
 #include "platform/repeating_timer.h"
 
 namespace slidebox {
+
+namespace walk {
+class DescentPath;
+}
 
 /// Name of the notification a record posts when its library changed on disk;
 /// the notification's object is the record (an iPhotoAlbumManager*).
@@ -53,6 +58,11 @@ public:
     /// A record restored from its dictionary form without touching the disk.
     static std::shared_ptr<iPhotoAlbumManager> initWithDictionary(const platform::PlistDictionary& dictionary);
 
+    /// Construction goes through the factories above; the tag keeps it so.
+    struct PrivateTag {
+        explicit PrivateTag() = default;
+    };
+    explicit iPhotoAlbumManager(PrivateTag) {}
     ~iPhotoAlbumManager();
     iPhotoAlbumManager(const iPhotoAlbumManager&) = delete;
     iPhotoAlbumManager& operator=(const iPhotoAlbumManager&) = delete;
@@ -119,14 +129,17 @@ public:
     bool isWatching() const { return timer_ != nullptr; }
 
 private:
-    iPhotoAlbumManager() = default;
     void initManager(std::optional<Path> albumPath);
     void initDatas();
 
-    void recursiveSearchOfLibDirectoryIn(const Path& folder, std::vector<std::pair<dev_t, ino_t>>& descent);
+    // The walks list each folder once and hand the listing down; the folders
+    // on the current descent path are kept so that a link loop ends.
+    void recursiveSearchOfLibDirectoryIn(const Path& folder);
+    void recursiveSearchOfLibDirectoryIn(const Path& folder, const platform::DirectoryListing& listing,
+                                         walk::DescentPath& descent);
     void recursiveSearchOfThumbsDirectoryIn(const Path& folder);
-    void searchOfThumbsDirectoryIn(const Path& folder, std::vector<std::pair<dev_t, ino_t>>& descent);
-    bool searchOfDirectoryIn(const Path& folder, std::vector<std::pair<dev_t, ino_t>>& descent);
+    void searchOfThumbsDirectoryIn(const Path& folder, walk::DescentPath& descent);
+    bool searchOfDirectoryIn(const Path& folder, walk::DescentPath& descent);
     void collectImagePathsInArray(PathList& paths) const;
 
     std::optional<PathList> imagePaths_;

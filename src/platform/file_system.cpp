@@ -13,20 +13,53 @@
 
 namespace slidebox::platform {
 
-std::vector<std::string> directoryContentsAtPath(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
+std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folder) {
     DIR* dir = opendir(folder.c_str());
     if (!dir)
-        return names;
+        return std::nullopt;
+    DirectoryListing listing;
+    struct stat st{};
+    if (fstat(dirfd(dir), &st) == 0) {
+        listing.device = st.st_dev;
+        listing.inode = st.st_ino;
+    }
     while (dirent* entry = readdir(dir)) {
         const char* name = entry->d_name;
-        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        names.emplace_back(name);
+        DirectoryEntry::Kind kind = DirectoryEntry::Kind::Other;
+        if (entry->d_type == DT_DIR)
+            kind = DirectoryEntry::Kind::Directory;
+        else if (entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN)
+            kind = DirectoryEntry::Kind::LinkOrUnknown;
+        listing.entries.push_back({name, kind});
     }
     closedir(dir);
-    // std::string compares as unsigned bytes (char_traits<char>::compare uses memcmp).
-    std::sort(names.begin(), names.end());
+    // std::string compares as unsigned bytes (char_traits<char>::compare is memcmp).
+    std::sort(listing.entries.begin(), listing.entries.end(),
+              [](const DirectoryEntry& a, const DirectoryEntry& b) { return a.name < b.name; });
+    return listing;
+}
+
+bool isDirectoryEntry(const std::filesystem::path& folder, const DirectoryEntry& entry) {
+    switch (entry.kind) {
+    case DirectoryEntry::Kind::Directory:
+        return true;
+    case DirectoryEntry::Kind::Other:
+        return false;
+    case DirectoryEntry::Kind::LinkOrUnknown:
+        break;
+    }
+    return isDirectory(folder / entry.name);
+}
+
+std::vector<std::string> directoryContentsAtPath(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    if (auto listing = listDirectory(folder)) {
+        names.reserve(listing->entries.size());
+        for (auto& entry : listing->entries)
+            names.push_back(std::move(entry.name));
+    }
     return names;
 }
 

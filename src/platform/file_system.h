@@ -6,9 +6,33 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/types.h>
+
 #include "platform/date.h"
 
 namespace slidebox::platform {
+
+/// One entry of a folder listing, with what the folder itself says of its
+/// kind (no extra system call): a link or an unknown kind must be asked.
+struct DirectoryEntry {
+    enum class Kind : unsigned char { Directory, Other, LinkOrUnknown };
+    std::string name;
+    Kind kind = Kind::LinkOrUnknown;
+};
+
+/// A folder's entries sorted byte-wise by name, and the folder's identity
+/// (device and inode), so that walks can tell a folder seen before.
+struct DirectoryListing {
+    std::vector<DirectoryEntry> entries;
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+/// Lists a folder once; nothing for a path that can't be listed.
+std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folder);
+
+/// Whether a listed entry is a folder, following links (a dangling link is not).
+bool isDirectoryEntry(const std::filesystem::path& folder, const DirectoryEntry& entry);
 
 /// The names of a folder's direct entries, hidden ones included, "." and ".."
 /// left out, sorted byte-wise ascending. Empty for a path that can't be listed
