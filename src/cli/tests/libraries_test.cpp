@@ -1,0 +1,46 @@
+#include <gtest/gtest.h>
+
+#include "cli/tests/cli_runner.h"
+#include "library/tests/support/library_fixtures.h"
+#include "tests/temp_dir.h"
+
+namespace fx = slidebox::testing;
+using fx::runCli;
+
+TEST(CliLibraries, FindPrintsEachFoldersLibrariesInOrderAsRawBytes) {
+    fx::TempDir dir;
+    const std::string raw = "caf\xe9 lib";
+    fx::makeLibrary3(dir / "a" / raw, {});
+    fx::makeLibrary6(dir / "a" / "z", {});
+    fx::makeLibrary2(dir / "b", {});
+    auto run = runCli({"libraries", "find", (dir / "a").string(), (dir / "b").string()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, (dir / "a" / raw).string() + "\n" + (dir / "a" / "z").string() + "\n" + (dir / "b").string() + "\n");
+    EXPECT_TRUE(run.err.empty());
+}
+
+TEST(CliLibraries, ImagesInWalkOrder) {
+    fx::TempDir dir;
+    auto images = fx::makeLibrary6(dir / "lib", {"r1", "r2"}, 2);
+    auto run = runCli({"libraries", "images", (dir / "lib").string()});
+    EXPECT_EQ(run.status, 0);
+    std::string expected;
+    for (const auto& p : images)
+        expected += p.string() + "\n";
+    EXPECT_EQ(run.out, expected);
+}
+
+TEST(CliLibraries, MissingPathsAndWrongUsage) {
+    fx::TempDir dir;
+    fx::makeLibrary3(dir / "lib", {});
+    auto missing = runCli({"libraries", "find", (dir / "nope").string(), (dir / "lib").string()});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.out, (dir / "lib").string() + "\n"); // the others are still listed
+    EXPECT_NE(missing.err.find("no such folder"), std::string::npos);
+
+    EXPECT_EQ(runCli({"libraries", "images", (dir / "nope").string()}).status, 1);
+    EXPECT_EQ(runCli({"libraries"}).status, 2);
+    EXPECT_EQ(runCli({"libraries", "find"}).status, 2);
+    EXPECT_EQ(runCli({"libraries", "images", "a", "b"}).status, 2);
+    EXPECT_EQ(runCli({"libraries", "sort"}).status, 2);
+}
