@@ -1,0 +1,87 @@
+// Notifications, timers, running processes, scripts and the log.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/log.h"
+#include "platform/notification_center.h"
+#include "platform/repeating_timer.h"
+#include "platform/running_applications.h"
+#include "platform/script_runner.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox::platform;
+using slidebox::testing::TempDir;
+using slidebox::testing::writeFile;
+
+TEST(NotificationCenter, SynchronousInOrderAndSafeAgainstRemovalDuringDelivery) {
+    NotificationCenter center;
+    std::vector<std::string> calls;
+    int token = 0;
+    NotificationCenter::Observation second;
+    auto first = center.addObserver("N", [&](const void* object) {
+        calls.push_back(object == &token ? "first" : "first?");
+        second.reset(); // a listener removed while told is not called
+    });
+    second = center.addObserver("N", [&](const void*) { calls.push_back("second"); });
+    auto other = center.addObserver("Other", [&](const void*) { calls.push_back("other"); });
+
+    center.postNotificationName("N", &token);
+    EXPECT_EQ(calls, std::vector<std::string>{"first"}); // delivered before post returns
+    first.reset();
+    center.postNotificationName("N", &token);
+    EXPECT_EQ(calls.size(), 1u);
+}
+
+TEST(RepeatingTimer, TicksRepeatedlyAndMayEndItselfInsideATick) {
+    auto kept = std::make_shared<int>(0);
+    std::weak_ptr<int> watch = kept;
+    std::unique_ptr<RepeatingTimer> timer;
+    timer = std::make_unique<RepeatingTimer>(std::chrono::milliseconds(10), [&timer, kept] {
+        if (++*kept == 3)
+            timer.reset(); // the timer ends from inside its own tick
+    });
+    kept.reset();
+    QElapsedTimer clock;
+    clock.start();
+    while (!watch.expired() && clock.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    EXPECT_TRUE(watch.expired()); // what the tick held was let go
+    EXPECT_FALSE(timer);
+}
+
+TEST(RunningApplications, ExactProcessNameOnly) {
+    TempDir proc;
+    writeFile(proc / "12" / "comm", "iPhoto\n");
+    writeFile(proc / "13" / "comm", "iPhotoHelper\n");
+    writeFile(proc / "14" / "comm", "iphoto\n");
+    writeFile(proc / "self" / "comm", "iPhoto\n"); // not a process number
+    EXPECT_EQ(processesNamed("iPhoto", proc.path()), std::vector<pid_t>{12});
+    EXPECT_FALSE(isApplicationRunning("Photo", proc.path()));
+    EXPECT_TRUE(isApplicationRunning(std::string(program_invocation_short_name).substr(0, 15)));
+}
+
+TEST(ScriptRunner, RunsWaitsAndReturnsItsText) {
+    TempDir dir;
+    writeFile(dir / "hello.applescript", "sleep 0.2\necho 'hello world'\nexit 3\n");
+    auto result = runScript(dir / "hello.applescript");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->output, "hello world");
+    EXPECT_EQ(result->exitStatus, 3);
+    EXPECT_FALSE(runScript(dir / "missing.applescript"));
+    EXPECT_FALSE(runScript(dir.path()));
+}
+
+TEST(Log, OneLinePerMessageThroughTheSink) {
+    std::vector<std::string> lines;
+    setLogSink([&](std::string_view text) { lines.emplace_back(text); });
+    log("first");
+    log("second");
+    setLogSink({});
+    EXPECT_EQ(lines, (std::vector<std::string>{"first", "second"}));
+}
