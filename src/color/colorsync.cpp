@@ -135,18 +135,59 @@ void CMCloseProfile(CMProfile* profile) noexcept {
     delete profile;
 }
 
+namespace {
+
+std::uint32_t bigEndian32(const std::uint8_t* p) {
+    return (std::uint32_t{p[0]} << 24) | (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[2]} << 8) |
+           std::uint32_t{p[3]};
+}
+
+/// Reads the header and checks the frame of the file before the engine
+/// sees it: the declared size within the file, a tag count the file can
+/// hold, and every tag inside the declared size. The engine would quietly
+/// skip a tag that points outside; a profile so damaged is refused whole.
+bool readCheckedHeader(const std::filesystem::path& path,
+                       std::array<std::uint8_t, kProfileHeaderSize>& header) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    if (!file)
+        return false;
+    std::streamoff fileSize = file.tellg();
+    if (fileSize < static_cast<std::streamoff>(kProfileHeaderSize + 4) || !file.seekg(0))
+        return false;
+    std::uint8_t count[4];
+    if (!file.read(reinterpret_cast<char*>(header.data()), kProfileHeaderSize) ||
+        !file.read(reinterpret_cast<char*>(count), 4))
+        return false;
+    std::uint64_t declared = bigEndian32(header.data());
+    std::uint64_t tags = bigEndian32(count);
+    std::uint64_t tableEnd = kProfileHeaderSize + 4 + tags * 12;
+    if (declared < tableEnd || declared > static_cast<std::uint64_t>(fileSize))
+        return false;
+    std::vector<std::uint8_t> table(static_cast<std::size_t>(tags * 12));
+    if (!file.read(reinterpret_cast<char*>(table.data()), static_cast<std::streamsize>(table.size())))
+        return false;
+    for (std::size_t i = 0; i < table.size(); i += 12) {
+        std::uint64_t offset = bigEndian32(&table[i + 4]);
+        std::uint64_t size = bigEndian32(&table[i + 8]);
+        if (offset < tableEnd || size < 8 || offset + size > declared)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 CMProfileRef CMOpenProfile(const std::filesystem::path& path) {
     const std::string& bytes = path.native();
     if (bytes.empty() || bytes.size() > kMaxProfilePathBytes || !engine())
         return nullptr;
     auto profile = std::make_unique<CMProfile>();
+    // The engine keeps no raw header; the fields it doesn't expose (module,
+    // platform, illuminant, declared size) come from the file itself.
+    if (!readCheckedHeader(path, profile->header))
+        return nullptr;
     profile->handle.reset(cmsOpenProfileFromFileTHR(engine(), bytes.c_str(), "r"));
     if (!profile->handle)
-        return nullptr;
-    // The engine keeps no raw header; the fields it doesn't expose (module,
-    // platform, illuminant, declared size) are read from the file itself.
-    std::ifstream file(path, std::ios::binary);
-    if (!file.read(reinterpret_cast<char*>(profile->header.data()), kProfileHeaderSize))
         return nullptr;
     profile->location = path;
     return CMProfileRef(profile.release());

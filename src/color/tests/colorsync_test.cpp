@@ -1,0 +1,301 @@
+// The colour engine adapter: the path limit, the raw header and elements,
+// the description, colour worlds and the boundary between the colour
+// record's fields and the engine's values.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "color/colorsync.h"
+#include "color/tests/profile_fixtures.h"
+
+using namespace slidebox::color;
+using namespace slidebox::testing;
+
+namespace {
+
+constexpr double kLabTolerance = 0.2;     // Lab units, between profiles of the same space
+constexpr double kFieldTolerance = 1.0;   // one 16-bit field step
+
+CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
+    CMColor c{};
+    c.lab = {L, a, b};
+    return c;
+}
+
+double labL(const CMColor& c) { return c.lab.L * 100.0 / 65535.0; }
+double labA(const CMColor& c) { return c.lab.a * 255.996 / 65535.0 - 128.0; }
+double labB(const CMColor& c) { return c.lab.b * 255.996 / 65535.0 - 128.0; }
+
+} // namespace
+
+TEST(ColorSyncBoundary, EveryFieldSurvivesTheTripThroughTheEngineScale) {
+    // Each field value of each scale goes to the engine's value and back unchanged.
+    for (OSType space : {cmLabData, cmXYZData, cmRGBData, cmCMYKData, cmGrayData}) {
+        unsigned channels = channelsOfColorSpace(space);
+        for (std::uint32_t w = 0; w <= 65535; ++w) {
+            CMColor in{};
+            for (unsigned i = 0; i < channels; ++i)
+                in.raw[i] = static_cast<std::uint16_t>((w + 9973 * i) % 65536);
+            auto out = colorFromEngineValues(engineValuesFromColor(in, space), space);
+            ASSERT_TRUE(out.has_value());
+            for (unsigned i = 0; i < channels; ++i)
+                ASSERT_EQ(out->raw[i], in.raw[i]) << "space " << std::hex << space << " field " << w;
+        }
+    }
+}
+
+TEST(ColorSyncBoundary, ScalesMatchTheRecordsEncoding) {
+    constexpr double kExact = 1e-9;
+    auto lab = engineValuesFromColor(labField(65535, 65535, 0), cmLabData);
+    ASSERT_EQ(lab.size(), 3u);
+    EXPECT_NEAR(lab[0], 100.0, kExact);
+    EXPECT_NEAR(lab[1], 127.996, kExact);
+    EXPECT_NEAR(lab[2], -128.0, kExact);
+    // a = 0 is written as 32768; L = 50 as 32768 by rounding (32767.5).
+    auto neutral = colorFromEngineValues(std::vector<double>{50.0, 0.0, 0.0}, cmLabData);
+    ASSERT_TRUE(neutral);
+    EXPECT_EQ(neutral->lab.a, 32768);
+    EXPECT_EQ(neutral->lab.b, 32768);
+    // XYZ: the engine's Y of white is 1.0, the record's 100 of 0..200.
+    CMColor xyz{};
+    xyz.XYZ = {65535, 32768, 0};
+    auto x = engineValuesFromColor(xyz, cmXYZData);
+    EXPECT_NEAR(x[0], 2.0, kExact);
+    EXPECT_NEAR(x[1], 32768.0 * 2.0 / 65535.0, kExact);
+    // CMYK is 0..100 in the engine, RGB and gray 0..1.
+    CMColor ink{};
+    ink.cmyk = {65535, 0, 0, 65535};
+    EXPECT_NEAR(engineValuesFromColor(ink, cmCMYKData)[3], 100.0, kExact);
+    CMColor rgb{};
+    rgb.rgb = {65535, 0, 0};
+    EXPECT_NEAR(engineValuesFromColor(rgb, cmRGBData)[0], 1.0, kExact);
+    // Out-of-range values are held to the field.
+    auto held = colorFromEngineValues(std::vector<double>{120.0, 300.0, -300.0}, cmLabData);
+    EXPECT_EQ(held->lab.L, 65535);
+    EXPECT_EQ(held->lab.a, 65535);
+    EXPECT_EQ(held->lab.b, 0);
+    EXPECT_FALSE(colorFromEngineValues(std::vector<double>{1.0}, cmRGBData));
+    EXPECT_TRUE(engineValuesFromColor(rgb, fourCC("2CLR")).empty());
+}
+
+TEST(ColorSyncProfiles, PathOf256BytesIsRefusedAndOf255Opens) {
+    TempDir dir;
+    auto bytes = genericProfileBytes(cmLabData);
+    ASSERT_TRUE(bytes);
+    // A path of exactly 255 bytes, through folders of legal name lengths.
+    std::filesystem::path path = dir.path();
+    while (path.native().size() + 101 < 255)
+        path /= std::string(100, 'd');
+    path /= std::string(255 - path.native().size() - 1, 'p');
+    ASSERT_EQ(path.native().size(), 255u);
+    writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()));
+    EXPECT_NE(CMOpenProfile(path), nullptr);
+
+    std::filesystem::path longer = path.parent_path() / (path.filename().native() + "x");
+    std::filesystem::copy_file(path, longer);
+    ASSERT_EQ(longer.native().size(), 256u);
+    EXPECT_EQ(CMOpenProfile(longer), nullptr);
+    EXPECT_EQ(CMOpenProfile(""), nullptr);
+    EXPECT_EQ(CMOpenProfile(dir / "missing.icc"), nullptr);
+    EXPECT_EQ(CMOpenProfile(dir.path()), nullptr); // a folder
+}
+
+TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
+    TempDir dir;
+    Bytes bytes = make(tableRGBRecipe());
+    setWord(bytes, 40, fourCC("APPL"));   // platform: the engine has no getter for it
+    setWord(bytes, 56, 0x01020304);       // attributes, high word
+    setWord(bytes, 68, 0x0000F6D6);       // illuminant X
+    auto path = writeProfile(dir, "rgb.icc", bytes);
+    auto profile = CMOpenProfile(path);
+    ASSERT_TRUE(profile);
+    auto header = CMGetProfileHeader(*profile);
+    ASSERT_TRUE(header);
+    EXPECT_EQ(header->size, bytes.size());
+    EXPECT_EQ(header->profileClass, cmDisplayClass);
+    EXPECT_EQ(header->dataColorSpace, cmRGBData);
+    EXPECT_EQ(header->profileConnectionSpace, cmLabData);
+    EXPECT_EQ(header->CS2profileSignature, fourCC("acsp"));
+    EXPECT_EQ(header->platform, fourCC("APPL"));
+    EXPECT_EQ(header->deviceAttributes[0], 0x01020304u);
+    EXPECT_EQ(header->white.X, 0xF6D6);
+    EXPECT_EQ(CMGetProfileLocation(*profile), path);
+    // The record and its bytes are one another's image.
+    EXPECT_EQ(headerFromBytes(bytesFromHeader(*header))->white.X, 0xF6D6);
+    auto back = bytesFromHeader(*header);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), bytes.begin()));
+}
+
+TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
+    TempDir dir;
+    Bytes bytes = make(tableRGBRecipe());
+    auto path = writeProfile(dir, "rgb.icc", bytes);
+    auto profile = CMOpenProfile(path);
+    ASSERT_TRUE(profile);
+    auto entry = tagEntry(bytes, fourCC("A2B0"));
+    ASSERT_TRUE(entry);
+
+    std::uint32_t size = 0;
+    ASSERT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), size, nullptr), noErr);
+    EXPECT_EQ(size, entry->second);
+    std::vector<std::uint8_t> element(size);
+    ASSERT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), size, element.data()), noErr);
+    EXPECT_TRUE(std::equal(element.begin(), element.end(), bytes.begin() + entry->first));
+    EXPECT_EQ(word(element, 0), fourCC("mft2"));
+
+    std::uint32_t small = size - 1;
+    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), small, element.data()), cmProfileError);
+    std::uint32_t none = 0;
+    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), none, element.data()), paramErr);
+    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("gamt"), size, nullptr), cmElementTagNotFound);
+}
+
+TEST(ColorSyncProfiles, DescriptionOfVersion2And4Profiles) {
+    TempDir dir;
+    ProfileRecipe recipe = tableRGBRecipe();
+    recipe.description = "Test RGB v2";
+    auto v2 = CMOpenProfile(writeProfile(dir, "v2.icc", make(recipe)));
+    recipe.version = 4.3;
+    recipe.description = "Test RGB v4";
+    auto v4 = CMOpenProfile(writeProfile(dir, "v4.icc", make(recipe)));
+    recipe.description.reset();
+    auto none = CMOpenProfile(writeProfile(dir, "none.icc", make(recipe)));
+    ASSERT_TRUE(v2 && v4 && none);
+    // Version 2 stores a text description, version 4 localized Unicode.
+    EXPECT_EQ(CMCopyProfileDescriptionString(*v2).value_or(""), "Test RGB v2");
+    EXPECT_EQ(CMCopyProfileDescriptionString(*v4).value_or(""), "Test RGB v4");
+    EXPECT_FALSE(CMCopyProfileDescriptionString(*none));
+}
+
+TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
+    auto srgbBytes = genericProfileBytes(cmRGBData);
+    auto labBytes = genericProfileBytes(cmLabData);
+    TempDir dir;
+    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *srgbBytes));
+    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *labBytes));
+    ASSERT_TRUE(srgb && lab);
+    ProfileSetEntry chain[] = {{srgb.get(), 1, TransformTag::DeviceToPCS},
+                               {lab.get(), 1, TransformTag::PCSToDevice}};
+    auto world = NCWConcatColorWorld(chain);
+    ASSERT_TRUE(world);
+    EXPECT_EQ(CWInputSpace(*world), cmRGBData);
+    EXPECT_EQ(CWOutputSpace(*world), cmLabData);
+    CMColor colors[3]{};
+    colors[0].rgb = {65535, 65535, 65535};
+    colors[1].rgb = {65535, 0, 0};
+    colors[2].rgb = {0, 0, 0};
+    ASSERT_TRUE(CWMatchColors(*world, colors));
+    // sRGB under D50 (Bradford): white 100/0/0, red 54.29/80.80/69.89, black 0/0/0.
+    EXPECT_NEAR(labL(colors[0]), 100.0, kLabTolerance);
+    EXPECT_NEAR(labA(colors[0]), 0.0, kLabTolerance);
+    EXPECT_NEAR(labB(colors[0]), 0.0, kLabTolerance);
+    EXPECT_NEAR(labL(colors[1]), 54.29, kLabTolerance);
+    EXPECT_NEAR(labA(colors[1]), 80.80, kLabTolerance);
+    EXPECT_NEAR(labB(colors[1]), 69.89, kLabTolerance);
+    EXPECT_NEAR(labL(colors[2]), 0.0, kLabTolerance);
+
+    // And back: Lab -> sRGB gives the red again.
+    ProfileSetEntry back[] = {{lab.get(), 1, TransformTag::DeviceToPCS},
+                              {srgb.get(), 1, TransformTag::PCSToDevice}};
+    auto reverse = NCWConcatColorWorld(back);
+    ASSERT_TRUE(reverse);
+    CMColor red = colors[1];
+    ASSERT_TRUE(CWMatchColors(*reverse, std::span(&red, 1)));
+    EXPECT_NEAR(red.rgb.red, 65535, 40 * kFieldTolerance);
+    EXPECT_NEAR(red.rgb.green, 0, 40 * kFieldTolerance);
+    EXPECT_NEAR(red.rgb.blue, 0, 40 * kFieldTolerance);
+}
+
+TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
+    auto labBytes = genericProfileBytes(cmLabData);
+    TempDir dir;
+    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *labBytes));
+    ASSERT_TRUE(lab);
+    ProfileSetEntry chain[] = {{lab.get(), 0, TransformTag::DeviceToPCS}};
+    auto world = NCWConcatColorWorld(chain);
+    ASSERT_TRUE(world);
+    EXPECT_EQ(CWOutputSpace(*world), cmLabData);
+    // a and b within the engine's own span, -128..127.
+    for (std::uint32_t L = 0; L <= 65535; L += 4369)
+        for (std::uint32_t ab = 0; ab <= 65280; ab += 4080) {
+            CMColor c = labField(static_cast<std::uint16_t>(L), static_cast<std::uint16_t>(ab),
+                                 static_cast<std::uint16_t>(65280 - ab));
+            CMColor before = c;
+            ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
+            EXPECT_EQ(c.lab.L, before.lab.L);
+            EXPECT_EQ(c.lab.a, before.lab.a);
+            EXPECT_EQ(c.lab.b, before.lab.b);
+        }
+}
+
+TEST(ColorSyncWorlds, OneProfileChainEndsInItsConnectionSpace) {
+    TempDir dir;
+    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *genericProfileBytes(cmRGBData)));
+    ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS}};
+    auto world = NCWConcatColorWorld(chain);
+    ASSERT_TRUE(world);
+    EXPECT_EQ(CWOutputSpace(*world), cmXYZData);
+    CMColor white{};
+    white.rgb = {65535, 65535, 65535};
+    ASSERT_TRUE(CWMatchColors(*world, std::span(&white, 1)));
+    // D50 white 96.42/100/82.49 on the 0..200 scale.
+    constexpr double kXYZTolerance = 0.05;
+    EXPECT_NEAR(white.XYZ.X * 200.0 / 65535.0, 96.42, kXYZTolerance);
+    EXPECT_NEAR(white.XYZ.Y * 200.0 / 65535.0, 100.0, kXYZTolerance);
+    EXPECT_NEAR(white.XYZ.Z * 200.0 / 65535.0, 82.49, kXYZTolerance);
+}
+
+TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
+    TempDir dir;
+    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *genericProfileBytes(cmRGBData)));
+    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
+    ASSERT_TRUE(srgb && lab);
+    EXPECT_FALSE(NCWConcatColorWorld({}));
+    ProfileSetEntry backwards[] = {{srgb.get(), 0, TransformTag::PCSToDevice}};
+    EXPECT_FALSE(NCWConcatColorWorld(backwards));
+    ProfileSetEntry twiceIn[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
+                                 {srgb.get(), 0, TransformTag::DeviceToPCS}};
+    EXPECT_FALSE(NCWConcatColorWorld(twiceIn));
+    ProfileSetEntry badIntent[] = {{srgb.get(), 4, TransformTag::DeviceToPCS}};
+    EXPECT_FALSE(NCWConcatColorWorld(badIntent));
+    ProfileSetEntry missing[] = {{nullptr, 0, TransformTag::DeviceToPCS}};
+    EXPECT_FALSE(NCWConcatColorWorld(missing));
+    ProfileSetEntry four[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
+                              {lab.get(), 0, TransformTag::DeviceToPCS},
+                              {lab.get(), 0, TransformTag::DeviceToPCS},
+                              {srgb.get(), 0, TransformTag::PCSToDevice}};
+    EXPECT_FALSE(NCWConcatColorWorld(four));
+    // Three entries, two intents meeting in Lab, stand.
+    ProfileSetEntry three[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
+                               {lab.get(), 3, TransformTag::DeviceToPCS},
+                               {srgb.get(), 3, TransformTag::PCSToDevice}};
+    auto world = NCWConcatColorWorld(three);
+    ASSERT_TRUE(world);
+    CMColor grey{};
+    grey.rgb = {30000, 30000, 30000};
+    ASSERT_TRUE(CWMatchColors(*world, std::span(&grey, 1)));
+    EXPECT_NEAR(grey.rgb.green, 30000, 40 * kFieldTolerance);
+}
+
+TEST(ColorSyncWorlds, InstalledCMYKProfileRoundTripsNearItself) {
+    auto cmykPath = installedProfile("ghostscript/default_cmyk.icc");
+    if (!cmykPath)
+        GTEST_SKIP() << "libgs-common isn't installed";
+    TempDir dir;
+    auto cmyk = CMOpenProfile(*cmykPath);
+    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
+    ASSERT_TRUE(cmyk && lab);
+    ProfileSetEntry toLab[] = {{cmyk.get(), 1, TransformTag::DeviceToPCS},
+                               {lab.get(), 1, TransformTag::PCSToDevice}};
+    auto world = NCWConcatColorWorld(toLab);
+    ASSERT_TRUE(world);
+    EXPECT_EQ(CWInputSpace(*world), cmCMYKData);
+    CMColor paper{};
+    ASSERT_TRUE(CWMatchColors(*world, std::span(&paper, 1)));
+    // Unprinted paper is the lightest colour the profile knows, near white.
+    EXPECT_GT(labL(paper), 90.0);
+    CMColor black{};
+    black.cmyk = {65535, 65535, 65535, 65535};
+    ASSERT_TRUE(CWMatchColors(*world, std::span(&black, 1)));
+    EXPECT_LT(labL(black), 20.0);
+}
