@@ -1,0 +1,318 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "color/color_world.h"
+#include "color/profile_manager.h"
+#include "platform/log.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox::color;
+using slidebox::testing::TempDir;
+
+namespace {
+
+const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
+const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+const std::filesystem::path kNamed = "/usr/share/color/icc/colord/Crayons.icc";
+
+constexpr float kByteStep = 1.0f / 255.0f;
+// A 16-bit Lab stop between two worlds moves the result by a few fields.
+constexpr int kStepwiseTol = 64;
+
+// Every test gets a home of its own, so the generic Lab profile is made
+// there and the real home is never touched.
+class ColorWorldTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const auto& p : {kSRGB, kCMYK, kNamed})
+            if (!std::filesystem::exists(p))
+                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        saved_ = ProfileManager::places();
+        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
+        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
+    }
+    void TearDown() override {
+        slidebox::platform::setLogSink({});
+        if (saved_)
+            ProfileManager::setPlaces(*saved_);
+    }
+
+    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
+
+    TempDir home_;
+    std::optional<ProfilePlaces> saved_;
+    std::vector<std::string> log_;
+};
+
+CMColor rgb(std::uint16_t r, std::uint16_t g, std::uint16_t b) {
+    CMColor c{};
+    c.rgb = {r, g, b};
+    return c;
+}
+
+struct Counter : CompletionHandler {
+    void setAmountOfCompletion(std::int32_t percent) override { last = percent; }
+    std::int32_t last = -1;
+};
+
+} // namespace
+
+TEST_F(ColorWorldTest, OneIntentMakesASourceToDestinationChain) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1);
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(world->dataColorSpaceOut(), cmCMYKData);
+    EXPECT_EQ(world->srcProfilePath(), kSRGB);
+    EXPECT_EQ(world->destProfilePath(), kCMYK);
+    ASSERT_NE(world->cwRef(), nullptr);
+    EXPECT_EQ(CWInputSpace(*world->cwRef()), cmRGBData);
+    EXPECT_EQ(CWOutputSpace(*world->cwRef()), cmCMYKData);
+    EXPECT_EQ(world->completionHandler(), nullptr);
+
+    CMColor white = rgb(65535, 65535, 65535);
+    ASSERT_TRUE(world->matchColor(white));
+    // Relative colorimetric paper white: no ink at all.
+    EXPECT_LE(white.cmyk.cyan + white.cmyk.magenta + white.cmyk.yellow + white.cmyk.black, 4 * 65);
+    EXPECT_TRUE(log_.empty());
+}
+
+TEST_F(ColorWorldTest, TwoIntentsMeetInTheGenericLabProfile) {
+    // Intents 0 and 3: source to Lab perceptually, Lab to the destination
+    // absolutely. Built here by hand as two worlds through Lab fields.
+    auto bridged = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 3, kCMYK);
+    ASSERT_NE(bridged, nullptr);
+    EXPECT_EQ(bridged->dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(bridged->dataColorSpaceOut(), cmCMYKData); // the last profile's space wins
+    auto toLab = ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0);
+    auto fromLab = ColorWorld::initColorWorldWithSrcProfil(genericLab(), kCMYK, 3);
+    auto sameIntent = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
+    ASSERT_TRUE(toLab && fromLab && sameIntent);
+    EXPECT_EQ(toLab->dataColorSpaceOut(), cmLabData);
+
+    for (CMColor start : {rgb(65535, 65535, 65535), rgb(0, 20000, 60000), rgb(50000, 3000, 9000)}) {
+        CMColor direct = start, stepwise = start, perceptual = start;
+        ASSERT_TRUE(bridged->matchColor(direct));
+        ASSERT_TRUE(toLab->matchColor(stepwise));
+        ASSERT_TRUE(fromLab->matchColor(stepwise));
+        ASSERT_TRUE(sameIntent->matchColor(perceptual));
+        for (int i = 0; i < 4; ++i)
+            EXPECT_NEAR(direct.raw[i], stepwise.raw[i], kStepwiseTol) << "channel " << i;
+    }
+    // The destination's intent is the one that meets it: absolute
+    // colorimetry keeps a trace of the paper's tint on white, which the
+    // perceptual chain turns into no ink at all.
+    CMColor white = rgb(65535, 65535, 65535), whitePerceptual = white;
+    ASSERT_TRUE(bridged->matchColor(white));
+    ASSERT_TRUE(sameIntent->matchColor(whitePerceptual));
+    EXPECT_GT(white.cmyk.cyan, 0);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(whitePerceptual.raw[i], 0) << "channel " << i;
+}
+
+TEST_F(ColorWorldTest, TwoIntentsFailWhenTheGenericLabProfileCannotBeMade) {
+    // A data folder that is a file: the generic Lab profile can't be written.
+    ProfilePlaces places = ProfilePlaces::underHome(home_.path());
+    places.dataHome = home_ / "not-a-folder";
+    slidebox::testing::writeFile(places.dataHome, "x");
+    ProfileManager::setPlaces(places);
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 3, kCMYK), nullptr);
+    EXPECT_NE(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 1, kCMYK), nullptr);
+
+    ColorWorld scratch;
+    CMWorldRef place;
+    auto source = ProfileManager::profileRefForPath(kSRGB);
+    auto destination = ProfileManager::profileRefForPath(kCMYK);
+    EXPECT_TRUE(scratch.initColorWorld(place, source.get(), 2, 1, destination.get()));
+    EXPECT_EQ(place, nullptr);
+    EXPECT_EQ(scratch.dataColorSpaceIn(), 0u); // nothing read before the failure
+}
+
+TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 3, home_ / "missing.icc");
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(world->srcProfilePath(), kSRGB);
+    EXPECT_FALSE(world->destProfilePath().has_value());
+    EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(world->dataColorSpaceOut(), 0u);
+    // One profile, device to PCS: sRGB white comes out as the D50 white in XYZ.
+    CMColor c = rgb(65535, 65535, 65535);
+    ASSERT_TRUE(world->matchColor(c));
+    float X, Y, Z;
+    ColorWorld::CMXYZ(c, X, Y, Z);
+    EXPECT_NEAR(X, 96.42f, 0.05f);
+    EXPECT_NEAR(Y, 100.0f, 0.05f);
+    EXPECT_NEAR(Z, 82.49f, 0.05f);
+}
+
+TEST_F(ColorWorldTest, NoObjectWithoutAUsableSource) {
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "missing.icc", kCMYK, 1), nullptr);
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::filesystem::path(), kCMYK, 1), nullptr);
+    slidebox::testing::writeFile(home_ / "broken.icc", std::string(200, 'x'));
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "broken.icc", 0, 0, kSRGB), nullptr);
+    // 256 bytes of path are refused before the engine is asked.
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::string(256, 'a'), kSRGB, 1), nullptr);
+}
+
+TEST_F(ColorWorldTest, BuildingTheChainIsTrueOnFailure) {
+    ColorWorld scratch;
+    CMWorldRef place;
+    auto source = ProfileManager::profileRefForPath(kSRGB);
+    auto destination = ProfileManager::profileRefForPath(kCMYK);
+    ASSERT_TRUE(source && destination);
+
+    EXPECT_TRUE(scratch.initColorWorld(place, nullptr, 0, 0, destination.get()));
+    EXPECT_EQ(place, nullptr);
+
+    EXPECT_FALSE(scratch.initColorWorld(place, source.get(), 0, 0, destination.get()));
+    ASSERT_NE(place, nullptr);
+    EXPECT_EQ(scratch.dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(scratch.dataColorSpaceOut(), cmCMYKData);
+    EXPECT_EQ(scratch.cwRef(), nullptr); // the place was the caller's
+
+    // The spaces start again at 0 on every call.
+    EXPECT_FALSE(scratch.initColorWorld(place, destination.get(), 1, 1, nullptr));
+    EXPECT_EQ(scratch.dataColorSpaceIn(), cmCMYKData);
+    EXPECT_EQ(scratch.dataColorSpaceOut(), 0u);
+
+    // A named-colour profile has no colour record: the engine refuses, and
+    // the spaces were read all the same.
+    auto named = ProfileManager::profileRefForPath(kNamed);
+    ASSERT_NE(named, nullptr);
+    EXPECT_TRUE(scratch.initColorWorld(place, source.get(), 1, 1, named.get()));
+    EXPECT_EQ(place, nullptr);
+    EXPECT_EQ(scratch.dataColorSpaceOut(), cmLabData);
+    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kNamed, 1), nullptr);
+}
+
+TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
+    ProfileRecipe recipe;
+    recipe.colorSpace = cmRGBData;
+    recipe.deviceClass = fourCC("link");
+    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9}};
+    auto bytes = makeProfile(recipe);
+    ASSERT_TRUE(bytes.has_value());
+    const auto link = home_ / "link.icc";
+    slidebox::testing::writeFile(link, std::string(bytes->begin(), bytes->end()));
+
+    auto handler = std::make_shared<Counter>();
+    auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(world->completionHandler(), handler);
+    EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(world->dataColorSpaceOut(), 0u); // fits any destination
+    EXPECT_FALSE(world->destProfilePath().has_value());
+    EXPECT_EQ(world->srcProfilePath(), link);
+    CMColor c = rgb(65535, 65535, 65535);
+    EXPECT_TRUE(world->matchColor(c));
+}
+
+TEST_F(ColorWorldTest, HandlerIsSharedAndCanBeSetAgain) {
+    auto handler = std::make_shared<Counter>();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0, 1, handler);
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(handler.use_count(), 2);
+    world->setCompletionHandler(handler);
+    EXPECT_EQ(handler.use_count(), 2);
+    EXPECT_EQ(world->completionHandler(), handler);
+    world->setCompletionHandler(nullptr);
+    EXPECT_EQ(handler.use_count(), 1);
+    auto other = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 2, handler);
+    ASSERT_NE(other, nullptr);
+    other.reset();
+    EXPECT_EQ(handler.use_count(), 1); // the world's end drops its reference
+}
+
+TEST_F(ColorWorldTest, RefusedMatchIsLoggedAndLeavesTheColour) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1);
+    ASSERT_NE(world, nullptr);
+    CMColor none[1];
+    EXPECT_TRUE(world->matchColors(none, 0));
+    EXPECT_TRUE(world->matchColors(nullptr, -3));
+
+    CMColor colors[3] = {rgb(1, 2, 3), rgb(65535, 0, 0), rgb(0, 0, 0)};
+    EXPECT_TRUE(world->matchColors(colors, 3));
+    EXPECT_GT(colors[1].cmyk.magenta, 50000); // red takes magenta and yellow
+    EXPECT_GT(colors[1].cmyk.yellow, 50000);
+
+    world->disposeColorWorld();
+    world->disposeColorWorld(); // again: harmless
+    EXPECT_EQ(world->cwRef(), nullptr);
+    CMColor kept[2] = {rgb(100, 200, 300), rgb(400, 500, 600)};
+    EXPECT_FALSE(world->matchColors(kept, 2));
+    EXPECT_EQ(kept[0].rgb.red, 100);
+    EXPECT_EQ(kept[1].rgb.blue, 600);
+    ASSERT_EQ(log_.size(), 1u); // the first failure ends the loop
+    EXPECT_EQ(log_[0], "Error in matchColor: (CWMatchColors) of ColorWorld");
+}
+
+TEST(ColorWorldComparisonColors, DefaultsAsBytes) {
+    ColorWorld world;
+    world.initComparisonColors();
+    const ComparisonColors& c = world.comparisonColors();
+    EXPECT_EQ(c.inGamutLowRGB, (RGB8{255, 255, 255}));
+    EXPECT_EQ(c.inGamutLimitRGB, (RGB8{0, 153, 0}));
+    EXPECT_EQ(c.outGamutLimitRGB, (RGB8{255, 178, 0})); // 0.7 ends as 178, not 179
+    EXPECT_EQ(c.outGamutHighRGB, (RGB8{51, 0, 0}));
+    EXPECT_EQ(c.nonComparedRGB, (RGB8{178, 178, 178}));
+
+    ColorWorld fresh; // no initialiser ran: all zero
+    EXPECT_EQ(fresh.comparisonColors().inGamutLowRGB, (RGB8{0, 0, 0}));
+}
+
+TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
+    ColorWorld world;
+    world.setInGamutColors(ColorValue::colorWithDeviceRed(0.5f, 0.25f, 1.0f, 0.3f),
+                           ColorValue::colorWithCalibratedRed(0.1f, 0.9f, 0.7f, 1.0f));
+    ColorValue low, limit;
+    world.getInGamutColors(&low, &limit);
+    EXPECT_EQ(low.colorSpaceName(), ColorSpaceName::CalibratedRGB);
+    float r, g, b, a;
+    low.getRed(r, g, b, a);
+    EXPECT_NEAR(r, 127 * kByteStep, 1e-7f); // trunc(127.5)
+    EXPECT_NEAR(g, 63 * kByteStep, 1e-7f);
+    EXPECT_NEAR(b, 1.0f, 1e-7f);
+    EXPECT_EQ(a, 1.0f); // alpha is not kept
+    limit.getRed(r, g, b, a);
+    EXPECT_NEAR(r, 25 * kByteStep, 1e-7f);
+    EXPECT_NEAR(g, 229 * kByteStep, 1e-7f);
+    EXPECT_NEAR(b, 178 * kByteStep, 1e-7f);
+
+    world.setOutGamutColors(ColorValue::colorWithCalibratedRed(1, 0, 0, 1),
+                            ColorValue::colorWithCalibratedRed(0, 0, 1, 1));
+    EXPECT_EQ(world.comparisonColors().outGamutHighRGB, (RGB8{255, 0, 0}));
+    EXPECT_EQ(world.comparisonColors().outGamutLimitRGB, (RGB8{0, 0, 255}));
+    ColorValue high;
+    world.getOutGamutColors(&high, nullptr);
+    EXPECT_EQ(high, ColorValue::colorWithCalibratedRed(1, 0, 0, 1));
+
+    // A gray is taken to RGB before it is read.
+    world.setNonComparedColor(ColorValue::colorWithCalibratedWhite(0.5f, 1.0f));
+    EXPECT_EQ(world.comparisonColors().nonComparedRGB, (RGB8{127, 127, 127}));
+    EXPECT_EQ(ColorWorld::checkColorSpace(ColorValue::colorWithDeviceWhite(0.2f, 1.0f)),
+              ColorValue::colorWithCalibratedRed(0.2f, 0.2f, 0.2f, 1.0f));
+    const auto device = ColorValue::colorWithDeviceRed(0.1f, 0.2f, 0.3f, 0.4f);
+    EXPECT_EQ(ColorWorld::checkColorSpace(device), device);
+}
+
+TEST(ColorWorldComparisonColors, DefaultGettersSkipAbsentReferences) {
+    ColorValue limit = ColorValue::colorWithDeviceWhite(0.0f, 0.0f);
+    ColorWorld::getDefaultOutGamutColors(nullptr, &limit);
+    EXPECT_EQ(limit, ColorValue::colorWithCalibratedRed(1.0f, 0.7f, 0.0f, 1.0f));
+    ColorValue low, inLimit, nonCompared;
+    ColorWorld::getDefaultInGamutColors(&low, &inLimit);
+    EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
+    EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
+    ColorWorld::getDefaultNonComparedColor(&nonCompared);
+    EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
+    ColorWorld::getDefaultNonComparedColor(nullptr);
+    ColorWorld::getDefaultInGamutColors(nullptr, nullptr);
+}
+
+TEST(ColorWorldClassOperations, ColourArithmeticIsPartOfTheClass) {
+    CMColor c{};
+    ColorWorld::LabL(50.0f, 0.0f, 0.0f, c);
+    EXPECT_EQ(c.lab.L, 32767);
+    EXPECT_NEAR(ColorWorld::deltaEWithL(0, 0, 0, 3, 4, 0), 5.0f, 1e-5f);
+}
