@@ -27,9 +27,19 @@ CliRun runCli(const std::vector<std::string>& args, const std::vector<std::strin
         argv.push_back(a.data());
     argv.push_back(nullptr);
 
+    // A variable given here replaces the test's own of the same name: the
+    // program's getenv would otherwise find the inherited one first.
+    auto givenName = [&env](const std::string& entry) {
+        std::string name = entry.substr(0, entry.find('='));
+        for (const std::string& e : env)
+            if (e.substr(0, e.find('=')) == name)
+                return true;
+        return false;
+    };
     std::vector<std::string> envStore;
     for (char** e = environ; *e; ++e)
-        envStore.emplace_back(*e);
+        if (!givenName(*e))
+            envStore.emplace_back(*e);
     envStore.insert(envStore.end(), env.begin(), env.end());
     std::vector<char*> envp;
     for (auto& e : envStore)

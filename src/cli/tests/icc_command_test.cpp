@@ -1,0 +1,98 @@
+// slidebox-cli icc header / icc info: golden output for installed profiles
+// (their values read from the files' own bytes), and the refusals.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "cli/tests/cli_runner.h"
+#include "tests/temp_dir.h"
+
+using slidebox::testing::runCli;
+using slidebox::testing::TempDir;
+
+namespace {
+
+const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+
+/// A home of the test's own, so that the generic profiles never land in the real one.
+std::vector<std::string> isolatedHome(const TempDir& home) {
+    return {"HOME=" + home.path().string(), "XDG_DATA_HOME=" + (home / "share").string()};
+}
+
+} // namespace
+
+TEST(CliIcc, HeaderReportOfAnInstalledCMYKProfile) {
+    if (!std::filesystem::exists(kCMYK))
+        GTEST_SKIP() << "libgs-common isn't installed";
+    TempDir home;
+    auto r = runCli({"icc", "header", kCMYK.string()}, isolatedHome(home));
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string zero(4, '\0'); // module and maker are left empty in this file
+    EXPECT_EQ(r.out, "Size : 187.484 Ko / CMMType : " + zero + " / version : 0x02100000\n"
+                     "class : prtr / dataColorSpace : CMYK / connectionSpace : Lab \n"
+                     "CS2signature : acsp / platform : APPL / flags : 0x00000000\n"
+                     "deviceManufacturer : " + zero + " / model : 0x00000000\n"
+                     "deviceAttributes : 0x00000000 0x00000000\n"
+                     "renderingIntent : cmPerceptual\n"
+                     "white : X = 0.9642, Y = 1.0000, Z = 0.8249\n");
+    EXPECT_TRUE(r.err.empty());
+}
+
+TEST(CliIcc, InfoOfAnInstalledCMYKProfile) {
+    if (!std::filesystem::exists(kCMYK))
+        GTEST_SKIP() << "libgs-common isn't installed";
+    TempDir home;
+    auto r = runCli({"icc", "info", kCMYK.string()}, isolatedHome(home));
+    ASSERT_EQ(r.status, 0) << r.err;
+    // 16-bit tables of 9 points towards Lab, 8-bit tables of 33 points back.
+    EXPECT_EQ(r.out, "name: Artifex CMYK SWOP Profile\n"
+                     "class: prtr\n"
+                     "data colour space: CMYK\n"
+                     "connection space: Lab \n"
+                     "channels: 4\n"
+                     "preferred intent: 0\n"
+                     "valid: yes\n"
+                     "device to PCS grid points 0: 9\n"
+                     "PCS to device grid points 0: 33\n"
+                     "device to PCS grid points 1: 9\n"
+                     "PCS to device grid points 1: 33\n"
+                     "device to PCS grid points 2: 9\n"
+                     "PCS to device grid points 2: 33\n"
+                     "device to PCS grid points 3: 9\n"
+                     "PCS to device grid points 3: 33\n");
+    // The generic Lab profile was made in the test's home, not elsewhere.
+    EXPECT_TRUE(std::filesystem::exists(home / "share/slidebox/icc/Generic Lab Profile.icc"));
+}
+
+TEST(CliIcc, NamedColourProfileIsInspectedButNotValid) {
+    const std::filesystem::path named = "/usr/share/color/icc/colord/x11-colors.icc";
+    if (!std::filesystem::exists(named))
+        GTEST_SKIP() << "colord-data isn't installed";
+    TempDir home;
+    auto r = runCli({"icc", "info", named.string()}, isolatedHome(home));
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("class: nmcl\n"), std::string::npos);
+    EXPECT_NE(r.out.find("valid: no\n"), std::string::npos);
+    EXPECT_NE(r.out.find("device to PCS grid points 0: none\n"), std::string::npos);
+}
+
+TEST(CliIcc, RefusalsAndWrongUsage) {
+    TempDir home;
+    auto env = isolatedHome(home);
+    slidebox::testing::writeFile(home / "text.icc", "this is no profile");
+    for (const char* sub : {"header", "info"}) {
+        auto missing = runCli({"icc", sub, (home / "missing.icc").string()}, env);
+        EXPECT_EQ(missing.status, 1) << sub;
+        EXPECT_TRUE(missing.out.empty());
+        EXPECT_NE(missing.err.find("is not a usable ICC profile"), std::string::npos);
+        EXPECT_EQ(runCli({"icc", sub, (home / "text.icc").string()}, env).status, 1) << sub;
+        EXPECT_EQ(runCli({"icc", sub}, env).status, 2) << sub;
+        EXPECT_EQ(runCli({"icc", sub, "a.icc", "b.icc"}, env).status, 2) << sub;
+    }
+    auto none = runCli({"icc"}, env);
+    EXPECT_EQ(none.status, 2);
+    EXPECT_NE(none.err.find("no subcommand"), std::string::npos);
+    auto unknown = runCli({"icc", "frob"}, env);
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("unknown subcommand 'frob'"), std::string::npos);
+}

@@ -1,0 +1,82 @@
+// The header report: its seven lines and the number formats.
+#include <gtest/gtest.h>
+
+#include "color/profile_header_report.h"
+
+using namespace slidebox::color;
+
+namespace {
+CM2Header sampleHeader() {
+    CM2Header h;
+    h.size = 3144;
+    h.CMMType = fourCC("lcms");
+    h.profileVersion = 0x02100000;
+    h.profileClass = fourCC("mntr");
+    h.dataColorSpace = fourCC("RGB ");
+    h.profileConnectionSpace = fourCC("XYZ ");
+    h.CS2profileSignature = fourCC("acsp");
+    h.platform = fourCC("APPL");
+    h.flags = 0x00010002;
+    h.deviceManufacturer = fourCC("IEC ");
+    h.deviceModel = 0x73524742;
+    h.deviceAttributes = {0x00000001, 0x80000000};
+    h.renderingIntent = 1;
+    h.white = {0xF6D6, 0x10000, 0xD32D};
+    return h;
+}
+} // namespace
+
+TEST(ProfileHeaderReport, SevenLinesInOrder) {
+    EXPECT_EQ(headerInfos(sampleHeader()),
+              "Size : 3.144 Ko / CMMType : lcms / version : 0x02100000\n"
+              "class : mntr / dataColorSpace : RGB  / connectionSpace : XYZ \n"
+              "CS2signature : acsp / platform : APPL / flags : 0x00010002\n"
+              "deviceManufacturer : IEC  / model : 0x73524742\n"
+              "deviceAttributes : 0x00000001 0x80000000\n"
+              "renderingIntent : cmRelativeColorimetric\n"
+              "white : X = 0.9642, Y = 1.0000, Z = 0.8249");
+}
+
+TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
+    CM2Header h = sampleHeader();
+    h.size = 1000;
+    EXPECT_EQ(headerInfos(h).rfind("Size : 1000 / ", 0), 0u);
+    h.size = 1001;
+    EXPECT_EQ(headerInfos(h).rfind("Size : 1.001 Ko / ", 0), 0u);
+    h.size = 0;
+    EXPECT_EQ(headerInfos(h).rfind("Size : 0 / ", 0), 0u);
+    // Single precision first: 4294967295 becomes 4294967296 before the division.
+    h.size = 0xFFFFFFFF;
+    EXPECT_EQ(headerInfos(h).rfind("Size : 4294967.296 Ko / ", 0), 0u);
+}
+
+TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
+    CM2Header h = sampleHeader();
+    h.platform = 0;
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find(std::string("platform : \0\0\0\0 / flags", 22)), std::string::npos);
+    EXPECT_EQ(signatureText(0), std::string(4, '\0'));
+    EXPECT_EQ(signatureText(fourCC("scnr")), "scnr");
+
+    const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation", "cmAbsoluteColorimetric"};
+    for (std::uint32_t i = 0; i < 4; ++i) {
+        h.renderingIntent = i;
+        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"), std::string::npos);
+    }
+    // Seven lines, no line feed at the end.
+    EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 6);
+    EXPECT_NE(report.back(), '\n');
+}
+
+TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {
+    CM2Header h = sampleHeader();
+    h.white = {-0x8000, 0x7FFFFFFF, 1};
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"), std::string::npos);
+}
+
+TEST(ProfileHeaderReport, CreationDateText) {
+    CM2Header h = sampleHeader();
+    h.dateTime = {2009, 3, 27, 21, 36, 31};
+    EXPECT_EQ(creationDateText(h), "27 March 2009 - 21:36:31");
+}

@@ -1,0 +1,255 @@
+// ProfileInspector: opening from a path and from bytes, its colour worlds,
+// validation, comparison and the header accessors.
+#include <gtest/gtest.h>
+
+#include "color/profile_inspector.h"
+#include "color/tests/profile_fixtures.h"
+#include "platform/file_system.h"
+
+using namespace slidebox::color;
+using namespace slidebox::testing;
+
+namespace {
+
+/// The names of the inspector's temporary files now in /tmp.
+std::vector<std::string> temporaryFiles() {
+    std::vector<std::string> found;
+    for (const std::string& name : slidebox::platform::directoryContentsAtPath("/tmp"))
+        if (name.rfind("ZOL_ProfileInspector_", 0) == 0)
+            found.push_back(name);
+    return found;
+}
+
+ProfileRecipe oneWayRecipe(OSType deviceClass) {
+    ProfileRecipe recipe;
+    recipe.deviceClass = deviceClass;
+    recipe.description = "One way";
+    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 5}};
+    return recipe;
+}
+
+} // namespace
+
+class ProfileInspectorTest : public ::testing::Test {
+protected:
+    ScopedProfilePlaces places;
+    TempDir dir;
+};
+
+TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
+    auto path = writeProfile(dir, "rgb.icc", make(tableRGBRecipe()));
+    for (std::int32_t intent : {0, 1, 2, 3}) {
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
+        ASSERT_TRUE(inspector) << intent;
+        EXPECT_TRUE(inspector->DeviceToPCS());
+        EXPECT_TRUE(inspector->PCSToDevice());
+        EXPECT_EQ(inspector->rendering(), intent);
+    }
+    for (std::int32_t intent : {-1, 4, 77}) {
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
+        ASSERT_TRUE(inspector) << intent;
+        EXPECT_FALSE(inspector->DeviceToPCS());
+        EXPECT_FALSE(inspector->PCSToDevice());
+        EXPECT_EQ(inspector->rendering(), intent);
+        EXPECT_EQ(inspector->dataColorSpace(), cmRGBData);
+        EXPECT_EQ(inspector->profileName(), "Test RGB tables");
+    }
+    // The worlds run from the profile to Lab and back.
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, 1);
+    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceIn(), cmRGBData);
+    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceOut(), cmLabData);
+    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceIn(), cmLabData);
+    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceOut(), cmRGBData);
+}
+
+TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothing) {
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath("", 0));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(dir / "missing.icc", -1));
+    writeFile(dir / "text.icc", "not a profile at all, just some words of text");
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(dir / "text.icc", -1));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData({}, 0));
+    EXPECT_FALSE(ProfileInspector::initWithPath(dir / "missing.icc"));
+}
+
+TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
+    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
+    auto scanner = writeProfile(dir, "scanner.icc", make(oneWayRecipe(cmInputClass)));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(display, 0));
+    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(display, -1));
+    auto input = ProfileInspector::profileInspectorWithProfilePath(scanner, 0);
+    ASSERT_TRUE(input);
+    EXPECT_TRUE(input->DeviceToPCS());
+    EXPECT_FALSE(input->PCSToDevice());
+    EXPECT_EQ(input->PCSToDeviceNbGridPoints(), 0);
+    EXPECT_EQ(input->DeviceToPCSNbGridPoints(), 5);
+    // A scanner profile that can't convert from Lab is still good.
+    EXPECT_TRUE(ProfileInspector::goodPathProfileData(scanner));
+    EXPECT_FALSE(ProfileInspector::goodPathProfileData(display));
+}
+
+TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
+    ProfileRecipe recipe = tableRGBRecipe();
+    recipe.tables.erase(std::remove_if(recipe.tables.begin(), recipe.tables.end(),
+                                       [](const ProfileTableRecipe& t) { return t.tag == fourCC("A2B2"); }),
+                        recipe.tables.end());
+    // An 'mft2' element that stops after its channel counts.
+    recipe.rawTags.push_back({fourCC("A2B2"), {'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 9, 0}});
+    auto path = writeProfile(dir, "spoilt.icc", make(recipe));
+    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 0));
+    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 1));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 2));
+    EXPECT_FALSE(ProfileInspector::goodPathProfileData(path));
+    EXPECT_TRUE(ProfileInspector::goodPathProfileData(writeProfile(dir, "good.icc", make(tableRGBRecipe()))));
+}
+
+TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
+    auto before = temporaryFiles();
+    Bytes bytes = make(tableRGBRecipe());
+    {
+        auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, 0);
+        ASSERT_TRUE(inspector);
+        EXPECT_EQ(inspector->profilePath().parent_path(), "/tmp");
+        EXPECT_EQ(inspector->profilePath().filename().native().rfind("ZOL_ProfileInspector_", 0), 0u);
+        EXPECT_TRUE(slidebox::platform::fileExistsAtPath(inspector->profilePath()));
+        EXPECT_EQ(inspector->profileName(), "Test RGB tables");
+        // Two inspectors never share a file.
+        auto other = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
+        ASSERT_TRUE(other);
+        EXPECT_NE(other->profilePath(), inspector->profilePath());
+    }
+    EXPECT_EQ(temporaryFiles(), before);
+
+    // A failed opening leaves nothing behind either.
+    Bytes broken(bytes.begin(), bytes.begin() + 200);
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(broken, 0));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(make(oneWayRecipe(cmDisplayClass)), 1));
+    EXPECT_TRUE(ProfileInspector::goodProfileData(bytes));
+    EXPECT_FALSE(ProfileInspector::goodProfileData(broken));
+    EXPECT_FALSE(ProfileInspector::goodProfileData({}));
+    EXPECT_EQ(temporaryFiles(), before);
+
+    // A profile given by path is never removed.
+    auto path = writeProfile(dir, "kept.icc", bytes);
+    ProfileInspector::profileInspectorWithProfilePath(path, 0).reset();
+    EXPECT_TRUE(slidebox::platform::fileExistsAtPath(path));
+}
+
+TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
+    Bytes bytes = make(tableRGBRecipe());
+    struct Row { std::uint32_t header; std::int32_t preferred; };
+    for (Row row : {Row{0, 0}, Row{2, 2}, Row{3, 3}, Row{7, 3}, Row{0xFFFFFFFF, 0}, Row{0x80000000, 0}}) {
+        setWord(bytes, 64, row.header);
+        auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
+        ASSERT_TRUE(inspector);
+        EXPECT_EQ(inspector->preferedRenderingIntent(), row.preferred) << row.header;
+    }
+    // initWithPath takes that intent for its worlds.
+    setWord(bytes, 64, 2);
+    auto inspector = ProfileInspector::initWithPath(writeProfile(dir, "p.icc", bytes));
+    ASSERT_TRUE(inspector);
+    EXPECT_EQ(inspector->rendering(), 2);
+    EXPECT_TRUE(inspector->DeviceToPCS());
+}
+
+TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
+    Bytes bytes = make(tableRGBRecipe());
+    auto path = dir / "space.icc";
+    struct Row { const char* space; unsigned count; };
+    for (Row row : {Row{"GRAY", 1}, Row{"RGB ", 3}, Row{"Luv ", 3}, Row{"3CLR", 3}, Row{"CMYK", 4},
+                    Row{"MCH7", 7}, Row{"9CLR", 9}, Row{"FCLR", 15}, Row{"2CLR", 0}, Row{"abcd", 0}}) {
+        setWord(bytes, 16, fourCC({row.space[0], row.space[1], row.space[2], row.space[3], 0}));
+        std::filesystem::remove(path);
+        writeProfile(dir, "space.icc", bytes);
+        // Worlds can't be asked of a profile whose space is a lie: intent -1.
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+        ASSERT_TRUE(inspector) << row.space;
+        EXPECT_EQ(inspector->nbComponents(), row.count) << row.space;
+    }
+}
+
+TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
+    ProfileRecipe recipe = tableRGBRecipe();
+    Bytes a = make(recipe);
+    recipe.tables.resize(2); // other contents, other size
+    recipe.technology.reset();
+    Bytes b = make(recipe);
+    for (Bytes* bytes : {&a, &b}) // the same date: 2024-03-05 06:07:08
+        for (auto [offset, value] : {std::pair{24, 2024}, {26, 3}, {28, 5}, {30, 6}, {32, 7}, {34, 8}}) {
+            (*bytes)[offset] = static_cast<std::uint8_t>(value >> 8);
+            (*bytes)[offset + 1] = static_cast<std::uint8_t>(value);
+        }
+    auto pa = writeProfile(dir, "a.icc", a);
+    auto pb = writeProfile(dir, "b.icc", b);
+    EXPECT_TRUE(ProfileInspector::profileWithPath(pa, pb));
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(pa, -1);
+    EXPECT_EQ(inspector->dateTimeAsString(), "2024-03-05 06:07:08 +0000");
+    EXPECT_EQ(inspector->dateTime().year, 2024);
+
+    Bytes c = b;
+    c[35] = 9; // a second later
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "c.icc", c)));
+    Bytes d = b;
+    setWord(d, 12, cmOutputClass);
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "d.icc", d)));
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, dir / "missing.icc"));
+
+    // Without descriptions both are "_unknown_", and so still equal.
+    recipe.description.reset();
+    Bytes e = make(recipe);
+    std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
+    auto pe = writeProfile(dir, "e.icc", e);
+    auto pf = writeProfile(dir, "f.icc", e);
+    EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(), "_unknown_");
+    EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
+}
+
+TEST_F(ProfileInspectorTest, InstalledProfilesOfEveryKind) {
+    struct Row { const char* path; OSType cls; OSType space; bool good; };
+    const Row rows[] = {
+        {"colord/sRGB.icc", cmDisplayClass, cmRGBData, true},
+        {"ghostscript/default_cmyk.icc", cmOutputClass, cmCMYKData, true},
+        {"ghostscript/default_gray.icc", cmDisplayClass, cmGrayData, true},
+        {"LCMSLABI.ICM", cmDisplayClass, cmLabData, true},
+        {"ghostscript/lab.icc", cmColorSpaceClass, cmLabData, true},
+        {"CineLogCurve.icc", cmAbstractClass, cmLabData, true},
+        // A named-colour profile has no colour world.
+        {"colord/x11-colors.icc", cmNamedColorClass, cmLabData, false},
+    };
+    int found = 0;
+    for (const Row& row : rows) {
+        auto path = installedProfile(row.path);
+        if (!path)
+            continue;
+        ++found;
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(*path, -1);
+        ASSERT_TRUE(inspector) << row.path;
+        EXPECT_EQ(inspector->profileClass(), row.cls) << row.path;
+        EXPECT_EQ(inspector->dataColorSpace(), row.space) << row.path;
+        EXPECT_NE(inspector->profileName(), "_unknown_") << row.path;
+        EXPECT_EQ(ProfileInspector::goodPathProfileData(*path), row.good) << row.path;
+    }
+    if (found == 0)
+        GTEST_SKIP() << "no installed profiles";
+}
+
+TEST(InstalledProfiles, EveryInstalledProfileOpensWithItsHeader) {
+    int count = 0;
+    for (const char* folder : {"/usr/share/color/icc", "/usr/share/color/icc/colord",
+                               "/usr/share/color/icc/ghostscript"}) {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+            std::string ext = entry.path().extension().string();
+            if (ext != ".icc" && ext != ".ICM")
+                continue;
+            ++count;
+            auto profile = CMOpenProfile(entry.path());
+            ASSERT_TRUE(profile) << entry.path();
+            auto header = CMGetProfileHeader(*profile);
+            ASSERT_TRUE(header);
+            EXPECT_EQ(header->CS2profileSignature, fourCC("acsp")) << entry.path();
+            EXPECT_EQ(header->size, std::filesystem::file_size(entry.path())) << entry.path();
+        }
+    }
+    if (count == 0)
+        GTEST_SKIP() << "no installed profiles";
+}

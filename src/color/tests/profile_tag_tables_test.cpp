@@ -1,0 +1,189 @@
+// Reading table elements by intent, their kind and grid, the fallback to
+// the header's intent, and the profile description structure.
+#include <gtest/gtest.h>
+
+#include "color/profile_inspector.h"
+#include "color/profile_tag_tables.h"
+#include "color/tests/profile_fixtures.h"
+
+using namespace slidebox::color;
+using namespace slidebox::testing;
+
+class ProfileTagTablesTest : public ::testing::Test {
+protected:
+    ScopedProfilePlaces places;
+    TempDir dir;
+
+    CMProfileRef open(const ProfileRecipe& recipe, const char* name) {
+        auto profile = CMOpenProfile(writeProfile(dir, name, make(recipe)));
+        EXPECT_TRUE(profile);
+        return profile;
+    }
+};
+
+TEST(ProfileTagTables, TagsOfEachIntent) {
+    struct Row { std::int32_t intent; const char* a; const char* b; };
+    for (Row row : {Row{0, "A2B0", "B2A0"}, Row{1, "A2B1", "B2A1"}, Row{2, "A2B2", "B2A2"},
+                    Row{3, "A2B1", "B2A1"}, Row{-1, "A2B1", "B2A1"}, Row{9, "A2B1", "B2A1"}}) {
+        OSType a = 0, b = 0;
+        GetTableTags(row.intent, &a, &b);
+        EXPECT_EQ(a, fourCC({row.a[0], row.a[1], row.a[2], row.a[3], 0})) << row.intent;
+        EXPECT_EQ(b, fourCC({row.b[0], row.b[1], row.b[2], row.b[3], 0})) << row.intent;
+    }
+    OSType only = 0;
+    GetTableTags(2, nullptr, &only);
+    EXPECT_EQ(only, fourCC("B2A2"));
+}
+
+TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
+    EXPECT_EQ(IsOSType(nullptr, kLut16Type), 0);
+    ElementBlock shortBlock{'m', 'f', 't'};
+    EXPECT_EQ(IsOSType(&shortBlock, kLut16Type), 0);
+    ElementBlock lut8{'m', 'f', 't', '1', 0, 0, 0, 0, 4, 3, 17, 0};
+    EXPECT_EQ(IsOSType(&lut8, kLut8Type), 1);
+    EXPECT_EQ(IsOSType(&lut8, kLut16Type), 0);
+
+    TabInfos infos;
+    GetInfosOnTable(infos, &lut8);
+    EXPECT_EQ(infos.size, 12u);
+    EXPECT_EQ(infos.type, kLut8Type);
+    EXPECT_EQ(infos.inputChannels, 4);
+    EXPECT_EQ(infos.outputChannels, 3);
+    EXPECT_EQ(infos.gridPoints, 17);
+
+    ElementBlock mab{'m', 'B', 'A', ' ', 0, 0, 0, 0, 3, 4};
+    GetInfosOnTable(infos, &mab);
+    EXPECT_EQ(infos.type, kLutBtoAType);
+    EXPECT_EQ(infos.gridPoints, 0xFFFF);
+    EXPECT_EQ(infos.outputChannels, 4);
+
+    // Another type, no element, or one too short leaves the record as it was.
+    TabInfos before = infos;
+    ElementBlock curve{'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 0};
+    ElementBlock cut{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3};
+    for (const ElementBlock* element : std::vector<const ElementBlock*>{&curve, &cut, nullptr}) {
+        GetInfosOnTable(infos, element);
+        EXPECT_EQ(infos.size, before.size);
+        EXPECT_EQ(infos.type, before.type);
+    }
+    ResetTabInfos(infos);
+    EXPECT_EQ(infos.size, 0u);
+    EXPECT_EQ(infos.gridPoints, 0);
+}
+
+TEST_F(ProfileTagTablesTest, GetElementOutPlacesAndErrors) {
+    auto profile = open(tableRGBRecipe(), "rgb.icc");
+    ASSERT_TRUE(profile);
+    std::uint32_t size = 77;
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), nullptr, &size), 0);
+    EXPECT_EQ(size, 0u);
+
+    std::optional<ElementBlock> element = ElementBlock{1, 2, 3};
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), &element, &size), 0);
+    ASSERT_TRUE(element);
+    EXPECT_EQ(element->size(), size);
+    EXPECT_EQ(IsOSType(&*element, kLut16Type), 1);
+
+    EXPECT_EQ(GetElement(*profile, fourCC("gamt"), &element, &size), cmElementTagNotFound);
+    EXPECT_FALSE(element);
+    EXPECT_EQ(size, 0u);
+    EXPECT_TRUE(TestProfileDatasForIntent(*profile, 2));
+}
+
+TEST_F(ProfileTagTablesTest, GridPointsOfLut16AndLutAtoBTables) {
+    ProfileRecipe recipe = tableRGBRecipe();
+    recipe.tables = {{fourCC("A2B1"), ProfileTableRecipe::Kind::Lut16, 11},
+                     {fourCC("B2A1"), ProfileTableRecipe::Kind::Lut16, 7}};
+    auto lut16 = writeProfile(dir, "lut16.icc", make(recipe));
+    for (std::int32_t intent : {1, 3, -1}) { // 3 and -1 read the tables of 1
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(lut16, intent);
+        ASSERT_TRUE(inspector) << intent;
+        EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 11) << intent;
+        EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), intent == -1 ? 0 : 7) << intent;
+    }
+
+    recipe.version = 4.3;
+    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::LutAtoB, 9},
+                     {fourCC("B2A0"), ProfileTableRecipe::Kind::LutAtoB, 9}};
+    auto mab = writeProfile(dir, "mab.icc", make(recipe));
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(mab, 0);
+    ASSERT_TRUE(inspector);
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), -1);
+    EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), -1);
+    auto profile = CMOpenProfile(mab);
+    TabInfos a, b;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, &b);
+    EXPECT_EQ(a.type, kLutAtoBType);
+    EXPECT_EQ(a.inputChannels, 3);
+    EXPECT_EQ(a.outputChannels, 3);
+    EXPECT_EQ(b.type, kLutBtoAType);
+}
+
+TEST_F(ProfileTagTablesTest, MissingTableFallsBackToTheHeadersIntent) {
+    ProfileRecipe recipe = tableRGBRecipe();
+    recipe.deviceClass = cmInputClass;
+    recipe.renderingIntent = 0;
+    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 6}};
+    auto path = writeProfile(dir, "a2b0.icc", make(recipe));
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(inspector);
+    EXPECT_FALSE(inspector->availableRenderingIntent(1));
+    EXPECT_TRUE(inspector->availableRenderingIntent(0));
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 6); // -1 reads A2B1, falls back to A2B0
+
+    // A header intent other than 0 and 2 falls back to A2B1.
+    recipe.renderingIntent = 3;
+    recipe.tables = {{fourCC("A2B1"), ProfileTableRecipe::Kind::Lut16, 4},
+                     {fourCC("A2B2"), ProfileTableRecipe::Kind::Lut16, 5}};
+    auto profile = open(recipe, "a2b1.icc");
+    TabInfos a;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+    EXPECT_EQ(a.gridPoints, 4);
+
+    // No table at all: the record stays zero.
+    recipe.tables.clear();
+    recipe.matrixShaper = true;
+    auto shaper = open(recipe, "shaper.icc");
+    GetProfileDatas(*shaper, 0, *CMGetProfileHeader(*shaper), &a, nullptr);
+    EXPECT_EQ(a.size, 0u);
+    EXPECT_EQ(a.type, 0u);
+    EXPECT_EQ(a.gridPoints, 0);
+}
+
+TEST_F(ProfileTagTablesTest, TableOfAnotherTypeLeavesEverythingZero) {
+    ProfileRecipe recipe = tableRGBRecipe();
+    recipe.matrixShaper = true;
+    recipe.tables.clear();
+    recipe.rawTags = {{fourCC("A2B0"), {'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 0}}};
+    auto profile = open(recipe, "curv.icc");
+    TabInfos a;
+    a.size = 5;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+    EXPECT_EQ(a.size, 0u);
+    EXPECT_EQ(a.gridPoints, 0);
+}
+
+TEST_F(ProfileTagTablesTest, DescriptionStructureIs44BigEndianBytes) {
+    Bytes bytes = make(tableRGBRecipe());
+    setWord(bytes, 48, fourCC("SBOX"));
+    setWord(bytes, 52, 0x00001234);
+    setWord(bytes, 56, 0x01020304);
+    setWord(bytes, 60, 0x05060708);
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "d.icc", bytes), -1);
+    ASSERT_TRUE(inspector);
+    auto data = inspector->profileDescriptionStructureData();
+    ASSERT_TRUE(data);
+    const Bytes expected = {'S', 'B', 'O', 'X', 0, 0, 0x12, 0x34, 1, 2, 3, 4, 5, 6, 7, 8,
+                            'C', 'R', 'T', ' ', 'm', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 0,
+                            'm', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(*data, expected);
+
+    ProfileRecipe noTech = tableRGBRecipe();
+    noTech.technology.reset();
+    auto plain = ProfileInspector::profileInspectorWithProfilePath(
+        writeProfile(dir, "n.icc", make(noTech)), -1);
+    auto plainData = plain->profileDescriptionStructureData();
+    ASSERT_TRUE(plainData);
+    ASSERT_EQ(plainData->size(), 44u);
+    EXPECT_EQ(word(*plainData, 16), 0u);
+}
