@@ -1,0 +1,53 @@
+#pragma once
+
+#include <filesystem>
+
+#include "image/image_result.h"
+
+namespace slidebox::image {
+
+/// An output file that appears whole or not at all: the data goes to a
+/// hidden temporary file in the target's folder (".<name>.XXXXXX"), and
+/// commit() renames it over the target. A file that is never committed is
+/// removed when the object ends, so a failed write leaves nothing behind and
+/// an existing target untouched. Move-only.
+class AtomicFile {
+  public:
+    /// Makes the temporary file beside target. CannotWrite, with the
+    /// system's reason, when the folder doesn't take it.
+    static ImageResult<AtomicFile> create(const std::filesystem::path& target);
+
+    AtomicFile(AtomicFile&& other) noexcept;
+    AtomicFile& operator=(AtomicFile&& other) noexcept;
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+    /// Removes the temporary file unless committed.
+    ~AtomicFile();
+
+    /// The open descriptor of the temporary file, for writing; -1 after
+    /// commit() or discard(). Stays this object's: don't close it.
+    int descriptor() const { return fd_; }
+    const std::filesystem::path& temporaryPath() const { return temporary_; }
+    const std::filesystem::path& target() const { return target_; }
+
+    /// Writes all bytes at the current position; false on failure.
+    bool writeAll(const void* data, std::size_t size);
+
+    /// Closes the file and renames it over the target. With durable, the
+    /// data and then the folder entry are flushed to the disk first, so the
+    /// target survives a power cut as either the old or the new file. On
+    /// failure the temporary file is removed and the target untouched.
+    ImageStatus commit(bool durable = true);
+
+    /// Closes and removes the temporary file.
+    void discard();
+
+  private:
+    AtomicFile() = default;
+
+    int fd_ = -1;
+    std::filesystem::path target_;
+    std::filesystem::path temporary_;
+};
+
+} // namespace slidebox::image

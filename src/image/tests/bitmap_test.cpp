@@ -1,0 +1,187 @@
+#include "image/bitmap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace slidebox::image {
+namespace {
+
+using ::testing::HasSubstr;
+
+TEST(PixelFormatTest, CountsFollowSpaceAlphaAndLayout) {
+    constexpr auto rgba8 = PixelFormat::make(ColorSpace::RGB, 8, true);
+    static_assert(rgba8.samplesPerPixel() == 4 && rgba8.bitsPerPixel() == 32);
+    static_assert(rgba8.planeCount() == 1 && rgba8.bytesPerPlanePixel() == 4);
+
+    constexpr auto gray16aPlanar = PixelFormat::make(ColorSpace::Gray, 16, true, true);
+    EXPECT_EQ(gray16aPlanar.samplesPerPixel(), 2);
+    EXPECT_EQ(gray16aPlanar.planeCount(), 2);
+    EXPECT_EQ(gray16aPlanar.bytesPerPlanePixel(), 2);
+    EXPECT_EQ(gray16aPlanar.bitsPerPixel(), 32);
+
+    EXPECT_EQ(PixelFormat::make(ColorSpace::CMYK, 16).bitsPerPixel(), 64);
+    EXPECT_EQ(PixelFormat::make(ColorSpace::Lab, 16).bytesPerPlanePixel(), 6);
+    EXPECT_EQ(PixelFormat::make(ColorSpace::XYZ, 8, false, true).planeCount(), 3);
+}
+
+TEST(PixelFormatTest, ValidityAndNames) {
+    EXPECT_TRUE(PixelFormat::make(ColorSpace::Lab, 16).isValid());
+    PixelFormat threeBytes = PixelFormat::make(ColorSpace::RGB, 24);
+    EXPECT_FALSE(threeBytes.isValid());
+    PixelFormat premultipliedWithoutAlpha = PixelFormat::make(ColorSpace::RGB, 8);
+    premultipliedWithoutAlpha.alphaPremultiplied = true;
+    EXPECT_FALSE(premultipliedWithoutAlpha.isValid());
+
+    // ICC signatures, first character in the top byte.
+    EXPECT_EQ(colorSpaceSignature(ColorSpace::Gray), 0x47524159u);
+    EXPECT_EQ(colorSpaceSignature(ColorSpace::RGB), 0x52474220u);
+    EXPECT_EQ(colorSpaceSignature(ColorSpace::CMYK), 0x434D594Bu);
+    EXPECT_EQ(colorSpaceSignature(ColorSpace::Lab), 0x4C616220u);
+    EXPECT_EQ(describe(PixelFormat::make(ColorSpace::RGB, 16, true, true)),
+              "RGB 16-bit planar with alpha");
+}
+
+TEST(ZolRectTest, HalfOpenEdges) {
+    const ZOL_Rect r = makeRect(2, 3, 4, 5); // columns 2..5, rows 3..7
+    EXPECT_TRUE(r.contains(ZOL_Point{2, 3}));
+    EXPECT_TRUE(r.contains(ZOL_Point{5, 7}));
+    EXPECT_FALSE(r.contains(ZOL_Point{6, 3}));
+    EXPECT_FALSE(r.contains(ZOL_Point{2, 8}));
+    EXPECT_TRUE(r.contains(makeRect(2, 3, 4, 5)));
+    EXPECT_FALSE(r.contains(makeRect(2, 3, 5, 5)));
+    EXPECT_TRUE(r.contains(makeRect(100, 100, 0, 0))); // empty lies anywhere
+    EXPECT_TRUE(makeRect(0, 0, -1, 5).isEmpty());
+}
+
+TEST(ZolRectTest, IntersectionAndFarEdgesDoNotWrap) {
+    EXPECT_EQ(intersection(makeRect(0, 0, 10, 10), makeRect(5, 8, 10, 10)), makeRect(5, 8, 5, 2));
+    // Touching edges share no pixel.
+    EXPECT_TRUE(intersection(makeRect(0, 0, 10, 10), makeRect(10, 0, 5, 5)).isEmpty());
+
+    const ZOL_Rect far = makeRect(INT32_MAX - 1, 0, INT32_MAX, 1);
+    EXPECT_EQ(far.right(), std::int64_t{INT32_MAX} - 1 + INT32_MAX);
+    EXPECT_TRUE(far.contains(ZOL_Point{INT32_MAX, 0}));
+    EXPECT_FALSE(makeRect(0, 0, 100, 1).contains(far));
+    EXPECT_EQ(intersection(far, makeRect(0, 0, INT32_MAX, 1)), makeRect(INT32_MAX - 1, 0, 1, 1));
+}
+
+TEST(BitmapTest, AllocateOwnsZeroedRowsWithChosenStride) {
+    auto bitmap = Bitmap::allocate(5, 3, PixelFormat::make(ColorSpace::RGB, 16), 40);
+    ASSERT_TRUE(bitmap) << bitmap.status().message();
+    EXPECT_TRUE(bitmap->ownsPixels());
+    EXPECT_EQ(bitmap->minRowBytes(), 30u);
+    EXPECT_EQ(bitmap->rowBytes(), 40u);
+    EXPECT_EQ(bitmap->row(2) - bitmap->row(0), 80);
+    for (std::int32_t y = 0; y < 3; ++y)
+        for (std::int32_t x = 0; x < 15; ++x)
+            EXPECT_EQ(bitmap->row16(y)[x], 0);
+
+    auto planar = Bitmap::allocate(5, 3, PixelFormat::make(ColorSpace::CMYK, 8, false, true));
+    ASSERT_TRUE(planar);
+    EXPECT_EQ(planar->planeCount(), 4);
+    EXPECT_EQ(planar->rowBytes(), 5u);
+    EXPECT_EQ(planar->plane(4), nullptr);
+    // Planes don't overlap.
+    EXPECT_GE(planar->plane(1) - planar->plane(0), 15);
+}
+
+TEST(BitmapTest, RefusedSizesNeverWrap) {
+    const auto rgba16 = PixelFormat::make(ColorSpace::RGB, 16, true);
+    auto zero = Bitmap::allocate(0, 10, rgba16);
+    EXPECT_EQ(zero.status().code(), ImageErrorCode::BadArgument);
+    EXPECT_THAT(zero.status().message(), HasSubstr("0 x 10"));
+    EXPECT_EQ(Bitmap::allocate(10, -1, rgba16).status().code(), ImageErrorCode::BadArgument);
+    EXPECT_EQ(Bitmap::allocate(4, 4, rgba16, 31).status().code(), ImageErrorCode::BadArgument);
+
+    // 2^31 - 1 pixels of 8 bytes: a row longer than a signed 32-bit length.
+    EXPECT_EQ(Bitmap::allocate(INT32_MAX, 1, rgba16).status().code(), ImageErrorCode::TooLarge);
+    // Rows that fit, but five planes of 2^31 - 1 of them overflow a 64-bit
+    // size: refused, not wrapped round to a small block.
+    EXPECT_EQ(
+        Bitmap::allocate(INT32_MAX, INT32_MAX, PixelFormat::make(ColorSpace::CMYK, 8, true, true))
+            .status()
+            .code(),
+        ImageErrorCode::TooLarge);
+    EXPECT_EQ(Bitmap::allocate(4, 4, PixelFormat::make(ColorSpace::RGB, 32)).status().code(),
+              ImageErrorCode::BadArgument);
+}
+
+TEST(BitmapTest, WrapLeavesMemoryWithTheCaller) {
+    std::vector<std::uint8_t> memory(2 * 8, 7);
+    auto bitmap = Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::RGB, 8), 8, memory.data());
+    ASSERT_TRUE(bitmap) << bitmap.status().message();
+    EXPECT_FALSE(bitmap->ownsPixels());
+    bitmap->row(1)[5] = 42;
+    EXPECT_EQ(memory[13], 42);
+
+    // The last row needs only its pixels: 3 planes of 2 rows of 8, the last 2 bytes short.
+    std::vector<std::uint8_t> a(6), b(6), c(6);
+    std::uint8_t* const planes[] = {a.data(), b.data(), c.data()};
+    auto planar = Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::Lab, 8, false, true), 4, planes);
+    ASSERT_TRUE(planar);
+    planar->row(1, 2)[1] = 9;
+    EXPECT_EQ(c[5], 9);
+
+    EXPECT_THAT(Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::Lab, 8, false, true), 4,
+                             std::span(planes, 2))
+                    .status()
+                    .message(),
+                HasSubstr("2 planes"));
+    std::uint8_t* const missing[] = {a.data(), nullptr, c.data()};
+    EXPECT_EQ(Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::RGB, 8, false, true), 4, missing)
+                  .status()
+                  .code(),
+              ImageErrorCode::BadArgument);
+    alignas(2) std::uint8_t wide[32] = {};
+    EXPECT_EQ(
+        Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::Gray, 16), 4, wide + 1).status().code(),
+        ImageErrorCode::BadArgument);
+    EXPECT_EQ(Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::Gray, 16), 5, wide).status().code(),
+              ImageErrorCode::BadArgument);
+}
+
+TEST(BitmapTest, ViewWritesIntoItsParent) {
+    auto parent = Bitmap::allocate(6, 4, PixelFormat::make(ColorSpace::RGB, 8, true, true));
+    ASSERT_TRUE(parent);
+    auto view = parent->view(makeRect(2, 1, 3, 2));
+    ASSERT_TRUE(view) << view.status().message();
+    EXPECT_FALSE(view->ownsPixels());
+    EXPECT_EQ(view->size(), (ZOL_Size{3, 2}));
+    view->row(1, 3)[2] = 200; // alpha plane, pixel (2 + 2, 1 + 1) of the parent
+    EXPECT_EQ(parent->row(2, 3)[4], 200);
+    EXPECT_EQ(parent->row(2, 2)[4], 0);
+
+    EXPECT_FALSE(parent->view(makeRect(4, 0, 3, 1)));
+    EXPECT_FALSE(parent->view(makeRect(0, 0, 0, 1)));
+    EXPECT_FALSE(parent->view(makeRect(-1, 0, 1, 1)));
+}
+
+TEST(BitmapTest, CloneCopiesPixelsNotPaddingAndMovesEmptyTheSource) {
+    auto padded = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::Gray, 8), 16);
+    ASSERT_TRUE(padded);
+    padded->row(0)[2] = 1;
+    padded->row(1)[0] = 2;
+    padded->row(0)[10] = 99; // padding
+    auto copy = padded->clone();
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->ownsPixels());
+    EXPECT_EQ(copy->rowBytes(), 3u);
+    EXPECT_TRUE(copy->samePixels(*padded));
+    copy->row(1)[2] = 5;
+    EXPECT_FALSE(copy->samePixels(*padded));
+    EXPECT_EQ(padded->row(1)[2], 0);
+
+    Bitmap moved = std::move(copy).value();
+    EXPECT_EQ(moved.row(1)[2], 5);
+    Bitmap target;
+    target = std::move(moved);
+    EXPECT_TRUE(moved.isNull());
+    EXPECT_EQ(moved.width(), 0);
+    EXPECT_EQ(target.row(0)[2], 1);
+}
+
+} // namespace
+} // namespace slidebox::image

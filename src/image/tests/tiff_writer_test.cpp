@@ -1,0 +1,238 @@
+#include "image/tiff_writer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "image/tiff_reader.h"
+#include "tests/temp_dir.h"
+#include "tiff_fixtures.h"
+
+namespace slidebox::image {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+/// A bitmap whose samples all differ (the ramp of the fixtures).
+Bitmap rampBitmap(std::int32_t width, std::int32_t height, PixelFormat format) {
+    auto bitmap = Bitmap::allocate(width, height, format);
+    EXPECT_TRUE(bitmap);
+    const auto perRow = static_cast<std::size_t>(width * format.samplesPerPlanePixel());
+    const auto values =
+        testing::rampValues(perRow * height * format.planeCount(), format.bitsPerSample());
+    std::size_t i = 0;
+    for (int p = 0; p < format.planeCount(); ++p)
+        for (std::int32_t y = 0; y < height; ++y)
+            for (std::size_t x = 0; x < perRow; ++x, ++i) {
+                if (format.bytesPerSample == 2)
+                    bitmap->row16(y, p)[x] = static_cast<std::uint16_t>(values[i]);
+                else
+                    bitmap->row(y, p)[x] = static_cast<std::uint8_t>(values[i]);
+            }
+    return std::move(bitmap).value();
+}
+
+/// A bitmap of one row from the given samples.
+Bitmap rowOf(PixelFormat format, std::int32_t width, const std::vector<std::uint16_t>& samples) {
+    auto bitmap = Bitmap::allocate(width, 1, format);
+    EXPECT_TRUE(bitmap);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (format.bytesPerSample == 2)
+            bitmap->row16(0)[i] = samples[i];
+        else
+            bitmap->row(0)[i] = static_cast<std::uint8_t>(samples[i]);
+    }
+    return std::move(bitmap).value();
+}
+
+struct Kind {
+    ColorSpace space;
+    bool alpha;
+};
+
+using RoundTripParam = std::tuple<Kind, int, bool, TiffCompression>;
+
+class TiffRoundTripTest : public ::testing::TestWithParam<RoundTripParam> {};
+
+TEST_P(TiffRoundTripTest, EveryKindComesBackSampleForSample) {
+    const auto [kind, bits, planar, compression] = GetParam();
+    const auto format = PixelFormat::make(kind.space, bits, kind.alpha, planar);
+    slidebox::testing::TempDir dir;
+    const Bitmap original = rampBitmap(13, 9, format);
+    TiffWriteOptions options;
+    options.compression = compression;
+    options.rowsPerStrip = 4;
+    auto status = writeTiff(dir / "out.tif", original, options);
+    ASSERT_TRUE(status) << status.message();
+    auto back = readTiff(dir / "out.tif");
+    ASSERT_TRUE(back) << back.status().message();
+    EXPECT_EQ(back->format(), format) << describe(back->format());
+    EXPECT_TRUE(back->samePixels(original));
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("out.tif"));
+}
+
+std::string roundTripName(const ::testing::TestParamInfo<RoundTripParam>& info) {
+    const auto [kind, bits, planar, compression] = info.param;
+    std::string name(colorSpaceName(kind.space));
+    name += kind.alpha ? "Alpha" : "";
+    name += std::to_string(bits);
+    name += planar ? "Planar" : "Packed";
+    name += compression == TiffCompression::None  ? ""
+            : compression == TiffCompression::LZW ? "Lzw"
+                                                  : "Deflate";
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, TiffRoundTripTest,
+    ::testing::Combine(
+        ::testing::Values(Kind{ColorSpace::Gray, false}, Kind{ColorSpace::Gray, true},
+                          Kind{ColorSpace::RGB, false}, Kind{ColorSpace::RGB, true},
+                          Kind{ColorSpace::CMYK, false}, Kind{ColorSpace::Lab, false}),
+        ::testing::Values(8, 16), ::testing::Bool(),
+        ::testing::Values(TiffCompression::None, TiffCompression::LZW, TiffCompression::Deflate)),
+    roundTripName);
+
+class TiffWriterTest : public ::testing::Test {
+  protected:
+    slidebox::testing::TempDir dir;
+};
+
+TEST_F(TiffWriterTest, LabIsWrittenAsCieLabWithSignedAB) {
+    // Fields 0, 32768, 65535 are the samples -32768, 0, 32767.
+    const Bitmap lab16 =
+        rowOf(PixelFormat::make(ColorSpace::Lab, 16), 2, {0, 32768, 65535, 65535, 0, 32767});
+    ASSERT_TRUE(writeTiff(dir / "lab16.tif", lab16));
+    auto raw = testing::readRawTiff(dir / "lab16.tif");
+    ASSERT_TRUE(raw.ok);
+    EXPECT_EQ(raw.photometric, PHOTOMETRIC_CIELAB);
+    EXPECT_EQ(raw.bits, 16);
+    EXPECT_EQ(raw.samples, 3);
+    EXPECT_EQ(raw.planar, PLANARCONFIG_CONTIG);
+    EXPECT_THAT(raw.values, ElementsAre(0, 0x0000, 0x7FFF, 65535, 0x8000, 0xFFFF));
+
+    const Bitmap lab8 = rowOf(PixelFormat::make(ColorSpace::Lab, 8), 1, {200, 0, 255});
+    ASSERT_TRUE(writeTiff(dir / "lab8.tif", lab8));
+    EXPECT_THAT(testing::readRawTiff(dir / "lab8.tif").values, ElementsAre(200, 0x80, 0x7F));
+    // The caller's fields are not touched by the encoding.
+    EXPECT_EQ(lab8.row(0)[1], 0);
+    EXPECT_EQ(lab16.row16(0)[2], 65535);
+}
+
+TEST_F(TiffWriterTest, TagsSayWhatTheFormatSays) {
+    ASSERT_TRUE(writeTiff(dir / "cmyk.tif",
+                          rampBitmap(3, 2, PixelFormat::make(ColorSpace::CMYK, 8, false, true))));
+    auto cmyk = testing::readRawTiff(dir / "cmyk.tif");
+    EXPECT_EQ(cmyk.photometric, PHOTOMETRIC_SEPARATED);
+    EXPECT_EQ(cmyk.inkSet, INKSET_CMYK);
+    EXPECT_EQ(cmyk.planar, PLANARCONFIG_SEPARATE);
+    EXPECT_THAT(cmyk.values, ::testing::ElementsAreArray(testing::rampValues(24, 8)));
+
+    auto premultiplied = PixelFormat::make(ColorSpace::RGB, 16, true);
+    premultiplied.alphaPremultiplied = true;
+    ASSERT_TRUE(writeTiff(dir / "rgba.tif", rampBitmap(2, 2, premultiplied)));
+    EXPECT_THAT(testing::readRawTiff(dir / "rgba.tif").extraSamples,
+                ElementsAre(EXTRASAMPLE_ASSOCALPHA));
+    ASSERT_TRUE(writeTiff(dir / "graya.tif",
+                          rampBitmap(2, 2, PixelFormat::make(ColorSpace::Gray, 8, true))));
+    auto gray = testing::readRawTiff(dir / "graya.tif");
+    EXPECT_EQ(gray.photometric, PHOTOMETRIC_MINISBLACK);
+    EXPECT_THAT(gray.extraSamples, ElementsAre(EXTRASAMPLE_UNASSALPHA));
+
+    TiffWriteOptions lzw;
+    lzw.compression = TiffCompression::LZW;
+    lzw.iccProfile = "not really a profile";
+    ASSERT_TRUE(
+        writeTiff(dir / "lzw.tif", rampBitmap(2, 2, PixelFormat::make(ColorSpace::RGB, 8)), lzw));
+    EXPECT_EQ(testing::readRawTiff(dir / "lzw.tif").compression, COMPRESSION_LZW);
+    auto reader = TiffReader::open(dir / "lzw.tif");
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->iccProfile(), "not really a profile");
+}
+
+TEST_F(TiffWriterTest, RowsStreamedInUnevenPiecesMakeTheSameImage) {
+    const auto format = PixelFormat::make(ColorSpace::RGB, 16, true, true);
+    Bitmap original = rampBitmap(7, 12, format);
+    TiffWriteOptions options;
+    options.rowsPerStrip = 5;
+    auto writer = TiffWriter::create(dir / "pieces.tif", 7, 12, format, options);
+    ASSERT_TRUE(writer) << writer.status().message();
+    std::int32_t y = 0;
+    for (std::int32_t count : {3, 1, 6, 2}) {
+        auto piece = original.view(makeRect(0, y, 7, count));
+        ASSERT_TRUE(writer->writeRows(*piece));
+        y += count;
+    }
+    EXPECT_EQ(writer->rowsWritten(), 12);
+    // Until finished, only the hidden temporary file exists.
+    EXPECT_EQ(testing::folderEntries(dir.path()).size(), 1u);
+    EXPECT_FALSE(std::filesystem::exists(dir / "pieces.tif"));
+    ASSERT_TRUE(writer->finish());
+    auto back = readTiff(dir / "pieces.tif");
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->samePixels(original));
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("pieces.tif"));
+}
+
+TEST_F(TiffWriterTest, UnwritableFormatsAndRowsAreRefused) {
+    EXPECT_EQ(TiffWriter::create(dir / "x.tif", 2, 2, PixelFormat::make(ColorSpace::XYZ, 16))
+                  .status()
+                  .code(),
+              ImageErrorCode::BadArgument);
+    EXPECT_THAT(
+        TiffWriter::create(dir / "x.tif", 2, 2, PixelFormat::make(ColorSpace::CMYK, 8, true))
+            .status()
+            .message(),
+        HasSubstr("alpha"));
+    EXPECT_EQ(TiffWriter::create(dir / "x.tif", 0, 2, PixelFormat::make(ColorSpace::Gray, 8))
+                  .status()
+                  .code(),
+              ImageErrorCode::BadArgument);
+    auto missingFolder =
+        TiffWriter::create(dir / "no" / "x.tif", 2, 2, PixelFormat::make(ColorSpace::Gray, 8));
+    EXPECT_EQ(missingFolder.status().code(), ImageErrorCode::CannotWrite);
+    EXPECT_THAT(missingFolder.status().message(), HasSubstr("No such file or directory"));
+
+    auto writer = TiffWriter::create(dir / "x.tif", 4, 2, PixelFormat::make(ColorSpace::Gray, 8));
+    ASSERT_TRUE(writer);
+    EXPECT_EQ(writer->writeRows(rampBitmap(3, 1, PixelFormat::make(ColorSpace::Gray, 8))).code(),
+              ImageErrorCode::BadArgument);
+    EXPECT_EQ(writer->writeRows(rampBitmap(4, 1, PixelFormat::make(ColorSpace::Gray, 16))).code(),
+              ImageErrorCode::BadArgument);
+    EXPECT_EQ(writer->writeRows(rampBitmap(4, 3, PixelFormat::make(ColorSpace::Gray, 8))).code(),
+              ImageErrorCode::BadArgument);
+    EXPECT_EQ(writer->rowsWritten(), 0);
+}
+
+TEST_F(TiffWriterTest, AnUnfinishedFileLeavesNothingAndTheOldTargetStands) {
+    slidebox::testing::writeFile(dir / "old.tif", "the old file");
+    {
+        auto writer =
+            TiffWriter::create(dir / "old.tif", 4, 3, PixelFormat::make(ColorSpace::RGB, 8));
+        ASSERT_TRUE(writer);
+        ASSERT_TRUE(writer->writeRows(rampBitmap(4, 2, PixelFormat::make(ColorSpace::RGB, 8))));
+        auto status = writer->finish();
+        EXPECT_EQ(status.code(), ImageErrorCode::BadArgument);
+        EXPECT_THAT(status.message(), HasSubstr("2 of 3 rows"));
+        EXPECT_EQ(writer->finish().code(), ImageErrorCode::BadArgument);
+    }
+    {
+        auto abandoned =
+            TiffWriter::create(dir / "new.tif", 4, 3, PixelFormat::make(ColorSpace::RGB, 8));
+        ASSERT_TRUE(abandoned);
+        ASSERT_TRUE(abandoned->writeRows(rampBitmap(4, 1, PixelFormat::make(ColorSpace::RGB, 8))));
+    }
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("old.tif"));
+    EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
+}
+
+TEST_F(TiffWriterTest, AnEmptyBitmapWritesNothing) {
+    EXPECT_EQ(writeTiff(dir / "empty.tif", Bitmap()).code(), ImageErrorCode::BadArgument);
+    EXPECT_THAT(testing::folderEntries(dir.path()), IsEmpty());
+}
+
+} // namespace
+} // namespace slidebox::image

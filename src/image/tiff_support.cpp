@@ -1,0 +1,221 @@
+#include "image/tiff_support.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <mutex>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace slidebox::image::tiff {
+
+namespace {
+
+std::string format(const char* module, const char* fmt, va_list args) {
+    char text[512];
+    std::vsnprintf(text, sizeof text, fmt, args);
+    std::string message;
+    if (module && *module) {
+        message = module;
+        message += ": ";
+    }
+    message += text;
+    return message;
+}
+
+int onError(TIFF*, void* user, const char* module, const char* fmt, va_list args) {
+    auto* messages = static_cast<Messages*>(user);
+    if (messages && messages->firstError.empty())
+        messages->firstError = format(module, fmt, args);
+    return 1; // handled: libtiff's process-wide handler stays quiet
+}
+
+int onWarning(TIFF*, void* user, const char* module, const char* fmt, va_list args) {
+    if (auto* messages = static_cast<Messages*>(user))
+        messages->lastWarning = format(module, fmt, args);
+    return 1;
+}
+
+void silentGlobal(const char*, const char*, va_list) {}
+
+// --- memory source --------------------------------------------------------
+
+tmsize_t memoryRead(thandle_t handle, void* buffer, tmsize_t size) {
+    auto* source = static_cast<MemorySource*>(handle);
+    if (size <= 0 || source->position >= source->size)
+        return 0;
+    std::size_t n = std::min(static_cast<std::size_t>(size), source->size - source->position);
+    std::memcpy(buffer, source->data + source->position, n);
+    source->position += n;
+    return static_cast<tmsize_t>(n);
+}
+
+tmsize_t memoryWrite(thandle_t, void*, tmsize_t) {
+    return 0;
+}
+
+toff_t memorySeek(thandle_t handle, toff_t offset, int whence) {
+    auto* source = static_cast<MemorySource*>(handle);
+    std::uint64_t base = 0;
+    if (whence == SEEK_CUR)
+        base = source->position;
+    else if (whence == SEEK_END)
+        base = source->size;
+    std::uint64_t target = 0;
+    if (__builtin_add_overflow(base, offset, &target) ||
+        target > std::numeric_limits<std::size_t>::max() / 2)
+        return static_cast<toff_t>(-1);
+    source->position = static_cast<std::size_t>(target);
+    return target;
+}
+
+int memoryClose(thandle_t) {
+    return 0;
+}
+
+toff_t memorySize(thandle_t handle) {
+    return static_cast<MemorySource*>(handle)->size;
+}
+
+int memoryMap(thandle_t handle, void** base, toff_t* size) {
+    auto* source = static_cast<MemorySource*>(handle);
+    // libtiff only reads through a map opened for reading.
+    *base = const_cast<std::uint8_t*>(source->data);
+    *size = source->size;
+    return 1;
+}
+
+void memoryUnmap(thandle_t, void*, toff_t) {}
+
+// --- descriptor for writing -------------------------------------------------
+
+int descriptorOf(thandle_t handle) {
+    return *static_cast<int*>(handle);
+}
+
+tmsize_t descriptorRead(thandle_t handle, void* buffer, tmsize_t size) {
+    ssize_t n;
+    do
+        n = ::read(descriptorOf(handle), buffer, static_cast<std::size_t>(size));
+    while (n < 0 && errno == EINTR);
+    return n;
+}
+
+tmsize_t descriptorWrite(thandle_t handle, void* buffer, tmsize_t size) {
+    auto* bytes = static_cast<const char*>(buffer);
+    tmsize_t done = 0;
+    while (done < size) {
+        ssize_t n =
+            ::write(descriptorOf(handle), bytes + done, static_cast<std::size_t>(size - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return -1;
+        done += n;
+    }
+    return done;
+}
+
+toff_t descriptorSeek(thandle_t handle, toff_t offset, int whence) {
+    off_t result = ::lseek(descriptorOf(handle), static_cast<off_t>(offset), whence);
+    return result < 0 ? static_cast<toff_t>(-1) : static_cast<toff_t>(result);
+}
+
+int descriptorClose(thandle_t) {
+    return 0;
+} // the descriptor stays its owner's
+
+toff_t descriptorSize(thandle_t handle) {
+    struct stat st {};
+    return ::fstat(descriptorOf(handle), &st) == 0 ? static_cast<toff_t>(st.st_size) : 0;
+}
+
+int noMap(thandle_t, void**, toff_t*) {
+    return 0;
+}
+
+} // namespace
+
+OptionsPtr makeOptions(Messages* messages, std::size_t maxAllocation) {
+    static std::once_flag silenced;
+    std::call_once(silenced, [] {
+        TIFFSetErrorHandler(silentGlobal);
+        TIFFSetWarningHandler(silentGlobal);
+    });
+    OptionsPtr options(TIFFOpenOptionsAlloc());
+    if (!options)
+        return options;
+    TIFFOpenOptionsSetErrorHandlerExtR(options.get(), onError, messages);
+    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), onWarning, messages);
+    if (maxAllocation > 0)
+        TIFFOpenOptionsSetMaxSingleMemAlloc(
+            options.get(), static_cast<tmsize_t>(std::min<std::size_t>(
+                               maxAllocation, std::numeric_limits<tmsize_t>::max())));
+    return options;
+}
+
+ImageStatus failure(ImageErrorCode code, const std::string& what, const Messages& messages) {
+    if (messages.firstError.empty())
+        return ImageStatus::failure(code, what);
+    return ImageStatus::failure(code, what + " (" + messages.firstError + ")");
+}
+
+TIFF* openMemory(MemorySource* source, TIFFOpenOptions* options) {
+    return TIFFClientOpenExt("memory", "r", source, memoryRead, memoryWrite, memorySeek,
+                             memoryClose, memorySize, memoryMap, memoryUnmap, options);
+}
+
+TIFF* openDescriptorForWriting(int* descriptor, const char* name, const char* mode,
+                               TIFFOpenOptions* options) {
+    return TIFFClientOpenExt(name, mode, descriptor, descriptorRead, descriptorWrite,
+                             descriptorSeek, descriptorClose, descriptorSize, noMap, memoryUnmap,
+                             options);
+}
+
+SampleMasks sampleMasks(const PixelFormat& format, bool grayMinIsWhite, bool labSigned) {
+    SampleMasks masks{};
+    const std::uint16_t all = format.bytesPerSample == 2 ? 0xFFFF : 0xFF;
+    const std::uint16_t top = format.bytesPerSample == 2 ? 0x8000 : 0x80;
+    if (format.space == ColorSpace::Gray && grayMinIsWhite)
+        masks[0] = all; // the alpha sample keeps its meaning
+    if (format.space == ColorSpace::Lab && labSigned)
+        masks[1] = masks[2] = top;
+    return masks;
+}
+
+void applySampleMasks(const PixelFormat& format, const SampleMasks& masks,
+                      std::span<std::uint8_t* const> planes, std::size_t rowBytes,
+                      std::int32_t width, std::int32_t rows) {
+    bool any = false;
+    for (auto mask : masks)
+        any = any || mask != 0;
+    if (!any)
+        return;
+    const int perPixel = format.samplesPerPlanePixel();
+    const auto pixels = static_cast<std::size_t>(width);
+    for (std::size_t p = 0; p < planes.size(); ++p) {
+        for (std::int32_t y = 0; y < rows; ++y) {
+            std::uint8_t* row = planes[p] + static_cast<std::size_t>(y) * rowBytes;
+            for (int s = 0; s < perPixel; ++s) {
+                const std::uint16_t mask = masks[format.isPlanar ? p : static_cast<std::size_t>(s)];
+                if (mask == 0)
+                    continue;
+                const auto step = static_cast<std::size_t>(perPixel);
+                if (format.bytesPerSample == 2) {
+                    auto* samples = reinterpret_cast<std::uint16_t*>(row);
+                    for (std::size_t x = 0; x < pixels; ++x)
+                        samples[x * step + static_cast<std::size_t>(s)] ^= mask;
+                } else {
+                    const auto mask8 = static_cast<std::uint8_t>(mask);
+                    for (std::size_t x = 0; x < pixels; ++x)
+                        row[x * step + static_cast<std::size_t>(s)] ^= mask8;
+                }
+            }
+        }
+    }
+}
+
+} // namespace slidebox::image::tiff

@@ -1,0 +1,251 @@
+#include "image/tiff_writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "image/atomic_file.h"
+#include "image/checked_size.h"
+#include "image/tiff_support.h"
+
+namespace slidebox::image {
+
+namespace {
+
+constexpr std::size_t kStripBytes = std::size_t{1} << 20;
+// Classic TIFF addresses 4 GB; leave room for the tags and strip tables.
+constexpr std::uint64_t kClassicLimit = (std::uint64_t{1} << 32) - (std::uint64_t{1} << 26);
+
+ImageStatus badArgument(std::string message) {
+    return ImageStatus::failure(ImageErrorCode::BadArgument, std::move(message));
+}
+
+std::uint16_t photometricOf(ColorSpace space) {
+    switch (space) {
+    case ColorSpace::Gray:
+        return PHOTOMETRIC_MINISBLACK;
+    case ColorSpace::RGB:
+        return PHOTOMETRIC_RGB;
+    case ColorSpace::CMYK:
+        return PHOTOMETRIC_SEPARATED;
+    case ColorSpace::Lab:
+        return PHOTOMETRIC_CIELAB;
+    case ColorSpace::XYZ:
+        break;
+    }
+    return 0;
+}
+
+std::uint16_t compressionOf(TiffCompression compression) {
+    switch (compression) {
+    case TiffCompression::LZW:
+        return COMPRESSION_LZW;
+    case TiffCompression::Deflate:
+        return COMPRESSION_ADOBE_DEFLATE;
+    case TiffCompression::None:
+        break;
+    }
+    return COMPRESSION_NONE;
+}
+
+} // namespace
+
+struct TiffWriter::Impl {
+    tiff::Messages messages;
+    std::optional<AtomicFile> file;
+    int descriptor = -1; // the handle's client data points here
+    tiff::TiffPtr tif;   // declared after file: closed before the file is discarded
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    PixelFormat format;
+    TiffWriteOptions options;
+    std::size_t scanline = 0;
+    std::int32_t rowsPerStrip = 0;
+    std::uint32_t stripsPerPlane = 0;
+    Bitmap strip;
+    std::int32_t pending = 0;
+    std::uint32_t nextStrip = 0;
+    std::int32_t written = 0;
+    ImageStatus failed; // the first failure; every later call repeats it
+
+    ImageStatus fail(ImageErrorCode code, const std::string& what) {
+        failed = tiff::failure(code, what, messages);
+        tif.reset();
+        if (file)
+            file->discard();
+        return failed;
+    }
+
+    ImageStatus setTags();
+    ImageStatus flushStrip();
+};
+
+ImageStatus TiffWriter::Impl::setTags() {
+    TIFF* t = tif.get();
+    const auto samples = static_cast<std::uint16_t>(format.samplesPerPixel());
+    bool ok = TIFFSetField(t, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(width)) &&
+              TIFFSetField(t, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(height)) &&
+              TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, samples) &&
+              TIFFSetField(t, TIFFTAG_BITSPERSAMPLE,
+                           static_cast<std::uint16_t>(format.bitsPerSample())) &&
+              TIFFSetField(t, TIFFTAG_PLANARCONFIG,
+                           format.isPlanar ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG) &&
+              TIFFSetField(t, TIFFTAG_PHOTOMETRIC, photometricOf(format.space)) &&
+              TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
+              TIFFSetField(t, TIFFTAG_COMPRESSION, compressionOf(options.compression)) &&
+              TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(rowsPerStrip)) &&
+              TIFFSetField(t, TIFFTAG_XRESOLUTION, 72.0) &&
+              TIFFSetField(t, TIFFTAG_YRESOLUTION, 72.0) &&
+              TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    if (ok && format.space == ColorSpace::CMYK)
+        ok = TIFFSetField(t, TIFFTAG_INKSET, INKSET_CMYK);
+    if (ok && format.hasAlpha) {
+        const std::uint16_t kind =
+            format.alphaPremultiplied ? EXTRASAMPLE_ASSOCALPHA : EXTRASAMPLE_UNASSALPHA;
+        ok = TIFFSetField(t, TIFFTAG_EXTRASAMPLES, std::uint16_t{1}, &kind);
+    }
+    if (ok && !options.iccProfile.empty())
+        ok = TIFFSetField(t, TIFFTAG_ICCPROFILE,
+                          static_cast<std::uint32_t>(options.iccProfile.size()),
+                          options.iccProfile.data());
+    if (!ok)
+        return fail(ImageErrorCode::CannotWrite, "the TIFF tags can't be set");
+    return {};
+}
+
+ImageStatus TiffWriter::Impl::flushStrip() {
+    if (pending == 0)
+        return {};
+    std::array<std::uint8_t*, PixelFormat::kMaxSamples> planes{};
+    for (int p = 0; p < format.planeCount(); ++p)
+        planes[static_cast<std::size_t>(p)] = strip.plane(p);
+    const auto planeSpan = std::span(planes.data(), static_cast<std::size_t>(format.planeCount()));
+    tiff::applySampleMasks(format, tiff::sampleMasks(format, false, true), planeSpan,
+                           strip.rowBytes(), width, pending);
+    const auto size = static_cast<tmsize_t>(scanline * static_cast<std::size_t>(pending));
+    for (int p = 0; p < format.planeCount(); ++p) {
+        const std::uint32_t index = static_cast<std::uint32_t>(p) * stripsPerPlane + nextStrip;
+        if (TIFFWriteEncodedStrip(tif.get(), index, strip.plane(p), size) != size)
+            return fail(ImageErrorCode::CannotWrite,
+                        "strip " + std::to_string(index) + " can't be written");
+    }
+    ++nextStrip;
+    pending = 0;
+    return {};
+}
+
+TiffWriter::TiffWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+TiffWriter::TiffWriter(TiffWriter&&) noexcept = default;
+TiffWriter& TiffWriter::operator=(TiffWriter&&) noexcept = default;
+TiffWriter::~TiffWriter() = default;
+
+ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, std::int32_t width,
+                                           std::int32_t height, PixelFormat format,
+                                           const TiffWriteOptions& options) {
+    if (!format.isValid() || format.space == ColorSpace::XYZ)
+        return badArgument("a TIFF can't hold " + describe(format) + " pixels");
+    if (format.hasAlpha && format.space != ColorSpace::Gray && format.space != ColorSpace::RGB)
+        return badArgument("alpha is written on gray and RGB images only");
+    if (options.rowsPerStrip < 0)
+        return badArgument("strips of a negative number of rows");
+    auto impl = std::make_unique<Impl>();
+    // The strip buffer checks the size (at least 1 × 1, rows that fit).
+    auto probe = Bitmap::allocate(width, 1, format);
+    if (!probe)
+        return probe.status();
+    impl->scanline = probe->minRowBytes();
+    impl->rowsPerStrip =
+        options.rowsPerStrip > 0
+            ? std::min(options.rowsPerStrip, height)
+            : static_cast<std::int32_t>(std::clamp<std::size_t>(kStripBytes / impl->scanline, 1,
+                                                                static_cast<std::size_t>(height)));
+    auto strip = Bitmap::allocate(width, impl->rowsPerStrip, format);
+    if (!strip)
+        return strip.status();
+    impl->strip = std::move(strip).value();
+    impl->width = width;
+    impl->height = height;
+    impl->format = format;
+    impl->options = options;
+    impl->stripsPerPlane = static_cast<std::uint32_t>((height - 1) / impl->rowsPerStrip + 1);
+
+    auto file = AtomicFile::create(path);
+    if (!file)
+        return file.status();
+    impl->file.emplace(std::move(file).value());
+    impl->descriptor = impl->file->descriptor();
+    const auto bytes = checkedMultiply(impl->scanline, static_cast<std::size_t>(height),
+                                       static_cast<std::size_t>(format.planeCount()));
+    const char* mode = (!bytes || *bytes > kClassicLimit) ? "w8" : "w";
+    auto tiffOptions = tiff::makeOptions(&impl->messages, 0);
+    impl->tif.reset(
+        tiff::openDescriptorForWriting(&impl->descriptor, path.c_str(), mode, tiffOptions.get()));
+    if (!impl->tif)
+        return impl->fail(ImageErrorCode::CannotWrite, "the TIFF can't be started");
+    if (auto status = impl->setTags(); !status)
+        return status;
+    return TiffWriter(std::move(impl));
+}
+
+ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
+    Impl& d = *impl_;
+    if (!d.failed)
+        return d.failed;
+    if (!d.tif)
+        return badArgument("the file is already finished");
+    if (rows.isNull() || rows.width() != d.width || !(rows.format() == d.format))
+        return badArgument("the rows must be " + std::to_string(d.width) + " pixels wide, " +
+                           describe(d.format));
+    if (rows.height() > d.height - d.written)
+        return badArgument("rows beyond the image's " + std::to_string(d.height));
+    for (std::int32_t y = 0; y < rows.height(); ++y) {
+        for (int p = 0; p < d.format.planeCount(); ++p)
+            std::memcpy(d.strip.row(d.pending, p), rows.row(y, p), d.scanline);
+        ++d.written;
+        if (++d.pending == d.rowsPerStrip)
+            if (auto status = d.flushStrip(); !status)
+                return status;
+    }
+    return {};
+}
+
+std::int32_t TiffWriter::rowsWritten() const {
+    return impl_->written;
+}
+
+ImageStatus TiffWriter::finish() {
+    Impl& d = *impl_;
+    if (!d.failed)
+        return d.failed;
+    if (!d.tif)
+        return badArgument("the file is already finished");
+    if (d.written != d.height)
+        return d.fail(ImageErrorCode::BadArgument, std::to_string(d.written) + " of " +
+                                                       std::to_string(d.height) +
+                                                       " rows were written");
+    if (auto status = d.flushStrip(); !status)
+        return status;
+    if (!TIFFFlush(d.tif.get()))
+        return d.fail(ImageErrorCode::CannotWrite, "the TIFF directory can't be written");
+    d.tif.reset();
+    if (auto status = d.file->commit(d.options.durable); !status) {
+        d.failed = status;
+        return status;
+    }
+    return {};
+}
+
+ImageStatus writeTiff(const std::filesystem::path& path, const Bitmap& bitmap,
+                      const TiffWriteOptions& options) {
+    if (bitmap.isNull())
+        return badArgument("no pixels to write");
+    auto writer =
+        TiffWriter::create(path, bitmap.width(), bitmap.height(), bitmap.format(), options);
+    if (!writer)
+        return writer.status();
+    if (auto status = writer->writeRows(bitmap); !status)
+        return status;
+    return writer->finish();
+}
+
+} // namespace slidebox::image
