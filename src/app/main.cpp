@@ -1,0 +1,35 @@
+// The desktop application: hands over to Qt's event loop at once, with the
+// application delegate built from the main interface file.
+#include <QApplication>
+#include <QFile>
+#include <QIcon>
+#include <QTimer>
+
+#include "app/app_context.h"
+#include "app/app_delegate.h"
+#include "app/app_notifications.h"
+#include "app/localized.h"
+#include "app/quit_signal_handler.h"
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Slidebox"));
+    QApplication::setDesktopFileName(QStringLiteral("slidebox"));
+    // Hiding the main window leaves the application running; it ends by its
+    // Quit command or a quit signal.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    using namespace slidebox::app;
+    AppContext context(AppContext::Folders::standard(), makeDesktopDialogs());
+    installLocalizedTable(context.resourceFolder() / "translations");
+    const QString icon = QFile::decodeName(context.resourcePath("slidebox.png").c_str());
+    if (QFile::exists(icon))
+        QApplication::setWindowIcon(QIcon(icon));
+
+    QuitSignalHandler quitSignals;
+    forwardApplicationWillTerminate(application);
+
+    AppDelegate delegate(context);
+    QTimer::singleShot(0, &delegate, [&delegate] { delegate.applicationDidFinishLaunching(); });
+    return QApplication::exec();
+}

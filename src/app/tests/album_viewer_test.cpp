@@ -1,0 +1,275 @@
+// The slide view: index rules, the slider, the rate limiter shared by all
+// viewers, the slide show and the library notification, driven with real
+// clicks and timers.
+#include <gtest/gtest.h>
+
+#include <QDesktopServices>
+#include <QLabel>
+#include <QPushButton>
+#include <QSlider>
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/current_event.h"
+#include "library/tests/support/library_fixtures.h"
+#include "platform/notification_center.h"
+#include "support/url_recorder.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox;
+using namespace slidebox::app;
+
+namespace {
+
+class AlbumViewerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        AlbumViewer::resetLastTime();
+        CurrentEvent::install();
+        CurrentEvent::clear();
+    }
+    void TearDown() override {
+        AlbumViewer::setClock(nullptr);
+        AlbumViewer::resetLastTime();
+    }
+    void useFakeClock() {
+        AlbumViewer::setClock([this] { return now; });
+    }
+    PhotoManagerPtr library(const std::string& name, int images) {
+        slidebox::testing::makeLibrary6(temp / name, {"Roll"}, images);
+        return iPhotoAlbumManager::initWithAlbumPath(temp / name);
+    }
+    static void click(QAbstractButton* button) { QTest::mouseClick(button, Qt::LeftButton); }
+
+    double now = 1000.0;
+    slidebox::testing::TempDir temp;
+};
+
+TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndStepsChangeNothing) {
+    AlbumViewer viewer;
+    for (PhotoManagerPtr record : {PhotoManagerPtr(), library("Empty", 0)}) {
+        viewer.setPhotoManager(record);
+        EXPECT_EQ(viewer.currentPhotoIndex(), -1);
+        EXPECT_EQ(viewer.numberField()->text(), "0/0");
+        EXPECT_TRUE(viewer.nameField()->text().isEmpty());
+        EXPECT_TRUE(viewer.imageView()->pixmap().isNull());
+        EXPECT_EQ(viewer.slider()->value(), 0);
+
+        click(viewer.autoRepeatButton());
+        ASSERT_TRUE(viewer.autoActive());
+        click(viewer.nextButton());
+        EXPECT_FALSE(viewer.autoActive()) << "a step by the user ends the slide show";
+        EXPECT_FALSE(viewer.autoRepeatButton()->isChecked());
+        click(viewer.previousButton());
+        EXPECT_EQ(viewer.currentPhotoIndex(), -1);
+        EXPECT_EQ(viewer.numberField()->text(), "0/0");
+    }
+}
+
+TEST_F(AlbumViewerTest, OneImageStaysOnIndexZero) {
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("One", 1));
+    click(viewer.nextButton());
+    click(viewer.previousButton());
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    EXPECT_EQ(viewer.numberField()->text(), "1/1");
+    EXPECT_EQ(viewer.nameField()->text(), "1.jpg");
+    EXPECT_FALSE(viewer.imageView()->pixmap().isNull());
+    EXPECT_EQ(viewer.slider()->value(), 0);
+}
+
+TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("Four", 4));
+    ASSERT_EQ(viewer.currentPhotoIndex(), 0);
+    click(viewer.previousButton());
+    EXPECT_EQ(viewer.currentPhotoIndex(), 3);
+    EXPECT_EQ(viewer.numberField()->text(), "4/4");
+    EXPECT_EQ(viewer.slider()->value(), viewer.slider()->maximum());
+    click(viewer.nextButton());
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    EXPECT_EQ(viewer.slider()->value(), 0);
+    click(viewer.nextButton());
+    EXPECT_EQ(viewer.numberField()->text(), "2/4");
+    EXPECT_EQ(viewer.slider()->value(), 333) << "trunc(1 * 1000 / 3)";
+}
+
+TEST_F(AlbumViewerTest, IndexRuleWrapsAnyNegativeToTheLastAndTooLargeToTheFirst) {
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("Ten", 10));
+    viewer.setCurrentPhotoIndex(-7);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 9);
+    viewer.setCurrentPhotoIndex(10);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    viewer.setCurrentPhotoIndex(25);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    viewer.setCurrentPhotoIndex(4);
+    EXPECT_EQ(viewer.numberField()->text(), "5/10");
+    EXPECT_EQ(viewer.slider()->value(), 0) << "setCurrentPhotoIndex leaves the slider alone";
+}
+
+TEST_F(AlbumViewerTest, SliderAndIndexMapThroughTheSlidersMaximum) {
+    AlbumViewer viewer;
+    viewer.slider()->setMaximum(100);
+    viewer.setPhotoManager(library("Five", 5));
+    viewer.setCurrentPhotoIndex(2);
+    viewer.setSliderPosition();
+    EXPECT_EQ(viewer.slider()->value(), 50);
+    // The user drags the slider: the slider's own signal picks the image.
+    viewer.slider()->setValue(99);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 3) << "trunc(4 * 99 / 100)";
+    QTest::keyClick(viewer.slider(), Qt::Key_End);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 4);
+}
+
+TEST_F(AlbumViewerTest, LimiterAllowsOneStepInThreeTenthsOfASecondExceptOnMouseUp) {
+    useFakeClock();
+    EXPECT_TRUE(AlbumViewer::doIt()) << "the first step of the process";
+    now += 0.2;
+    EXPECT_FALSE(AlbumViewer::doIt());
+    now = 1000.0 + 0.3;
+    EXPECT_FALSE(AlbumViewer::doIt()) << "0.3 s exactly is still too early";
+
+    // A left button release always gets its step, and doesn't restart the wait.
+    QPushButton button;
+    QTest::mouseRelease(&button, Qt::LeftButton);
+    EXPECT_TRUE(AlbumViewer::doIt());
+    QTest::mouseRelease(&button, Qt::RightButton);
+    EXPECT_FALSE(AlbumViewer::doIt()) << "only the left button";
+    CurrentEvent::clear();
+    now = 1000.0 + 0.3001;
+    EXPECT_TRUE(AlbumViewer::doIt());
+    now += 0.1;
+    EXPECT_FALSE(AlbumViewer::doIt());
+}
+
+TEST_F(AlbumViewerTest, TheLimiterIsSharedByAllViewers) {
+    useFakeClock();
+    AlbumViewer first;
+    AlbumViewer second;
+    first.setPhotoManager(library("First", 5));
+    second.setPhotoManager(library("Second", 5));
+    // Keyboard shortcuts click the button from a timer, not a mouse release.
+    first.nextImage(&first);
+    EXPECT_EQ(first.currentPhotoIndex(), 1);
+    now += 0.1;
+    second.nextImage(&second);
+    EXPECT_EQ(second.currentPhotoIndex(), 0) << "held back by the step of the other viewer";
+    now += 0.25;
+    second.nextImage(&second);
+    EXPECT_EQ(second.currentPhotoIndex(), 1);
+}
+
+TEST_F(AlbumViewerTest, AHeldButtonStepsAtMostOnceInThreeTenthsOfASecond) {
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("Many", 40));
+    // Repeats start after 0.4 s and come every 0.1 s: about 11 repeats in
+    // 1.5 s, of which the limiter lets through one in three or four, and
+    // the release makes one more step.
+    QTest::mousePress(viewer.nextButton(), Qt::LeftButton);
+    QTest::qWait(1500);
+    QTest::mouseRelease(viewer.nextButton(), Qt::LeftButton);
+    const int steps = viewer.currentPhotoIndex();
+    EXPECT_GE(steps, 3);
+    EXPECT_LE(steps, 6);
+}
+
+TEST_F(AlbumViewerTest, ClickOnMouseDownWithinTheLimitStopsTheShowButChangesNoImage) {
+    useFakeClock();
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("Show", 5));
+    click(viewer.autoRepeatButton());
+    ASSERT_TRUE(viewer.autoActive());
+    ASSERT_TRUE(viewer.autoRepeatButton()->isChecked());
+    viewer.nextImage(&viewer); // a tick of the show: the last step
+    ASSERT_EQ(viewer.currentPhotoIndex(), 1);
+    now += 0.1;
+    QTest::mousePress(viewer.numberField(), Qt::LeftButton);
+    viewer.nextImage(viewer.nextButton());
+    EXPECT_FALSE(viewer.autoActive());
+    EXPECT_FALSE(viewer.autoRepeatButton()->isChecked());
+    EXPECT_EQ(viewer.currentPhotoIndex(), 1);
+}
+
+TEST_F(AlbumViewerTest, SlideShowStepsEverySixteenTenthsAndLosesTicksWithinTheLimit) {
+    AlbumViewer viewer;
+    viewer.setPhotoManager(library("Show", 3));
+    click(viewer.autoRepeatButton());
+    ASSERT_TRUE(viewer.autoActive());
+    QTest::qWait(1000);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    QTest::qWait(900);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 1);
+
+    useFakeClock();
+    AlbumViewer::resetLastTime();
+    AlbumViewer::doIt(); // a step just now
+    viewer.slideShow();
+    EXPECT_EQ(viewer.currentPhotoIndex(), 1) << "a tick within 0.3 s of a step is lost";
+    EXPECT_TRUE(viewer.autoActive()) << "and the show goes on";
+
+    click(viewer.autoRepeatButton());
+    EXPECT_FALSE(viewer.autoActive());
+}
+
+TEST_F(AlbumViewerTest, NotificationOfItsOwnLibraryRereadsTheSlider) {
+    AlbumViewer viewer;
+    PhotoManagerPtr shown = library("Shown", 10);
+    PhotoManagerPtr other = library("Other", 3);
+    viewer.setPhotoManager(shown);
+    viewer.setCurrentPhotoIndex(8);
+    viewer.setSliderPosition();
+    ASSERT_EQ(viewer.slider()->value(), 888);
+
+    platform::NotificationCenter::defaultCenter().postNotificationName(
+        libraryModificationNotification, other.get());
+    EXPECT_EQ(viewer.currentPhotoIndex(), 8);
+
+    // Half of the images go; the library notices and tells.
+    for (int i : {6, 7, 8, 9, 10})
+        std::filesystem::remove(temp / "Shown" / "Data" / "Roll" / (std::to_string(i) + ".jpg"));
+    slidebox::testing::setModificationTime(temp / "Shown" / "Library6.iPhoto", 2000000000, 0);
+    shown->checkLibraryModificationDate();
+    ASSERT_EQ(shown->numberOfImage(), 5);
+    EXPECT_EQ(viewer.slider()->value(), 888) << "the slider stays where it stands";
+    EXPECT_EQ(viewer.currentPhotoIndex(), 3) << "trunc(4 * 888 / 1000)";
+    EXPECT_EQ(viewer.numberField()->text(), "4/5");
+}
+
+TEST_F(AlbumViewerTest, SettingTheSameLibraryAgainReturnsToItsDefaultImage) {
+    AlbumViewer viewer;
+    PhotoManagerPtr record = library("Lib", 6);
+    const long references = record.use_count();
+    record->setDefaultImageIndex(2);
+    viewer.setPhotoManager(record);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 2);
+    viewer.setCurrentPhotoIndex(5);
+    viewer.setPhotoManager(record);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 2);
+    EXPECT_EQ(record.use_count(), references + 1) << "the viewer holds one reference";
+}
+
+TEST_F(AlbumViewerTest, OpenFolderShowsTheLibraryInTheFileManager) {
+    slidebox::testing::UrlRecorder recorder("file");
+    AlbumViewer viewer;
+    click(viewer.openFolderButton());
+    EXPECT_TRUE(recorder.urls.isEmpty()) << "no library, nothing to open";
+    viewer.setPhotoManager(library("With blank", 1));
+    click(viewer.openFolderButton());
+    ASSERT_EQ(recorder.urls.size(), 1);
+    EXPECT_EQ(recorder.urls.first().toLocalFile().toStdString(), (temp / "With blank").string());
+}
+
+TEST_F(AlbumViewerTest, SelectionMarkTogglesOnlyWhenSelectable) {
+    AlbumViewer viewer;
+    viewer.resize(340, 300);
+    QTest::mouseClick(&viewer, Qt::LeftButton, {}, QPoint(2, 2));
+    EXPECT_FALSE(viewer.viewSelected());
+    viewer.setIsSelectable(true);
+    QTest::mouseClick(&viewer, Qt::LeftButton, {}, QPoint(2, 2));
+    EXPECT_TRUE(viewer.viewSelected());
+    viewer.setIsSelectable(true);
+    EXPECT_FALSE(viewer.viewSelected()) << "setIsSelectable clears the mark either way";
+}
+
+} // namespace

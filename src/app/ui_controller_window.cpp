@@ -1,0 +1,174 @@
+// UIController: the window side, that is showing and hiding by kind, tool
+// tips, the table's pictures, the name and count fields.
+#include "app/ui_controller.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QHeaderView>
+#include <QPainter>
+#include <QPushButton>
+
+#include "app/album_viewer.h"
+#include "app/app_context.h"
+#include "app/current_event.h"
+#include "app/library_table_view.h"
+#include "app/localized.h"
+#include "app/ui_window.h"
+#include "ui_ui_controller.h"
+
+namespace slidebox::app {
+
+void UIController::showWindow(QObject*) {
+    UIWindow* mainWindow = window();
+    if (windowKind_ != 2) {
+        // The hide button serves the status item kind only; the other kinds
+        // put it out of view once.
+        if (!ui_->hideButton->isHidden())
+            ui_->hideButton->hide();
+        if (firstStart_)
+            mainWindow->center();
+    }
+    mainWindow->show();
+    mainWindow->raise();
+    mainWindow->activateWindow();
+}
+
+void UIController::hideWindow(QObject*) {
+    window()->hide();
+    if (windowKind_ == 2 && CurrentEvent::hasOptionKey())
+        QCoreApplication::quit();
+}
+
+void UIController::activateStatusItem() {
+    // Until the status item exists the window itself is what the user
+    // finds on the screen, also after the first start.
+    showWindow(this);
+}
+
+void UIController::otherInit() {
+    window();
+    ui_->photoManagersTableView->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "List of iPhoto Libraries")));
+    ui_->iPhotoButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Launch iPhoto with the selected Library")));
+    ui_->iPhotoNewAlbumButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Launch iPhoto with a new Empty Library")));
+    ui_->deleteButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Remove the selected Library from the List")));
+    ui_->hideButton->setToolTip(localizedString(
+        QT_TRANSLATE_NOOP("localized", "Close the window or the application"), "Close the window/application"));
+    ui_->newButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Add an existing Library into the List")));
+    ui_->albumNameField->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Name of the selected album (Folder name)")));
+    ui_->rescanButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Look again at the pictures of the selected Library")));
+    ui_->photoManagersTableView->setFocus();
+}
+
+void UIController::configurePhotoManagersTableView() {
+    LibraryTableView* table = window() ? ui_->photoManagersTableView : nullptr;
+    const QImage& strip = filmStrip();
+    if (!strip.isNull()) {
+        table->setIconSize(strip.size());
+        table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+        table->verticalHeader()->setDefaultSectionSize(strip.height() + 2);
+    }
+    connect(table, &QAbstractItemView::doubleClicked, this, &UIController::doubleClickOnCell,
+            Qt::UniqueConnection);
+}
+
+QImage UIController::tableViewObjectValue(int row) const {
+    // A copy: the shared film strip is never drawn on.
+    QImage cell = filmStrip().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const PhotoManagerPtr record = photoManagerAtIndex(row);
+    if (!record || cell.isNull())
+        return cell;
+    const QImage image = record->defaultImage();
+    const RectF source{0.0f, 0.0f, static_cast<float>(image.width()), static_cast<float>(image.height())};
+    const RectF destination = adaptRect(source, filmStripThumbnailFrame);
+    if (image.isNull() || !(destination.width > 0.0f) || !(destination.height > 0.0f))
+        return cell;
+    QPainter painter(&cell);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.drawImage(toQtRect(destination, cell.height()), image, QRectF(image.rect()));
+    return cell;
+}
+
+void UIController::setNameOfSelectedAlbumField() {
+    if (!ui_)
+        return;
+    const PhotoManagerPtr& record = ui_->albumViewer->photoManager();
+    if (record && record->albumPath()) {
+        std::string path = record->albumPath()->string();
+        std::string name = path;
+        while (name.size() > 1 && name.back() == '/')
+            name.pop_back();
+        if (const auto slash = name.rfind('/'); slash != std::string::npos && name != "/")
+            name = name.substr(slash + 1);
+        ui_->albumNameField->setText(QFile::decodeName(name.c_str()));
+        ui_->albumNameField->setToolTip(QFile::decodeName(path.c_str()));
+    } else {
+        ui_->albumNameField->setText(QString());
+        ui_->albumNameField->setToolTip(QString());
+    }
+}
+
+void UIController::setNumberOfAlbumField() {
+    if (!ui_)
+        return;
+    const int n = numberOfPhotoManager();
+    const QString word = n < 2 ? localizedString(QT_TRANSLATE_NOOP("localized", "Library"))
+                               : localizedString(QT_TRANSLATE_NOOP("localized", "Libraries"));
+    ui_->albumNumberField->setText(QStringLiteral("%1 %2").arg(n).arg(word));
+}
+
+RectF UIController::adaptRect(const RectF& source, const RectF& destination) {
+    const float sw = source.width;
+    const float sh = source.height;
+    const float dw = destination.width;
+    const float dh = destination.height;
+    float scale;
+    if (sh / sw > dh / dw)
+        scale = sh / (dh - 4.0f);
+    else
+        scale = sw / (dw - 4.0f);
+    const float w = sw / scale;
+    const float h = sh / scale;
+    const float x = (dw - w) * 0.5f + destination.x;
+    const float y = (dh - h) * 0.5f + destination.y;
+    return {x, y, w, h};
+}
+
+const QImage& UIController::filmStrip() const {
+    if (!filmStrip_)
+        filmStrip_ = QImage(QFile::decodeName(context_.resourcePath("FilmStrip.tif").c_str()));
+    return *filmStrip_;
+}
+
+AlbumViewer* UIController::albumViewer() const { return ui_ ? ui_->albumViewer : nullptr; }
+LibraryTableView* UIController::photoManagersTableView() const {
+    return ui_ ? ui_->photoManagersTableView : nullptr;
+}
+QPushButton* UIController::iPhotoButton() const { return ui_ ? ui_->iPhotoButton : nullptr; }
+QPushButton* UIController::iPhotoNewAlbumButton() const {
+    return ui_ ? ui_->iPhotoNewAlbumButton : nullptr;
+}
+QPushButton* UIController::deleteButton() const { return ui_ ? ui_->deleteButton : nullptr; }
+QPushButton* UIController::newButton() const { return ui_ ? ui_->newButton : nullptr; }
+QPushButton* UIController::hideButton() const { return ui_ ? ui_->hideButton : nullptr; }
+QPushButton* UIController::rescanButton() const { return ui_ ? ui_->rescanButton : nullptr; }
+QLabel* UIController::albumNameField() const { return ui_ ? ui_->albumNameField : nullptr; }
+QLabel* UIController::albumNumberField() const { return ui_ ? ui_->albumNumberField : nullptr; }
+QLineEdit* UIController::libraryNameTextField() const {
+    return ui_ ? ui_->libraryNameTextField : nullptr;
+}
+QPushButton* UIController::libraryNameCancelButton() const {
+    return ui_ ? ui_->libraryNameCancelButton : nullptr;
+}
+QPushButton* UIController::libraryNameCreateButton() const {
+    return ui_ ? ui_->libraryNameCreateButton : nullptr;
+}
+
+} // namespace slidebox::app
