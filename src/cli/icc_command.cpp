@@ -86,7 +86,8 @@ int iccInfo(const std::vector<std::string>& args) {
     return Done;
 }
 
-const IccSubcommand header("header", "  icc header PROFILE           the report of the profile's header\n",
+const IccSubcommand header("header",
+                           "  icc header PROFILE           the report of the profile's header\n",
                            iccHeader);
 const IccSubcommand info("info",
                          "  icc info PROFILE             name, class, spaces, channels, intent, "
@@ -98,8 +99,9 @@ const IccSubcommand info("info",
 IccSubcommand::IccSubcommand(const char* n, const char* u, CommandGroup::Run r)
     : name(n), usage(u), run(r) {
     table().push_back(this);
-    std::sort(table().begin(), table().end(),
-              [](const IccSubcommand* a, const IccSubcommand* b) { return std::strcmp(a->name, b->name) < 0; });
+    std::sort(table().begin(), table().end(), [](const IccSubcommand* a, const IccSubcommand* b) {
+        return std::strcmp(a->name, b->name) < 0;
+    });
     // Rebuilt whole, so the lines stay in name order however the files register.
     usageText[0] = '\0';
     for (const IccSubcommand* sub : table())

@@ -16,8 +16,8 @@ namespace slidebox::cli {
 struct IccSubcommand {
     IccSubcommand(const char* name, const char* usage, CommandGroup::Run run);
 
-    const char* name;  ///< "header", "info", "match", ...
-    const char* usage; ///< one or more lines "  icc name ARGS   what it does\n"
+    const char* name;      ///< "header", "info", "match", ...
+    const char* usage;     ///< one or more lines "  icc name ARGS   what it does\n"
     CommandGroup::Run run; ///< gets the arguments after the subcommand's name
 };
 

@@ -30,23 +30,23 @@ struct CMFixedXYZColor {
 /// The 128-byte header of an ICC profile, fields in host order. In a file
 /// the same fields stand big-endian at the offsets given beside them.
 struct CM2Header {
-    std::uint32_t size = 0;                   ///< 0: size of the profile in bytes
-    OSType CMMType = 0;                       ///< 4: preferred colour management module
-    std::uint32_t profileVersion = 0;         ///< 8: version, packed
-    OSType profileClass = 0;                  ///< 12: scnr, mntr, prtr, link, spac, abst, nmcl
-    OSType dataColorSpace = 0;                ///< 16: device colour space
-    OSType profileConnectionSpace = 0;        ///< 20: connection space
-    CMDateTime dateTime;                      ///< 24: creation date and time
-    OSType CS2profileSignature = 0;           ///< 36: file signature, 'acsp'
-    OSType platform = 0;                      ///< 40: primary platform
-    std::uint32_t flags = 0;                  ///< 44: profile flags
-    OSType deviceManufacturer = 0;            ///< 48
-    std::uint32_t deviceModel = 0;            ///< 52
+    std::uint32_t size = 0;            ///< 0: size of the profile in bytes
+    OSType CMMType = 0;                ///< 4: preferred colour management module
+    std::uint32_t profileVersion = 0;  ///< 8: version, packed
+    OSType profileClass = 0;           ///< 12: scnr, mntr, prtr, link, spac, abst, nmcl
+    OSType dataColorSpace = 0;         ///< 16: device colour space
+    OSType profileConnectionSpace = 0; ///< 20: connection space
+    CMDateTime dateTime;               ///< 24: creation date and time
+    OSType CS2profileSignature = 0;    ///< 36: file signature, 'acsp'
+    OSType platform = 0;               ///< 40: primary platform
+    std::uint32_t flags = 0;           ///< 44: profile flags
+    OSType deviceManufacturer = 0;     ///< 48
+    std::uint32_t deviceModel = 0;     ///< 52
     std::array<std::uint32_t, 2> deviceAttributes{}; ///< 56: two words, the high one first
-    std::uint32_t renderingIntent = 0;        ///< 64: 0 perceptual .. 3 absolute colorimetric
-    CMFixedXYZColor white;                    ///< 68: illuminant of the connection space
-    OSType creator = 0;                       ///< 80
-    std::array<std::uint8_t, 44> reserved{};  ///< 84: profile id and reserved bytes, as stored
+    std::uint32_t renderingIntent = 0;       ///< 64: 0 perceptual .. 3 absolute colorimetric
+    CMFixedXYZColor white;                   ///< 68: illuminant of the connection space
+    OSType creator = 0;                      ///< 80
+    std::array<std::uint8_t, 44> reserved{}; ///< 84: profile id and reserved bytes, as stored
 };
 
 /// Size of the header in a file.

@@ -64,24 +64,38 @@ struct Layout {
 std::optional<Layout> layoutOf(OSType space) {
     using S = Layout::Scale;
     switch (space) {
-    case fourCC("GRAY"): return Layout{PT_GRAY, 1, S::Unit};
-    case fourCC("RGB "): return Layout{PT_RGB, 3, S::Unit};
-    case fourCC("CMY "): return Layout{PT_CMY, 3, S::Ink};
-    case fourCC("CMYK"): return Layout{PT_CMYK, 4, S::Ink};
-    case fourCC("Lab "): return Layout{PT_Lab, 3, S::Lab};
-    case fourCC("XYZ "): return Layout{PT_XYZ, 3, S::XYZ};
-    case fourCC("HSV "): return Layout{PT_HSV, 3, S::Unit};
-    case fourCC("HLS "): return Layout{PT_HLS, 3, S::Unit};
-    case fourCC("Luv "): return Layout{PT_YUV, 3, S::Unit};
-    case fourCC("YCbr"): return Layout{PT_YCbCr, 3, S::Unit};
-    case fourCC("Yxy "): return Layout{PT_Yxy, 3, S::Unit};
-    default: break;
+    case fourCC("GRAY"):
+        return Layout{PT_GRAY, 1, S::Unit};
+    case fourCC("RGB "):
+        return Layout{PT_RGB, 3, S::Unit};
+    case fourCC("CMY "):
+        return Layout{PT_CMY, 3, S::Ink};
+    case fourCC("CMYK"):
+        return Layout{PT_CMYK, 4, S::Ink};
+    case fourCC("Lab "):
+        return Layout{PT_Lab, 3, S::Lab};
+    case fourCC("XYZ "):
+        return Layout{PT_XYZ, 3, S::XYZ};
+    case fourCC("HSV "):
+        return Layout{PT_HSV, 3, S::Unit};
+    case fourCC("HLS "):
+        return Layout{PT_HLS, 3, S::Unit};
+    case fourCC("Luv "):
+        return Layout{PT_YUV, 3, S::Unit};
+    case fourCC("YCbr"):
+        return Layout{PT_YCbCr, 3, S::Unit};
+    case fourCC("Yxy "):
+        return Layout{PT_Yxy, 3, S::Unit};
+    default:
+        break;
     }
     // Multi-ink spaces, 'nCLR' (n a hex digit) and 'MCHn': the ink count is
     // in the code itself.
     auto digit = [](unsigned c) -> int {
-        if (c >= '2' && c <= '9') return static_cast<int>(c - '0');
-        if (c >= 'A' && c <= 'F') return static_cast<int>(c - 'A' + 10);
+        if (c >= '2' && c <= '9')
+            return static_cast<int>(c - '0');
+        if (c >= 'A' && c <= 'F')
+            return static_cast<int>(c - 'A' + 10);
         return -1;
     };
     int n = -1;
@@ -164,7 +178,8 @@ bool readCheckedHeader(const std::filesystem::path& path,
     if (declared < tableEnd || declared > static_cast<std::uint64_t>(fileSize))
         return false;
     std::vector<std::uint8_t> table(static_cast<std::size_t>(tags * 12));
-    if (!file.read(reinterpret_cast<char*>(table.data()), static_cast<std::streamsize>(table.size())))
+    if (!file.read(reinterpret_cast<char*>(table.data()),
+                   static_cast<std::streamsize>(table.size())))
         return false;
     for (std::size_t i = 0; i < table.size(); i += 12) {
         std::uint64_t offset = bigEndian32(&table[i + 4]);
@@ -261,10 +276,18 @@ std::vector<double> engineValuesFromColor(const CMColor& color, OSType space) {
     for (unsigned i = 0; i < layout->channels; ++i) {
         double w = color.raw[i];
         switch (layout->scale) {
-        case Layout::Scale::Lab: v[i] = i == 0 ? w * 100.0 / 65535.0 : w * kLabABSpan / 65535.0 - 128.0; break;
-        case Layout::Scale::XYZ: v[i] = w * 2.0 / 65535.0; break;
-        case Layout::Scale::Ink: v[i] = w * 100.0 / 65535.0; break;
-        case Layout::Scale::Unit: v[i] = w / 65535.0; break;
+        case Layout::Scale::Lab:
+            v[i] = i == 0 ? w * 100.0 / 65535.0 : w * kLabABSpan / 65535.0 - 128.0;
+            break;
+        case Layout::Scale::XYZ:
+            v[i] = w * 2.0 / 65535.0;
+            break;
+        case Layout::Scale::Ink:
+            v[i] = w * 100.0 / 65535.0;
+            break;
+        case Layout::Scale::Unit:
+            v[i] = w / 65535.0;
+            break;
         }
     }
     return v;
@@ -285,11 +308,18 @@ std::optional<CMColor> colorFromEngineValues(std::span<const double> v, OSType s
     for (unsigned i = 0; i < layout->channels; ++i) {
         switch (layout->scale) {
         case Layout::Scale::Lab:
-            color.raw[i] = toField(i == 0 ? v[i] * 65535.0 / 100.0 : (v[i] + 128.0) * 65535.0 / kLabABSpan);
+            color.raw[i] =
+                toField(i == 0 ? v[i] * 65535.0 / 100.0 : (v[i] + 128.0) * 65535.0 / kLabABSpan);
             break;
-        case Layout::Scale::XYZ: color.raw[i] = toField(v[i] * 65535.0 / 2.0); break;
-        case Layout::Scale::Ink: color.raw[i] = toField(v[i] * 65535.0 / 100.0); break;
-        case Layout::Scale::Unit: color.raw[i] = toField(v[i] * 65535.0); break;
+        case Layout::Scale::XYZ:
+            color.raw[i] = toField(v[i] * 65535.0 / 2.0);
+            break;
+        case Layout::Scale::Ink:
+            color.raw[i] = toField(v[i] * 65535.0 / 100.0);
+            break;
+        case Layout::Scale::Unit:
+            color.raw[i] = toField(v[i] * 65535.0);
+            break;
         }
     }
     return color;
@@ -392,8 +422,8 @@ bool CWMatchColors(const CMWorld& world, std::span<CMColor> colors) {
         if (in.size() != world.inputChannels)
             return false;
         cmsDoTransform(world.transform.get(), in.data(), out.data(), 1);
-        auto result = colorFromEngineValues(std::span(out.data(), world.outputChannels),
-                                            world.outputSpace);
+        auto result =
+            colorFromEngineValues(std::span(out.data(), world.outputChannels), world.outputSpace);
         if (!result)
             return false;
         color = *result;
@@ -548,11 +578,14 @@ std::optional<std::vector<std::uint8_t>> tableElement(const DeviceModel& model,
     bool ok = pipeline && clut && a && b && cmsStageSampleCLut16bit(clut, sampleTable, &cargo, 0);
     // The pipeline takes its stages over once they are inserted.
     ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, a);
-    if (ok) a = nullptr;
+    if (ok)
+        a = nullptr;
     ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, clut);
-    if (ok) clut = nullptr;
+    if (ok)
+        clut = nullptr;
     ok = ok && cmsPipelineInsertStage(pipeline, cmsAT_END, b);
-    if (ok) b = nullptr;
+    if (ok)
+        b = nullptr;
     auto sig = static_cast<cmsTagSignature>(table.tag);
     ok = ok && cmsWriteTag(scratch.get(), sig, pipeline);
     for (cmsStage* stage : {a, b, clut})
@@ -606,11 +639,20 @@ std::optional<std::vector<std::uint8_t>> genericProfileBytes(OSType space) {
         return std::nullopt;
     Handle h;
     switch (space) {
-    case cmLabData: h.reset(cmsCreateLab4ProfileTHR(engine(), nullptr)); break;
-    case cmXYZData: h.reset(cmsCreateXYZProfileTHR(engine())); break;
-    case cmGrayData: h = grayProfile(); break;
-    case cmRGBData: h.reset(cmsCreate_sRGBProfileTHR(engine())); break;
-    default: return std::nullopt;
+    case cmLabData:
+        h.reset(cmsCreateLab4ProfileTHR(engine(), nullptr));
+        break;
+    case cmXYZData:
+        h.reset(cmsCreateXYZProfileTHR(engine()));
+        break;
+    case cmGrayData:
+        h = grayProfile();
+        break;
+    case cmRGBData:
+        h.reset(cmsCreate_sRGBProfileTHR(engine()));
+        break;
+    default:
+        return std::nullopt;
     }
     return saveProfile(h.get());
 }
@@ -647,9 +689,9 @@ std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe
         return std::nullopt;
     for (const ProfileTableRecipe& table : recipe.tables) {
         auto element = tableElement(model, table);
-        if (!element || !cmsWriteRawTag(h.get(), static_cast<cmsTagSignature>(table.tag),
-                                        element->data(),
-                                        static_cast<cmsUInt32Number>(element->size())))
+        if (!element ||
+            !cmsWriteRawTag(h.get(), static_cast<cmsTagSignature>(table.tag), element->data(),
+                            static_cast<cmsUInt32Number>(element->size())))
             return std::nullopt;
     }
     for (const auto& [tag, bytes] : recipe.rawTags)

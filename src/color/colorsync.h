@@ -174,13 +174,13 @@ struct ProfileTableRecipe {
 /// and Lab: RGB as sRGB, gray as gray with gamma 2.2, CMYK as a plain ink
 /// model, Lab as the identity.
 struct ProfileRecipe {
-    OSType colorSpace = cmRGBData;      ///< RGB, GRAY, CMYK or Lab
+    OSType colorSpace = cmRGBData; ///< RGB, GRAY, CMYK or Lab
     OSType deviceClass = fourCC("mntr");
-    double version = 2.1;               ///< 2.x stores 'mft2' tables, 4.x may store 'mAB '
-    std::uint32_t renderingIntent = 0;  ///< written to the header as is
+    double version = 2.1;              ///< 2.x stores 'mft2' tables, 4.x may store 'mAB '
+    std::uint32_t renderingIntent = 0; ///< written to the header as is
     std::optional<std::string> description;
-    std::optional<OSType> technology;   ///< a 'tech' element when given
-    bool matrixShaper = false;          ///< RGB: sRGB colorants and curves; GRAY: a curve
+    std::optional<OSType> technology; ///< a 'tech' element when given
+    bool matrixShaper = false;        ///< RGB: sRGB colorants and curves; GRAY: a curve
     std::vector<ProfileTableRecipe> tables;
     /// Elements written as given, type signature first (also to spoil a table).
     std::vector<std::pair<OSType, std::vector<std::uint8_t>>> rawTags;

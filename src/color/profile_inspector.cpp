@@ -80,7 +80,8 @@ ProfileInspector::profileInspectorWithProfileData(std::span<const std::uint8_t> 
     return inspector;
 }
 
-std::unique_ptr<ProfileInspector> ProfileInspector::initWithPath(const std::filesystem::path& path) {
+std::unique_ptr<ProfileInspector>
+ProfileInspector::initWithPath(const std::filesystem::path& path) {
     std::unique_ptr<ProfileInspector> probe(new ProfileInspector);
     probe->setProfilePath(path);
     if (!probe->getProfileInfos())
@@ -175,24 +176,51 @@ std::string ProfileInspector::dateTimeAsString() const {
 
 unsigned ProfileInspector::nbComponents() const {
     switch (profileHeader_.dataColorSpace) {
-    case fourCC("GRAY"): return 1;
-    case fourCC("RGB "): case fourCC("sRGB"): case fourCC("CMY "): case fourCC("HSV "):
-    case fourCC("HLS "): case fourCC("Lab "): case fourCC("Luv "): case fourCC("XYZ "):
-    case fourCC("Yxy "): case fourCC("YCbr"): case fourCC("3CLR"):
+    case fourCC("GRAY"):
+        return 1;
+    case fourCC("RGB "):
+    case fourCC("sRGB"):
+    case fourCC("CMY "):
+    case fourCC("HSV "):
+    case fourCC("HLS "):
+    case fourCC("Lab "):
+    case fourCC("Luv "):
+    case fourCC("XYZ "):
+    case fourCC("Yxy "):
+    case fourCC("YCbr"):
+    case fourCC("3CLR"):
         return 3;
-    case fourCC("CMYK"): case fourCC("4CLR"): return 4;
-    case fourCC("5CLR"): case fourCC("MCH5"): return 5;
-    case fourCC("6CLR"): case fourCC("MCH6"): return 6;
-    case fourCC("7CLR"): case fourCC("MCH7"): return 7;
-    case fourCC("8CLR"): case fourCC("MCH8"): return 8;
-    case fourCC("9CLR"): return 9;
-    case fourCC("ACLR"): return 10;
-    case fourCC("BCLR"): return 11;
-    case fourCC("CCLR"): return 12;
-    case fourCC("DCLR"): return 13;
-    case fourCC("ECLR"): return 14;
-    case fourCC("FCLR"): return 15;
-    default: return 0;
+    case fourCC("CMYK"):
+    case fourCC("4CLR"):
+        return 4;
+    case fourCC("5CLR"):
+    case fourCC("MCH5"):
+        return 5;
+    case fourCC("6CLR"):
+    case fourCC("MCH6"):
+        return 6;
+    case fourCC("7CLR"):
+    case fourCC("MCH7"):
+        return 7;
+    case fourCC("8CLR"):
+    case fourCC("MCH8"):
+        return 8;
+    case fourCC("9CLR"):
+        return 9;
+    case fourCC("ACLR"):
+        return 10;
+    case fourCC("BCLR"):
+        return 11;
+    case fourCC("CCLR"):
+        return 12;
+    case fourCC("DCLR"):
+        return 13;
+    case fourCC("ECLR"):
+        return 14;
+    case fourCC("FCLR"):
+        return 15;
+    default:
+        return 0;
     }
 }
 

@@ -19,7 +19,7 @@ namespace slidebox::color {
 /// the path and a copy of the header only; every operation that needs the
 /// profile opens it and closes it before returning.
 class ProfileInspector {
-public:
+  public:
     ~ProfileInspector();
     ProfileInspector(const ProfileInspector&) = delete;
     ProfileInspector& operator=(const ProfileInspector&) = delete;
@@ -101,7 +101,7 @@ public:
     /// profile won't open.
     std::optional<std::vector<std::uint8_t>> profileDescriptionStructureData() const;
 
-private:
+  private:
     ProfileInspector() = default;
     static std::unique_ptr<ProfileInspector> initWithPath(const std::filesystem::path& path,
                                                           std::int32_t rendering);

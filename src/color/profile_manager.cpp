@@ -50,11 +50,16 @@ std::filesystem::path environmentPath(const char* name) {
 
 const char* genericFileName(OSType space) {
     switch (space) {
-    case cmLabData: return "Generic Lab Profile.icc";
-    case cmXYZData: return "Generic XYZ Profile.icc";
-    case cmGrayData: return "Generic Gray Profile.icc";
-    case cmRGBData: return "sRGB Profile.icc";
-    default: return nullptr;
+    case cmLabData:
+        return "Generic Lab Profile.icc";
+    case cmXYZData:
+        return "Generic XYZ Profile.icc";
+    case cmGrayData:
+        return "Generic Gray Profile.icc";
+    case cmRGBData:
+        return "sRGB Profile.icc";
+    default:
+        return nullptr;
     }
 }
 
@@ -208,9 +213,8 @@ std::optional<std::filesystem::path> ProfileManager::pathOfColorSyncUserFolder()
     return folder;
 }
 
-std::optional<std::size_t>
-ProfileManager::FindGDeviceWithGlobalPoint(float x, float y, const std::vector<ScreenDevice>& screens,
-                                           std::size_t mainIndex) {
+std::optional<std::size_t> ProfileManager::FindGDeviceWithGlobalPoint(
+    float x, float y, const std::vector<ScreenDevice>& screens, std::size_t mainIndex) {
     if (mainIndex >= screens.size())
         return std::nullopt;
     const QRect& main = screens[mainIndex].rect;
@@ -225,7 +229,7 @@ ProfileManager::FindGDeviceWithGlobalPoint(float x, float y, const std::vector<S
 }
 
 std::optional<std::filesystem::path> ProfileManager::pathOfScreenProfileWithGlobalPoint(float x,
-                                                                                       float y) {
+                                                                                        float y) {
     if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
         return std::nullopt;
     const QList<QScreen*> screens = QGuiApplication::screens();

@@ -39,7 +39,7 @@ struct ScreenDevice {
 /// The path operations on profiles: from a path to an open profile and
 /// back, and where the well-known profiles lie. No state besides the places.
 class ProfileManager {
-public:
+  public:
     /// The places in force; fromEnvironment() until setPlaces is called.
     static ProfilePlaces places();
     /// Replaces the places in force (tests, or a user who moved them).

@@ -18,11 +18,11 @@ using ElementBlock = std::vector<std::uint8_t>;
 
 /// What is known of one table element.
 struct TabInfos {
-    std::uint32_t size = 0;           ///< size of the element in bytes
-    OSType type = 0;                  ///< 'mft1', 'mft2', 'mAB ' or 'mBA '; 0 if nothing is known
+    std::uint32_t size = 0; ///< size of the element in bytes
+    OSType type = 0;        ///< 'mft1', 'mft2', 'mAB ' or 'mBA '; 0 if nothing is known
     std::uint16_t inputChannels = 0;
     std::uint16_t outputChannels = 0;
-    std::uint16_t gridPoints = 0;     ///< points per side; 0xFFFF when the type has no single number
+    std::uint16_t gridPoints = 0; ///< points per side; 0xFFFF when the type has no single number
 };
 
 inline constexpr OSType kLut8Type = fourCC("mft1");
@@ -49,8 +49,8 @@ int IsOSType(const ElementBlock* element, OSType signature);
 /// when there is no memory) and filled; after an error the element stays
 /// absent. *size, if given, receives the size as last seen. The result is
 /// the error narrowed to 16 bits, 0 for success.
-std::int16_t GetElement(const CMProfile& profile, OSType tag,
-                        std::optional<ElementBlock>* element, std::uint32_t* size);
+std::int16_t GetElement(const CMProfile& profile, OSType tag, std::optional<ElementBlock>* element,
+                        std::uint32_t* size);
 
 /// Whether the device-to-PCS table of the intent can be read. No fallback.
 bool TestProfileDatasForIntent(const CMProfile& profile, std::int32_t intent);

@@ -28,13 +28,16 @@ TEST(CliIcc, HeaderReportOfAnInstalledCMYKProfile) {
     auto r = runCli({"icc", "header", kCMYK.string()}, isolatedHome(home));
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string zero(4, '\0'); // module and maker are left empty in this file
-    EXPECT_EQ(r.out, "Size : 187.484 Ko / CMMType : " + zero + " / version : 0x02100000\n"
-                     "class : prtr / dataColorSpace : CMYK / connectionSpace : Lab \n"
-                     "CS2signature : acsp / platform : APPL / flags : 0x00000000\n"
-                     "deviceManufacturer : " + zero + " / model : 0x00000000\n"
-                     "deviceAttributes : 0x00000000 0x00000000\n"
-                     "renderingIntent : cmPerceptual\n"
-                     "white : X = 0.9642, Y = 1.0000, Z = 0.8249\n");
+    EXPECT_EQ(r.out, "Size : 187.484 Ko / CMMType : " + zero +
+                         " / version : 0x02100000\n"
+                         "class : prtr / dataColorSpace : CMYK / connectionSpace : Lab \n"
+                         "CS2signature : acsp / platform : APPL / flags : 0x00000000\n"
+                         "deviceManufacturer : " +
+                         zero +
+                         " / model : 0x00000000\n"
+                         "deviceAttributes : 0x00000000 0x00000000\n"
+                         "renderingIntent : cmPerceptual\n"
+                         "white : X = 0.9642, Y = 1.0000, Z = 0.8249\n");
     EXPECT_TRUE(r.err.empty());
 }
 

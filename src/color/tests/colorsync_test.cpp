@@ -13,8 +13,8 @@ using namespace slidebox::testing;
 
 namespace {
 
-constexpr double kLabTolerance = 0.2;     // Lab units, between profiles of the same space
-constexpr double kFieldTolerance = 1.0;   // one 16-bit field step
+constexpr double kLabTolerance = 0.2;   // Lab units, between profiles of the same space
+constexpr double kFieldTolerance = 1.0; // one 16-bit field step
 
 CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     CMColor c{};
@@ -22,9 +22,15 @@ CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     return c;
 }
 
-double labL(const CMColor& c) { return c.lab.L * 100.0 / 65535.0; }
-double labA(const CMColor& c) { return c.lab.a * 255.996 / 65535.0 - 128.0; }
-double labB(const CMColor& c) { return c.lab.b * 255.996 / 65535.0 - 128.0; }
+double labL(const CMColor& c) {
+    return c.lab.L * 100.0 / 65535.0;
+}
+double labA(const CMColor& c) {
+    return c.lab.a * 255.996 / 65535.0 - 128.0;
+}
+double labB(const CMColor& c) {
+    return c.lab.b * 255.996 / 65535.0 - 128.0;
+}
 
 } // namespace
 
@@ -39,7 +45,8 @@ TEST(ColorSyncBoundary, EveryFieldSurvivesTheTripThroughTheEngineScale) {
             auto out = colorFromEngineValues(engineValuesFromColor(in, space), space);
             ASSERT_TRUE(out.has_value());
             for (unsigned i = 0; i < channels; ++i)
-                ASSERT_EQ(out->raw[i], in.raw[i]) << "space " << std::hex << space << " field " << w;
+                ASSERT_EQ(out->raw[i], in.raw[i])
+                    << "space " << std::hex << space << " field " << w;
         }
     }
 }
@@ -103,9 +110,9 @@ TEST(ColorSyncProfiles, PathOf256BytesIsRefusedAndOf255Opens) {
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     TempDir dir;
     Bytes bytes = make(tableRGBRecipe());
-    setWord(bytes, 40, fourCC("APPL"));   // platform: the engine has no getter for it
-    setWord(bytes, 56, 0x01020304);       // attributes, high word
-    setWord(bytes, 68, 0x0000F6D6);       // illuminant X
+    setWord(bytes, 40, fourCC("APPL")); // platform: the engine has no getter for it
+    setWord(bytes, 56, 0x01020304);     // attributes, high word
+    setWord(bytes, 68, 0x0000F6D6);     // illuminant X
     auto path = writeProfile(dir, "rgb.icc", bytes);
     auto profile = CMOpenProfile(path);
     ASSERT_TRUE(profile);

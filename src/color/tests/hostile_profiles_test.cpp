@@ -39,7 +39,7 @@ void inspectEverything(const std::filesystem::path& path) {
 } // namespace
 
 class HostileProfilesTest : public ::testing::Test {
-protected:
+  protected:
     ScopedProfilePlaces places;
     TempDir dir;
     Bytes good = make(tableRGBRecipe());
@@ -68,7 +68,11 @@ TEST_F(HostileProfilesTest, TruncatedAtManyOffsetsIsRefused) {
 }
 
 TEST_F(HostileProfilesTest, WrongDeclaredSizesAndTagCounts) {
-    struct Row { const char* defect; std::size_t offset; std::uint32_t value; };
+    struct Row {
+        const char* defect;
+        std::size_t offset;
+        std::uint32_t value;
+    };
     const Row rows[] = {
         {"size beyond the file", 0, static_cast<std::uint32_t>(good.size() + 1)},
         {"size of 4 GiB", 0, 0xFFFFFFFF},

@@ -20,12 +20,12 @@ using Bytes = std::vector<std::uint8_t>;
 /// Points the profile operations at a temporary home for the test's life,
 /// and back at the previous places after it.
 class ScopedProfilePlaces {
-public:
+  public:
     ScopedProfilePlaces();
     ~ScopedProfilePlaces();
     const TempDir& home() const { return home_; }
 
-private:
+  private:
     TempDir home_;
     color::ProfilePlaces previous_;
 };
@@ -49,6 +49,6 @@ void setWord(Bytes& bytes, std::size_t offset, std::uint32_t value);
 
 /// The offset and size of a tag in the tag table; nothing when absent.
 std::optional<std::pair<std::uint32_t, std::uint32_t>> tagEntry(const Bytes& bytes,
-                                                                 color::OSType tag);
+                                                                color::OSType tag);
 
 } // namespace slidebox::testing

@@ -33,7 +33,8 @@ Bytes make(const ProfileRecipe& recipe) {
     return bytes.value_or(Bytes{});
 }
 
-std::filesystem::path writeProfile(const TempDir& dir, const std::string& name, const Bytes& bytes) {
+std::filesystem::path writeProfile(const TempDir& dir, const std::string& name,
+                                   const Bytes& bytes) {
     std::filesystem::path path = dir / name;
     writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     return path;

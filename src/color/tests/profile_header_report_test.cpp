@@ -58,10 +58,12 @@ TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
     EXPECT_EQ(signatureText(0), std::string(4, '\0'));
     EXPECT_EQ(signatureText(fourCC("scnr")), "scnr");
 
-    const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation", "cmAbsoluteColorimetric"};
+    const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation",
+                           "cmAbsoluteColorimetric"};
     for (std::uint32_t i = 0; i < 4; ++i) {
         h.renderingIntent = i;
-        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"), std::string::npos);
+        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"),
+                  std::string::npos);
     }
     // Seven lines, no line feed at the end.
     EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 6);

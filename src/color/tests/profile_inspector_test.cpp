@@ -31,7 +31,7 @@ ProfileRecipe oneWayRecipe(OSType deviceClass) {
 } // namespace
 
 class ProfileInspectorTest : public ::testing::Test {
-protected:
+  protected:
     ScopedProfilePlaces places;
     TempDir dir;
 };
@@ -89,9 +89,10 @@ TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
 
 TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
     ProfileRecipe recipe = tableRGBRecipe();
-    recipe.tables.erase(std::remove_if(recipe.tables.begin(), recipe.tables.end(),
-                                       [](const ProfileTableRecipe& t) { return t.tag == fourCC("A2B2"); }),
-                        recipe.tables.end());
+    recipe.tables.erase(
+        std::remove_if(recipe.tables.begin(), recipe.tables.end(),
+                       [](const ProfileTableRecipe& t) { return t.tag == fourCC("A2B2"); }),
+        recipe.tables.end());
     // An 'mft2' element that stops after its channel counts.
     recipe.rawTags.push_back({fourCC("A2B2"), {'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 9, 0}});
     auto path = writeProfile(dir, "spoilt.icc", make(recipe));
@@ -99,7 +100,8 @@ TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 1));
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 2));
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(path));
-    EXPECT_TRUE(ProfileInspector::goodPathProfileData(writeProfile(dir, "good.icc", make(tableRGBRecipe()))));
+    EXPECT_TRUE(ProfileInspector::goodPathProfileData(
+        writeProfile(dir, "good.icc", make(tableRGBRecipe()))));
 }
 
 TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
@@ -109,7 +111,8 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, 0);
         ASSERT_TRUE(inspector);
         EXPECT_EQ(inspector->profilePath().parent_path(), "/tmp");
-        EXPECT_EQ(inspector->profilePath().filename().native().rfind("ZOL_ProfileInspector_", 0), 0u);
+        EXPECT_EQ(inspector->profilePath().filename().native().rfind("ZOL_ProfileInspector_", 0),
+                  0u);
         EXPECT_TRUE(slidebox::platform::fileExistsAtPath(inspector->profilePath()));
         EXPECT_EQ(inspector->profileName(), "Test RGB tables");
         // Two inspectors never share a file.
@@ -122,7 +125,8 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     // A failed opening leaves nothing behind either.
     Bytes broken(bytes.begin(), bytes.begin() + 200);
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(broken, 0));
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(make(oneWayRecipe(cmDisplayClass)), 1));
+    EXPECT_FALSE(
+        ProfileInspector::profileInspectorWithProfileData(make(oneWayRecipe(cmDisplayClass)), 1));
     EXPECT_TRUE(ProfileInspector::goodProfileData(bytes));
     EXPECT_FALSE(ProfileInspector::goodProfileData(broken));
     EXPECT_FALSE(ProfileInspector::goodProfileData({}));
@@ -136,8 +140,12 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
 
 TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
     Bytes bytes = make(tableRGBRecipe());
-    struct Row { std::uint32_t header; std::int32_t preferred; };
-    for (Row row : {Row{0, 0}, Row{2, 2}, Row{3, 3}, Row{7, 3}, Row{0xFFFFFFFF, 0}, Row{0x80000000, 0}}) {
+    struct Row {
+        std::uint32_t header;
+        std::int32_t preferred;
+    };
+    for (Row row :
+         {Row{0, 0}, Row{2, 2}, Row{3, 3}, Row{7, 3}, Row{0xFFFFFFFF, 0}, Row{0x80000000, 0}}) {
         setWord(bytes, 64, row.header);
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
         ASSERT_TRUE(inspector);
@@ -154,9 +162,13 @@ TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
 TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
     Bytes bytes = make(tableRGBRecipe());
     auto path = dir / "space.icc";
-    struct Row { const char* space; unsigned count; };
-    for (Row row : {Row{"GRAY", 1}, Row{"RGB ", 3}, Row{"Luv ", 3}, Row{"3CLR", 3}, Row{"CMYK", 4},
-                    Row{"MCH7", 7}, Row{"9CLR", 9}, Row{"FCLR", 15}, Row{"2CLR", 0}, Row{"abcd", 0}}) {
+    struct Row {
+        const char* space;
+        unsigned count;
+    };
+    for (Row row :
+         {Row{"GRAY", 1}, Row{"RGB ", 3}, Row{"Luv ", 3}, Row{"3CLR", 3}, Row{"CMYK", 4},
+          Row{"MCH7", 7}, Row{"9CLR", 9}, Row{"FCLR", 15}, Row{"2CLR", 0}, Row{"abcd", 0}}) {
         setWord(bytes, 16, fourCC({row.space[0], row.space[1], row.space[2], row.space[3], 0}));
         std::filesystem::remove(path);
         writeProfile(dir, "space.icc", bytes);
@@ -174,7 +186,8 @@ TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
     recipe.technology.reset();
     Bytes b = make(recipe);
     for (Bytes* bytes : {&a, &b}) // the same date: 2024-03-05 06:07:08
-        for (auto [offset, value] : {std::pair{24, 2024}, {26, 3}, {28, 5}, {30, 6}, {32, 7}, {34, 8}}) {
+        for (auto [offset, value] :
+             {std::pair{24, 2024}, {26, 3}, {28, 5}, {30, 6}, {32, 7}, {34, 8}}) {
             (*bytes)[offset] = static_cast<std::uint8_t>(value >> 8);
             (*bytes)[offset + 1] = static_cast<std::uint8_t>(value);
         }
@@ -199,12 +212,18 @@ TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
     std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
     auto pe = writeProfile(dir, "e.icc", e);
     auto pf = writeProfile(dir, "f.icc", e);
-    EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(), "_unknown_");
+    EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(),
+              "_unknown_");
     EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
 }
 
 TEST_F(ProfileInspectorTest, InstalledProfilesOfEveryKind) {
-    struct Row { const char* path; OSType cls; OSType space; bool good; };
+    struct Row {
+        const char* path;
+        OSType cls;
+        OSType space;
+        bool good;
+    };
     const Row rows[] = {
         {"colord/sRGB.icc", cmDisplayClass, cmRGBData, true},
         {"ghostscript/default_cmyk.icc", cmOutputClass, cmCMYKData, true},

@@ -58,7 +58,10 @@ TEST(ProfileManagerTest, GenericProfilesAreMadeOnceUnderTheDataFolder) {
     EXPECT_EQ(ProfileManager::pathOfGenericLabProfil(), lab);
     EXPECT_TRUE(ProfileManager::profileRefForPath(*lab));
 
-    struct Row { std::optional<std::filesystem::path> path; OSType space; };
+    struct Row {
+        std::optional<std::filesystem::path> path;
+        OSType space;
+    };
     for (Row row : {Row{ProfileManager::pathOfGenericXYZProfil(), cmXYZData},
                     Row{ProfileManager::pathOfGenericGrayProfil(), cmGrayData},
                     Row{ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {

@@ -10,7 +10,7 @@ using namespace slidebox::color;
 using namespace slidebox::testing;
 
 class ProfileTagTablesTest : public ::testing::Test {
-protected:
+  protected:
     ScopedProfilePlaces places;
     TempDir dir;
 
@@ -22,7 +22,11 @@ protected:
 };
 
 TEST(ProfileTagTables, TagsOfEachIntent) {
-    struct Row { std::int32_t intent; const char* a; const char* b; };
+    struct Row {
+        std::int32_t intent;
+        const char* a;
+        const char* b;
+    };
     for (Row row : {Row{0, "A2B0", "B2A0"}, Row{1, "A2B1", "B2A1"}, Row{2, "A2B2", "B2A2"},
                     Row{3, "A2B1", "B2A1"}, Row{-1, "A2B1", "B2A1"}, Row{9, "A2B1", "B2A1"}}) {
         OSType a = 0, b = 0;
@@ -169,13 +173,14 @@ TEST_F(ProfileTagTablesTest, DescriptionStructureIs44BigEndianBytes) {
     setWord(bytes, 52, 0x00001234);
     setWord(bytes, 56, 0x01020304);
     setWord(bytes, 60, 0x05060708);
-    auto inspector = ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "d.icc", bytes), -1);
+    auto inspector =
+        ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "d.icc", bytes), -1);
     ASSERT_TRUE(inspector);
     auto data = inspector->profileDescriptionStructureData();
     ASSERT_TRUE(data);
-    const Bytes expected = {'S', 'B', 'O', 'X', 0, 0, 0x12, 0x34, 1, 2, 3, 4, 5, 6, 7, 8,
-                            'C', 'R', 'T', ' ', 'm', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 0,
-                            'm', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes expected = {'S', 'B', 'O', 'X', 0,   0,   0x12, 0x34, 1,   2, 3, 4, 5, 6, 7,
+                            8,   'C', 'R', 'T', ' ', 'm', 'l',  'u',  'c', 0, 0, 0, 0, 0, 0,
+                            0,   0,   'm', 'l', 'u', 'c', 0,    0,    0,   0, 0, 0, 0, 0};
     EXPECT_EQ(*data, expected);
 
     ProfileRecipe noTech = tableRGBRecipe();
