@@ -1,0 +1,215 @@
+// Adding, creating, removing and rescanning libraries, with the dialogs
+// answered by the test through real clicks and keys.
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/library_table_view.h"
+#include "library/tests/support/library_fixtures.h"
+#include "platform/file_system.h"
+#include "platform/plist_file.h"
+#include "support/controller_test.h"
+
+using namespace slidebox;
+using namespace slidebox::app;
+using slidebox::testing::ControllerTest;
+
+namespace {
+
+using AddLibraries = ControllerTest;
+
+TEST_F(AddLibraries, AFolderWithThreeLibrariesAddsThemAllAndShowsTheFirst) {
+    makeLibrary("Home library", 1);
+    const auto elsewhere = fixture.home() / "Elsewhere";
+    const auto one = makeLibrary("One", 2, elsewhere);
+    const auto two = makeLibrary("Two", 1, elsewhere / "deeper");
+    const auto three = makeLibrary("Three", 1, elsewhere);
+    auto controller = start();
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{elsewhere});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+
+    EXPECT_EQ(fixture.dialogs().lastStartFolder.string(), fixture.pictures().string() + "/");
+    ASSERT_EQ(controller->numberOfPhotoManager(), 4);
+    // Depth first, in the listing's byte order (capitals first).
+    EXPECT_EQ(pathAt(*controller, 1), one.string());
+    EXPECT_EQ(pathAt(*controller, 2), three.string());
+    EXPECT_EQ(pathAt(*controller, 3), two.string());
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(pathOnShow(*controller), one.string());
+    EXPECT_EQ(controller->albumNumberField()->text(), "4 Libraries");
+
+    // The same folder again, and a cancelled chooser, add nothing.
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{elsewhere});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 4);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(fixture.dialogs().folderCalls, 3);
+}
+
+TEST_F(AddLibraries, SeveralFoldersAtOnceAndAFolderWithoutLibraryEnablesRemove) {
+    auto controller = start();
+    ASSERT_FALSE(controller->deleteButton()->isEnabled());
+    const auto empty = fixture.home() / "Nothing here";
+    std::filesystem::create_directories(empty);
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{empty});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(controller->deleteButton()->isEnabled()) << "enabled all the same";
+
+    const auto a = makeLibrary("A", 1, fixture.home());
+    const auto b = makeLibrary("B", 1, fixture.home());
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{b, a});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(pathAt(*controller, 0), b.string());
+    EXPECT_EQ(pathOnShow(*controller), b.string());
+}
+
+using CreateLibrary = ControllerTest;
+
+TEST_F(CreateLibrary, ProposalHasTwoBlanksAndSkipsTakenNumbers) {
+    auto controller = start();
+    QStringList proposals;
+    fixture.dialogs().onModal = [&](QDialog& dialog) {
+        proposals << controller->libraryNameTextField()->text();
+        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
+        EXPECT_FALSE(dialog.isVisible());
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
+    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"}));
+    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
+    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
+}
+
+TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitchedTo) {
+    std::filesystem::remove_all(fixture.pictures());
+    const auto preference = fixture.iPhotoPreferenceFile();
+    std::filesystem::create_directories(preference.parent_path());
+    ASSERT_TRUE(platform::writePlistFile(preference, platform::PlistDictionary{{"RootDirectory", "/old"}, {"Other", 1}},
+                                         platform::PlistFormat::Xml));
+    auto controller = start();
+    fixture.dialogs().onModal = [&](QDialog&) {
+        QTest::keyClick(controller->libraryNameTextField(), Qt::Key_Return);
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+
+    const auto created = fixture.pictures() / "iPhoto Library  1";
+    EXPECT_TRUE(platform::isDirectory(created));
+    EXPECT_TRUE(std::filesystem::is_empty(created));
+    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(pathAt(*controller, 0), created.string());
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
+    EXPECT_EQ(pathOnShow(*controller), created.string());
+    EXPECT_FALSE(controller->iPhotoButton()->isEnabled()) << "an empty folder is no library yet";
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    const auto after = platform::readPlistFile(preference);
+    EXPECT_EQ(*after->root["RootDirectory"].string(), created.string()) << "switched without the test";
+    EXPECT_EQ(after->root["Other"].intValue(), 1);
+}
+
+TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersBehindTheWholePath) {
+    auto controller = start();
+    std::filesystem::create_directories(fixture.pictures() / "Trip");
+    std::filesystem::create_directories(fixture.pictures() / "Trip_2");
+    fixture.dialogs().onModal = [&](QDialog&) {
+        QLineEdit* field = controller->libraryNameTextField();
+        field->selectAll();
+        QTest::keyClicks(field, "Trip");
+        QTest::mouseClick(controller->libraryNameCreateButton(), Qt::LeftButton);
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->libraryNameDialogChoice(), 1);
+    EXPECT_TRUE(platform::isDirectory(fixture.pictures() / "Trip_2_3"));
+    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(pathAt(*controller, 0), (fixture.pictures() / "Trip_2_3").string());
+}
+
+TEST_F(CreateLibrary, AFileWithTheConfirmedNameFailsSilently) {
+    auto controller = start();
+    slidebox::testing::writeFile(fixture.pictures() / "Taken", "file");
+    fixture.dialogs().onModal = [&](QDialog&) {
+        controller->libraryNameTextField()->setText("Taken");
+        QTest::mouseClick(controller->libraryNameCreateButton(), Qt::LeftButton);
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
+}
+
+using RemoveLibrary = ControllerTest;
+
+TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
+    for (const char* name : {"A", "B", "C", "D", "E"})
+        makeLibrary(name, 1);
+    auto controller = start();
+    clickRow(*controller, 3);
+    const auto removed = controller->photoManagerAtIndex(3);
+
+    fixture.dialogs().alertAnswers.push_back(1); // "Keep Library"
+    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 5);
+    EXPECT_EQ(fixture.dialogs().lastAlert,
+              QStringList({"Remove Library's reference", "Do you want to remove the Library's reference ?",
+                           "Keep Library", "Remove Only Reference"}));
+
+    fixture.dialogs().alertAnswers.push_back(0); // "Remove Only Reference"
+    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
+    ASSERT_EQ(controller->numberOfPhotoManager(), 4);
+    EXPECT_EQ(controller->indexOfPhotoManager(removed.get()), -1);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 2);
+    EXPECT_EQ(pathOnShow(*controller), pathAt(*controller, 2));
+    EXPECT_EQ(controller->albumNumberField()->text(), "4 Libraries");
+    EXPECT_TRUE(std::filesystem::exists(fixture.pictures() / "D")) << "the folder stays on disk";
+
+    clickRow(*controller, 0);
+    fixture.dialogs().alertAnswers.push_back(0);
+    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 3);
+    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr) << "no previous row: the viewer is empty";
+    EXPECT_TRUE(controller->deleteButton()->isEnabled());
+}
+
+TEST_F(RemoveLibrary, RemovingTheOnlyLibraryDisablesRemove) {
+    makeLibrary("Only", 2);
+    auto controller = start();
+    fixture.dialogs().alertAnswers.push_back(0);
+    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
+    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "0/0");
+    EXPECT_FALSE(controller->deleteButton()->isEnabled());
+    EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
+}
+
+TEST_F(RemoveLibrary, WithoutASelectedRowNothingIsRemoved) {
+    makeLibrary("A", 1);
+    fixture.context().userDefaults().setObject("AM_viewerCurrentPhotoManagerIndex", -1);
+    auto controller = start();
+    fixture.dialogs().alertAnswers.push_back(0);
+    controller->deletePhotoManager(controller->deleteButton());
+    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+}
+
+using RescanLibrary = ControllerTest;
+
+TEST_F(RescanLibrary, RescanFindsNewImagesAndResetsTheDefaultImage) {
+    const auto a = makeLibrary("A", 3);
+    auto controller = start();
+    controller->photoManagerAtIndex(0)->setDefaultImageIndex(2);
+    slidebox::testing::makeJpeg(a / "Data" / "Roll" / "4.jpg");
+    QTest::mouseClick(controller->rescanButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 4);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0);
+    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/4");
+}
+
+} // namespace

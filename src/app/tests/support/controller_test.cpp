@@ -1,0 +1,64 @@
+#include "support/controller_test.h"
+
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/current_event.h"
+#include "app/library_table_view.h"
+#include "app/localized.h"
+#include "library/tests/support/library_fixtures.h"
+
+namespace slidebox::testing {
+
+void ControllerTest::SetUp() {
+    app::AlbumViewer::resetLastTime();
+    app::CurrentEvent::install();
+    app::CurrentEvent::clear();
+    app::removeLocalizedTable();
+}
+
+void ControllerTest::TearDown() { app::CurrentEvent::clear(); }
+
+std::filesystem::path ControllerTest::makeLibrary(const std::string& name, int images,
+                                                  const std::filesystem::path& parent) {
+    const auto folder = (parent.empty() ? fixture.pictures() : parent) / name;
+    makeLibrary6(folder, {"Roll"}, images);
+    return folder;
+}
+
+std::unique_ptr<app::UIController> ControllerTest::start(int kind) {
+    auto controller = std::make_unique<app::UIController>(kind, fixture.context());
+    controller->activateWindow();
+    return controller;
+}
+
+void ControllerTest::clickRow(app::UIController& controller, int row,
+                              Qt::KeyboardModifiers modifiers) {
+    auto* table = controller.photoManagersTableView();
+    const QRect rect = table->visualRect(table->model()->index(row, 0));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, rect.center());
+}
+
+void ControllerTest::doubleClickRow(app::UIController& controller, int row) {
+    auto* table = controller.photoManagersTableView();
+    const QRect rect = table->visualRect(table->model()->index(row, 0));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, rect.center());
+    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, rect.center());
+}
+
+void ControllerTest::keyInTable(app::UIController& controller, Qt::Key key,
+                                Qt::KeyboardModifiers modifiers) {
+    QTest::keyClick(controller.photoManagersTableView(), key, modifiers);
+}
+
+std::string ControllerTest::pathAt(const app::UIController& controller, int row) {
+    const auto record = controller.photoManagerAtIndex(row);
+    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+}
+
+std::string ControllerTest::pathOnShow(const app::UIController& controller) {
+    const auto& record = controller.albumViewer()->photoManager();
+    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+}
+
+} // namespace slidebox::testing

@@ -1,0 +1,348 @@
+// The controller: start-up, the list and its persistence, the table and its
+// pictures, selection, Control-move and the switch by double click.
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/app_notifications.h"
+#include "app/library_table_view.h"
+#include "app/ui_window.h"
+#include "library/tests/support/library_fixtures.h"
+#include "platform/notification_center.h"
+#include "platform/plist_file.h"
+#include "support/controller_test.h"
+
+using namespace slidebox;
+using namespace slidebox::app;
+using slidebox::testing::ControllerTest;
+
+namespace {
+
+using ControllerStart = ControllerTest;
+
+TEST_F(ControllerStart, FirstStartSearchesPicturesListsAndShowsTheFirstRow) {
+    const auto a = makeLibrary("A Library", 3);
+    const auto b = makeLibrary("B Library", 2);
+    std::filesystem::create_directories(fixture.pictures() / "Not a library" / "Data");
+    auto controller = start();
+
+    EXPECT_TRUE(controller->firstStart());
+    EXPECT_EQ(fixture.context().userDefaults().objectForKey(firstStartDone), platform::PlistValue(true));
+    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(pathAt(*controller, 0), a.string());
+    EXPECT_EQ(pathAt(*controller, 1), b.string());
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
+    EXPECT_EQ(pathOnShow(*controller), a.string());
+    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/3");
+    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
+    EXPECT_EQ(controller->albumNameField()->text(), "A Library");
+    // The tool tips come after the list, so the name field shows its own
+    // until the selection first changes; then it shows the path.
+    EXPECT_EQ(controller->albumNameField()->toolTip(), "Name of the selected album (Folder name)");
+    clickRow(*controller, 1);
+    clickRow(*controller, 0);
+    EXPECT_EQ(controller->albumNameField()->toolTip().toStdString(), a.string());
+    EXPECT_TRUE(controller->deleteButton()->isEnabled());
+    EXPECT_TRUE(controller->iPhotoButton()->isEnabled());
+    EXPECT_TRUE(controller->window()->isVisible());
+    EXPECT_TRUE(controller->hideButton()->isHidden()) << "kinds 0 and 1 put the hide button away";
+    EXPECT_EQ(controller->window()->focusWidget(), controller->photoManagersTableView());
+
+    // Only the very first controller of the first run has the flag.
+    EXPECT_FALSE(UIController(1, fixture.context()).firstStart());
+}
+
+TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
+    auto controller = start();
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), -1);
+    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
+    EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
+    EXPECT_FALSE(controller->deleteButton()->isEnabled());
+    EXPECT_FALSE(controller->iPhotoButton()->isEnabled());
+    EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
+}
+
+TEST_F(ControllerStart, CountFieldTakesTheSingularBelowTwo) {
+    makeLibrary("Only", 1);
+    auto controller = start();
+    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
+    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
+    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
+    controller->removePhotoManagerAtIndex(7);
+    controller->removePhotoManagerAtIndex(-1);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
+    controller->removePhotoManagerAtIndex(0);
+    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
+}
+
+TEST_F(ControllerStart, SavedImageIndexWinsOverTheDefaultImageAndNothingIsScanned) {
+    const auto a = makeLibrary("A", 3);
+    const auto b = makeLibrary("B", 12);
+    {
+        auto controller = start();
+        clickRow(*controller, 1);
+        controller->albumViewer()->setCurrentPhotoIndex(4);
+        // Control held while moving away: B keeps image 4 as its picture.
+        clickRow(*controller, 0, Qt::ControlModifier);
+        ASSERT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 4);
+        clickRow(*controller, 1);
+        controller->albumViewer()->setCurrentPhotoIndex(9);
+        platform::NotificationCenter::defaultCenter().postNotificationName(
+            applicationWillTerminateNotification, nullptr);
+    }
+    fixture.restart();
+    makeLibrary("C", 1); // a library that a scan would find
+    auto controller = start();
+    EXPECT_FALSE(controller->firstStart());
+    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(pathAt(*controller, 1), b.string());
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 4);
+    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 9);
+    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "10/12");
+    EXPECT_EQ(controller->albumViewer()->slider()->value(), 818) << "trunc(9 * 1000 / 11)";
+}
+
+TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
+    const auto a = makeLibrary("A", 2);
+    auto& defaults = fixture.context().userDefaults();
+    auto valid = iPhotoAlbumManager::initWithAlbumPath(a)->dictionary();
+    ASSERT_TRUE(valid);
+    defaults.setObject(photoAlbumDictionariesKey,
+                       platform::PlistArray{"not a dictionary", 42, *valid, platform::PlistArray{}});
+    defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
+    defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
+    auto controller = start();
+    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0) << "a stored text reads as 0";
+    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 1) << "a real is truncated";
+}
+
+TEST_F(ControllerStart, AStoredListThatIsNoArrayOrEmptyLeadsToTheSearch) {
+    makeLibrary("Found", 1);
+    for (const platform::PlistValue& stored : {platform::PlistValue("garbage"),
+                                               platform::PlistValue(platform::PlistArray{})}) {
+        fixture.context().userDefaults().setObject(photoAlbumDictionariesKey, stored);
+        auto controller = start();
+        EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+    }
+}
+
+TEST_F(ControllerStart, StoredSelectionOutsideTheListSelectsNothing) {
+    makeLibrary("A", 1);
+    for (int stored : {-1, 1, 99}) {
+        fixture.context().userDefaults().setObject(viewerCurrentPhotoManagerIndexKey, stored);
+        auto controller = start();
+        EXPECT_EQ(controller->currentPhotoManagerIndex(), -1);
+        EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
+        EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), -1);
+    }
+}
+
+using ControllerList = ControllerTest;
+
+TEST_F(ControllerList, LookupsByIndexIdentityAndPath) {
+    const auto a = makeLibrary("A", 1);
+    auto controller = start();
+    EXPECT_EQ(controller->photoManagerAtIndex(-1), nullptr);
+    EXPECT_EQ(controller->photoManagerAtIndex(-2), nullptr);
+    EXPECT_EQ(controller->photoManagerAtIndex(1), nullptr);
+    auto stranger = iPhotoAlbumManager::initWithAlbumPath(a);
+    EXPECT_EQ(controller->indexOfPhotoManager(stranger.get()), -1) << "by identity, not by path";
+    controller->removePhotoManagerFromList(stranger.get());
+    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_TRUE(controller->isAlbumPathAlreadyInList(a));
+    EXPECT_FALSE(controller->isAlbumPathAlreadyInList(a.string() + "/")) << "no normalising";
+    controller->selectPhotoManagerRow(5);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
+}
+
+TEST_F(ControllerList, WillTerminateSavesListSelectionAndImage) {
+    makeLibrary("A", 1);
+    const auto b = makeLibrary("B", 5);
+    auto controller = start();
+    clickRow(*controller, 1);
+    QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
+    platform::NotificationCenter::defaultCenter().postNotificationName(
+        applicationWillTerminateNotification, nullptr);
+
+    // Read back from the file, as the next run will.
+    const auto stored = platform::readPlistFile(fixture.context().userDefaults().filePath());
+    ASSERT_TRUE(stored);
+    const platform::PlistArray* list = stored->root[photoAlbumDictionariesKey].array();
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->size(), 2u);
+    EXPECT_EQ(*(*list)[1]["AM_AlbumPath"].string(), b.string());
+    EXPECT_EQ((*list)[1]["AM_ImagePaths"].array()->size(), 5u);
+    EXPECT_EQ(stored->root[viewerCurrentPhotoManagerIndexKey].intValue(), 1);
+    EXPECT_EQ(stored->root[viewerCurrentPhotoIndexKey].intValue(), 1);
+}
+
+TEST_F(ControllerList, ALibraryGoneFromDiskStaysListedAndIsSavedEmpty) {
+    const auto a = makeLibrary("Gone", 3);
+    {
+        auto controller = start();
+        controller->registerDefaults();
+    }
+    std::filesystem::remove_all(a);
+    fixture.restart();
+    auto controller = start();
+    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 3) << "stored list until the watch ticks";
+    controller->photoManagerAtIndex(0)->checkLibraryModificationDate();
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 0);
+    controller->registerDefaults();
+    const platform::PlistArray* list =
+        fixture.context().userDefaults().objectForKey(photoAlbumDictionariesKey).array();
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->size(), 1u);
+    EXPECT_TRUE((*list)[0]["AM_ImagePaths"].array()->empty());
+}
+
+using ControllerTable = ControllerTest;
+
+TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip) {
+    const auto a = makeLibrary("A", 2);
+    slidebox::testing::makeJpeg(a / "Data" / "Roll" / "1.jpg", 120, 80, 72, 3);
+    auto controller = start();
+    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Empty", 0)));
+
+    const QImage strip(QString::fromStdString((fixture.resources() / "FilmStrip.tif").string()));
+    const QImage plain = controller->tableViewObjectValue(1);
+    EXPECT_EQ(plain.convertToFormat(QImage::Format_ARGB32), strip.convertToFormat(QImage::Format_ARGB32))
+        << "a library without images shows the plain film strip";
+
+    const QImage cell = controller->tableViewObjectValue(0);
+    ASSERT_EQ(cell.size(), strip.size());
+    const QImage thumbnail = controller->photoManagerAtIndex(0)->defaultImage();
+    // 120 x 80 fits at x 14, y 23.33 (upwards), 56 x 37.33: its centre in
+    // Qt's downward y is 84 - 23.33 - 18.67 = 42.
+    const QColor inside = cell.pixelColor(42, 42);
+    const QColor expected = thumbnail.pixelColor(60, 40);
+    EXPECT_NEAR(inside.red(), expected.red(), 24);
+    EXPECT_NEAR(inside.green(), expected.green(), 24);
+    EXPECT_NEAR(inside.blue(), expected.blue(), 24);
+    EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12)) << "above the thumbnail: film frame";
+    EXPECT_EQ(controller->tableViewObjectValue(0).pixelColor(42, 12), strip.pixelColor(42, 12))
+        << "the shared film strip is never drawn on";
+}
+
+TEST_F(ControllerTable, AdaptRectFitsAndCentresWithTwoPointsClear) {
+    constexpr float tolerance = 0.005f;
+    const RectF frame = UIController::filmStripThumbnailFrame;
+    const RectF wide = UIController::adaptRect({0, 0, 120, 80}, frame);
+    EXPECT_NEAR(wide.width, 56.0f, tolerance);
+    EXPECT_NEAR(wide.height, 37.33f, tolerance);
+    EXPECT_NEAR(wide.x, 14.0f, tolerance);
+    EXPECT_NEAR(wide.y, 23.33f, tolerance);
+    const RectF tall = UIController::adaptRect({5, 5, 80, 120}, frame);
+    EXPECT_NEAR(tall.width, 45.33f, tolerance);
+    EXPECT_NEAR(tall.height, 68.0f, tolerance);
+    EXPECT_NEAR(tall.x, 19.33f, tolerance);
+    EXPECT_NEAR(tall.y, 8.0f, tolerance);
+    const RectF same = UIController::adaptRect({0, 0, 60, 72}, frame);
+    EXPECT_NEAR(same.width, 56.0f, tolerance);
+    EXPECT_NEAR(same.height, 67.2f, tolerance) << "equal proportions take the width rule";
+    const RectF small = UIController::adaptRect({0, 0, 14, 10}, frame);
+    EXPECT_NEAR(small.width, 56.0f, tolerance) << "small sources are enlarged";
+}
+
+using ControllerSelection = ControllerTest;
+
+TEST_F(ControllerSelection, ClickingARowShowsItsLibraryWithoutTouchingDefaultImages) {
+    const auto a = makeLibrary("A", 3);
+    const auto b = makeLibrary("B", 4);
+    auto controller = start();
+    QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
+    clickRow(*controller, 1);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(pathOnShow(*controller), b.string());
+    EXPECT_EQ(controller->albumNameField()->text(), "B");
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0);
+    keyInTable(*controller, Qt::Key_Up);
+    EXPECT_EQ(pathOnShow(*controller), a.string());
+    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0);
+}
+
+TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
+    makeLibrary("A", 5);
+    makeLibrary("B", 4);
+    auto controller = start();
+    const QImage before = controller->tableViewObjectValue(0);
+    QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
+    QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
+    ASSERT_EQ(controller->albumViewer()->currentPhotoIndex(), 2);
+    keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 2);
+    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0) << "the arriving one is left alone";
+    EXPECT_NE(controller->tableViewObjectValue(0), before) << "the row shows its new picture";
+
+    // Control on the selected row keeps it selected.
+    clickRow(*controller, 1, Qt::ControlModifier);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+}
+
+TEST_F(ControllerSelection, AnEmptyLibraryLeftWithControlKeepsMinusOne) {
+    makeLibrary("A", 0);
+    makeLibrary("B", 2);
+    auto controller = start();
+    keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), -1);
+}
+
+using ControllerSwitch = ControllerTest;
+
+platform::PlistDictionary preferenceWithTwentyOtherKeys(const std::string& root) {
+    platform::PlistDictionary preference{{"RootDirectory", root}};
+    for (int i = 0; i < 20; ++i) {
+        const std::string key = "Key" + std::to_string(i);
+        if (i % 4 == 0)
+            preference.emplace(key, i);
+        else if (i % 4 == 1)
+            preference.emplace(key, i % 8 == 1);
+        else if (i % 4 == 2)
+            preference.emplace(key, platform::PlistArray{"x", 1.5});
+        else
+            preference.emplace(key, "value " + std::to_string(i));
+    }
+    return preference;
+}
+
+TEST_F(ControllerSwitch, DoubleClickRewritesTheRootDirectoryAndKeepsTheOtherKeys) {
+    makeLibrary("A", 1);
+    const auto b = makeLibrary("B with blanks", 1);
+    const auto file = fixture.iPhotoPreferenceFile();
+    std::filesystem::create_directories(file.parent_path());
+    const auto before = preferenceWithTwentyOtherKeys("/old/library");
+    ASSERT_TRUE(platform::writePlistFile(file, before, platform::PlistFormat::Binary));
+    auto controller = start();
+    doubleClickRow(*controller, 1);
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+
+    const auto after = platform::readPlistFile(file);
+    ASSERT_TRUE(after);
+    EXPECT_EQ(after->format, platform::PlistFormat::Binary);
+    auto expected = before;
+    expected["RootDirectory"] = b.string();
+    EXPECT_EQ(after->root, platform::PlistValue(expected));
+}
+
+TEST_F(ControllerSwitch, AFolderThatIsNoLibraryIsNotSwitchedTo) {
+    const auto a = makeLibrary("A", 1);
+    const auto file = fixture.iPhotoPreferenceFile();
+    std::filesystem::create_directories(file.parent_path());
+    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"), platform::PlistFormat::Xml));
+    auto controller = start();
+    ASSERT_TRUE(controller->iPhotoButton()->isEnabled());
+    std::filesystem::remove(a / "Library6.iPhoto");
+    EXPECT_TRUE(controller->iPhotoButton()->isEnabled()) << "the button keeps its state until the next selection";
+    QTest::mouseClick(controller->iPhotoButton(), Qt::LeftButton);
+    doubleClickRow(*controller, 0);
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), "/old");
+}
+
+} // namespace
