@@ -306,3 +306,43 @@ TEST(ColorSyncWorlds, InstalledCMYKProfileRoundTripsNearItself) {
     ASSERT_TRUE(CWMatchColors(*world, std::span(&black, 1)));
     EXPECT_LT(labL(black), 20.0);
 }
+
+TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
+    TempDir dir;
+    auto xyz = CMOpenProfile(writeProfile(dir, "xyz.icc", *genericProfileBytes(cmXYZData)));
+    auto gray = CMOpenProfile(writeProfile(dir, "gray.icc", *genericProfileBytes(cmGrayData)));
+    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
+    ASSERT_TRUE(xyz && gray && lab);
+    ProfileSetEntry identity[] = {{xyz.get(), 1, TransformTag::DeviceToPCS}};
+    auto world = NCWConcatColorWorld(identity);
+    ASSERT_TRUE(world);
+    EXPECT_EQ(CWInputSpace(*world), cmXYZData);
+    EXPECT_EQ(CWOutputSpace(*world), cmXYZData);
+    // Below the engine's own XYZ ceiling of 1.99997 (field 65534).
+    for (std::uint32_t w = 0; w < 65534; w += 1021) {
+        CMColor c{};
+        c.XYZ = {static_cast<std::uint16_t>(w), static_cast<std::uint16_t>(65533 - w),
+                 static_cast<std::uint16_t>(w / 2)};
+        CMColor before = c;
+        ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
+        EXPECT_EQ(c.XYZ.X, before.XYZ.X);
+        EXPECT_EQ(c.XYZ.Y, before.XYZ.Y);
+        EXPECT_EQ(c.XYZ.Z, before.XYZ.Z);
+    }
+
+    ProfileSetEntry grayToLab[] = {{gray.get(), 1, TransformTag::DeviceToPCS},
+                                   {lab.get(), 1, TransformTag::PCSToDevice}};
+    auto toLab = NCWConcatColorWorld(grayToLab);
+    ASSERT_TRUE(toLab);
+    EXPECT_EQ(CWInputSpace(*toLab), cmGrayData);
+    CMColor white{}, mid{};
+    white.gray.gray = 65535;
+    mid.gray.gray = 32768;
+    CMColor colors[] = {white, mid};
+    ASSERT_TRUE(CWMatchColors(*toLab, colors));
+    EXPECT_NEAR(labL(colors[0]), 100.0, kLabTolerance);
+    EXPECT_NEAR(labA(colors[0]), 0.0, kLabTolerance);
+    // Gamma 2.2: Y = 0.5^2.2 = 0.2176, L* = 116 * Y^(1/3) - 16 = 53.89.
+    EXPECT_NEAR(labL(colors[1]), 53.89, kLabTolerance);
+    EXPECT_NEAR(labB(colors[1]), 0.0, kLabTolerance);
+}
