@@ -1,0 +1,159 @@
+// The application delegate: first launch, the change of window kind, the
+// preferences, help and about windows, the home page.
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/app_delegate.h"
+#include "app/ui_window.h"
+#include "platform/plist_file.h"
+#include "support/controller_test.h"
+#include "support/url_recorder.h"
+
+using namespace slidebox;
+using namespace slidebox::app;
+using slidebox::testing::ControllerTest;
+
+namespace {
+
+class AppDelegateTest : public ControllerTest {
+protected:
+    std::unique_ptr<AppDelegate> launch() {
+        auto delegate = std::make_unique<AppDelegate>(fixture.context());
+        delegate->applicationDidFinishLaunching();
+        return delegate;
+    }
+    static void clickKind(AppDelegate& delegate, int kind) {
+        QTest::mouseClick(delegate.windowKindMatrix()->button(kind), Qt::LeftButton);
+    }
+};
+
+TEST_F(AppDelegateTest, FirstLaunchTakesTheRegisteredFloatingKind) {
+    makeLibrary("A", 1);
+    auto delegate = launch();
+    EXPECT_EQ(AppDelegate::sharedDelegate(), delegate.get());
+    ASSERT_NE(delegate->uiController(), nullptr);
+    EXPECT_EQ(delegate->uiController()->windowKind(), 0);
+    EXPECT_EQ(delegate->windowKindMatrix()->checkedId(), 0);
+    UIWindow* window = delegate->uiController()->window();
+    EXPECT_EQ(window->windowKind(), 0);
+    EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowCloseButtonHint)) << "no close control";
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_FALSE(delegate->iPhotoIcon().isNull());
+    const auto stored = platform::readPlistFile(fixture.context().userDefaults().filePath());
+    ASSERT_TRUE(stored);
+    EXPECT_TRUE(stored->root[viewerWindowKind].isNull()) << "the registered default is not written";
+    delegate.reset();
+    EXPECT_EQ(AppDelegate::sharedDelegate(), nullptr);
+}
+
+TEST_F(AppDelegateTest, ChoosingAKindRebuildsTheControllerAfterTheOldOneSaved) {
+    makeLibrary("A", 1);
+    makeLibrary("B", 6);
+    auto delegate = launch();
+    UIController* first = delegate->uiController();
+    clickRow(*first, 1);
+    first->albumViewer()->setCurrentPhotoIndex(4);
+
+    clickKind(*delegate, 1);
+    UIController* second = delegate->uiController();
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->windowKind(), 1);
+    EXPECT_EQ(fixture.context().userDefaults().objectForKey(viewerWindowKind).intValue(), 1);
+    EXPECT_FALSE(second->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_FALSE(second->firstStart());
+    EXPECT_EQ(second->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(second->albumViewer()->currentPhotoIndex(), 4) << "saved by the old controller first";
+
+    // The present kind again rebuilds all the same.
+    second->albumViewer()->setCurrentPhotoIndex(2);
+    clickKind(*delegate, 1);
+    EXPECT_EQ(delegate->uiController()->windowKind(), 1);
+    EXPECT_EQ(delegate->uiController()->albumViewer()->currentPhotoIndex(), 2);
+
+    // A stored kind comes back at the next launch.
+    delegate.reset();
+    fixture.restart();
+    delegate = launch();
+    EXPECT_EQ(delegate->uiController()->windowKind(), 1);
+    EXPECT_EQ(delegate->windowKindMatrix()->checkedId(), 1);
+}
+
+TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
+    fixture.context().userDefaults().setObject(viewerWindowKind, 2);
+    auto delegate = launch();
+    EXPECT_EQ(delegate->uiController()->windowKind(), 2);
+    EXPECT_FALSE(delegate->uiController()->hideButton()->isHidden());
+    QTest::mouseClick(delegate->uiController()->hideButton(), Qt::LeftButton);
+    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
+}
+
+TEST_F(AppDelegateTest, PreferencesFromTheMenuFloatInTheFloatingKindOnly) {
+    auto delegate = launch();
+    delegate->preferencesAction()->trigger();
+    QWidget* preferences = delegate->preferencesWindow();
+    EXPECT_TRUE(preferences->isVisible());
+    EXPECT_TRUE(preferences->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    // The button sends the window back and brings the main window forward.
+    delegate->uiController()->window()->hide();
+    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
+    EXPECT_TRUE(delegate->uiController()->window()->isVisible());
+
+    delegate->windowKindMatrix()->button(1)->click();
+    ASSERT_EQ(delegate->windowKindMatrix()->checkedId(), 1);
+    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    delegate->preferencesAction()->trigger();
+    EXPECT_TRUE(preferences->windowFlags().testFlag(Qt::WindowStaysOnTopHint)) << "the raise is not undone";
+
+    auto fresh = std::make_unique<AppDelegate>(fixture.context());
+    fresh->applicationDidFinishLaunching(); // kind 1 now
+    ASSERT_EQ(fresh->uiController()->windowKind(), 1);
+    fresh->preferencesAction()->trigger();
+    EXPECT_FALSE(fresh->preferencesWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+}
+
+TEST_F(AppDelegateTest, PreferencesButtonInTheStatusItemKindBringsNothingForward) {
+    fixture.context().userDefaults().setObject(viewerWindowKind, 2);
+    auto delegate = launch();
+    delegate->uiController()->window()->hide();
+    delegate->preferencesAction()->trigger();
+    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
+    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
+}
+
+TEST_F(AppDelegateTest, HelpAndAboutAreCentredEachTimeTheyOpen) {
+    auto delegate = launch();
+    const QPoint centre = QGuiApplication::primaryScreen()->availableGeometry().center();
+    for (QAction* action : {delegate->helpAction(), delegate->aboutAction()}) {
+        QWidget* window = action == delegate->helpAction() ? delegate->helpWindow() : delegate->aboutWindow();
+        window->move(3, 3);
+        action->trigger();
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_LE((window->frameGeometry().center() - centre).manhattanLength(), 8) << "within the frame's margins";
+    }
+}
+
+TEST_F(AppDelegateTest, HomePageOpensInTheBrowser) {
+    slidebox::testing::UrlRecorder https("https");
+    auto delegate = launch();
+    delegate->homePageAction()->trigger();
+    ASSERT_EQ(https.urls.size(), 1);
+    EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
+    EXPECT_EQ(https.urls.first(), AppDelegate::homePageUrl());
+}
+
+TEST_F(AppDelegateTest, MainWindowCarriesTheMenus) {
+    auto delegate = launch();
+    const auto actions = delegate->uiController()->window()->menuBar()->actions();
+    ASSERT_EQ(actions.size(), 2);
+    EXPECT_TRUE(delegate->uiController()->window()->menuBar()->isVisible());
+}
+
+} // namespace

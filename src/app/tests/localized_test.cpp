@@ -1,0 +1,54 @@
+// The string table "localized": English keys, French translations, and the
+// fallback value when the table lacks a key.
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QPushButton>
+
+#include "app/localized.h"
+#include "support/controller_test.h"
+
+using namespace slidebox::app;
+using slidebox::testing::ControllerTest;
+
+namespace {
+
+std::filesystem::path tables() { return slidebox::testing::buildDir() / "share" / "slidebox" / "translations"; }
+
+class LocalizedTest : public ControllerTest {
+protected:
+    void TearDown() override {
+        removeLocalizedTable();
+        ControllerTest::TearDown();
+    }
+};
+
+TEST_F(LocalizedTest, WithoutTableTheKeyOrItsFallbackValue) {
+    EXPECT_EQ(localizedString("Libraries"), "Libraries");
+    EXPECT_EQ(localizedString("Close the window or the application", "Close the window/application"),
+              "Close the window/application");
+    auto controller = start();
+    EXPECT_EQ(controller->hideButton()->toolTip(), "Close the window/application");
+    EXPECT_EQ(controller->newButton()->toolTip(), "Add an existing Library into the List");
+}
+
+TEST_F(LocalizedTest, EnglishTableHoldsEveryKey) {
+    ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::English)));
+    EXPECT_EQ(localizedString("Close the window or the application", "Close the window/application"),
+              "Close the window or the application");
+    EXPECT_EQ(localizedString("Not a key", "fallback"), "fallback");
+}
+
+TEST_F(LocalizedTest, FrenchTableTranslatesTheControllersTexts) {
+    makeLibrary("A", 1);
+    makeLibrary("B", 1);
+    ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::French, QLocale::France)));
+    auto controller = start();
+    EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
+    EXPECT_EQ(controller->hideButton()->toolTip(), QString::fromUtf8("Fermer la fenêtre ou l'application"));
+    EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
+    controller->deletePhotoManager(nullptr);
+    EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
+}
+
+} // namespace
