@@ -32,7 +32,8 @@ std::optional<float> parseReal(const std::string& text) {
 }
 
 std::optional<std::uint16_t> parseField(const std::string& text) {
-    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos)
+    if (text.empty() || text.size() > 5 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
         return std::nullopt;
     const long value = std::strtol(text.c_str(), nullptr, 10);
     if (value > 65535)

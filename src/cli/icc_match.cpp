@@ -34,7 +34,8 @@ std::optional<std::int32_t> parseIntent(const std::string& text) {
 }
 
 std::optional<std::uint16_t> parseField(const std::string& text) {
-    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos)
+    if (text.empty() || text.size() > 5 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
         return std::nullopt;
     const long value = std::strtol(text.c_str(), nullptr, 10);
     if (value > 65535)
@@ -85,8 +86,9 @@ std::optional<std::string> parse(const std::vector<std::string>& args, MatchOpti
     for (const std::string& word : words) {
         if (word == ",") {
             if (colour.empty())
-                return options.colours.empty() && words.size() == 1 ? "no colour given"
-                                                                    : "an empty colour between commas";
+                return options.colours.empty() && words.size() == 1
+                           ? "no colour given"
+                           : "an empty colour between commas";
             options.colours.push_back(colour);
             colour.clear();
             continue;
@@ -222,7 +224,8 @@ const IccSubcommand match(
     "match",
     "  icc match --src PROFILE [--dst PROFILE] [--intent N] [--intent-out M] W1 [W2 [W3 [W4]]]\n"
     "                               16-bit fields through a colour world, as fields and reals;\n"
-    "                               'lab' names the generic Lab profile, ',' starts another colour\n",
+    "                               'lab' names the generic Lab profile, ',' starts another "
+    "colour\n",
     iccMatch);
 } // namespace
 

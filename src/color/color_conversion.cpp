@@ -10,7 +10,7 @@ namespace {
 // The rounded pi of every angle in this file; results depend on it.
 constexpr double kPi = 3.141592654;
 constexpr double kDegreesPerRadian = 57.29577950560105; // 180 / kPi
-constexpr double kKappa = 903.2962962962961;             // 24389 / 27
+constexpr double kKappa = 903.2962962962961;            // 24389 / 27
 constexpr double kLabABSpan = 255.996;
 // The single-precision value nearest to 127.996, where a and b stop.
 constexpr float kLabABMax = 127.99600219726562f;
@@ -35,7 +35,9 @@ float fromLabABField(std::uint16_t w) {
     return static_cast<float>(static_cast<double>(widened) * kLabABSpan / 65535.0 - 128.0);
 }
 
-float fromUnitField(std::uint16_t w) { return static_cast<float>(w) / 65535.0f; }
+float fromUnitField(std::uint16_t w) {
+    return static_cast<float>(w) / 65535.0f;
+}
 
 // Real to field: product in single precision, quotient in double.
 std::uint16_t toField(float r, double scale) {
@@ -48,9 +50,13 @@ std::uint16_t toLabABField(float r) {
     return field((static_cast<double>(r) + 128.0) * 65535.0 / kLabABSpan);
 }
 
-std::uint16_t toUnitField(float r) { return field(static_cast<double>(65535.0f * r)); }
+std::uint16_t toUnitField(float r) {
+    return field(static_cast<double>(65535.0f * r));
+}
 
-std::uint16_t fromByte(std::uint8_t c) { return static_cast<std::uint16_t>(c * 65535 / 255); }
+std::uint16_t fromByte(std::uint8_t c) {
+    return static_cast<std::uint16_t>(c * 65535 / 255);
+}
 
 } // namespace
 
@@ -59,7 +65,9 @@ float FRSupEqu8(float t) {
     return 116.0f * root - 16.0f;
 }
 
-float FRInf8(float t) { return static_cast<float>(t * kKappa); }
+float FRInf8(float t) {
+    return static_cast<float>(t * kKappa);
+}
 
 float FR(float t) {
     // The branch stands on the lightness 8, the same point as t = 0.008856.
@@ -234,7 +242,9 @@ void ColorConversion::XYZ_X(float X, float Y, float Z, CMColor& color) {
     color.XYZ = {toField(X, 200.0), toField(Y, 200.0), toField(Z, 200.0)};
 }
 
-void ColorConversion::Gray_One(float gray, CMColor& color) { color.gray.gray = toUnitField(gray); }
+void ColorConversion::Gray_One(float gray, CMColor& color) {
+    color.gray.gray = toUnitField(gray);
+}
 
 void ColorConversion::RGBr_One(float r, float g, float b, CMColor& color) {
     color.rgb = {toUnitField(r), toUnitField(g), toUnitField(b)};
@@ -248,7 +258,9 @@ void ColorConversion::LabL_one(float L, float a, float b, CMColor& color) {
     color.lab = {toUnitField(L), toUnitField(a), toUnitField(b)};
 }
 
-void ColorConversion::charGray(std::uint8_t gray, CMColor& color) { color.gray.gray = fromByte(gray); }
+void ColorConversion::charGray(std::uint8_t gray, CMColor& color) {
+    color.gray.gray = fromByte(gray);
+}
 
 void ColorConversion::charRGBr(std::uint8_t r, std::uint8_t g, std::uint8_t b, CMColor& color) {
     color.rgb = {fromByte(r), fromByte(g), fromByte(b)};

@@ -62,7 +62,7 @@ void LabToLch(float L, float a, float b, Lch& lch);
 /// field truncates towards zero and, unless said otherwise, is not clamped:
 /// the low 16 bits of the truncated value are stored.
 class ColorConversion {
-public:
+  public:
     // Reading a CMColor.
 
     /// Lab fields to L 0..100, a and b -128..127.996.

@@ -15,7 +15,7 @@ enum class ColorSpaceName {
 /// of the spaces above, plus alpha. A plain value; its calibrated and device
 /// forms hold the same numbers and differ only in name.
 class ColorValue {
-public:
+  public:
     /// Opaque black in calibrated RGB.
     ColorValue() = default;
 
@@ -44,7 +44,7 @@ public:
 
     bool operator==(const ColorValue&) const = default;
 
-private:
+  private:
     ColorValue(ColorSpaceName space, float c0, float c1, float c2, float alpha)
         : space_(space), components_{c0, c1, c2}, alpha_(alpha) {}
 

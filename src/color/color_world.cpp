@@ -46,9 +46,10 @@ ColorWorld::~ColorWorld() {
     disposeColorWorld();
 }
 
-std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
-    const std::filesystem::path& source, std::int32_t intentIn, std::int32_t intentOut,
-    const std::filesystem::path& destination) {
+std::unique_ptr<ColorWorld>
+ColorWorld::initColorWorldWithSrcProfil(const std::filesystem::path& source, std::int32_t intentIn,
+                                        std::int32_t intentOut,
+                                        const std::filesystem::path& destination) {
     if (source.empty())
         return nullptr; // no profile is touched
     auto world = std::make_unique<ColorWorld>();
@@ -84,9 +85,10 @@ std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
                        std::move(handler));
 }
 
-std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
-    const std::filesystem::path& source, const std::filesystem::path& destination,
-    std::int32_t intentIn, std::int32_t intentOut) {
+std::unique_ptr<ColorWorld>
+ColorWorld::initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                        const std::filesystem::path& destination,
+                                        std::int32_t intentIn, std::int32_t intentOut) {
     return initColorWorldWithSrcProfil(source, intentIn, intentOut, destination);
 }
 
@@ -97,9 +99,10 @@ std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
                        std::move(handler));
 }
 
-std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
-    const std::filesystem::path& source, const std::filesystem::path& destination,
-    std::int32_t intent) {
+std::unique_ptr<ColorWorld>
+ColorWorld::initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                        const std::filesystem::path& destination,
+                                        std::int32_t intent) {
     return initColorWorldWithSrcProfil(source, intent, intent, destination);
 }
 
@@ -146,7 +149,9 @@ void ColorWorld::getProfilInfos(const CMProfile& profile, OSType& space) {
         space = header->dataColorSpace;
 }
 
-void ColorWorld::disposeColorWorld() { colorWorld_.reset(); }
+void ColorWorld::disposeColorWorld() {
+    colorWorld_.reset();
+}
 
 void ColorWorld::setCompletionHandler(std::shared_ptr<CompletionHandler> handler) {
     // The new reference is taken before the old one goes, so setting the

@@ -14,7 +14,7 @@ namespace slidebox::color {
 
 /// Told how far a long match has come, as a percentage 0..100.
 class CompletionHandler {
-public:
+  public:
     virtual ~CompletionHandler() = default;
     virtual void setAmountOfCompletion(std::int32_t percent) = 0;
 };
@@ -47,7 +47,7 @@ struct ComparisonColors {
 ///
 /// Paths: an empty path stands for an absent one.
 class ColorWorld : public ColorConversion {
-public:
+  public:
     /// An object with no world and the comparison colours all zero, for a
     /// caller that builds worlds of its own with initColorWorld().
     ColorWorld() = default;
@@ -59,25 +59,28 @@ public:
     /// the destination with intentOut. Null without a source, when the
     /// source won't open or the engine refuses the chain. A destination that
     /// won't open leaves a one-profile chain.
-    static std::unique_ptr<ColorWorld> initColorWorldWithSrcProfil(
-        const std::filesystem::path& source, std::int32_t intentIn, std::int32_t intentOut,
-        const std::filesystem::path& destination);
+    static std::unique_ptr<ColorWorld>
+    initColorWorldWithSrcProfil(const std::filesystem::path& source, std::int32_t intentIn,
+                                std::int32_t intentOut, const std::filesystem::path& destination);
     /// The main initialiser, then the handler.
-    static std::unique_ptr<ColorWorld> initColorWorldWithSrcProfil(
-        const std::filesystem::path& source, const std::filesystem::path& destination,
-        std::int32_t intentIn, std::int32_t intentOut, std::shared_ptr<CompletionHandler> handler);
+    static std::unique_ptr<ColorWorld>
+    initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                const std::filesystem::path& destination, std::int32_t intentIn,
+                                std::int32_t intentOut, std::shared_ptr<CompletionHandler> handler);
     /// The main initialiser, no handler.
-    static std::unique_ptr<ColorWorld> initColorWorldWithSrcProfil(
-        const std::filesystem::path& source, const std::filesystem::path& destination,
-        std::int32_t intentIn, std::int32_t intentOut);
+    static std::unique_ptr<ColorWorld>
+    initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                const std::filesystem::path& destination, std::int32_t intentIn,
+                                std::int32_t intentOut);
     /// One intent for both ends, then the handler.
-    static std::unique_ptr<ColorWorld> initColorWorldWithSrcProfil(
-        const std::filesystem::path& source, const std::filesystem::path& destination,
-        std::int32_t intent, std::shared_ptr<CompletionHandler> handler);
+    static std::unique_ptr<ColorWorld>
+    initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                const std::filesystem::path& destination, std::int32_t intent,
+                                std::shared_ptr<CompletionHandler> handler);
     /// One intent for both ends, no handler.
-    static std::unique_ptr<ColorWorld> initColorWorldWithSrcProfil(
-        const std::filesystem::path& source, const std::filesystem::path& destination,
-        std::int32_t intent);
+    static std::unique_ptr<ColorWorld>
+    initColorWorldWithSrcProfil(const std::filesystem::path& source,
+                                const std::filesystem::path& destination, std::int32_t intent);
     /// A device link alone, absolute colorimetric, then the handler.
     static std::unique_ptr<ColorWorld>
     initColorWorldWithLinkProfil(const std::filesystem::path& link,
@@ -100,7 +103,9 @@ public:
 
     /// Shares the handler (null for none).
     void setCompletionHandler(std::shared_ptr<CompletionHandler> handler);
-    const std::shared_ptr<CompletionHandler>& completionHandler() const { return completionHandler_; }
+    const std::shared_ptr<CompletionHandler>& completionHandler() const {
+        return completionHandler_;
+    }
 
     /// Path of the source, when it opened.
     const std::optional<std::filesystem::path>& srcProfilePath() const { return srcProfilePath_; }
@@ -142,7 +147,7 @@ public:
     static void getDefaultOutGamutColors(ColorValue* color, ColorValue* limitColor);
     static void getDefaultNonComparedColor(ColorValue* color);
 
-private:
+  private:
     static std::unique_ptr<ColorWorld> withHandler(std::unique_ptr<ColorWorld> world,
                                                    std::shared_ptr<CompletionHandler> handler);
 

@@ -85,7 +85,8 @@ TEST(CliColor, LabFieldsBothWays) {
     EXPECT_EQ(run({"color", "encode-lab", "50", "0", "0"}), "32767 32768 32768\n");
     EXPECT_EQ(run({"color", "encode-lab", "120", "200", "-200"}), "65535 65535 0\n");
     EXPECT_EQ(run({"color", "decode-lab", "0", "0", "0"}), "0 -128 -128\n");
-    EXPECT_EQ(run({"color", "decode-lab", "65535", "65535", "65535"}), "100 127.996002 127.996002\n");
+    EXPECT_EQ(run({"color", "decode-lab", "65535", "65535", "65535"}),
+              "100 127.996002 127.996002\n");
 }
 
 TEST(CliColor, WrongUsageIsStatus2WithAMessage) {

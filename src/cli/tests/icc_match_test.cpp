@@ -39,7 +39,7 @@ std::vector<std::string> lines(const std::string& text) {
 
 // Each test has a home of its own, where the generic Lab profile is made.
 class CliIccMatch : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         for (const auto& p : {kSRGB, kCMYK, kGray, kNamed})
             if (!std::filesystem::exists(p))
@@ -47,8 +47,8 @@ protected:
     }
     CliRun match(std::vector<std::string> args) {
         args.insert(args.begin(), {"icc", "match"});
-        return runCli(args, {"HOME=" + home_.path().string(),
-                             "XDG_DATA_HOME=" + (home_ / "share").string()});
+        return runCli(
+            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
     }
     TempDir home_;
 };
@@ -102,7 +102,8 @@ TEST_F(CliIccMatch, GrayIsOneFieldOnTheUnitScale) {
 TEST_F(CliIccMatch, TwoIntentsAndSeveralColours) {
     // Lab white onto paper: perceptual uses no ink; absolute, reached through
     // the generic Lab profile, keeps a trace of the paper's tint.
-    auto perceptual = match({"--src", "lab", "--dst", kCMYK, "--intent", "0", "65535", "32768", "32768"});
+    auto perceptual =
+        match({"--src", "lab", "--dst", kCMYK, "--intent", "0", "65535", "32768", "32768"});
     ASSERT_EQ(perceptual.status, 0) << perceptual.err;
     EXPECT_EQ(lines(perceptual.out).at(0), "0 0 0 0");
     EXPECT_EQ(lines(perceptual.out).at(1), "0 0 0 0"); // percent
@@ -115,8 +116,8 @@ TEST_F(CliIccMatch, TwoIntentsAndSeveralColours) {
     EXPECT_GT(fields[0], 0.0);
 
     // Three colours, commas standing alone or stuck to a field.
-    auto r = match({"--src", kSRGB, "--dst", "lab", "65535", "65535", "65535,", "0", "0", "0",
-                    ",", "65535", "0", "0"});
+    auto r = match({"--src", kSRGB, "--dst", "lab", "65535", "65535", "65535,", "0", "0", "0", ",",
+                    "65535", "0", "0"});
     ASSERT_EQ(r.status, 0) << r.err;
     auto out = lines(r.out);
     ASSERT_EQ(out.size(), 6u);
@@ -143,9 +144,9 @@ TEST_F(CliIccMatch, UnusableProfilesAreStatus1) {
 
 TEST_F(CliIccMatch, WrongUsageIsStatus2) {
     const std::vector<std::vector<std::string>> bad = {
-        {"1", "2", "3"},                                   // no --src
-        {"--src", "lab"},                                  // no colour
-        {"--src", "lab", "1", "2"},                        // Lab takes three fields
+        {"1", "2", "3"},            // no --src
+        {"--src", "lab"},           // no colour
+        {"--src", "lab", "1", "2"}, // Lab takes three fields
         {"--src", "lab", "1", "2", "3", "4"},
         {"--src", "lab", "1", "2", "3", ",", ",", "4", "5", "6"},
         {"--src", "lab", "1", "2", "3", ","},

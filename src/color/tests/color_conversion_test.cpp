@@ -9,11 +9,11 @@ using CC = ColorConversion;
 
 namespace {
 // Named tolerances: each check states its known value and one of these.
-constexpr float kFloatTol = 1e-5f;        // single-precision rounding of values near 1..100
-constexpr float kThreeDecimals = 5e-4f;   // values published to three decimals
-constexpr float kFourDecimals = 5e-5f;    // values published to four decimals
-constexpr float kLStep = 100.0f / 65535;  // one field step on the L and percent scales
-constexpr float kHueTol = 1e-4f;          // degrees
+constexpr float kFloatTol = 1e-5f;       // single-precision rounding of values near 1..100
+constexpr float kThreeDecimals = 5e-4f;  // values published to three decimals
+constexpr float kFourDecimals = 5e-5f;   // values published to four decimals
+constexpr float kLStep = 100.0f / 65535; // one field step on the L and percent scales
+constexpr float kHueTol = 1e-4f;         // degrees
 
 CMColor lab(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     CMColor c{};
@@ -232,10 +232,16 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
         float a, b, h;
     };
     const Case cases[] = {
-        {0.05f, 0.05f, 0.0f},  {-1.0f, 0.05f, 180.0f}, {-0.05f, 0.05f, 0.0f},
-        {0.0f, 5.0f, 90.0f},   {0.0f, -5.0f, 270.0f},  {-1.0f, -1.0f, 225.0f},
-        {1.0f, 1.0f, 45.0f},   {1.0f, -1.0f, 315.0f},  {-0.0999f, 2.0f, 90.0f}, // inside the band
-        {0.1f, 0.1f, 45.0f}, // 0.1 lies outside the band
+        {0.05f, 0.05f, 0.0f},
+        {-1.0f, 0.05f, 180.0f},
+        {-0.05f, 0.05f, 0.0f},
+        {0.0f, 5.0f, 90.0f},
+        {0.0f, -5.0f, 270.0f},
+        {-1.0f, -1.0f, 225.0f},
+        {1.0f, 1.0f, 45.0f},
+        {1.0f, -1.0f, 315.0f},
+        {-0.0999f, 2.0f, 90.0f}, // inside the band
+        {0.1f, 0.1f, 45.0f},     // 0.1 lies outside the band
         // The bounds are doubles: the single-precision -0.1 widens to just
         // below -0.1 and so lies outside, 90 + atan(0.05) in degrees.
         {-0.1f, 2.0f, 92.86240f},

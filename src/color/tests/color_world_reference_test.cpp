@@ -33,20 +33,30 @@ struct Sample {
 };
 
 const std::vector<Sample> kRGBSamples = {
-    {{65535, 65535, 65535}}, {{0, 0, 0}},          {{65535, 0, 0}},       {{0, 65535, 0}},
-    {{0, 0, 65535}},         {{32768, 32768, 32768}}, {{12000, 40000, 23000}}, {{60000, 51000, 7000}},
+    {{65535, 65535, 65535}}, {{0, 0, 0}},
+    {{65535, 0, 0}},         {{0, 65535, 0}},
+    {{0, 0, 65535}},         {{32768, 32768, 32768}},
+    {{12000, 40000, 23000}}, {{60000, 51000, 7000}},
 };
 const std::vector<Sample> kCMYKSamples = {
-    {{0, 0, 0, 0}},         {{65535, 0, 0, 0}},         {{0, 65535, 0, 0}},
-    {{0, 0, 65535, 0}},     {{0, 0, 0, 65535}},         {{20000, 30000, 40000, 10000}},
+    {{0, 0, 0, 0}},
+    {{65535, 0, 0, 0}},
+    {{0, 65535, 0, 0}},
+    {{0, 0, 65535, 0}},
+    {{0, 0, 0, 65535}},
+    {{20000, 30000, 40000, 10000}},
     {{50000, 5000, 30000, 0}},
 };
 const std::vector<Sample> kGraySamples = {{{0}}, {{65535}}, {{32768}}, {{5000}}};
 
-bool haveCalculator() { return std::system("command -v transicc >/dev/null 2>&1") == 0; }
+bool haveCalculator() {
+    return std::system("command -v transicc >/dev/null 2>&1") == 0;
+}
 
 // The calculator's scale for a device space: RGB and gray 0..255, CMYK percent.
-double scaleOf(OSType space) { return space == cmCMYKData ? 100.0 : 255.0; }
+double scaleOf(OSType space) {
+    return space == cmCMYKData ? 100.0 : 255.0;
+}
 
 // Runs transicc over some colours; one row of reals per colour.
 std::vector<Values> calculator(const std::filesystem::path& in, const std::filesystem::path& out,
@@ -60,10 +70,9 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
         input << '\n';
     }
     slidebox::testing::writeFile(dir / "in.txt", input.str());
-    const std::string command = "transicc -n -c0 -t" +
-                                std::to_string(intent) + " '-i" + in.string() + "' '-o" +
-                                out.string() + "' < '" + (dir / "in.txt").string() +
-                                "' 2>/dev/null";
+    const std::string command = "transicc -n -c0 -t" + std::to_string(intent) + " '-i" +
+                                in.string() + "' '-o" + out.string() + "' < '" +
+                                (dir / "in.txt").string() + "' 2>/dev/null";
     std::vector<Values> rows;
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe)
@@ -120,7 +129,7 @@ float deltaE(const Values& one, const Values& two) {
 }
 
 class ColorWorldReference : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         if (!haveCalculator())
             GTEST_SKIP() << "transicc missing: run tools/setup.sh";
@@ -161,9 +170,9 @@ protected:
                 float L, a, b;
                 ColorWorld::CMLab(c, L, a, b);
                 EXPECT_LE(deltaE({L, a, b}, reference[i]), kDeltaETol)
-                    << source << " intent " << intent << " sample " << i << ": " << L << ' '
-                    << a << ' ' << b << " against " << reference[i][0] << ' '
-                    << reference[i][1] << ' ' << reference[i][2];
+                    << source << " intent " << intent << " sample " << i << ": " << L << ' ' << a
+                    << ' ' << b << " against " << reference[i][0] << ' ' << reference[i][1] << ' '
+                    << reference[i][2];
             }
         }
     }
@@ -202,9 +211,13 @@ TEST_F(ColorWorldReference, RGBToLabAllIntents) {
     checkToLab(kAdobe, cmRGBData, kRGBSamples);
 }
 
-TEST_F(ColorWorldReference, CMYKTableToLabAllIntents) { checkToLab(kCMYK, cmCMYKData, kCMYKSamples); }
+TEST_F(ColorWorldReference, CMYKTableToLabAllIntents) {
+    checkToLab(kCMYK, cmCMYKData, kCMYKSamples);
+}
 
-TEST_F(ColorWorldReference, GrayToLabAllIntents) { checkToLab(kGray, cmGrayData, kGraySamples); }
+TEST_F(ColorWorldReference, GrayToLabAllIntents) {
+    checkToLab(kGray, cmGrayData, kGraySamples);
+}
 
 TEST_F(ColorWorldReference, DeviceToDeviceAllIntents) {
     struct Chain {
@@ -222,7 +235,8 @@ TEST_F(ColorWorldReference, DeviceToDeviceAllIntents) {
         for (const Sample& s : *chain.samples)
             input.push_back(onScale(s, chain.in));
         for (int intent = 0; intent <= 3; ++intent) {
-            auto world = ColorWorld::initColorWorldWithSrcProfil(chain.source, chain.destination, intent);
+            auto world =
+                ColorWorld::initColorWorldWithSrcProfil(chain.source, chain.destination, intent);
             ASSERT_NE(world, nullptr);
             std::vector<CMColor> ours;
             for (const Sample& s : *chain.samples) {

@@ -24,7 +24,7 @@ constexpr int kStepwiseTol = 64;
 // Every test gets a home of its own, so the generic Lab profile is made
 // there and the real home is never touched.
 class ColorWorldTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         for (const auto& p : {kSRGB, kCMYK, kNamed})
             if (!std::filesystem::exists(p))
