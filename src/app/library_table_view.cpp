@@ -31,6 +31,12 @@ int LibraryTableView::selectedRow() const {
     return rows.isEmpty() ? -1 : rows.first().row();
 }
 
+void LibraryTableView::initViewItemOption(QStyleOptionViewItem* option) const {
+    QTableView::initViewItemOption(option);
+    option->decorationPosition = QStyleOptionViewItem::Top;
+    option->decorationAlignment = Qt::AlignCenter;
+}
+
 QItemSelectionModel::SelectionFlags LibraryTableView::selectionCommand(const QModelIndex& index,
                                                                        const QEvent* event) const {
     QItemSelectionModel::SelectionFlags flags = QTableView::selectionCommand(index, event);

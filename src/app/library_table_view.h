@@ -19,6 +19,8 @@ public:
     int selectedRow() const;
 
 protected:
+    /// The picture of a row stands centred in its cell.
+    void initViewItemOption(QStyleOptionViewItem* option) const override;
     QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
                                                          const QEvent* event) const override;
 };
