@@ -38,8 +38,10 @@ ImageResult<TiffReader> TiffReader::open(const std::filesystem::path& path,
     auto impl = std::make_unique<Impl>();
     impl->options = options;
     auto tiffOptions = tiff::makeOptions(&impl->messages, options.maxImageBytes);
-    // libtiff maps the file and closes the descriptor with the handle.
-    impl->tif.reset(TIFFFdOpenExt(fd, path.c_str(), "r", tiffOptions.get()));
+    // libtiff maps the file and closes the descriptor with the handle. No
+    // name: libtiff puts it before its messages, and the caller, who knows
+    // the path, puts it before ours.
+    impl->tif.reset(TIFFFdOpenExt(fd, "", "r", tiffOptions.get()));
     if (!impl->tif)
         ::close(fd);
     return finishOpening(std::move(impl), static_cast<std::uint64_t>(st.st_size));

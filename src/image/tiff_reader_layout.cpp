@@ -64,7 +64,7 @@ ImageStatus TiffReader::Impl::describe(std::uint64_t fileSize) {
 
     if (bits != 8 && bits != 16)
         return fail(ImageErrorCode::Unsupported,
-                    std::to_string(bits) + " bits a sample (8 or 16 are read)");
+                    std::to_string(bits) + "-bit samples (8 and 16 bits are read)");
     if (!TIFFIsCODECConfigured(compression))
         return fail(ImageErrorCode::Unsupported,
                     "compression " + std::to_string(compression) + " is not available");

@@ -164,8 +164,8 @@ ImageStatus failure(ImageErrorCode code, const std::string& what, const Messages
 }
 
 TIFF* openMemory(MemorySource* source, TIFFOpenOptions* options) {
-    return TIFFClientOpenExt("memory", "r", source, memoryRead, memoryWrite, memorySeek,
-                             memoryClose, memorySize, memoryMap, memoryUnmap, options);
+    return TIFFClientOpenExt("", "r", source, memoryRead, memoryWrite, memorySeek, memoryClose,
+                             memorySize, memoryMap, memoryUnmap, options);
 }
 
 TIFF* openDescriptorForWriting(int* descriptor, const char* name, const char* mode,

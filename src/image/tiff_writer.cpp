@@ -178,8 +178,7 @@ ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, st
                                        static_cast<std::size_t>(format.planeCount()));
     const char* mode = (!bytes || *bytes > kClassicLimit) ? "w8" : "w";
     auto tiffOptions = tiff::makeOptions(&impl->messages, 0);
-    impl->tif.reset(
-        tiff::openDescriptorForWriting(&impl->descriptor, path.c_str(), mode, tiffOptions.get()));
+    impl->tif.reset(tiff::openDescriptorForWriting(&impl->descriptor, "", mode, tiffOptions.get()));
     if (!impl->tif)
         return impl->fail(ImageErrorCode::CannotWrite, "the TIFF can't be started");
     if (auto status = impl->setTags(); !status)

@@ -58,6 +58,11 @@ bool writeRawTiff(const std::filesystem::path& path, const RawTiff& t) {
     if (!t.iccProfile.empty())
         TIFFSetField(tif, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(t.iccProfile.size()),
                      t.iccProfile.data());
+    if (!t.colormap.empty()) {
+        const std::size_t n = t.colormap.size() / 3;
+        TIFFSetField(tif, TIFFTAG_COLORMAP, t.colormap.data(), t.colormap.data() + n,
+                     t.colormap.data() + 2 * n);
+    }
     if (t.compression == COMPRESSION_JPEG && t.photometric == PHOTOMETRIC_YCBCR) {
         TIFFSetField(tif, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
         TIFFSetField(tif, TIFFTAG_JPEGQUALITY, 95);
@@ -68,11 +73,13 @@ bool writeRawTiff(const std::filesystem::path& path, const RawTiff& t) {
     const std::size_t perPixel = separate ? 1 : t.samples;
     const std::size_t sampleBytes = t.bits / 8;
     const std::size_t rowSamples = t.width * perPixel;
-    const std::size_t rowBytes = rowSamples * sampleBytes;
-    // The whole image, plane by plane, in the file's sample bytes.
+    const std::size_t rowBytes = (rowSamples * t.bits + 7) / 8;
+    // The whole image, plane by plane, in the file's sample bytes; samples
+    // narrower than a byte are given as the bytes that hold them.
     std::vector<std::uint8_t> image(planes * t.height * rowBytes);
-    for (std::size_t i = 0; i < t.values.size() && i < planes * t.height * rowSamples; ++i)
-        putSample(image, i, t.bits, t.values[i]);
+    const std::size_t count = planes * t.height * (t.bits >= 8 ? rowSamples : rowBytes);
+    for (std::size_t i = 0; i < t.values.size() && i < count; ++i)
+        putSample(image, i, t.bits >= 8 ? t.bits : 8, t.values[i]);
 
     bool ok = true;
     if (t.tileWidth && t.tileLength) {

@@ -34,6 +34,7 @@ struct RawTiff {
     std::uint16_t sampleFormat = 0; ///< 0: tag left out
     bool bigEndian = false;
     std::string iccProfile;
+    std::vector<std::uint16_t> colormap; ///< red, green, blue tables of 2^bits entries each
     std::vector<std::uint32_t> values;
 };
 

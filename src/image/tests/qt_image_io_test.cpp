@@ -1,0 +1,140 @@
+#include "image/qt_image_io.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QColor>
+#include <QImage>
+
+#include "image/image_file.h"
+#include "image/tiff_reader.h"
+#include "tests/temp_dir.h"
+#include "tiff_fixtures.h"
+
+namespace slidebox::image {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+QString qtName(const std::filesystem::path& path) {
+    return QString::fromStdString(path.string());
+}
+
+class QtImageIoTest : public ::testing::Test {
+  protected:
+    slidebox::testing::TempDir dir;
+};
+
+TEST_F(QtImageIoTest, PngKindsBecomeGrayRgbOrRgbWithAlpha) {
+    QImage gray(3, 2, QImage::Format_Grayscale8);
+    gray.fill(0);
+    gray.setPixel(2, 1, qRgb(77, 77, 77));
+    ASSERT_TRUE(gray.save(qtName(dir / "gray.png")));
+    auto grayBitmap = readQtImage(dir / "gray.png");
+    ASSERT_TRUE(grayBitmap) << grayBitmap.status().message();
+    EXPECT_EQ(grayBitmap->format(), PixelFormat::make(ColorSpace::Gray, 8));
+    EXPECT_THAT(testing::bitmapValues(*grayBitmap), ElementsAre(0, 0, 0, 0, 0, 77));
+
+    QImage rgb(2, 1, QImage::Format_RGB32);
+    rgb.setPixel(0, 0, qRgb(10, 20, 30));
+    rgb.setPixel(1, 0, qRgb(200, 100, 0));
+    ASSERT_TRUE(rgb.save(qtName(dir / "rgb.png")));
+    auto rgbBitmap = readQtImage(dir / "rgb.png");
+    ASSERT_TRUE(rgbBitmap);
+    EXPECT_EQ(rgbBitmap->format(), PixelFormat::make(ColorSpace::RGB, 8));
+    EXPECT_THAT(testing::bitmapValues(*rgbBitmap), ElementsAre(10, 20, 30, 200, 100, 0));
+
+    QImage rgba(1, 1, QImage::Format_ARGB32);
+    rgba.setPixel(0, 0, qRgba(40, 50, 60, 128));
+    ASSERT_TRUE(rgba.save(qtName(dir / "rgba.png")));
+    auto rgbaBitmap = readQtImage(dir / "rgba.png");
+    ASSERT_TRUE(rgbaBitmap);
+    EXPECT_EQ(rgbaBitmap->format(), PixelFormat::make(ColorSpace::RGB, 8, true));
+    // Straight alpha: the colour is not multiplied by it.
+    EXPECT_THAT(testing::bitmapValues(*rgbaBitmap), ElementsAre(40, 50, 60, 128));
+}
+
+TEST_F(QtImageIoTest, JpegReadsWithinItsLoss) {
+    QImage flat(16, 16, QImage::Format_RGB32);
+    flat.fill(qRgb(180, 90, 40));
+    ASSERT_TRUE(flat.save(qtName(dir / "flat.JPG"), "JPG", 95));
+    auto bitmap = readImageFile(dir / "flat.JPG");
+    ASSERT_TRUE(bitmap) << bitmap.status().message();
+    EXPECT_EQ(bitmap->format(), PixelFormat::make(ColorSpace::RGB, 8));
+    constexpr int kJpegTolerance = 4;
+    const std::uint8_t* pixel = bitmap->row(7) + 3 * 7;
+    EXPECT_NEAR(pixel[0], 180, kJpegTolerance);
+    EXPECT_NEAR(pixel[1], 90, kJpegTolerance);
+    EXPECT_NEAR(pixel[2], 40, kJpegTolerance);
+}
+
+TEST_F(QtImageIoTest, PngWrittenFromPaddedRowsReadsBackExactly) {
+    auto bitmap = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::RGB, 8), 16);
+    ASSERT_TRUE(bitmap);
+    const std::uint8_t samples[2][9] = {{255, 0, 0, 0, 255, 0, 0, 0, 255},
+                                        {1, 2, 3, 4, 5, 6, 7, 8, 9}};
+    for (int y = 0; y < 2; ++y)
+        std::copy(samples[y], samples[y] + 9, bitmap->row(y));
+    ASSERT_TRUE(writePng(dir / "gamut.png", *bitmap));
+    QImage back(qtName(dir / "gamut.png"));
+    ASSERT_FALSE(back.isNull());
+    EXPECT_EQ(back.pixel(1, 0), qRgb(0, 255, 0));
+    EXPECT_EQ(back.pixel(2, 1), qRgb(7, 8, 9));
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("gamut.png"));
+}
+
+TEST_F(QtImageIoTest, PngRefusesWhatItCantHoldAndLeavesNothing) {
+    auto wide = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 16));
+    auto planar = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 8, false, true));
+    auto cmyk = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::CMYK, 8));
+    for (auto* bitmap : {&wide, &planar, &cmyk}) {
+        auto status = writePng(dir / "out.png", **bitmap);
+        EXPECT_EQ(status.code(), ImageErrorCode::BadArgument);
+        EXPECT_THAT(status.message(), HasSubstr("8-bit packed gray or RGB"));
+    }
+    EXPECT_EQ(writeImageFile(dir / "out.jpg", *cmyk).code(), ImageErrorCode::Unsupported);
+    EXPECT_TRUE(testing::folderEntries(dir.path()).empty());
+}
+
+TEST_F(QtImageIoTest, BrokenPngSaysWhy) {
+    QImage rgb(8, 8, QImage::Format_RGB32);
+    rgb.fill(Qt::red);
+    ASSERT_TRUE(rgb.save(qtName(dir / "whole.png")));
+    const std::string bytes = slidebox::testing::readFile(dir / "whole.png");
+    slidebox::testing::writeFile(dir / "cut_in_half.png", bytes.substr(0, bytes.size() / 2));
+    slidebox::testing::writeFile(dir / "not_a_png.png", "plain text");
+    for (const char* name : {"cut_in_half.png", "not_a_png.png", "missing.png"}) {
+        auto result = readImageFile(dir / name);
+        EXPECT_EQ(result.status().code(), ImageErrorCode::CannotOpen) << name;
+        EXPECT_THAT(result.status().message(), HasSubstr("cannot read the image: ")) << name;
+    }
+}
+
+TEST(ImageFileTest, TheEndingChoosesTheKind) {
+    EXPECT_EQ(imageFileKind("a/b.TIFF"), ImageFileKind::Tiff);
+    EXPECT_EQ(imageFileKind("b.tif"), ImageFileKind::Tiff);
+    EXPECT_EQ(imageFileKind("b.Png"), ImageFileKind::Png);
+    EXPECT_EQ(imageFileKind("b.jpeg"), ImageFileKind::Jpeg);
+    EXPECT_EQ(imageFileKind("tif"), ImageFileKind::Unknown);
+    EXPECT_EQ(imageFileKind("b.tif.gz"), ImageFileKind::Unknown);
+    EXPECT_EQ(readImageFile("picture.bmp").status().code(), ImageErrorCode::Unsupported);
+}
+
+TEST(ImageFileTest, TiffAndPngByTheirEndings) {
+    slidebox::testing::TempDir dir;
+    auto bitmap = Bitmap::allocate(2, 1, PixelFormat::make(ColorSpace::RGB, 8));
+    ASSERT_TRUE(bitmap);
+    bitmap->row(0)[4] = 99;
+    ASSERT_TRUE(writeImageFile(dir / "x.TIF", *bitmap));
+    ASSERT_TRUE(writeImageFile(dir / "x.png", *bitmap));
+    EXPECT_EQ(testing::readRawTiff(dir / "x.TIF").photometric, PHOTOMETRIC_RGB);
+    for (const char* name : {"x.TIF", "x.png"}) {
+        auto back = readImageFile(dir / name);
+        ASSERT_TRUE(back) << name << ": " << back.status().message();
+        EXPECT_TRUE(back->samePixels(*bitmap)) << name;
+    }
+}
+
+} // namespace
+} // namespace slidebox::image
