@@ -127,8 +127,18 @@ PlistValue fromNode(plist_t node, int depth) {
     }
 }
 
+// libplist takes an XML document cut off anywhere after the closing tag of
+// its top value ("</dict>" with no "</plist>"); such a file lost its end all
+// the same, and must not count as a property list (nor be written over).
+bool isCutOffXml(std::string_view bytes) {
+    const size_t last = bytes.find_last_not_of(" \t\r\n");
+    return last == std::string_view::npos || !bytes.substr(0, last + 1).ends_with("</plist>");
+}
+
 Node parseNode(std::string_view bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max())
+        return nullptr;
+    if (!plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())) && isCutOffXml(bytes))
         return nullptr;
     plist_t root = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);

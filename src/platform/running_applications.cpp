@@ -6,6 +6,22 @@
 
 namespace slidebox::platform {
 
+namespace {
+// A process that has ended but whose parent hasn't collected it yet (a
+// zombie) keeps its name in the process folder; it runs no more. Its state
+// is the field after the parenthesised name in "stat".
+bool hasEnded(const std::filesystem::path& processFolder) {
+    auto stat = readWholeFile(processFolder / "stat");
+    if (!stat)
+        return false;
+    const size_t close = stat->rfind(')');
+    if (close == std::string::npos || close + 2 >= stat->size())
+        return false;
+    const char state = (*stat)[close + 2];
+    return state == 'Z' || state == 'X';
+}
+} // namespace
+
 std::vector<pid_t> processesNamed(std::string_view name, const std::filesystem::path& procRoot) {
     std::vector<pid_t> pids;
     for (const std::string& entry : directoryContentsAtPath(procRoot)) {
@@ -16,7 +32,7 @@ std::vector<pid_t> processesNamed(std::string_view name, const std::filesystem::
             continue; // the process ended while we looked
         if (!comm->empty() && comm->back() == '\n')
             comm->pop_back();
-        if (*comm == name)
+        if (*comm == name && !hasEnded(procRoot / entry))
             pids.push_back(static_cast<pid_t>(std::strtol(entry.c_str(), nullptr, 10)));
     }
     return pids;

@@ -9,6 +9,8 @@ namespace slidebox::platform {
 
 /// The processes whose name (the kernel's "comm", at most 15 bytes) is
 /// exactly the given one, read afresh from the process folder at each call.
+/// A process that has ended and waits to be collected by its parent (a
+/// zombie) is left out.
 std::vector<pid_t> processesNamed(std::string_view name,
                                   const std::filesystem::path& procRoot = "/proc");
 
