@@ -1,0 +1,142 @@
+// slidebox-cli switch, run as a program, with the stand-in "iPhoto" first on
+// PATH and a temporary home.
+#include <gtest/gtest.h>
+
+#include "cli/tests/cli_runner.h"
+#include "library/tests/tools/stand_in_control.h"
+#include "platform/plist_file.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox::testing;
+using slidebox::platform::PlistDictionary;
+using slidebox::platform::PlistFormat;
+using slidebox::platform::PlistValue;
+
+namespace {
+
+std::filesystem::path preferenceFile(const TempDir& home) {
+    return home / "Library" / "Preferences" / "com.apple.iPhoto.plist";
+}
+
+void writePreferences(const TempDir& home, const std::string& root) {
+    writeFile(preferenceFile(home),
+              slidebox::platform::serializePlist(
+                  PlistValue(PlistDictionary{{"RootDirectory", root}, {"Size", 3}}),
+                  PlistFormat::Binary));
+}
+
+std::optional<std::string> rootDirectory(const TempDir& home) {
+    return slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory");
+}
+
+void makeLibrary6(const std::filesystem::path& folder) {
+    writeFile(folder / "Library6.iPhoto", "");
+    std::filesystem::create_directories(folder / "Data");
+}
+
+struct StandInCleanup {
+    std::filesystem::path home;
+    std::vector<pid_t> children;
+    ~StandInCleanup() {
+        stopLaunchedStandIns(home);
+        for (pid_t pid : children)
+            stopChild(pid);
+    }
+};
+
+} // namespace
+
+TEST(CliSwitch, WrongUsageIsStatusTwo) {
+    TempDir home;
+    const auto env = standInEnvironment(home.path());
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"switch"},
+                                                 {"switch", "a", "b"},
+                                                 {"switch", "--bogus", "a"},
+                                                 {"switch", "--no-test"},
+                                                 {"switch", "a", "--no-test"}}) {
+        auto run = runCli(args, env);
+        EXPECT_EQ(run.status, 2) << args.size();
+        EXPECT_NE(run.err.find("slidebox-cli: "), std::string::npos);
+    }
+    EXPECT_TRUE(standInEvents(home.path()).empty());
+}
+
+TEST(CliSwitch, MissingFolderOrNoLibraryIsRefusedAndNothingChanges) {
+    TempDir home;
+    const auto env = standInEnvironment(home.path());
+    writePreferences(home, "/old");
+    const std::string before = readFile(preferenceFile(home));
+
+    auto missing = runCli({"switch", "--no-test", (home / "nowhere").string()}, env);
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("no such folder: " + (home / "nowhere").string()),
+              std::string::npos);
+
+    std::filesystem::create_directories(home / "plain folder");
+    auto plain = runCli({"switch", (home / "plain folder").string()}, env);
+    EXPECT_EQ(plain.status, 1);
+    EXPECT_NE(plain.err.find("not a photo library: " + (home / "plain folder").string()),
+              std::string::npos);
+
+    EXPECT_EQ(readFile(preferenceFile(home)), before);
+    EXPECT_TRUE(standInEvents(home.path()).empty()); // nothing was started
+}
+
+TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheLibrary) {
+    StandInLock lock;
+    TempDir home;
+    StandInCleanup cleanup{home.path(), {}};
+    const auto env = standInEnvironment(home.path());
+    const auto libraryA = home / "Libraries" / "Library A";
+    const auto newFolder = home / "Libraries" / "New Library";
+    makeLibrary6(libraryA);
+    std::filesystem::create_directories(newFolder);
+    writePreferences(home, libraryA.string());
+    const pid_t first = startStandIn(home.path());
+    cleanup.children.push_back(first);
+    ASSERT_TRUE(
+        waitFor([&] { return findEvent(home.path(), "opened", libraryA.string()).has_value(); }));
+
+    // An empty folder is no library yet: --no-test switches all the same.
+    auto run = runCli({"switch", "--no-test", newFolder.string()}, env);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(run.out.empty());
+    EXPECT_FALSE(processRuns(first));
+    EXPECT_TRUE(findEvent(home.path(), "quit", libraryA.string()));
+    EXPECT_EQ(rootDirectory(home), newFolder.string());
+    ASSERT_TRUE(waitFor(
+        [&] { return findEvent(home.path(), "made-library", newFolder.string()).has_value(); }));
+    EXPECT_TRUE(std::filesystem::exists(newFolder / "Library6.iPhoto"));
+    const pid_t second = findEvent(home.path(), "opened", newFolder.string())->pid;
+
+    // Back to A, tested this time; a path relative to the current folder
+    // goes in made absolute.
+    const auto cwd = std::filesystem::current_path();
+    std::filesystem::current_path(home.path());
+    auto runBack = runCli({"switch", "Libraries/Library A"}, env);
+    std::filesystem::current_path(cwd);
+    EXPECT_EQ(runBack.status, 0) << runBack.err;
+    EXPECT_FALSE(processRuns(second));
+    EXPECT_EQ(rootDirectory(home), libraryA.string());
+    EXPECT_TRUE(waitFor(
+        [&] { return findEvent(home.path(), "opened", libraryA.string(), first).has_value(); }));
+    auto document = slidebox::platform::readPlistFile(preferenceFile(home));
+    ASSERT_TRUE(document);
+    EXPECT_EQ(document->format, PlistFormat::Binary);
+    EXPECT_EQ(document->root["Size"], PlistValue(3));
+}
+
+TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
+    StandInLock lock;
+    TempDir home;
+    const auto libraryA = home / "Library A";
+    makeLibrary6(libraryA);
+    // No stand-in on PATH: the launch script finds nothing and says so.
+    auto run = runCli({"switch", libraryA.string()},
+                      {"HOME=" + home.path().string(), "PATH=/usr/bin:/bin"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("is missing or unreadable"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("] iPhoto was not found on PATH"), std::string::npos)
+        << run.err; // a log line
+    EXPECT_FALSE(std::filesystem::exists(preferenceFile(home)));
+}

@@ -1,0 +1,174 @@
+// The switch queue: the delay on the main event loop, the worker thread, the
+// order of switches asked close together. The scripts here only record what
+// they see, so no application is started.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <sstream>
+
+#include "library/album_switcher.h"
+#include "library/tests/tools/stand_in_control.h"
+#include "platform/plist_file.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox;
+using namespace slidebox::testing;
+using platform::PlistDictionary;
+using platform::PlistValue;
+
+namespace {
+
+constexpr double kSwitchDelaySeconds = 0.2;
+constexpr double kClockTolerance = 0.002; // the script's clock and ours are read apart
+
+double secondsNow() {
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return double(ts.tv_sec) + ts.tv_nsec / 1e9;
+}
+
+// A home with an XML preference file, and scripts that record each step with
+// the preference's value at that moment: "begin <root> <time>", "end <root>".
+class SwitchBench {
+  public:
+    explicit SwitchBench(double launchSeconds = 0.3) {
+        writeFile(app().preferenceFilePath(),
+                  platform::serializePlist(
+                      PlistValue(PlistDictionary{{"RootDirectory", "/start"}, {"Other", 1}}),
+                      platform::PlistFormat::Xml));
+        const std::string root =
+            "sed -n '/<key>RootDirectory<\\/key>/{n;s/.*<string>\\(.*\\)<\\/string>.*/\\1/p;}' \"" +
+            app().preferenceFilePath().string() + "\"";
+        const std::string record = " >> \"" + stepsFile().string() + "\"\n";
+        writeFile(resources_ / "LaunchiPhoto.applescript",
+                  "echo \"begin $(" + root + ") $(date +%s.%N)\"" + record + "sleep " +
+                      std::to_string(launchSeconds) + "\n" + "echo \"end $(" + root + ")\"" +
+                      record);
+        // Runs only if some "iPhoto" happens to run on this machine.
+        writeFile(resources_ / "QuitiPhoto.applescript", "echo quit" + record);
+    }
+    iPhotoApplication app() const { return iPhotoApplication(home_.path(), resources_.path()); }
+    std::filesystem::path stepsFile() const { return home_ / "steps"; }
+
+    // The recorded steps, the quit lines left out, times cut off the begin lines.
+    std::vector<std::string> steps() const {
+        std::vector<std::string> result;
+        std::istringstream lines(readFile(stepsFile()));
+        for (std::string line; std::getline(lines, line);) {
+            if (line == "quit")
+                continue;
+            if (line.rfind("begin ", 0) == 0)
+                line = line.substr(0, line.rfind(' '));
+            result.push_back(line);
+        }
+        return result;
+    }
+    // When the first launch script began, in seconds of the real-time clock.
+    double firstBeginTime() const {
+        const std::string text = readFile(stepsFile());
+        const size_t begin = text.find("begin ");
+        const size_t end = text.find('\n', begin);
+        if (begin == std::string::npos || end == std::string::npos)
+            return 0;
+        const std::string line = text.substr(begin, end - begin);
+        return std::stod(line.substr(line.rfind(' ') + 1));
+    }
+
+  private:
+    TempDir home_, resources_;
+};
+
+void runEventLoopFor(int milliseconds) {
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+} // namespace
+
+TEST(AlbumSwitcher, ReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread) {
+    StandInLock lock;
+    SwitchBench bench(0.5);
+    AlbumSwitcher switcher(bench.app());
+
+    QElapsedTimer call;
+    call.start();
+    const double asked = secondsNow();
+    switcher.switchAlbum("/Volumes/Photos/Library A");
+    EXPECT_LT(call.elapsed(), 100); // the scripts alone take half a second
+    EXPECT_TRUE(bench.steps().empty());
+    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/start");
+
+    // The main event loop keeps turning while the switch runs.
+    int ticks = 0;
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] { ++ticks; });
+    ticker.start(20);
+    ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(10)));
+    EXPECT_GE(ticks, 10);
+
+    EXPECT_EQ(bench.steps(), (std::vector<std::string>{"begin /Volumes/Photos/Library A",
+                                                       "end /Volumes/Photos/Library A"}));
+    EXPECT_GE(bench.firstBeginTime() - asked, kSwitchDelaySeconds - kClockTolerance);
+    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/Volumes/Photos/Library A");
+}
+
+TEST(AlbumSwitcher, SwitchesAskedCloseTogetherRunInOrderOneAfterTheOther) {
+    StandInLock lock;
+    SwitchBench bench(0.3);
+    AlbumSwitcher switcher(bench.app());
+    switcher.switchAlbum("/A");
+    runEventLoopFor(250); // A's launch script is under way
+    switcher.switchAlbum("/B");
+    switcher.switchAlbum("/C");
+    ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(10)));
+    // Each launch saw its own path from its beginning to its end: no rewrite
+    // of a later switch came in between.
+    EXPECT_EQ(bench.steps(), (std::vector<std::string>{"begin /A", "end /A", "begin /B", "end /B",
+                                                       "begin /C", "end /C"}));
+    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/C");
+}
+
+TEST(AlbumSwitcher, WaitUntilIdleTellsWhetherSwitchesArePending) {
+    StandInLock lock;
+    SwitchBench bench(0.4);
+    AlbumSwitcher switcher(bench.app());
+    EXPECT_TRUE(switcher.waitUntilIdle(std::chrono::milliseconds(0)));
+    switcher.switchAlbum("/A");
+    EXPECT_FALSE(switcher.waitUntilIdle(std::chrono::milliseconds(100))); // still in its delay
+    EXPECT_FALSE(switcher.waitUntilIdle(std::chrono::milliseconds(200))); // its script is under way
+    EXPECT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(10)));
+}
+
+TEST(AlbumSwitcher, EndingTheSwitcherFinishesWhatWasAsked) {
+    StandInLock lock;
+    SwitchBench bench(0.2);
+    {
+        AlbumSwitcher switcher(bench.app());
+        switcher.switchAlbum("/A");
+        runEventLoopFor(250);       // A under way
+        switcher.switchAlbum("/B"); // B still in its delay
+    }
+    // All done when the switcher has ended, and in order.
+    EXPECT_EQ(bench.steps(),
+              (std::vector<std::string>{"begin /A", "end /A", "begin /B", "end /B"}));
+    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/B");
+    runEventLoopFor(300); // B's delay ends after the switcher: nothing more happens
+    EXPECT_EQ(bench.steps().size(), 4u);
+}
+
+TEST(AlbumSwitcher, NoScriptsStillRewritesThePreference) {
+    TempDir home, noScripts;
+    const iPhotoApplication app(home.path(), noScripts.path());
+    writeFile(app.preferenceFilePath(),
+              platform::serializePlist(PlistValue(PlistDictionary{{"RootDirectory", "/start"}}),
+                                       platform::PlistFormat::Binary));
+    AlbumSwitcher switcher(app);
+    switcher.switchAlbum("/Users/ann/Library B");
+    ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(5)));
+    EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
+}
