@@ -61,7 +61,9 @@ AppDelegate::AppDelegate(AppContext& context) : context_(context) {
     connect(ui_->actionAbout, &QAction::triggered, this, [this] { showAbout(ui_->actionAbout); });
     connect(ui_->actionHomePage, &QAction::triggered, this,
             [this] { goToHomePage(ui_->actionHomePage); });
-    connect(ui_->actionQuit, &QAction::triggered, this, [] { QCoreApplication::quit(); });
+    // exit() rather than quit(): quit() first asks every window to close, and
+    // the main window has no close control, so it would refuse.
+    connect(ui_->actionQuit, &QAction::triggered, this, [] { QCoreApplication::exit(0); });
 }
 
 AppDelegate::~AppDelegate() {

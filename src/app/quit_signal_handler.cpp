@@ -61,7 +61,8 @@ void QuitSignalHandler::readSignal() {
     unsigned char byte = 0;
     while (::read(gSignalPipe[0], &byte, 1) == 1) {
     }
-    QCoreApplication::quit();
+    // Not quit(), which would first ask the windows to close and be refused.
+    QCoreApplication::exit(0);
 }
 
 } // namespace slidebox::app

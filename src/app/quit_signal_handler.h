@@ -9,7 +9,7 @@ namespace slidebox::app {
 /// Turns SIGTERM and SIGINT into a normal quit of the Qt application, so
 /// that the will-terminate notification runs and everything is saved. The
 /// signal handler only writes a byte into a pipe; the event loop reads it
-/// through a socket notifier and calls QCoreApplication::quit.
+/// through a socket notifier and ends the event loop.
 ///
 /// One per process; the handlers are put back to the defaults when it ends.
 class QuitSignalHandler : public QObject {

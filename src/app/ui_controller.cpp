@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDialog>
+#include <QKeySequence>
 #include <QVBoxLayout>
 
 #include "app/album_viewer.h"
@@ -52,6 +53,13 @@ void UIController::loadWindow() {
     window_ = std::make_unique<UIWindow>(windowKind_);
     ui_ = std::make_unique<Ui::UIController>();
     ui_->setupUi(window_.get());
+
+    // Keyboard equivalents, set after the texts: setting a button's text
+    // replaces its shortcut by the text's mnemonic.
+    ui_->newButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+O")));
+    ui_->iPhotoNewAlbumButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+N")));
+    ui_->rescanButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+R")));
+    ui_->iPhotoButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+Return")));
 
     // The table's data source and delegate are the controller.
     tableModel_ = new PhotoManagerTableModel([this] { return numberOfRowsInTableView(); },

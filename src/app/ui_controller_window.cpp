@@ -36,7 +36,7 @@ void UIController::showWindow(QObject*) {
 void UIController::hideWindow(QObject*) {
     window()->hide();
     if (windowKind_ == 2 && CurrentEvent::hasOptionKey())
-        QCoreApplication::quit();
+        QCoreApplication::exit(0);
 }
 
 void UIController::activateStatusItem() {

@@ -213,3 +213,4 @@ TEST_F(RescanLibrary, RescanFindsNewImagesAndResetsTheDefaultImage) {
 }
 
 } // namespace
+

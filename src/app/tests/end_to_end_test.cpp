@@ -1,0 +1,323 @@
+// The real program under a virtual X server, with a temporary home holding
+// generated libraries under ~/Pictures and the stand-in photo application
+// on PATH, driven with real mouse clicks and keys (xdotool).
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "library/tests/support/library_fixtures.h"
+#include "library/tests/tools/stand_in_control.h"
+#include "platform/file_system.h"
+#include "platform/plist_file.h"
+#include "platform/script_runner.h"
+#include "tests/temp_dir.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace slidebox;
+namespace st = slidebox::testing;
+using slidebox::testing::waitFor;
+
+using Environment = std::map<std::string, std::string>;
+
+Environment currentEnvironment() {
+    Environment environment;
+    for (char** e = environ; *e; ++e) {
+        const std::string entry = *e;
+        const size_t eq = entry.find('=');
+        if (eq != std::string::npos)
+            environment[entry.substr(0, eq)] = entry.substr(eq + 1);
+    }
+    return environment;
+}
+
+/// Starts a program with the environment; its output goes to the log file.
+pid_t spawn(const std::vector<std::string>& arguments, const Environment& environment,
+            const fs::path& log, int extraFd = -1) {
+    std::vector<std::string> envStore;
+    for (const auto& [name, value] : environment)
+        envStore.push_back(name + "=" + value);
+    std::vector<char*> envp;
+    for (auto& e : envStore)
+        envp.push_back(e.data());
+    envp.push_back(nullptr);
+    std::vector<std::string> args = arguments;
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    if (extraFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, extraFd, extraFd); // keeps it open across exec
+    pid_t pid = -1;
+    if (posix_spawnp(&pid, args[0].c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
+        pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+}
+
+/// Waits for a child's end; its exit status, or nothing after the timeout.
+std::optional<int> waitForExit(pid_t pid, std::chrono::seconds timeout) {
+    std::optional<int> result;
+    waitFor([&] {
+        int status = 0;
+        if (::waitpid(pid, &status, WNOHANG) != pid)
+            return false;
+        result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return true;
+    }, timeout);
+    return result;
+}
+
+/// A virtual X server on a free display, ended with the object.
+class VirtualDisplay {
+public:
+    explicit VirtualDisplay(const fs::path& log) {
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return;
+        pid_ = spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1280x800x24",
+                      "-nolisten", "tcp"},
+                     currentEnvironment(), log, fds[1]);
+        ::close(fds[1]);
+        std::string number;
+        char c;
+        while (::read(fds[0], &c, 1) == 1 && c != '\n')
+            number += c;
+        ::close(fds[0]);
+        if (!number.empty())
+            display_ = ":" + number;
+    }
+    ~VirtualDisplay() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            if (!waitForExit(pid_, std::chrono::seconds(5))) {
+                ::kill(pid_, SIGKILL);
+                ::waitpid(pid_, nullptr, 0);
+            }
+        }
+    }
+    const std::string& name() const { return display_; }
+
+private:
+    pid_t pid_ = -1;
+    std::string display_;
+};
+
+class EndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
+            GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
+        display_ = std::make_unique<VirtualDisplay>(temp / "xvfb.log");
+        if (display_->name().empty())
+            GTEST_SKIP() << "no virtual display could be started";
+    }
+    void TearDown() override {
+        if (app_ > 0) {
+            ::kill(app_, SIGKILL);
+            ::waitpid(app_, nullptr, 0);
+        }
+        st::stopChild(standIn_);
+        st::stopLaunchedStandIns(home());
+    }
+
+    fs::path home() const { return temp / "home"; }
+    fs::path pictures() const { return home() / "Pictures"; }
+    fs::path defaultsFile() const { return home() / ".config" / "slidebox" / "defaults.plist"; }
+    fs::path preferenceFile() const {
+        return home() / "Library" / "Preferences" / "com.apple.iPhoto.plist";
+    }
+
+    Environment appEnvironment() const {
+        Environment environment = currentEnvironment();
+        for (const std::string& entry : st::standInEnvironment(home())) {
+            const size_t eq = entry.find('=');
+            environment[entry.substr(0, eq)] = entry.substr(eq + 1);
+        }
+        environment["DISPLAY"] = display_->name();
+        environment["QT_QPA_PLATFORM"] = "xcb";
+        environment["XDG_CONFIG_HOME"] = (home() / ".config").string();
+        environment["LANG"] = "C.UTF-8";
+        environment.erase("XDG_RUNTIME_DIR");
+        environment.erase("SESSION_MANAGER");
+        return environment;
+    }
+
+    /// xdotool on the virtual display; its output, trimmed.
+    std::optional<std::string> xdotool(const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"xdotool"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const fs::path out = temp / "xdotool.out";
+        fs::remove(out);
+        Environment environment = currentEnvironment();
+        environment["DISPLAY"] = display_->name();
+        const pid_t pid = spawn(command, environment, out);
+        if (pid < 0 || waitForExit(pid, std::chrono::seconds(20)) != 0)
+            return std::nullopt;
+        std::string text = st::readFile(out);
+        while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
+            text.pop_back();
+        return text;
+    }
+
+    /// Starts the program and waits for its main window; the window's id.
+    std::string startApplication() {
+        app_ = spawn({(st::buildDir() / "bin" / "slidebox").string()}, appEnvironment(),
+                     temp / "slidebox.log");
+        EXPECT_GT(app_, 0);
+        std::string window;
+        waitFor([&] {
+            auto found = xdotool({"search", "--onlyvisible", "--name", "^Slidebox$"});
+            if (!found || found->empty())
+                return false;
+            window = found->substr(0, found->find('\n'));
+            return true;
+        }, std::chrono::seconds(30));
+        if (!window.empty()) {
+            xdotool({"windowfocus", "--sync", window});
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        }
+        return window;
+    }
+
+    /// SIGTERM, then the exit status.
+    std::optional<int> terminateApplication() {
+        ::kill(app_, SIGTERM);
+        auto status = waitForExit(app_, std::chrono::seconds(20));
+        if (status)
+            app_ = -1;
+        return status;
+    }
+
+    /// A point of a table row, in the window (rows of 86 points below the
+    /// menu bar and the window's margin).
+    static std::vector<std::string> rowPoint(const std::string& window, int row) {
+        return {"mousemove", "--window", window, "60", std::to_string(76 + 86 * row)};
+    }
+
+    std::optional<platform::PlistDocument> savedDefaults() const {
+        return platform::readPlistFile(defaultsFile());
+    }
+
+    static std::vector<std::string> savedLibraries(const platform::PlistValue& root) {
+        std::vector<std::string> paths;
+        if (const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array())
+            for (const platform::PlistValue& entry : *list)
+                paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+        return paths;
+    }
+
+    slidebox::testing::TempDir temp;
+    std::unique_ptr<VirtualDisplay> display_;
+    st::StandInLock lock_;
+    pid_t app_ = -1;
+    pid_t standIn_ = -1;
+};
+
+TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
+    const fs::path alpha = pictures() / "Alpha";
+    const fs::path beta = pictures() / "Beta";
+    st::makeLibrary6(alpha, {"Roll"}, 3);
+    st::makeLibrary6(beta, {"Roll"}, 4);
+    platform::PlistDictionary preference{{"RootDirectory", alpha.string()}};
+    for (int i = 0; i < 20; ++i)
+        preference.emplace("Setting" + std::to_string(i), i % 2 ? platform::PlistValue(i) : platform::PlistValue("v" + std::to_string(i)));
+    fs::create_directories(preferenceFile().parent_path());
+    ASSERT_TRUE(platform::writePlistFile(preferenceFile(), preference, platform::PlistFormat::Xml));
+    standIn_ = st::startStandIn(home());
+    ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "opened", alpha.string()).has_value(); }));
+
+    // First start: the Pictures folder is searched and listed.
+    const std::string window = startApplication();
+    ASSERT_FALSE(window.empty()) << st::readFile(temp / "slidebox.log");
+
+    // A double click on the second row switches the stand-in to Beta.
+    auto point = rowPoint(window, 1);
+    point.insert(point.end(), {"click", "--repeat", "2", "--delay", "120", "1"});
+    ASSERT_TRUE(xdotool(point));
+    ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "opened", beta.string()).has_value(); },
+                        std::chrono::seconds(20)))
+        << st::readFile(temp / "slidebox.log");
+    EXPECT_TRUE(waitFor([&] { return !st::processRuns(standIn_); })) << "the first stand-in was quit";
+    const auto switched = platform::readPlistFile(preferenceFile());
+    ASSERT_TRUE(switched);
+    auto expected = preference;
+    expected["RootDirectory"] = beta.string();
+    EXPECT_EQ(switched->root, platform::PlistValue(expected)) << "20 other keys kept";
+
+    // A new library: the name dialog, Return, a folder that the stand-in
+    // is pointed at and makes a library in.
+    ASSERT_TRUE(xdotool({"key", "ctrl+n"}));
+    std::string dialog;
+    ASSERT_TRUE(waitFor([&] {
+        auto found = xdotool({"search", "--onlyvisible", "--name", "^New Library$"});
+        if (found && !found->empty())
+            dialog = found->substr(0, found->find('\n'));
+        return !dialog.empty();
+    }));
+    xdotool({"windowfocus", "--sync", dialog});
+    ASSERT_TRUE(xdotool({"key", "Return"}));
+    const fs::path created = pictures() / "iPhoto Library  1";
+    ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "made-library", created.string()).has_value(); },
+                        std::chrono::seconds(20)));
+    // The record's watch notices the new marker within a tick or two.
+    std::this_thread::sleep_for(std::chrono::milliseconds(4500));
+    const auto marker = platform::modificationDate(created / "Library6.iPhoto", false);
+    ASSERT_TRUE(marker);
+
+    // Back on Beta, two images on: the picture to restore.
+    xdotool({"windowfocus", "--sync", window});
+    auto click = rowPoint(window, 1);
+    click.insert(click.end(), {"click", "1"});
+    ASSERT_TRUE(xdotool(click));
+    for (int i = 0; i < 2; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        ASSERT_TRUE(xdotool({"key", "ctrl+Right"}));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+
+    // SIGTERM quits the normal way: everything is saved.
+    EXPECT_EQ(terminateApplication(), 0);
+    auto saved = savedDefaults();
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(savedLibraries(saved->root),
+              (std::vector<std::string>{alpha.string(), beta.string(), created.string()}));
+    EXPECT_EQ(saved->root["AM_viewerCurrentPhotoManagerIndex"].intValue(), 1);
+    EXPECT_EQ(saved->root["AM_viewerCurrentPhotoIndex"].intValue(), 2);
+    const platform::PlistValue& newRecord = (*saved->root["AM_photoAlbumDictionaries"].array())[2];
+    ASSERT_TRUE(newRecord["AM_AlbumDate"].date());
+    EXPECT_EQ(*newRecord["AM_AlbumDate"].date(), *marker) << "dated by the stand-in's marker";
+
+    // Second start: list, selection and image come back without a scan.
+    st::makeLibrary6(pictures() / "Gamma", {"Roll"}, 1);
+    ASSERT_FALSE(startApplication().empty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    EXPECT_EQ(terminateApplication(), 0);
+    saved = savedDefaults();
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(savedLibraries(saved->root),
+              (std::vector<std::string>{alpha.string(), beta.string(), created.string()}));
+    EXPECT_EQ(saved->root["AM_viewerCurrentPhotoManagerIndex"].intValue(), 1);
+    EXPECT_EQ(saved->root["AM_viewerCurrentPhotoIndex"].intValue(), 2);
+}
+
+} // namespace
