@@ -95,6 +95,13 @@ TEST_F(QtImageIoTest, PngRefusesWhatItCantHoldAndLeavesNothing) {
     }
     EXPECT_EQ(writeImageFile(dir / "out.jpg", *cmyk).code(), ImageErrorCode::Unsupported);
     EXPECT_TRUE(testing::folderEntries(dir.path()).empty());
+
+    // A folder in the way: the PNG is written, the rename fails, and the
+    // temporary file goes.
+    slidebox::testing::writeFile(dir / "taken.png" / "inside", "x");
+    auto rgb = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 8));
+    EXPECT_EQ(writePng(dir / "taken.png", *rgb).code(), ImageErrorCode::CannotWrite);
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("taken.png"));
 }
 
 TEST_F(QtImageIoTest, BrokenPngSaysWhy) {

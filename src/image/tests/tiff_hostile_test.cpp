@@ -234,8 +234,11 @@ TEST_F(TiffHostileTest, BrokenFilesAreRefusedWithTheirReason) {
         {"lzw_noise.tif", ImageErrorCode::Truncated, "can't be read"},
         {"tile_offset_past_end.tif", ImageErrorCode::Truncated, "tile 0"},
     };
+    // libtiff's complaints end up in the messages, none on standard error.
+    ::testing::internal::CaptureStderr();
     for (const Defect& defect : defects)
         expectRefused(defect);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(TiffHostileTest, TheImageLimitRefusesBeforeAllocating) {

@@ -229,6 +229,16 @@ TEST_F(TiffWriterTest, AnUnfinishedFileLeavesNothingAndTheOldTargetStands) {
     EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
 }
 
+TEST_F(TiffWriterTest, AFailedRenameTakesTheTemporaryFileAway) {
+    // A folder with something in it can't be replaced by a file.
+    slidebox::testing::writeFile(dir / "taken.tif" / "inside", "x");
+    const Bitmap rgb = rampBitmap(3, 3, PixelFormat::make(ColorSpace::RGB, 8));
+    auto status = writeTiff(dir / "taken.tif", rgb);
+    EXPECT_EQ(status.code(), ImageErrorCode::CannotWrite);
+    EXPECT_THAT(status.message(), HasSubstr("cannot rename"));
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("taken.tif"));
+}
+
 TEST_F(TiffWriterTest, AnEmptyBitmapWritesNothing) {
     EXPECT_EQ(writeTiff(dir / "empty.tif", Bitmap()).code(), ImageErrorCode::BadArgument);
     EXPECT_THAT(testing::folderEntries(dir.path()), IsEmpty());
