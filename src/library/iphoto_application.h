@@ -40,7 +40,8 @@ class iPhotoApplication {
     /// Sets the preference to the path, byte for byte, and writes the file
     /// back atomically in its own format (binary or XML) with every other key
     /// and value kept. A missing or unparsable file is not written (nor
-    /// made): false. False too when the write fails; the old file then stays.
+    /// made): false. False too when the write fails, and for a path the file
+    /// can't hold (non-UTF-8 bytes in a binary file): the old file then stays.
     bool changeiPhotoRootDirectoryPathTo(const std::string& path) const;
 
     /// name + ".applescript" in the resource folder, when such a readable

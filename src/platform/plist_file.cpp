@@ -1,5 +1,6 @@
 #include "platform/plist_file.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -127,6 +128,42 @@ PlistValue fromNode(plist_t node, int depth) {
     }
 }
 
+// Well-formed UTF-8: no stray continuation byte, no overlong form, no
+// surrogate, nothing past U+10FFFF.
+bool isUtf8(std::string_view text) {
+    size_t i = 0;
+    while (i < text.size()) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        size_t length = 0;
+        std::uint32_t code = 0;
+        if (c < 0x80) {
+            ++i;
+            continue;
+        } else if (c >= 0xC2 && c <= 0xDF) {
+            length = 2, code = c & 0x1F;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            length = 3, code = c & 0x0F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            length = 4, code = c & 0x07;
+        } else {
+            return false;
+        }
+        if (i + length > text.size())
+            return false;
+        for (size_t k = 1; k < length; ++k) {
+            const auto d = static_cast<unsigned char>(text[i + k]);
+            if ((d & 0xC0) != 0x80)
+                return false;
+            code = (code << 6) | (d & 0x3F);
+        }
+        if ((length == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) ||
+            (length == 4 && (code < 0x10000 || code > 0x10FFFF)))
+            return false;
+        i += length;
+    }
+    return true;
+}
+
 // libplist takes an XML document cut off anywhere after the closing tag of
 // its top value ("</dict>" with no "</plist>"); such a file lost its end all
 // the same, and must not count as a property list (nor be written over).
@@ -202,8 +239,13 @@ bool setStringInPlistFile(const std::filesystem::path& path, const std::string& 
     Node root = parseNode(*bytes);
     if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
         return false;
+    // libplist's string ends at a NUL, and its binary writer cuts a string at
+    // the first byte that isn't UTF-8: such a value would be written wrong.
+    const PlistFormat format = formatOf(*bytes);
+    if (value.find('\0') != std::string::npos || (format == PlistFormat::Binary && !isUtf8(value)))
+        return false;
     plist_dict_set_item(root.get(), key.c_str(), plist_new_string(value.c_str()));
-    std::string out = serializeNode(root.get(), formatOf(*bytes));
+    std::string out = serializeNode(root.get(), format);
     return !out.empty() && writeFileAtomically(path, out);
 }
 

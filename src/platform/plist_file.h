@@ -39,7 +39,9 @@ bool writePlistFile(const std::filesystem::path& path, const PlistValue& value, 
 /// Rewrites one top-level string entry of a dictionary file, keeping every
 /// other key and value as the file holds them (through the library's own
 /// nodes, so no type is lost) and the file's own format. A missing file, or
-/// one that is not a dictionary, is not written and gives false.
+/// one that is not a dictionary, is not written and gives false; so is a
+/// value the file can't hold as given (a NUL byte; in a binary file, bytes
+/// that aren't UTF-8, which the binary format has no way to store).
 bool setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
                           const std::string& value);
 

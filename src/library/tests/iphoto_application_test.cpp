@@ -266,6 +266,26 @@ TEST(iPhotoPreferences, PathGoesInUnchanged) {
     }
 }
 
+TEST(iPhotoPreferences, BytesThatAreNotUtf8GoIntoXmlButNeverHalfIntoBinary) {
+    const std::string latin1 = "/Users/ann/caf\xe9 Library"; // a file name that isn't UTF-8
+    for (const Fixture& fixture : fixtures()) {
+        SCOPED_TRACE(fixture.name);
+        TempDir home;
+        const auto file = writePreferences(home, fixture.bytes);
+        const iPhotoApplication app(home.path(), home.path());
+        if (fixture.format == platform::PlistFormat::Xml) {
+            ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo(latin1));
+            EXPECT_EQ(app.iPhotoRootDirectoryPath(), latin1);
+        } else {
+            // The binary format stores text as ASCII or UTF-16 only: refused,
+            // rather than cut at the first foreign byte.
+            EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo(latin1));
+            EXPECT_EQ(readFile(file), fixture.bytes);
+        }
+        EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo(std::string("/Users/ann\0/x", 12)));
+    }
+}
+
 TEST(iPhotoPreferences, SwitchKeepsTheOther19KeysOfATwentyKeyFile) {
     TempDir home, noScripts;
     PlistDictionary prefs{{"RootDirectory", kOldLibrary}};
