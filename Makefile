@@ -1,6 +1,9 @@
 # The two commands of the README: `make run` and `make test`.
 .PHONY: setup build run test asan fuzz bench clean
 
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := 1
+
 setup:
 	@./tools/setup.sh
 
