@@ -84,10 +84,12 @@ ImageStatus TiffReader::Impl::describe(std::uint64_t fileSize) {
     case PHOTOMETRIC_SEPARATED: {
         std::uint16_t inkSet = INKSET_CMYK;
         TIFFGetFieldDefaulted(t, TIFFTAG_INKSET, &inkSet);
-        if (inkSet != INKSET_CMYK || samples != 4)
-            return fail(ImageErrorCode::Unsupported, "separated image of " +
-                                                         std::to_string(samples) +
-                                                         " inks that are not CMYK");
+        if (inkSet != INKSET_CMYK)
+            return fail(ImageErrorCode::Unsupported, "separated image of inks other than CMYK");
+        if (samples != 4)
+            return fail(ImageErrorCode::Unsupported,
+                        "separated image of " + std::to_string(samples) +
+                            " samples a pixel (CMYK has 4, and no alpha)");
         space = ColorSpace::CMYK;
         break;
     }

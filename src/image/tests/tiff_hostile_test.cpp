@@ -185,6 +185,12 @@ TEST_F(TiffHostileTest, BrokenFilesAreRefusedWithTheirReason) {
                      .photometric = PHOTOMETRIC_SEPARATED,
                      .extraSamples = {EXTRASAMPLE_UNASSALPHA}};
     fixture("cmyk_with_a_fifth_sample.tif", fiveInks);
+    RawTiff namedInks{.width = 4,
+                      .height = 4,
+                      .samples = 4,
+                      .photometric = PHOTOMETRIC_SEPARATED,
+                      .inkSet = INKSET_MULTIINK};
+    fixture("separated_not_cmyk.tif", namedInks);
     RawTiff halfFloat{.width = 4, .height = 4, .bits = 16, .sampleFormat = SAMPLEFORMAT_IEEEFP};
     fixture("half_float_samples.tif", halfFloat);
     RawTiff alphaLab{.width = 4,
@@ -228,7 +234,9 @@ TEST_F(TiffHostileTest, BrokenFilesAreRefusedWithTheirReason) {
         {"twelve_bits.tif", ImageErrorCode::Unsupported, "12-bit samples"},
         {"one_bit_bilevel.tif", ImageErrorCode::Unsupported, "1-bit samples"},
         {"six_samples_rgb.tif", ImageErrorCode::Unsupported, "6 samples a pixel"},
-        {"cmyk_with_a_fifth_sample.tif", ImageErrorCode::Unsupported, "5 inks"},
+        {"separated_not_cmyk.tif", ImageErrorCode::Unsupported, "inks other than CMYK"},
+        {"cmyk_with_a_fifth_sample.tif", ImageErrorCode::Unsupported,
+         "separated image of 5 samples a pixel"},
         {"half_float_samples.tif", ImageErrorCode::Unsupported, "floating-point"},
         {"lab_with_alpha.tif", ImageErrorCode::Unsupported, "alpha sample on a Lab image"},
         {"lzw_noise.tif", ImageErrorCode::Truncated, "can't be read"},
