@@ -1,11 +1,11 @@
 #!/bin/sh
 # Builds the libFuzzer targets with clang and AddressSanitizer, and runs each
-# for FUZZ_SECONDS (default 45: two fuzzers stay near 90 s) on its seed
+# for FUZZ_SECONDS (default 60) on its seed
 # corpus. Fails on any crash: the input that made it is kept in
 # build/fuzz/artifacts/<name>/.
 set -e
 cd "$(dirname "$0")/.."
-seconds="${FUZZ_SECONDS:-45}"
+seconds="${FUZZ_SECONDS:-60}"
 if [ ! -f src/fuzz/CMakeLists.txt ]; then
   echo "fuzz: no fuzz targets"
   exit 0
