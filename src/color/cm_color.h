@@ -47,4 +47,18 @@ union CMColor {
 static_assert(sizeof(CMColor) == 8);
 static_assert(std::is_trivially_copyable_v<CMColor>);
 
+/// A block of pixels as the colour engine is handed it: the first byte, the
+/// size in pixels, the bytes from one row to the next, the bits of one
+/// pixel and the data colour space. It describes memory, never owns it.
+struct CMBitmap {
+    char* image = nullptr;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t rowBytes = 0;
+    std::uint32_t pixelSize = 0; ///< bits a pixel: 48 for a 16-bit Lab bitmap
+    std::uint32_t space = 0;
+    std::uint32_t user1 = 0;
+    std::uint32_t user2 = 0;
+};
+
 } // namespace slidebox::color
