@@ -1,12 +1,18 @@
 #include "platform/repeating_timer.h"
 
 #include <QCoreApplication>
-#include <QTimer>
+#include <QThread>
 
 namespace slidebox::platform {
 
 RepeatingTimer::RepeatingTimer(std::chrono::milliseconds interval, std::function<void()> tick)
     : timer_(new QTimer) {
+    // A timer of the main thread belongs to the application object, so that
+    // a record kept alive only by its own tick is freed when the program
+    // ends without that tick coming (no event loop any more).
+    if (QCoreApplication* application = QCoreApplication::instance();
+        application && application->thread() == QThread::currentThread())
+        timer_->setParent(application);
     timer_->setTimerType(Qt::PreciseTimer);
     timer_->setInterval(interval);
     QObject::connect(timer_, &QTimer::timeout, timer_, [tick = std::move(tick)] { tick(); });
@@ -16,10 +22,10 @@ RepeatingTimer::RepeatingTimer(std::chrono::milliseconds interval, std::function
 RepeatingTimer::~RepeatingTimer() { invalidate(); }
 
 void RepeatingTimer::invalidate() {
-    if (!timer_)
+    if (timer_.isNull())
         return;
-    QTimer* timer = timer_;
-    timer_ = nullptr;
+    QTimer* timer = timer_.data();
+    timer_.clear();
     timer->stop();
     // Qt keeps a slot alive while it runs, so the tick function (and the last
     // reference it may hold) ends as soon as a running tick returns.

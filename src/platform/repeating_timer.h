@@ -3,7 +3,8 @@
 #include <chrono>
 #include <functional>
 
-class QTimer;
+#include <QPointer>
+#include <QTimer>
 
 namespace slidebox::platform {
 
@@ -11,7 +12,8 @@ namespace slidebox::platform {
 /// function captures lives as long as the timer runs, as a scheduled timer
 /// holds its target. invalidate() may be called from inside a tick, and the
 /// object may even end there: the Qt timer is deleted once control is back in
-/// the event loop.
+/// the event loop. When the application object ends, its timers end with it
+/// and let go of what they hold, as a run loop's timers do when it goes.
 class RepeatingTimer {
 public:
     RepeatingTimer(std::chrono::milliseconds interval, std::function<void()> tick);
@@ -22,10 +24,12 @@ public:
     /// Stops the timer and lets go of the tick function (and what it holds).
     /// Harmless when already invalid.
     void invalidate();
-    bool isValid() const { return timer_ != nullptr; }
+    bool isValid() const { return !timer_.isNull(); }
 
 private:
-    QTimer* timer_; // no parent: deleted with deleteLater by invalidate()
+    // Owned by the application object on the main thread (by nobody on
+    // another thread); deleted with deleteLater by invalidate().
+    QPointer<QTimer> timer_;
 };
 
 /// Calls fn once on the main event loop after the delay; returns at once.
