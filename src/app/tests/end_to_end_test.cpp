@@ -296,7 +296,7 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     std::this_thread::sleep_for(std::chrono::milliseconds(600));
 
     // SIGTERM quits the normal way: everything is saved.
-    EXPECT_EQ(terminateApplication(), 0);
+    EXPECT_EQ(terminateApplication(), 0) << st::readFile(temp / "slidebox.log");
     auto saved = savedDefaults();
     ASSERT_TRUE(saved);
     EXPECT_EQ(savedLibraries(saved->root),
@@ -311,7 +311,7 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     st::makeLibrary6(pictures() / "Gamma", {"Roll"}, 1);
     ASSERT_FALSE(startApplication().empty());
     std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    EXPECT_EQ(terminateApplication(), 0);
+    EXPECT_EQ(terminateApplication(), 0) << st::readFile(temp / "slidebox.log");
     saved = savedDefaults();
     ASSERT_TRUE(saved);
     EXPECT_EQ(savedLibraries(saved->root),
