@@ -255,11 +255,16 @@ TEST_F(CatalogueTest, RowsBySearchAndIndex) {
     m->setCurrentIndex(-1);
     EXPECT_EQ(m->currentIndex(), 0);
 
-    // An absent folder adds nothing, and still removes a separator at the end.
+    // The building left no pending separator: asking for one adds nothing.
     m->addASeparatorIfNeeded();
-    ASSERT_EQ(m->count(), 4);
+    ASSERT_EQ(m->count(), 3);
+    // An absent folder adds nothing, and still removes a separator at the end.
+    m->addProfilName("Gamma", "c.icc", root / "system/c.icc", cmGrayData, cmLabData, {},
+                     cmOutputClass);
+    m->addASeparatorIfNeeded();
+    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma", "|"}));
     m->addProfilesFromDirectory(std::nullopt, true);
-    EXPECT_EQ(m->count(), 3);
+    EXPECT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma"}));
 }
 
 TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
