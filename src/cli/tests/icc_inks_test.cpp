@@ -75,17 +75,6 @@ class CliIccInks : public ::testing::Test {
     CliRun inks(const std::string& profile, const std::string& intent) {
         return run({"icc", "inks", profile, "--intent", intent});
     }
-    /// The reals line of one colour matched by "icc match".
-    std::string match(const std::string& src, const std::string& dst, int intent,
-                      std::vector<std::string> colour) {
-        std::vector<std::string> args = {"icc",  "match", "--src", src, "--dst",
-                                         dst,    "--intent", std::to_string(intent)};
-        args.insert(args.end(), colour.begin(), colour.end());
-        CliRun r = run(args);
-        EXPECT_EQ(r.status, 0) << r.err;
-        auto out = lines(r.out);
-        return out.size() == 2 ? out[1] : "";
-    }
     std::string printer(const std::string& name, const slidebox::color::ProfileRecipe& recipe) {
         return fixtures::writeProfile(home_, name, fixtures::make(recipe)).string();
     }
@@ -171,54 +160,70 @@ TEST_F(CliIccInks, EdgeValuesOfTheMeasures) {
 }
 
 TEST_F(CliIccInks, EveryLineIsWhatMatchGivesForTheSameColours) {
-    const std::string neutralBlack[] = {"0", "32767", "32767"};
+    // One "icc match" a direction and intent, all test colours in it: each
+    // colour gives two lines, its fields and its reals.
+    auto matchAll = [&](const std::string& src, const std::string& dst, int intent,
+                        const std::vector<std::vector<std::string>>& colours) {
+        std::vector<std::string> args = {"icc", "match", "--src", src, "--dst",
+                                         dst,   "--intent", std::to_string(intent)};
+        for (std::size_t i = 0; i < colours.size(); ++i) {
+            if (i > 0)
+                args.push_back(",");
+            args.insert(args.end(), colours[i].begin(), colours[i].end());
+        }
+        CliRun r = run(args);
+        EXPECT_EQ(r.status, 0) << r.err;
+        auto out = lines(r.out);
+        EXPECT_EQ(out.size(), 2 * colours.size());
+        out.resize(2 * colours.size());
+        return out;
+    };
+    const std::vector<std::vector<std::string>> deviceColours = {
+        {"0", "0", "0", "0"},         {"65535", "65535", "65535", "65535"},
+        {"0", "0", "0", "65535"},     {"65535", "65535", "65535", "0"},
+        {"0", "65535", "0", "0"},     {"65535", "65535", "0", "0"}};
+    // The neutral black, then the 91 test colours of the start of black.
+    std::vector<std::vector<std::string>> labColours = {{"0", "32767", "32767"}};
+    for (int i = 0; i < 91; ++i)
+        labColours.push_back({std::to_string(65535 - 655 * i), "32767", "32767"});
+
     for (int intent = 0; intent <= 3; ++intent) {
         SCOPED_TRACE(intent);
         auto r = inks(kCMYK, std::to_string(intent));
         ASSERT_EQ(r.status, 0) << r.err;
         auto f = fields(r.out);
-        EXPECT_EQ(f["lightest"], match(kCMYK, "lab", intent, {"0", "0", "0", "0"}));
-        EXPECT_EQ(f["full-ink"], match(kCMYK, "lab", intent, {"65535", "65535", "65535", "65535"}));
-        // Lightness of the Lch lines is the L of the matched colour.
-        auto lOf = [&](std::vector<std::string> colour) {
-            return floats(match(kCMYK, "lab", intent, colour)).at(0);
-        };
-        EXPECT_EQ(floats(f["black-ink-lch"]).at(0), lOf({"0", "0", "0", "65535"}));
-        EXPECT_EQ(floats(f["cmy-ink-lch"]).at(0), lOf({"65535", "65535", "65535", "0"}));
-        const auto primaries = floats(f["primaries-lch"]);
-        EXPECT_EQ(primaries.at(0), lOf({"0", "65535", "0", "0"}));
-        EXPECT_EQ(primaries.at(15), lOf({"65535", "65535", "0", "0"}));
 
+        const auto toLab = matchAll(kCMYK, "lab", intent, deviceColours);
+        EXPECT_EQ(f["lightest"], toLab[1]);
+        EXPECT_EQ(f["full-ink"], toLab[3]);
+        // Lightness of the Lch lines is the L of the matched colour.
+        auto lOf = [&](std::size_t colour) { return floats(toLab[2 * colour + 1]).at(0); };
+        EXPECT_EQ(floats(f["black-ink-lch"]).at(0), lOf(2));
+        EXPECT_EQ(floats(f["cmy-ink-lch"]).at(0), lOf(3));
+        const auto primaries = floats(f["primaries-lch"]);
+        ASSERT_EQ(primaries.size(), 18u);
+        EXPECT_EQ(primaries.at(0), lOf(4));  // magenta
+        EXPECT_EQ(primaries.at(15), lOf(5)); // blue
+
+        const auto toDevice = matchAll("lab", kCMYK, intent, labColours);
         // Ink limits: the neutral black sent to the device.
-        std::vector<std::string> black(neutralBlack, neutralBlack + 3);
-        auto ink = floats(match("lab", kCMYK, intent, black));
+        auto ink = floats(toDevice[1]);
         ASSERT_EQ(ink.size(), 4u);
         const float sum = ink[0] + ink[1] + ink[2] + ink[3];
         EXPECT_EQ(f["total-ink-max"], std::to_string(static_cast<int>(sum)));
         EXPECT_EQ(f["black-max"], std::to_string(static_cast<int>(ink[3])));
 
         // Black point: there and back.
-        std::vector<std::string> args = {"icc", "match", "--src", "lab", "--dst", kCMYK,
-                                         "--intent", std::to_string(intent), "0", "32767", "32767"};
-        auto device = lines(run(args).out).at(0);
         std::vector<std::string> deviceFields;
-        std::istringstream in(device);
+        std::istringstream in(toDevice[0]);
         for (std::string w; in >> w;)
             deviceFields.push_back(w);
-        EXPECT_EQ(f["black-point"], match(kCMYK, "lab", intent, deviceFields));
+        EXPECT_EQ(f["black-point"], matchAll(kCMYK, "lab", intent, {deviceFields})[1]);
 
         // Start of black: the first of the 91 test colours with k of 0.5 % or more.
-        args = {"icc", "match", "--src", "lab", "--dst", kCMYK, "--intent", std::to_string(intent)};
-        for (int i = 0; i < 91; ++i) {
-            if (i > 0)
-                args.push_back(",");
-            args.insert(args.end(), {std::to_string(65535 - 655 * i), "32767", "32767"});
-        }
-        auto out = lines(run(args).out);
-        ASSERT_EQ(out.size(), 182u);
         int L = 5930;
         for (int i = 0; i < 91; ++i)
-            if (floats(out[2 * i + 1]).at(3) >= 0.5f) {
+            if (floats(toDevice[2 * (i + 1) + 1]).at(3) >= 0.5f) {
                 L = 65535 - 655 * i;
                 break;
             }
