@@ -118,12 +118,12 @@ int iccInks(const std::vector<std::string>& args) {
     return Done;
 }
 
-const IccSubcommand inks(
-    "inks",
-    "  icc inks PROFILE [--intent N]\n"
-    "                               dot gain, ink limits, start of black and characteristic\n"
-    "                               colours of a printing profile at intent N (default 0)\n",
-    iccInks);
+const IccSubcommand
+    inks("inks",
+         "  icc inks PROFILE [--intent N]\n"
+         "                               dot gain, ink limits, start of black and characteristic\n"
+         "                               colours of a printing profile at intent N (default 0)\n",
+         iccInks);
 
 } // namespace
 

@@ -66,8 +66,8 @@ struct GainRow {
 float gainFromDensities(float solid, float paper, float halfTint) {
     const float toHalfTint = std::pow(10.0f, paper - halfTint);
     const float toSolid = std::pow(10.0f, paper - solid);
-    const double ratio = (1.0 - static_cast<double>(toHalfTint)) /
-                         (1.0 - static_cast<double>(toSolid));
+    const double ratio =
+        (1.0 - static_cast<double>(toHalfTint)) / (1.0 - static_cast<double>(toSolid));
     return static_cast<float>(ratio - 0.5) * 100.0f;
 }
 
@@ -224,9 +224,9 @@ CharacteristicProfilePoints ProfileInspector::characteristicProfilePoints() cons
     }
 
     if (isCMYK) {
-        const CMColor primaries[6] = {cmyk(0, kFull, 0, 0),     cmyk(0, kFull, kFull, 0),
-                                      cmyk(0, 0, kFull, 0),     cmyk(kFull, 0, kFull, 0),
-                                      cmyk(kFull, 0, 0, 0),     cmyk(kFull, kFull, 0, 0)};
+        const CMColor primaries[6] = {cmyk(0, kFull, 0, 0), cmyk(0, kFull, kFull, 0),
+                                      cmyk(0, 0, kFull, 0), cmyk(kFull, 0, kFull, 0),
+                                      cmyk(kFull, 0, 0, 0), cmyk(kFull, kFull, 0, 0)};
         points.maxChroma = 0.0f;
         for (std::size_t i = 0; i < 6; ++i) {
             CMColor color = primaries[i];

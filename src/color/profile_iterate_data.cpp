@@ -58,9 +58,9 @@ std::filesystem::path joinPath(const std::filesystem::path& folder, const std::s
     return base + relative;
 }
 
-void walkProfileFolder(
-    const std::filesystem::path& folder,
-    const std::function<void(const std::string& relativePath, const std::string& fileName)>& visit) {
+void walkProfileFolder(const std::filesystem::path& folder,
+                       const std::function<void(const std::string& relativePath,
+                                                const std::string& fileName)>& visit) {
     std::set<std::pair<dev_t, ino_t>> seen;
     std::vector<Level> stack;
     auto enter = [&](const std::filesystem::path& path, std::string relative) {

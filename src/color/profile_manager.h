@@ -45,21 +45,21 @@ class ProfileManager;
 
 /// Bits of the kinds of use (profile classes) a catalogue lists, in the
 /// order of listing.
-inline constexpr std::uint32_t kUseColorSpace = 1; ///< 'spac'
-inline constexpr std::uint32_t kUseInput = 2;      ///< 'scnr'
-inline constexpr std::uint32_t kUseDisplay = 4;    ///< 'mntr'
-inline constexpr std::uint32_t kUseOutput = 8;     ///< 'prtr'
-inline constexpr std::uint32_t kUseLink = 16;      ///< 'link'
-inline constexpr std::uint32_t kUseAbstract = 32;  ///< 'abst'
+inline constexpr std::uint32_t kUseColorSpace = 1;  ///< 'spac'
+inline constexpr std::uint32_t kUseInput = 2;       ///< 'scnr'
+inline constexpr std::uint32_t kUseDisplay = 4;     ///< 'mntr'
+inline constexpr std::uint32_t kUseOutput = 8;      ///< 'prtr'
+inline constexpr std::uint32_t kUseLink = 16;       ///< 'link'
+inline constexpr std::uint32_t kUseAbstract = 32;   ///< 'abst'
 inline constexpr std::uint32_t kUseNamedColor = 64; ///< 'nmcl'
 
 /// Bits of the colour spaces a catalogue lists, in the order of listing.
-inline constexpr std::uint32_t kSpaceLab = 1;  ///< 'Lab '
-inline constexpr std::uint32_t kSpaceXYZ = 2;  ///< 'XYZ '
-inline constexpr std::uint32_t kSpaceRGB = 4;  ///< 'RGB '
-inline constexpr std::uint32_t kSpaceCMYK = 8; ///< 'CMYK'
+inline constexpr std::uint32_t kSpaceLab = 1;   ///< 'Lab '
+inline constexpr std::uint32_t kSpaceXYZ = 2;   ///< 'XYZ '
+inline constexpr std::uint32_t kSpaceRGB = 4;   ///< 'RGB '
+inline constexpr std::uint32_t kSpaceCMYK = 8;  ///< 'CMYK'
 inline constexpr std::uint32_t kSpaceGray = 16; ///< 'GRAY'
-inline constexpr std::uint32_t kSpaceCMY = 32; ///< 'CMY '
+inline constexpr std::uint32_t kSpaceCMY = 32;  ///< 'CMY '
 
 /// The bit of a class signature in the kinds of use, 0 for one without.
 std::uint32_t kindOfUseBit(OSType profileClass);

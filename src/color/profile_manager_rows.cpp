@@ -125,15 +125,15 @@ std::string ProfileManager::name() const {
 }
 
 std::string ProfileManager::colorSpace() const {
-    return signatureText(
-        hasRow(currentIndex_) ? profilesColorSpaceArray_[static_cast<std::size_t>(currentIndex_)]
-                              : 0);
+    return signatureText(hasRow(currentIndex_)
+                             ? profilesColorSpaceArray_[static_cast<std::size_t>(currentIndex_)]
+                             : 0);
 }
 
 std::string ProfileManager::kindOfUse() const {
-    return signatureText(
-        hasRow(currentIndex_) ? profilesKindOfUseArray_[static_cast<std::size_t>(currentIndex_)]
-                              : 0);
+    return signatureText(hasRow(currentIndex_)
+                             ? profilesKindOfUseArray_[static_cast<std::size_t>(currentIndex_)]
+                             : 0);
 }
 
 std::string ProfileManager::pcs() const {

@@ -57,9 +57,9 @@ std::vector<float> floats(const std::string& text) {
 }
 
 const std::vector<std::string> kAllKeys = {
-    "dot-gain",      "total-ink-max", "black-max",     "start-of-black", "lightest",
-    "full-ink",      "lightest-lch",  "full-ink-lch",  "black-ink-lch",  "cmy-ink-lch",
-    "black-point",   "primaries-lch", "max-chroma"};
+    "dot-gain",    "total-ink-max", "black-max",    "start-of-black", "lightest",
+    "full-ink",    "lightest-lch",  "full-ink-lch", "black-ink-lch",  "cmy-ink-lch",
+    "black-point", "primaries-lch", "max-chroma"};
 
 class CliIccInks : public ::testing::Test {
   protected:
@@ -69,8 +69,8 @@ class CliIccInks : public ::testing::Test {
                 GTEST_SKIP() << p << " missing: run tools/setup.sh";
     }
     CliRun run(std::vector<std::string> args) {
-        return runCli(args, {"HOME=" + home_.path().string(),
-                             "XDG_DATA_HOME=" + (home_ / "share").string()});
+        return runCli(
+            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
     }
     CliRun inks(const std::string& profile, const std::string& intent) {
         return run({"icc", "inks", profile, "--intent", intent});
@@ -109,10 +109,10 @@ TEST_F(CliIccInks, LinesOfAPrinterAndOfAGrayProfile) {
 
     r = inks(kGray, "0");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(keys(r.out), (std::vector<std::string>{"dot-gain", "lightest", "full-ink",
-                                                     "lightest-lch", "full-ink-lch",
-                                                     "black-ink-lch", "cmy-ink-lch", "black-point",
-                                                     "primaries-lch", "max-chroma"}));
+    EXPECT_EQ(keys(r.out),
+              (std::vector<std::string>{"dot-gain", "lightest", "full-ink", "lightest-lch",
+                                        "full-ink-lch", "black-ink-lch", "cmy-ink-lch",
+                                        "black-point", "primaries-lch", "max-chroma"}));
     f = fields(r.out);
     auto gain = floats(f["dot-gain"].substr(0, f["dot-gain"].rfind(' ')));
     EXPECT_EQ(gain, (std::vector<float>{0, 0, 0})); // gray: only black is measured
@@ -164,8 +164,8 @@ TEST_F(CliIccInks, EveryLineIsWhatMatchGivesForTheSameColours) {
     // colour gives two lines, its fields and its reals.
     auto matchAll = [&](const std::string& src, const std::string& dst, int intent,
                         const std::vector<std::vector<std::string>>& colours) {
-        std::vector<std::string> args = {"icc", "match", "--src", src, "--dst",
-                                         dst,   "--intent", std::to_string(intent)};
+        std::vector<std::string> args = {"icc",   "match", "--src",    src,
+                                         "--dst", dst,     "--intent", std::to_string(intent)};
         for (std::size_t i = 0; i < colours.size(); ++i) {
             if (i > 0)
                 args.push_back(",");
@@ -179,9 +179,9 @@ TEST_F(CliIccInks, EveryLineIsWhatMatchGivesForTheSameColours) {
         return out;
     };
     const std::vector<std::vector<std::string>> deviceColours = {
-        {"0", "0", "0", "0"},         {"65535", "65535", "65535", "65535"},
-        {"0", "0", "0", "65535"},     {"65535", "65535", "65535", "0"},
-        {"0", "65535", "0", "0"},     {"65535", "65535", "0", "0"}};
+        {"0", "0", "0", "0"},     {"65535", "65535", "65535", "65535"},
+        {"0", "0", "0", "65535"}, {"65535", "65535", "65535", "0"},
+        {"0", "65535", "0", "0"}, {"65535", "65535", "0", "0"}};
     // The neutral black, then the 91 test colours of the start of black.
     std::vector<std::vector<std::string>> labColours = {{"0", "32767", "32767"}};
     for (int i = 0; i < 91; ++i)

@@ -31,8 +31,8 @@ class CliIccList : public ::testing::Test {
     void put(const std::filesystem::path& path, fixtures::Bytes bytes,
              CMDateTime date = {2023, 3, 2, 10, 45, 31}) {
         fixtures::setDate(bytes, date);
-        fixtures::writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes.data()),
-                                                   bytes.size()));
+        fixtures::writeFile(
+            path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
     CliRun list(std::vector<std::string> args, std::vector<std::string> env = {}) {
         args.insert(args.begin(), {"icc", "list"});
@@ -61,16 +61,21 @@ TEST_F(CliIccList, FolderRowsWithTheirRelativePaths) {
     auto r = list({"--dir", dir(), "--space", "0xC"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "\n"
-                     "Display  (a.icc)\ta.icc\t" + base + "/a.icc\tRGB \tmntr\tXYZ \n"
-                     "Printer  (b/printer.icc)\tb/printer.icc\t" + base +
-                         "/b/printer.icc\tCMYK\tprtr\tLab \n");
+                     "Display  (a.icc)\ta.icc\t" +
+                         base +
+                         "/a.icc\tRGB \tmntr\tXYZ \n"
+                         "Printer  (b/printer.icc)\tb/printer.icc\t" +
+                         base + "/b/printer.icc\tCMYK\tprtr\tLab \n");
 
     // Without file names; masks in decimal; --use plays no part.
     r = list({"--dir", base, "--space", "12", "--use", "0", "--no-file-names"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "\n"
-                     "Display\ta.icc\t" + base + "/a.icc\tRGB \tmntr\tXYZ \n"
-                     "Printer\tb/printer.icc\t" + base + "/b/printer.icc\tCMYK\tprtr\tLab \n");
+                     "Display\ta.icc\t" +
+                         base +
+                         "/a.icc\tRGB \tmntr\tXYZ \n"
+                         "Printer\tb/printer.icc\t" +
+                         base + "/b/printer.icc\tCMYK\tprtr\tLab \n");
 
     r = list({"--dir", base, "--space", "0x10"});
     EXPECT_EQ(r.out, "\nGray  (d.icc)\td.icc\t" + base + "/d.icc\tGRAY\tmntr\tXYZ \n");
@@ -84,7 +89,8 @@ TEST_F(CliIccList, ReportAddsTheDateAndTheHeaderLines) {
     auto out = lines(r.out);
     ASSERT_EQ(out.size(), 9u);
     EXPECT_EQ(out[0], "");
-    EXPECT_EQ(out[1], "Printer  (p.icc)\tp.icc\t" + path + "\tCMYK\tprtr\tLab \t02 March 2023 - 10:45:31");
+    EXPECT_EQ(out[1],
+              "Printer  (p.icc)\tp.icc\t" + path + "\tCMYK\tprtr\tLab \t02 March 2023 - 10:45:31");
     // The report is the header's, as "icc header" prints it, a TAB before each line.
     auto header = lines(runCli({"icc", "header", path}).out);
     ASSERT_EQ(header.size(), 7u);
@@ -133,8 +139,9 @@ TEST_F(CliIccList, PlainListIsTheInstalledProfilesWithSixFields) {
         if (line.empty())
             continue;
         EXPECT_EQ(std::count(line.begin(), line.end(), '\t'), 5) << line;
-        sawSRGB |= line.find("\tsRGB.icc\t/usr/share/color/icc/colord/sRGB.icc\tRGB \tmntr\tXYZ ") !=
-                   std::string::npos;
+        sawSRGB |=
+            line.find("\tsRGB.icc\t/usr/share/color/icc/colord/sRGB.icc\tRGB \tmntr\tXYZ ") !=
+            std::string::npos;
     }
     EXPECT_TRUE(sawSRGB) << r.out;
     // No named-colour or abstract profile without asking.

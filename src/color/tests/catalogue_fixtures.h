@@ -35,8 +35,8 @@ Bytes withRawDescription(const Bytes& profile, const std::vector<std::uint8_t>& 
 /// three intents both ways. The device side is a plain ink model of sRGB;
 /// the separation is the plain one (every neutral in black alone) unless
 /// one is given (L 0..100, a, b in; inks 0..1 out).
-color::ProfileRecipe printerRecipe(
-    std::function<std::array<double, 4>(double L, double a, double b)> separation = {});
+color::ProfileRecipe
+printerRecipe(std::function<std::array<double, 4>(double L, double a, double b)> separation = {});
 
 /// The separations of the edge cases, each a function of L alone so that the
 /// neutral axis holds exactly the values of the table's nodes:

@@ -24,7 +24,8 @@ Bytes catalogueProfile(OSType profileClass, OSType space, std::optional<std::str
 }
 
 void setDate(Bytes& bytes, const CMDateTime& d) {
-    const std::uint16_t fields[6] = {d.year, d.month, d.dayOfTheMonth, d.hours, d.minutes, d.seconds};
+    const std::uint16_t fields[6] = {d.year,  d.month,   d.dayOfTheMonth,
+                                     d.hours, d.minutes, d.seconds};
     for (int i = 0; i < 6; ++i) {
         bytes.at(24 + 2 * i) = static_cast<std::uint8_t>(fields[i] >> 8);
         bytes.at(25 + 2 * i) = static_cast<std::uint8_t>(fields[i] & 0xFF);
@@ -57,7 +58,8 @@ Bytes withRawDescription(const Bytes& profile, const std::vector<std::uint8_t>& 
     return bytes;
 }
 
-ProfileRecipe printerRecipe(std::function<std::array<double, 4>(double, double, double)> separation) {
+ProfileRecipe
+printerRecipe(std::function<std::array<double, 4>(double, double, double)> separation) {
     ProfileRecipe recipe;
     recipe.colorSpace = cmCMYKData;
     recipe.deviceClass = cmOutputClass;

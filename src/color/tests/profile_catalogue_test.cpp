@@ -81,8 +81,8 @@ TEST_F(CatalogueTest, InstalledProfilesComeInGroupsOfKindThenSpace) {
     ASSERT_TRUE(all);
     // spac, scnr, mntr (RGB in walk order, then GRAY), prtr; no abst, nmcl.
     const std::vector<std::string> expected = {
-        "Lab space", "|", "Scanner", "|", "Display RGB A", "Display RGB B", "Hidden", "|", "Gray",
-        "|",         "Printer"};
+        "Lab space", "|", "Scanner", "|", "Display RGB A", "Display RGB B",
+        "Hidden",    "|", "Gray",    "|", "Printer"};
     EXPECT_EQ(rows(*all), expected);
     // No separator at either end, never two side by side.
     for (std::int32_t i = 0; i + 1 < all->count(); ++i)
@@ -99,10 +99,11 @@ TEST_F(CatalogueTest, InstalledProfilesComeInGroupsOfKindThenSpace) {
     EXPECT_TRUE(all->hasFullDatas());
 
     // Masks pick kinds and spaces; the two kinds init leaves out can be asked for.
-    auto displays = ProfileManager::initWithUse(kUseDisplay | kUseNamedColor, kSpaceRGB | kSpaceLab);
+    auto displays =
+        ProfileManager::initWithUse(kUseDisplay | kUseNamedColor, kSpaceRGB | kSpaceLab);
     ASSERT_TRUE(displays);
-    EXPECT_EQ(rows(*displays), (std::vector<std::string>{"Display RGB A", "Display RGB B",
-                                                        "Hidden", "|", "Named"}));
+    EXPECT_EQ(rows(*displays),
+              (std::vector<std::string>{"Display RGB A", "Display RGB B", "Hidden", "|", "Named"}));
     EXPECT_FALSE(displays->hasFullDatas());
     EXPECT_FALSE(ProfileManager::initWithUse(kUseLink, 0x3F, true));
     EXPECT_FALSE(ProfileManager::initWithUse(0x7F, 0));
@@ -121,8 +122,8 @@ TEST_F(CatalogueTest, WalkIsSortedByBytesAndSubfoldersStandInPlace) {
     auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
     ASSERT_TRUE(m);
     // "B" < "_" < "a" < "a.icc" < "d-..." < "\xC3": bytes, not letters.
-    EXPECT_EQ(rows(*m), (std::vector<std::string>{"B", "underscore", "a/z", "a.icc", "B",
-                                                  "e-acute"}));
+    EXPECT_EQ(rows(*m),
+              (std::vector<std::string>{"B", "underscore", "a/z", "a.icc", "B", "e-acute"}));
     EXPECT_EQ(*m->profilePathAtIndex(4), root / "system/d-link-to-B.icc");
 }
 
@@ -136,7 +137,7 @@ TEST_F(CatalogueTest, XYZColorSpaceProfilesOnlyFromAFolder) {
     auto folder = ProfileManager::initWithUse(0, kSpaceXYZ, true, root / "system");
     ASSERT_TRUE(folder);
     EXPECT_EQ(rows(*folder), (std::vector<std::string>{"|", "XYZ display  (xyz-display.icc)",
-                                                      "XYZ space  (xyz-space.icc)"}));
+                                                       "XYZ space  (xyz-space.icc)"}));
 }
 
 TEST_F(CatalogueTest, InstalledNamesAreTheEngineDescriptionCutTo255Bytes) {
@@ -197,10 +198,9 @@ TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
 TEST_F(CatalogueTest, DescriptionElementIsReadIntoTheBuffer) {
     const Bytes base = catalogueProfile(cmDisplayClass, cmRGBData, "x");
     auto element = [](std::uint32_t count, const std::string& text) {
-        std::vector<std::uint8_t> b = {static_cast<std::uint8_t>(count >> 24),
-                                       static_cast<std::uint8_t>(count >> 16),
-                                       static_cast<std::uint8_t>(count >> 8),
-                                       static_cast<std::uint8_t>(count)};
+        std::vector<std::uint8_t> b = {
+            static_cast<std::uint8_t>(count >> 24), static_cast<std::uint8_t>(count >> 16),
+            static_cast<std::uint8_t>(count >> 8), static_cast<std::uint8_t>(count)};
         b.insert(b.end(), text.begin(), text.end());
         return b;
     };
@@ -356,8 +356,8 @@ TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
 
 TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
     const char* oldData = std::getenv("XDG_DATA_HOME");
-    const std::optional<std::string> saved = oldData ? std::optional<std::string>(oldData)
-                                                     : std::nullopt;
+    const std::optional<std::string> saved =
+        oldData ? std::optional<std::string>(oldData) : std::nullopt;
     ::setenv("XDG_DATA_HOME", "/somewhere/data", 1);
     ProfilePlaces places = ProfilePlaces::fromEnvironment();
     if (saved)

@@ -190,7 +190,8 @@ TEST_F(InksTest, StartOfBlackWalksDownTheNeutralAxis) {
     auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
     ASSERT_TRUE(noBlack);
     EXPECT_NEAR(noBlack->PCSToDeviceLuminanceOfStartBlack(), kNoBlackStart, kFloatTolerance);
-    EXPECT_EQ(noBlack->PCSToDeviceLuminanceOfStartBlack(), static_cast<float>(5930 * 100.0 / 65535.0));
+    EXPECT_EQ(noBlack->PCSToDeviceLuminanceOfStartBlack(),
+              static_cast<float>(5930 * 100.0 / 65535.0));
 
     // 1 % of black already on white: the first test stops, exactly 100.
     auto onWhite = printer("onwhite.icc", printerRecipe(separationBlackOnWhite), 1);
@@ -200,7 +201,8 @@ TEST_F(InksTest, StartOfBlackWalksDownTheNeutralAxis) {
     // All neutrals in black: the second step, L 64880, already has about 1 %.
     auto plain = printer("plain.icc", printerRecipe(), 1);
     ASSERT_TRUE(plain);
-    EXPECT_EQ(plain->PCSToDeviceLuminanceOfStartBlack(), static_cast<float>(64880 * 100.0 / 65535.0));
+    EXPECT_EQ(plain->PCSToDeviceLuminanceOfStartBlack(),
+              static_cast<float>(64880 * 100.0 / 65535.0));
 }
 
 TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
