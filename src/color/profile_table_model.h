@@ -31,8 +31,9 @@ class ProfileTableModel : public QAbstractTableModel {
     QVariant headerData(int section, Qt::Orientation orientation,
                         int role = Qt::DisplayRole) const override;
 
-    /// The catalogue behind the model; it lives as long as the model.
-    ProfileManager& manager() const { return *manager_; }
+    /// The catalogue behind the model, which lives as long as the model;
+    /// null when it was given none (then the table is empty).
+    ProfileManager* manager() const { return manager_.get(); }
     const QStringList& columnIdentifiers() const { return columnIdentifiers_; }
 
   private:

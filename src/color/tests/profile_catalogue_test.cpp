@@ -163,6 +163,13 @@ TEST_F(CatalogueTest, EachFileIsReadOncePerListing) {
     ASSERT_TRUE(m);
     EXPECT_EQ(m->count(), 5);
     EXPECT_EQ(CMGetEngineCounters().profilesOpened - before, 5u);
+
+    // A folder list of all spaces: the same, once a file.
+    const auto beforeFolder = CMGetEngineCounters().profilesOpened;
+    auto folder = ProfileManager::initWithUse(0, 0x3F, true, root / "system");
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(folder->count(), 6);
+    EXPECT_EQ(CMGetEngineCounters().profilesOpened - beforeFolder, 5u);
 }
 
 TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
@@ -343,7 +350,7 @@ TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
     EXPECT_EQ(model.headerData(1, Qt::Horizontal).toString(), "name");
     EXPECT_EQ(model.data(model.index(0, 0)).toString(), "mntr");
     EXPECT_EQ(model.data(model.index(2, 1)).toString(), "Beta");
-    EXPECT_EQ(model.manager().currentIndex(), 2);
+    EXPECT_EQ(model.manager()->currentIndex(), 2);
     EXPECT_EQ(model.data(model.index(2, 2)).toString(), "Lab ");
     EXPECT_TRUE(model.data(model.index(2, 3)).toString().startsWith("Size : "));
     EXPECT_EQ(model.data(model.index(2, 3)).toString().count('\n'), 6);
@@ -352,6 +359,12 @@ TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
     EXPECT_EQ(model.data(model.index(1, 0)).toString(), QString(4, QChar(0)));
     EXPECT_FALSE(model.data(model.index(0, 4)).isValid());
     EXPECT_FALSE(model.data(model.index(0, 1), Qt::DecorationRole).isValid());
+
+    // A catalogue that came to nothing makes an empty table.
+    ProfileTableModel empty(ProfileManager::initWithUse(kUseLink, 0x3F), {"name"});
+    EXPECT_FALSE(empty.manager());
+    EXPECT_EQ(empty.rowCount(), 0);
+    EXPECT_FALSE(empty.data(empty.index(0, 0)).isValid());
 }
 
 TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
