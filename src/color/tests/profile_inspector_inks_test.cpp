@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 #include "color/profile_inspector.h"
 #include "color/tests/catalogue_fixtures.h"
@@ -276,4 +277,54 @@ TEST_F(InksTest, InstalledPrinterProfileGivesInksWithinTheirRanges) {
         EXPECT_GT(gain, 0.0f);
         EXPECT_LT(gain, 50.0f);
     }
+}
+
+TEST_F(InksTest, DamagedPrintersGiveDefaultsOrValuesInRange) {
+    const Bytes good = make(printerRecipe());
+    auto b2a1 = tagEntry(good, fourCC("B2A1"));
+    ASSERT_TRUE(b2a1);
+    std::mt19937 random(20261123);
+    int measuredWithWorlds = 0;
+    for (int round = 0; round < 24; ++round) {
+        SCOPED_TRACE(round);
+        Bytes bytes = good;
+        const int flips = 1 + static_cast<int>(random() % 8);
+        for (int i = 0; i < flips; ++i) {
+            // The frame (header, tag table), the table of the way back, or anywhere.
+            const std::uint32_t pick = random() % 3;
+            const std::size_t at = pick == 0   ? random() % 260
+                                   : pick == 1 ? b2a1->first + random() % 64
+                                               : random() % bytes.size();
+            bytes[at] = static_cast<std::uint8_t>(random());
+        }
+        const auto path = writeProfile(dir, "damaged.icc", bytes);
+        for (std::int32_t intent : {-1, 1}) {
+            auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
+            if (!inspector)
+                continue;
+            // Sums of four percentages, each truncated; the walk ends on its grid.
+            const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
+            const std::int32_t black = inspector->PCSToDeviceBlackMax();
+            const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
+            EXPECT_GE(total, 0);
+            EXPECT_LE(total, 400);
+            EXPECT_GE(black, 0);
+            EXPECT_LE(black, 100);
+            EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
+            EXPECT_LE(start, 100.0f);
+            measuredWithWorlds += intent == 1;
+            if (intent == -1) {
+                EXPECT_EQ(total, 400);
+                EXPECT_EQ(black, 100);
+                EXPECT_EQ(start, 100.0f);
+            }
+            (void)inspector->dotGainOfCyanChanel();
+            EXPECT_TRUE(inspector->calculatedDotGain());
+            const CharacteristicProfilePoints points = inspector->characteristicProfilePoints();
+            EXPECT_GE(points.maxChroma, 0.0f);
+        }
+    }
+    // Some damage leaves a working profile, so the measures above did run.
+    EXPECT_GT(measuredWithWorlds, 0);
+    RecordProperty("damaged_printers_measured", measuredWithWorlds);
 }
