@@ -141,6 +141,7 @@ bool ColorWorld::initColorWorld(CMWorldRef& place, const CMProfile* source, std:
         getProfilInfos(*set[i].profile, i == 0 ? dataColorSpaceIn_ : dataColorSpaceOut_);
 
     place = NCWConcatColorWorld(set);
+    bitmapWorld_ = place ? NCWNewBitmapWorld(*place, set) : nullptr;
     return !place;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -9,6 +10,10 @@
 #include "color/color_conversion.h"
 #include "color/color_value.h"
 #include "color/colorsync.h"
+#include "image/bitmap.h"
+#include "image/zol_rect.h"
+
+class QImage;
 
 namespace slidebox::color {
 
@@ -17,6 +22,16 @@ class CompletionHandler {
   public:
     virtual ~CompletionHandler() = default;
     virtual void setAmountOfCompletion(std::int32_t percent) = 0;
+};
+
+/// This system's record around a CMBitmap: how the rep it describes keeps
+/// its pixels, and whether image is this record's own allocation.
+struct CMBitmapMemory {
+    bool isPlanar = false;
+    bool hasAlpha = false;
+    bool ownBitmap = false; ///< image is owned (in ownedImage) rather than the rep's
+    CMBitmap cmBitmap;
+    std::unique_ptr<std::uint8_t[]> ownedImage;
 };
 
 /// The three bytes of a colour as a comparison paints it.
@@ -147,7 +162,90 @@ class ColorWorld : public ColorConversion {
     static void getDefaultOutGamutColors(ColorValue* color, ColorValue* limitColor);
     static void getDefaultNonComparedColor(ColorValue* color);
 
+    // --- Lab bitmap comparison (color_world_compare.cpp) ---
+
+    /// Compares the own Lab bitmap with the external one (16-bit Lab, 6
+    /// bytes a pixel; a null pointer or a null image counts as missing),
+    /// stores the statistics and paints image, an RGB888 QImage of the own
+    /// bitmap's size, by the differences. mask: 8-bit, only image and
+    /// rowBytes read, 0 compared; it must cover the bitmaps. A bad image
+    /// beeps and logs, and the comparison runs without painting. False
+    /// (and a log line) when a bitmap is missing or the two differ in
+    /// layout; gamutTolerance is stored even then.
+    bool compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBitmap* external,
+                                         float tolerance, const CMBitmap* mask, QImage* image);
+    /// The two passes: statistics, then the gamut data (null: none) at
+    /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
+    /// most 0.09999999).
+    bool compareLabBitmap(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
+                          std::uint8_t* gamut, std::size_t gamutRowBytes);
+    /// The gamut data of image when it is an RGB image of 24 bits a pixel
+    /// without alpha and of the bitmap's size; its bytes per row go to
+    /// rowBytes. Else a beep, a log line and null.
+    static std::uint8_t* testGamutImage(QImage* image, const CMBitmap& bitmap,
+                                        std::int32_t& rowBytes);
+    /// Same pixelSize, rowBytes, width and height.
+    static bool sameLabBitmap(const CMBitmap& a, const CMBitmap& b);
+    /// Measures a patch from its top-left mask byte: zero bytes rightwards,
+    /// zero bytes downwards; a patch ends at the edge of the bitmap.
+    static void findPatchDimensionWidth(std::uint32_t& width, std::uint32_t& height,
+                                        const std::uint8_t* maskPtr, const CMBitmap& mask,
+                                        std::uint32_t widthLeft, std::uint32_t heightLeft);
+    /// The Lab average of width × height pixels from color, fields truncated.
+    static CMColor averagePatchColorWidth(std::uint32_t width, std::uint32_t height,
+                                          const std::uint8_t* color, const CMBitmap& bitmap);
+    /// Writes "No Difference" centred on the image in the application's
+    /// font, the largest size of 28 down to 2 whose width fits.
+    static void drawNoDifference(QImage& image);
+    /// What sounds a beep; nothing until the application sets it.
+    static void setBeepHandler(std::function<void()> handler);
+
+    void setDeltaEKindForLabBitmapComparison(std::int32_t kind) { deltaEKind_ = kind; }
+    std::int32_t deltaEKindForLabBitmapComparison() const { return deltaEKind_; }
+    void setAveragePatchColor(bool on) { averagePatchColor_ = on; }
+    bool averagePatchColor() const { return averagePatchColor_; }
+    float gamutTolerance() const { return gamutTolerance_; }
+    float averageDeltaE() const { return averageDeltaE_; }
+    float maxiDeltaE() const { return maxiDeltaE_; }
+    float miniDeltaE() const { return miniDeltaE_; }
+    float inGamutPixelsPercentage() const { return inGamutPixelsPercentage_; }
+    /// Pixels (or patches) the last comparison counted.
+    std::uint32_t comparedCount() const { return compared_; }
+    /// Whether the last comparison found no difference: maxiDeltaE at most
+    /// 0.09999999 (not 0.1, not 0).
+    bool noDifference() const { return static_cast<double>(maxiDeltaE_) <= 0.09999999; }
+
+    /// Matches a whole bitmap through the world in tiles of at most one
+    /// million pixels into destination, of the same size; with no
+    /// destination and a world that ends in Lab, into a Lab bitmap of three
+    /// 16-bit fields a pixel kept for labBitmap(). The reps' channels are
+    /// taken from the world's spaces; samples 8 or 16 bits. The source is
+    /// only read. False (with a line in the log) when the reps don't fit
+    /// the world or each other, or when memory fails. The completion
+    /// handler hears after each tile, ending on 100.
+    bool matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination);
+    /// The Lab bitmap of the last match in Lab mode; null when there is none.
+    const CMBitmap* labBitmap() const;
+    /// Frees the tile buffers and the Lab bitmap.
+    void releaseMemory();
+
+    /// The tile loop's state, visible for tests.
+    const CMBitmapMemory& bitmapIn() const { return bitmapIn_; }
+    const CMBitmapMemory& bitmapOut() const { return bitmapOut_; }
+    std::int32_t tileSizeWidth() const { return tileSizeWidth_; }
+    std::int32_t tileSizeHeight() const { return tileSizeHeight_; }
+
   private:
+    bool matchImageReps();
+    bool allocAndInitDatas();
+    void allocCMBitmapMemory(CMBitmapMemory& memory, const image::Bitmap& rep, OSType space);
+    void allocCMBitmapMemoryWithLabBitmap(CMBitmapMemory& memory);
+    void inRect();
+    void outRect();
+    void matchBitmaps();
+    bool nextRect();
+    static void releaseCMBitmapMemory(CMBitmapMemory& memory);
+
     static std::unique_ptr<ColorWorld> withHandler(std::unique_ptr<ColorWorld> world,
                                                    std::shared_ptr<CompletionHandler> handler);
 
@@ -160,6 +258,25 @@ class ColorWorld : public ColorConversion {
     std::optional<std::filesystem::path> destProfilePath_;
     ComparisonColors comparison_;
     std::shared_ptr<CompletionHandler> completionHandler_;
+    // Bitmap matching: the chain kept for bitmaps, the two reps of the
+    // match under way, their tile records and the tile.
+    CMBitmapWorldRef bitmapWorld_;
+    const image::Bitmap* repIn_ = nullptr;
+    image::Bitmap* repOut_ = nullptr;
+    CMBitmapMemory bitmapIn_;
+    CMBitmapMemory bitmapOut_;
+    image::ZOL_Rect datasRect_;
+    std::int32_t tileSizeWidth_ = 0;
+    std::int32_t tileSizeHeight_ = 0;
+    // The Lab comparison's settings and statistics.
+    std::int32_t deltaEKind_ = 0;
+    bool averagePatchColor_ = false;
+    float gamutTolerance_ = 0.0f;
+    float averageDeltaE_ = 0.0f;
+    float maxiDeltaE_ = 0.0f;
+    float miniDeltaE_ = 0.0f;
+    float inGamutPixelsPercentage_ = 0.0f;
+    std::uint32_t compared_ = 0;
 };
 
 } // namespace slidebox::color

@@ -10,10 +10,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <fstream>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "platform/log.h"
 
@@ -134,7 +137,14 @@ std::uint8_t toByte(double value) {
 // The a and b span of the colour record: field 65535 is 127.996, field 0 is -128.
 constexpr double kLabABSpan = 255.996;
 
+std::atomic<std::uint64_t> profilesOpened{0};
+std::atomic<std::uint64_t> worldsBuilt{0};
+
 } // namespace
+
+CMEngineCounters CMGetEngineCounters() {
+    return {profilesOpened.load(), worldsBuilt.load()};
+}
 
 // ---------------------------------------------------------------------------
 // Profiles
@@ -205,6 +215,7 @@ CMProfileRef CMOpenProfile(const std::filesystem::path& path) {
     if (!profile->handle)
         return nullptr;
     profile->location = path;
+    ++profilesOpened;
     return CMProfileRef(profile.release());
 }
 
@@ -234,6 +245,22 @@ CMError CMGetProfileElement(const CMProfile& profile, OSType tag, std::uint32_t&
         return cmProfileError;
     cmsUInt32Number read = cmsReadRawTag(profile.handle.get(), sig, buffer, stored);
     if (read != stored)
+        return cmProfileError;
+    size = read;
+    return noErr;
+}
+
+CMError CMGetProfileElementStart(const CMProfile& profile, OSType tag, std::uint32_t& size,
+                                 void* buffer) {
+    if (!buffer || size == 0)
+        return paramErr;
+    auto sig = static_cast<cmsTagSignature>(tag);
+    if (!cmsIsTag(profile.handle.get(), sig))
+        return cmElementTagNotFound;
+    // The engine reads no more than the buffer holds of an element it has
+    // not parsed yet, straight from the file.
+    cmsUInt32Number read = cmsReadRawTag(profile.handle.get(), sig, buffer, size);
+    if (read == 0 || read > size)
         return cmProfileError;
     size = read;
     return noErr;
@@ -402,6 +429,7 @@ CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set) {
     world->outputSpace = current;
     world->inputChannels = in->channels;
     world->outputChannels = out->channels;
+    ++worldsBuilt;
     return CMWorldRef(world.release());
 }
 
@@ -463,6 +491,7 @@ struct DeviceModel {
     unsigned channels = 0;
     Transform toLab;   // RGB or gray doubles -> Lab doubles
     Transform fromLab; // Lab doubles -> RGB or gray doubles
+    std::function<std::array<double, 4>(double, double, double)> separation; // CMYK, optional
 
     bool init(OSType s) {
         space = s;
@@ -510,6 +539,11 @@ struct DeviceModel {
             out[0] = lab.L / 100.0;
             out[1] = (lab.a + 128.0) / 255.0;
             out[2] = (lab.b + 128.0) / 255.0;
+            return;
+        }
+        if (space == cmCMYKData && separation) {
+            std::array<double, 4> inks = separation(lab.L, lab.a, lab.b);
+            std::copy(inks.begin(), inks.end(), out);
             return;
         }
         double rgb[3] = {};
@@ -661,6 +695,7 @@ std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe
     DeviceModel model;
     if (!engine() || !model.init(recipe.colorSpace))
         return std::nullopt;
+    model.separation = recipe.separation;
     Handle h(cmsCreateProfilePlaceholder(engine()));
     if (!h)
         return std::nullopt;
@@ -699,6 +734,238 @@ std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe
                             static_cast<cmsUInt32Number>(bytes.size())))
             return std::nullopt;
     return saveProfile(h.get());
+}
+
+// ---------------------------------------------------------------------------
+// Bitmaps
+
+struct CMBitmapWorld {
+    std::vector<Handle> profiles;
+    std::vector<cmsUInt32Number> intents;
+    OSType inputSpace = 0;
+    OSType outputSpace = 0;
+    // The last transform built, for the pair of formats it was built for:
+    // a tiled match asks for the same pair tile after tile.
+    Transform transform;
+    cmsUInt32Number inFormat = 0;
+    cmsUInt32Number outFormat = 0;
+    cmsUInt32Number flags = 0;
+};
+
+void CWDisposeBitmapWorld(CMBitmapWorld* world) noexcept {
+    delete world;
+}
+
+namespace {
+
+/// A profile handle of our own: reopened from its file (the engine reads
+/// tags only when asked), or copied through memory when it has none.
+Handle duplicateProfile(const CMProfile& profile) {
+    if (!profile.location.empty()) {
+        Handle h(cmsOpenProfileFromFileTHR(engine(), profile.location.c_str(), "r"));
+        if (h)
+            return h;
+    }
+    cmsUInt32Number size = 0;
+    cmsHPROFILE source = profile.handle.get();
+    if (!source || !cmsSaveProfileToMem(source, nullptr, &size) || size == 0)
+        return nullptr;
+    std::vector<std::uint8_t> bytes(size);
+    if (!cmsSaveProfileToMem(source, bytes.data(), &size))
+        return nullptr;
+    return Handle(cmsOpenProfileFromMemTHR(engine(), bytes.data(), size));
+}
+
+/// What a layout code says of a row.
+struct RowLayout {
+    unsigned samples = 0; // all samples of a pixel, alpha included
+    bool alpha = false;
+    unsigned bytes = 1;   // of one sample
+    bool labFields = false;
+};
+
+std::optional<RowLayout> rowLayoutOf(std::uint32_t space) {
+    if (space == cmLab48Space)
+        return RowLayout{3, false, 2, true};
+    unsigned bytes = (space & cm16BitSamples) ? 2 : 1;
+    switch (space & ~cm16BitSamples) {
+    case cmGray8Space:
+        return RowLayout{1, false, bytes, false};
+    case cmGrayA8Space:
+        return RowLayout{2, true, bytes, false};
+    case cmRGB24Space:
+        return RowLayout{3, false, bytes, false};
+    case cmRGBA32Space:
+        return RowLayout{4, true, bytes, false};
+    case cmLab24Space:
+        return RowLayout{3, false, bytes, bytes == 2};
+    case cmLabA32Space:
+        return RowLayout{4, true, bytes, bytes == 2};
+    case cm32_8ColorSpace:
+        return RowLayout{4, false, bytes, false};
+    default:
+        return std::nullopt;
+    }
+}
+
+/// The engine's format for a row, or 0 when the space's channels don't fit
+/// the layout. Lab fields travel as doubles, converted here.
+cmsUInt32Number bitmapFormat(const RowLayout& row, OSType space) {
+    auto layout = layoutOf(space);
+    if (!layout)
+        return 0;
+    unsigned colour = row.samples - (row.alpha ? 1u : 0u);
+    if (layout->channels > colour)
+        return 0;
+    if (row.labFields)
+        return layout->pixelType == PT_Lab && !row.alpha ? cmsUInt32Number{TYPE_Lab_DBL} : 0;
+    return COLORSPACE_SH(static_cast<cmsUInt32Number>(layout->pixelType)) |
+           CHANNELS_SH(layout->channels) | BYTES_SH(row.bytes) |
+           EXTRA_SH(row.samples - layout->channels);
+}
+
+constexpr std::size_t kFieldChunk = 1024; // pixels converted at a time
+
+void fieldsToLab(const std::uint16_t* fields, double* lab, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) {
+        lab[3 * i] = fields[3 * i] * 100.0 / 65535.0;
+        lab[3 * i + 1] = fields[3 * i + 1] * kLabABSpan / 65535.0 - 128.0;
+        lab[3 * i + 2] = fields[3 * i + 2] * kLabABSpan / 65535.0 - 128.0;
+    }
+}
+
+void labToFields(const double* lab, std::uint16_t* fields, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) {
+        fields[3 * i] = toField(lab[3 * i] * 65535.0 / 100.0);
+        fields[3 * i + 1] = toField((lab[3 * i + 1] + 128.0) * 65535.0 / kLabABSpan);
+        fields[3 * i + 2] = toField((lab[3 * i + 2] + 128.0) * 65535.0 / kLabABSpan);
+    }
+}
+
+/// Rows first..last of a match: straight through the engine, or through
+/// chunks of doubles where a side holds Lab fields.
+void matchRows(cmsHTRANSFORM t, const CMBitmap& src, const CMBitmap& dst, std::size_t inPixel,
+               std::size_t outPixel, bool labIn, bool labOut, std::int32_t first,
+               std::int32_t last) {
+    const auto width = static_cast<std::size_t>(src.width);
+    const auto* inBase = reinterpret_cast<const std::uint8_t*>(src.image);
+    auto* outBase = reinterpret_cast<std::uint8_t*>(dst.image);
+    if (!labIn && !labOut) {
+        const std::uint8_t* in = inBase + static_cast<std::size_t>(first) * src.rowBytes;
+        std::uint8_t* out = outBase + static_cast<std::size_t>(first) * dst.rowBytes;
+        cmsDoTransformLineStride(t, in, out, static_cast<cmsUInt32Number>(width),
+                                 static_cast<cmsUInt32Number>(last - first),
+                                 static_cast<cmsUInt32Number>(src.rowBytes),
+                                 static_cast<cmsUInt32Number>(dst.rowBytes), 0, 0);
+        return;
+    }
+    std::vector<double> inLab(labIn ? kFieldChunk * 3 : 0);
+    std::vector<double> outLab(labOut ? kFieldChunk * 3 : 0);
+    for (std::int32_t y = first; y < last; ++y) {
+        const std::uint8_t* in = inBase + static_cast<std::size_t>(y) * src.rowBytes;
+        std::uint8_t* out = outBase + static_cast<std::size_t>(y) * dst.rowBytes;
+        for (std::size_t x = 0; x < width; x += kFieldChunk) {
+            std::size_t n = std::min(kFieldChunk, width - x);
+            const void* from = in + x * inPixel;
+            if (labIn) {
+                fieldsToLab(reinterpret_cast<const std::uint16_t*>(from), inLab.data(), n);
+                from = inLab.data();
+            }
+            void* to = labOut ? static_cast<void*>(outLab.data()) : out + x * outPixel;
+            cmsDoTransform(t, from, to, static_cast<cmsUInt32Number>(n));
+            if (labOut)
+                labToFields(outLab.data(), reinterpret_cast<std::uint16_t*>(out + x * outPixel), n);
+        }
+    }
+}
+
+} // namespace
+
+CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const ProfileSetEntry> set) {
+    auto world = std::make_unique<CMBitmapWorld>();
+    world->inputSpace = checked.inputSpace;
+    world->outputSpace = checked.outputSpace;
+    for (const ProfileSetEntry& entry : set) {
+        if (!entry.profile)
+            return nullptr;
+        Handle h = duplicateProfile(*entry.profile);
+        if (!h)
+            return nullptr;
+        world->profiles.push_back(std::move(h));
+        world->intents.push_back(static_cast<cmsUInt32Number>(entry.renderingIntent));
+    }
+    return CMBitmapWorldRef(world.release());
+}
+
+CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) {
+    auto inRow = rowLayoutOf(src.space);
+    auto outRow = rowLayoutOf(dst.space);
+    if (!inRow || !outRow || !src.image || !dst.image || src.width != dst.width ||
+        src.height != dst.height || src.width > 0x7FFFFFFFu || src.height > 0x7FFFFFFFu)
+        return paramErr;
+    // The rows must hold their pixels, as many bytes as the layout code says.
+    const auto inPixel = std::int64_t{inRow->samples} * inRow->bytes;
+    const auto outPixel = std::int64_t{outRow->samples} * outRow->bytes;
+    if (std::int64_t{src.rowBytes} < inPixel * src.width ||
+        std::int64_t{dst.rowBytes} < outPixel * dst.width)
+        return paramErr;
+    if (src.width == 0 || src.height == 0)
+        return noErr;
+    cmsUInt32Number inFormat = bitmapFormat(*inRow, world.inputSpace);
+    cmsUInt32Number outFormat = bitmapFormat(*outRow, world.outputSpace);
+    if (!inFormat || !outFormat)
+        return paramErr;
+    cmsUInt32Number flags = cmsFLAGS_NOCACHE;
+    // Lab fields are what comparisons measure: they come out as a single
+    // colour's would, without the engine's precalculated tables.
+    if (inRow->labFields || outRow->labFields)
+        flags |= cmsFLAGS_NOOPTIMIZE;
+    if (inRow->alpha && outRow->alpha && !inRow->labFields && !outRow->labFields &&
+        inRow->bytes == outRow->bytes)
+        flags |= cmsFLAGS_COPY_ALPHA;
+    if (!world.transform || world.inFormat != inFormat || world.outFormat != outFormat ||
+        world.flags != flags) {
+        std::vector<cmsHPROFILE> handles;
+        for (const Handle& h : world.profiles)
+            handles.push_back(h.get());
+        std::vector<cmsBool> blackPoint(handles.size(), FALSE);
+        std::vector<cmsFloat64Number> adaptation(handles.size(), 1.0);
+        world.transform.reset(cmsCreateExtendedTransform(
+            engine(), static_cast<cmsUInt32Number>(handles.size()), handles.data(),
+            blackPoint.data(), world.intents.data(), adaptation.data(), nullptr, 0, inFormat,
+            outFormat, flags));
+        world.inFormat = inFormat;
+        world.outFormat = outFormat;
+        world.flags = flags;
+        if (!world.transform)
+            return cmProfileError;
+    }
+    cmsHTRANSFORM t = world.transform.get();
+    const bool labIn = inRow->labFields;
+    const bool labOut = outRow->labFields;
+    const auto inBytes = static_cast<std::size_t>(inPixel);
+    const auto outBytes = static_cast<std::size_t>(outPixel);
+    // Two halves on two threads when there is enough to share; the engine's
+    // transforms without a cache may be used by several threads at once.
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const std::int64_t pixels = std::int64_t{src.width} * src.height;
+    const std::int32_t parts =
+        pixels < 65536 || src.height < 2 ? 1 : static_cast<std::int32_t>(std::min(cores, 8u));
+    const auto height = static_cast<std::int32_t>(src.height);
+    std::vector<std::thread> helpers;
+    std::int32_t start = 0;
+    for (std::int32_t i = 0; i < parts; ++i) {
+        std::int32_t end = static_cast<std::int32_t>(std::int64_t{height} * (i + 1) / parts);
+        if (i + 1 < parts)
+            helpers.emplace_back(matchRows, t, std::cref(src), std::cref(dst), inBytes, outBytes,
+                                 labIn, labOut, start, end);
+        else
+            matchRows(t, src, dst, inBytes, outBytes, labIn, labOut, start, end);
+        start = end;
+    }
+    for (std::thread& helper : helpers)
+        helper.join();
+    return noErr;
 }
 
 } // namespace slidebox::color

@@ -7,9 +7,11 @@
 // that talks to it. Every handle is owned by a std::unique_ptr whose deleter
 // is the matching close, so each open is closed exactly once.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -69,6 +71,15 @@ std::optional<CM2Header> CMGetProfileHeader(const CMProfile& profile);
 /// size of 0 with a buffer.
 CMError CMGetProfileElement(const CMProfile& profile, OSType tag, std::uint32_t& size,
                             void* buffer);
+
+/// Reads the start of one tagged element, as stored: at most size bytes
+/// (its capacity, above 0) of it, type signature first. size receives the
+/// number of bytes written, which is less than the element's size when the
+/// buffer is smaller. cmElementTagNotFound when the profile has no such
+/// tag, cmProfileError when the element can't be read, paramErr for no
+/// buffer or a capacity of 0.
+CMError CMGetProfileElementStart(const CMProfile& profile, OSType tag, std::uint32_t& size,
+                                 void* buffer);
 
 /// The profile's description (its "desc" tag) as UTF-8. Nothing when the
 /// profile has none or it can't be read.
@@ -150,6 +161,14 @@ std::vector<double> engineValuesFromColor(const CMColor& color, OSType space);
 /// Nothing for a space without a colour record or too few values.
 std::optional<CMColor> colorFromEngineValues(std::span<const double> values, OSType space);
 
+/// How much work the engine has done in this process: profiles opened and
+/// colour worlds built. Lets a test tell that work isn't repeated.
+struct CMEngineCounters {
+    std::uint64_t profilesOpened = 0;
+    std::uint64_t worldsBuilt = 0;
+};
+CMEngineCounters CMGetEngineCounters();
+
 // ---------------------------------------------------------------------------
 // Making profiles
 
@@ -184,9 +203,56 @@ struct ProfileRecipe {
     std::vector<ProfileTableRecipe> tables;
     /// Elements written as given, type signature first (also to spoil a table).
     std::vector<std::pair<OSType, std::vector<std::uint8_t>>> rawTags;
+    /// CMYK: when given, the Lab-to-CMYK tables hold this separation in
+    /// place of the plain one (which puts every neutral in black alone): it
+    /// gets L 0..100, a and b about -128..128 and gives the four inks 0..1.
+    std::function<std::array<double, 4>(double L, double a, double b)> separation;
 };
 
 /// The bytes of a profile made to the recipe; nothing if the engine refuses.
 std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe);
+
+// ---------------------------------------------------------------------------
+// Bitmaps
+
+/// Layout codes of a CMBitmap row, 8-bit samples, packed, alpha last.
+inline constexpr std::uint32_t cmGray8Space = 0x280A;     ///< 1 sample
+inline constexpr std::uint32_t cmGrayA8Space = 0x208A;    ///< gray, alpha
+inline constexpr std::uint32_t cmRGB24Space = 0x2101;     ///< 3 samples
+inline constexpr std::uint32_t cmRGBA32Space = 0x0881;    ///< RGB, alpha
+inline constexpr std::uint32_t cmLab24Space = 0x2108;     ///< 3 samples, a and b around 128
+inline constexpr std::uint32_t cmLabA32Space = 0x0A08;    ///< Lab, alpha
+inline constexpr std::uint32_t cm32_8ColorSpace = 0x0802; ///< 4 samples
+/// Three unsigned 16-bit Lab fields a pixel, encoded as CMLabColor.
+inline constexpr std::uint32_t cmLab48Space = 0x2908;
+/// Added to any code above (but cmLab48Space): 16-bit samples in the
+/// machine's byte order. A 16-bit Lab layout holds CMLabColor fields.
+inline constexpr std::uint32_t cm16BitSamples = 0x10000;
+
+/// A colour world for bitmaps: the same chain as NCWConcatColorWorld, but
+/// the engine may precalculate and optimise, since whole images are
+/// matched. Opaque; made by NCWNewBitmapWorld.
+struct CMBitmapWorld;
+void CWDisposeBitmapWorld(CMBitmapWorld* world) noexcept;
+struct CMBitmapWorldDisposer {
+    void operator()(CMBitmapWorld* world) const noexcept { CWDisposeBitmapWorld(world); }
+};
+using CMBitmapWorldRef = std::unique_ptr<CMBitmapWorld, CMBitmapWorldDisposer>;
+
+/// Keeps the chain that built checked (by NCWConcatColorWorld, which made
+/// the checks) for later bitmap matches, with its own copies of the
+/// profiles; the caller's may close. Null when a profile can't be copied.
+/// Cheap: the engine's transforms are built on the first match of each
+/// pair of layouts.
+CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const ProfileSetEntry> set);
+
+/// Matches src into dst, both of the same width and height, rows at their
+/// own rowBytes; src and dst may be the same memory when their layouts
+/// are. The channels are those of the world's input and output spaces, the
+/// sample width and alpha those of the layout codes (pixelSize is not
+/// read); alpha is copied when both layouts have it. Spread over the machine's cores. paramErr for
+/// sizes, codes or channel counts that don't fit, cmProfileError when the
+/// engine refuses the transform.
+CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst);
 
 } // namespace slidebox::color

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "color/characteristic_profile_points.h"
 #include "color/cm2_header.h"
 #include "color/color_world.h"
 
@@ -101,6 +102,50 @@ class ProfileInspector {
     /// profile won't open.
     std::optional<std::vector<std::uint8_t>> profileDescriptionStructureData() const;
 
+    // Ink limits, dot gain and characteristic points, measured from outside:
+    // single test colours through the colour worlds (profile_inspector_inks.cpp).
+
+    /// The density log10(1/v) of a colour after the world has matched it
+    /// into Lab, v its X (component 0), Y (1) or Z (2) on the scale where Y of
+    /// white is 100 (so white has a Y density of -2). The colour is
+    /// overwritten by its match. Infinite for a component of 0.
+    static float densityForColor(CMColor& color, const ColorWorld& world,
+                                 std::int32_t component);
+    static float XdensityForColor(CMColor& color, const ColorWorld& world);
+    static float YdensityForColor(CMColor& color, const ColorWorld& world);
+    static float ZdensityForColor(CMColor& color, const ColorWorld& world);
+
+    /// Works out the four dot gains once for the inspector's life, through a
+    /// world of its own (profile -> generic Lab, absolute colorimetric); a
+    /// failed attempt is not repeated. Gains stay 0 for a space other than
+    /// CMYK and GRAY, and for GRAY all but black.
+    void calculateDotGain();
+    /// The gain of an ink at its nominal half tint, in percentage points;
+    /// each calls calculateDotGain first. May be NaN when the profile's
+    /// paper has no density.
+    float dotGainOfBlackChanel();
+    float dotGainOfCyanChanel();
+    float dotGainOfMagentaChanel();
+    float dotGainOfYellowChanel();
+    /// Whether the gains are settled.
+    bool calculatedDotGain() const { return calculatedDotGain_; }
+
+    /// Total ink of the darkest neutral (Lab 0 sent to the device), in
+    /// percent truncated: 400 without a PCSToDevice world or for a space
+    /// other than CMYK.
+    std::int32_t PCSToDeviceTotalInkMax() const;
+    /// Black ink of the darkest neutral in percent truncated; 100 without a
+    /// PCSToDevice world or for a space other than CMYK.
+    std::int32_t PCSToDeviceBlackMax() const;
+    /// Lightness 0..100 at which black ink reaches 0.5 % walking down the
+    /// neutral axis in 91 steps from L 100; about 9.0486 when it never does,
+    /// 100 without a PCSToDevice world or for a space other than CMYK.
+    float PCSToDeviceLuminanceOfStartBlack() const;
+    /// The characteristic colours of a CMYK or GRAY profile through the
+    /// inspector's worlds; all zero without a DeviceToPCS world or for
+    /// another space.
+    CharacteristicProfilePoints characteristicProfilePoints() const;
+
   private:
     ProfileInspector() = default;
     static std::unique_ptr<ProfileInspector> initWithPath(const std::filesystem::path& path,
@@ -112,6 +157,11 @@ class ProfileInspector {
     std::filesystem::path profilePath_;
     bool eraseTempFile_ = false;
     CM2Header profileHeader_;
+    bool calculatedDotGain_ = false;
+    float dotGainForBlack_ = 0.0f;
+    float dotGainForCyan_ = 0.0f;
+    float dotGainForMagenta_ = 0.0f;
+    float dotGainForYellow_ = 0.0f;
 };
 
 } // namespace slidebox::color

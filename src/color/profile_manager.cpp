@@ -136,8 +136,10 @@ ProfilePlaces ProfilePlaces::underHome(const std::filesystem::path& home) {
 
 ProfilePlaces ProfilePlaces::fromEnvironment() {
     ProfilePlaces p = underHome(platform::homeDirectory());
-    if (auto dataHome = environmentPath("XDG_DATA_HOME"); !dataHome.empty())
+    if (auto dataHome = environmentPath("XDG_DATA_HOME"); !dataHome.empty()) {
         p.dataHome = dataHome;
+        p.profileFolders[2] = dataHome / "icc";
+    }
     return p;
 }
 

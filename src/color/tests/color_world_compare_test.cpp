@@ -1,0 +1,314 @@
+#include <gtest/gtest.h>
+
+#include <QImage>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "color/color_world.h"
+#include "platform/log.h"
+
+using namespace slidebox::color;
+
+namespace {
+
+constexpr float kExact = 0.0f;
+constexpr float kSumTol = 1e-5f;
+// The a field 20000 is a = -49.875...; 256 fields further on lie exactly one
+// unit of a further in single precision, and so on for these steps.
+constexpr std::uint16_t kBaseA = 20000;
+constexpr std::uint16_t kA1 = 20256, kA2 = 20512, kA6 = 21536, kA10 = 22560;
+
+// A 16-bit Lab bitmap that owns its pixels, every pixel L 50, b 0 and the
+// given a field; rows can be padded.
+struct LabImage {
+    std::vector<std::uint16_t> pixels;
+    CMBitmap bitmap;
+    LabImage(std::uint32_t width, std::uint32_t height, std::uint16_t a = kBaseA,
+             std::uint32_t padPixels = 0)
+        : pixels(static_cast<std::size_t>(width + padPixels) * height * 3) {
+        for (std::size_t i = 0; i < pixels.size(); i += 3) {
+            pixels[i] = 32768;
+            pixels[i + 1] = a;
+            pixels[i + 2] = 32768;
+        }
+        bitmap.image = reinterpret_cast<char*>(pixels.data());
+        bitmap.width = width;
+        bitmap.height = height;
+        bitmap.rowBytes = (width + padPixels) * 6;
+        bitmap.pixelSize = 48;
+    }
+    void setA(std::uint32_t x, std::uint32_t y, std::uint16_t a) {
+        pixels[(static_cast<std::size_t>(y) * bitmap.rowBytes / 6 + x) * 3 + 1] = a;
+    }
+};
+
+struct Mask {
+    std::vector<std::uint8_t> bytes;
+    CMBitmap bitmap;
+    Mask(std::uint32_t width, std::uint32_t height, std::uint8_t value)
+        : bytes(static_cast<std::size_t>(width) * height, value) {
+        bitmap.image = reinterpret_cast<char*>(bytes.data());
+        bitmap.rowBytes = width;
+    }
+};
+
+RGB8 pixelOf(const QImage& image, int x, int y) {
+    const uchar* p = image.constScanLine(y) + x * 3;
+    return {p[0], p[1], p[2]};
+}
+
+// Columns holding dark (text) pixels: first and last, or -1 when none.
+std::pair<int, int> darkColumns(const QImage& image) {
+    int first = -1, last = -1;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor c = image.pixelColor(x, y);
+            if (c.red() < 64 && c.green() < 64 && c.blue() < 64) {
+                if (first < 0 || x < first)
+                    first = x;
+                last = std::max(last, x);
+            }
+        }
+    return {first, last};
+}
+
+class CompareTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        world.initComparisonColors();
+        slidebox::platform::setLogSink([this](std::string_view line) { log.emplace_back(line); });
+        ColorWorld::setBeepHandler([this] { ++beeps; });
+    }
+    void TearDown() override {
+        slidebox::platform::setLogSink({});
+        ColorWorld::setBeepHandler({});
+    }
+    ColorWorld world;
+    std::vector<std::string> log;
+    int beeps = 0;
+};
+
+TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
+    LabImage a(200, 40), b(200, 40);
+    QImage image(200, 40, QImage::Format_RGB888);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    EXPECT_NEAR(world.averageDeltaE(), 0.0f, kExact);
+    EXPECT_NEAR(world.maxiDeltaE(), 0.0f, kExact);
+    EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 255, 255}));
+    // "No Difference" in black across the middle.
+    auto [first, last] = darkColumns(image);
+    EXPECT_GE(first, 0);
+    EXPECT_GT(last, first);
+    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(beeps, 0);
+}
+
+TEST_F(CompareTest, ToleranceZeroOnEqualBitmapsTakesTheOutOfGamutStart) {
+    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0.
+    LabImage a(3, 1), b(3, 1);
+    QImage image(3, 1, QImage::Format_RGB888);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 0.0f, nullptr, &image));
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    const RGB8 limit = world.comparisonColors().outGamutLimitRGB;
+    EXPECT_EQ(limit, (RGB8{255, 178, 0}));
+    EXPECT_EQ(pixelOf(image, 1, 0), limit);
+}
+
+TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
+    LabImage a(5, 1), b(5, 1);
+    const std::uint16_t fields[5] = {kBaseA, kA1, kA2, kA6, kA10};
+    for (std::uint32_t x = 0; x < 5; ++x)
+        b.setA(x, 0, fields[x]);
+    QImage image(5, 1, QImage::Format_RGB888);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    EXPECT_NEAR(world.maxiDeltaE(), 10.0f, kExact);
+    EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
+    EXPECT_NEAR(world.averageDeltaE(), 19.0f / 5.0f, kSumTol);
+    // d = 2 is in gamut for the statistics ...
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 60.0f, kExact);
+    EXPECT_EQ(world.comparedCount(), 5u);
+    EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 255, 255}));
+    EXPECT_EQ(pixelOf(image, 1, 0), (RGB8{127, 204, 127}));
+    // ... and on the out-of-gamut ramp for the picture.
+    EXPECT_EQ(pixelOf(image, 2, 0), (RGB8{255, 178, 0}));
+    EXPECT_EQ(pixelOf(image, 3, 0), (RGB8{153, 89, 0}));
+    EXPECT_EQ(pixelOf(image, 4, 0), (RGB8{51, 0, 0}));
+    EXPECT_EQ(darkColumns(image).first, -1) << "they differ: no text";
+}
+
+TEST_F(CompareTest, NoDifferenceUpToJustUnderATenth) {
+    LabImage a(2, 1), b(2, 1);
+    QImage image(2, 1, QImage::Format_RGB888);
+    // 12 fields of a: 0.0469, shown as it is and still no difference.
+    b.setA(1, 0, kBaseA + 12);
+    EXPECT_TRUE(world.compareLabBitmap(a.bitmap, b.bitmap, nullptr, nullptr, 0));
+    EXPECT_NEAR(world.maxiDeltaE(), 12 * 255.996f / 65535.0f, kSumTol);
+    // 25 fields (0.0977) still count as none, 26 (0.1016) don't.
+    b.setA(1, 0, kBaseA + 25);
+    EXPECT_TRUE(world.compareLabBitmap(a.bitmap, b.bitmap, nullptr, nullptr, 0));
+    b.setA(1, 0, kBaseA + 26);
+    EXPECT_FALSE(world.compareLabBitmap(a.bitmap, b.bitmap, nullptr, nullptr, 0));
+}
+
+TEST_F(CompareTest, AllMaskedIsZeroOverZero) {
+    LabImage a(90, 30), b(90, 30, kA10);
+    Mask mask(90, 30, 255);
+    QImage image(90, 30, QImage::Format_RGB888);
+    ASSERT_TRUE(
+        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+    EXPECT_EQ(world.comparedCount(), 0u);
+    EXPECT_TRUE(std::isnan(world.averageDeltaE()));
+    EXPECT_TRUE(std::isnan(world.inGamutPixelsPercentage()));
+    EXPECT_NEAR(world.maxiDeltaE(), 0.0f, kExact);
+    EXPECT_NEAR(world.miniDeltaE(), 500.0f, kExact);
+    EXPECT_EQ(pixelOf(image, 0, 0), world.comparisonColors().nonComparedRGB);
+    EXPECT_EQ(pixelOf(image, 89, 29), world.comparisonColors().nonComparedRGB);
+    EXPECT_GE(darkColumns(image).first, 0) << "the inner comparison says no difference";
+}
+
+// Three patches of 2 × 2 across, two down, with mask lines after each.
+Mask patchChart() {
+    Mask mask(9, 6, 0);
+    for (std::uint32_t y = 0; y < 6; ++y)
+        for (std::uint32_t x = 0; x < 9; ++x)
+            if (x % 3 == 2 || y % 3 == 2)
+                mask.bytes[y * 9 + x] = 1;
+    return mask;
+}
+
+TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
+    LabImage a(9, 6), b(9, 6);
+    // In every patch two pixels differ by 2 and two by 0: the patch average
+    // differs by 1, while single pixels differ by 0 or 2.
+    for (std::uint32_t y = 0; y < 6; ++y)
+        for (std::uint32_t x = 0; x < 9; ++x)
+            if (x % 3 == 0 && y % 3 != 2)
+                b.setA(x, y, kA2);
+    Mask mask = patchChart();
+    world.setAveragePatchColor(true);
+    QImage image(9, 6, QImage::Format_RGB888);
+    ASSERT_TRUE(
+        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+    EXPECT_EQ(world.comparedCount(), 6u);
+    EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
+    EXPECT_NEAR(world.miniDeltaE(), 1.0f, kExact);
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    // Painted per pixel: d = 0 white, d = 2 above maxiDeltaE 1 (a negative
+    // denominator) at the start of the out-of-gamut ramp, lines grey.
+    EXPECT_EQ(pixelOf(image, 1, 0), (RGB8{255, 255, 255}));
+    EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 178, 0}));
+    EXPECT_EQ(pixelOf(image, 2, 0), world.comparisonColors().nonComparedRGB);
+    EXPECT_EQ(pixelOf(image, 3, 5), world.comparisonColors().nonComparedRGB);
+
+    // The same chart pixel by pixel: 24 compared, half of them at d = 2.
+    world.setAveragePatchColor(false);
+    ASSERT_TRUE(
+        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 1.5f, &mask.bitmap, nullptr));
+    EXPECT_EQ(world.comparedCount(), 24u);
+    EXPECT_NEAR(world.maxiDeltaE(), 2.0f, kExact);
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 50.0f, kExact);
+}
+
+TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
+    // No closing line at the right or the bottom: the patch is the bitmap.
+    LabImage a(4, 3), b(4, 3, kA1);
+    Mask mask(4, 3, 0);
+    world.setAveragePatchColor(true);
+    ASSERT_TRUE(
+        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, nullptr));
+    EXPECT_EQ(world.comparedCount(), 1u);
+    EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
+}
+
+TEST_F(CompareTest, PatchFlagWithoutMaskComparesPixels) {
+    LabImage a(4, 3), b(4, 3, kA1);
+    world.setAveragePatchColor(true);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    EXPECT_EQ(world.comparedCount(), 12u);
+}
+
+TEST_F(CompareTest, AveragePatchColorTruncatesEachField) {
+    LabImage a(2, 1);
+    a.setA(0, 0, 100);
+    a.setA(1, 0, 103);
+    const CMColor average = ColorWorld::averagePatchColorWidth(2, 1,
+                                                               reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
+    EXPECT_EQ(average.lab.L, 32768);
+    EXPECT_EQ(average.lab.a, 101); // 101.5 truncated
+}
+
+TEST_F(CompareTest, Cie94KindIsUsed) {
+    LabImage a(1, 1), b(1, 1);
+    b.pixels[0] = 40000; // L differs too, so both kinds give different numbers
+    b.pixels[1] = kA10;
+    world.setDeltaEKindForLabBitmapComparison(1);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    CMColor c1{}, c2{};
+    std::memcpy(&c1, a.pixels.data(), 6);
+    std::memcpy(&c2, b.pixels.data(), 6);
+    EXPECT_NEAR(world.maxiDeltaE(), ColorWorld::deltaE94WithC1(c1, c2), kExact);
+    EXPECT_GT(std::fabs(world.maxiDeltaE() - ColorWorld::deltaEWithC1(c1, c2)), 0.5f);
+}
+
+TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
+    LabImage a(200, 30), b(200, 30);
+    QImage image(200, 30, QImage::Format_ARGB32);
+    image.fill(Qt::white);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    EXPECT_EQ(beeps, 1);
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0], "Gamut image is not RGB 24 bits, etc...");
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    EXPECT_GE(darkColumns(image).first, 0) << "No Difference still written";
+}
+
+TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
+    LabImage a(60, 30), b(60, 30);
+    QImage image(60, 30, QImage::Format_RGB888);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    auto [first, last] = darkColumns(image);
+    ASSERT_GE(first, 0);
+    // At 28 the text would run over both edges; the fitting size leaves a margin.
+    EXPECT_GT(first, 0);
+    EXPECT_LT(last, 59);
+}
+
+TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
+    LabImage a(4, 2), b(4, 2, kA1);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    EXPECT_EQ(beeps, 1); // no image at all
+    log.clear();
+    LabImage padded(4, 2, kBaseA, 1); // same size, longer rows
+    EXPECT_FALSE(
+        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &padded.bitmap, 7.0f, nullptr, nullptr));
+    EXPECT_EQ(log.back(), "Not Same Lab CMbitmaps");
+    EXPECT_NEAR(world.gamutTolerance(), 7.0f, kExact);
+    EXPECT_NEAR(world.averageDeltaE(), 1.0f, kExact);
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+
+    log.clear();
+    CMBitmap empty;
+    EXPECT_FALSE(world.compareLabBitmapWithLabBitmapOf(&empty, nullptr, 2.0f, nullptr, nullptr));
+    ASSERT_EQ(log.size(), 3u);
+    EXPECT_EQ(log[1], "ColorWorld: No Internal CMbitmap image");
+    EXPECT_EQ(log[2], "ColorWorld: No External CMbitmap image");
+}
+
+TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
+    // Above the threshold for the second thread: every row is painted.
+    LabImage a(1024, 300), b(1024, 300, kA1);
+    b.setA(5, 299, kA10);
+    QImage image(1024, 300, QImage::Format_RGB888);
+    image.fill(Qt::black);
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{127, 204, 127}));
+    EXPECT_EQ(pixelOf(image, 1023, 299), (RGB8{127, 204, 127}));
+    EXPECT_EQ(pixelOf(image, 5, 299), (RGB8{51, 0, 0}));
+}
+
+} // namespace

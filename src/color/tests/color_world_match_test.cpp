@@ -1,0 +1,290 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "color/color_world.h"
+#include "color/profile_manager.h"
+#include "platform/log.h"
+#include "tests/temp_dir.h"
+
+using namespace slidebox::color;
+using slidebox::image::Bitmap;
+using slidebox::image::ColorSpace;
+using slidebox::image::PixelFormat;
+using slidebox::testing::TempDir;
+
+namespace {
+
+const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
+const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
+const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+
+// The engine's optimised 8-bit tables against its unoptimised arithmetic:
+// a few levels at most, more through a printer table than a matrix.
+constexpr int kMatrixTol8 = 1;
+constexpr int kTableTol8 = 4;
+constexpr int kTableTol16 = 4 * 257;
+
+class ColorWorldMatchTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const auto& p : {kSRGB, kAdobe, kCMYK})
+            if (!std::filesystem::exists(p))
+                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        saved_ = ProfileManager::places();
+        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
+        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
+    }
+    void TearDown() override {
+        slidebox::platform::setLogSink({});
+        if (saved_)
+            ProfileManager::setPlaces(*saved_);
+    }
+    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
+
+    TempDir home_;
+    std::optional<ProfilePlaces> saved_;
+    std::vector<std::string> log_;
+};
+
+struct Recorder : CompletionHandler {
+    void setAmountOfCompletion(std::int32_t percent) override { heard.push_back(percent); }
+    std::vector<std::int32_t> heard;
+};
+
+Bitmap make(std::int32_t w, std::int32_t h, ColorSpace space, int bits, bool alpha = false,
+            bool planar = false) {
+    return std::move(Bitmap::allocate(w, h, PixelFormat::make(space, bits, alpha, planar)).value());
+}
+
+/// Fills every sample of every plane with a pattern of the pixel position.
+void fillPattern(Bitmap& b) {
+    const int bps = b.format().bytesPerSample;
+    for (int p = 0; p < b.planeCount(); ++p)
+        for (std::int32_t y = 0; y < b.height(); ++y)
+            for (std::size_t i = 0; i < b.minRowBytes() / bps; ++i) {
+                unsigned v = static_cast<unsigned>(i * 37 + y * 11 + p * 101);
+                if (bps == 1)
+                    b.row(y, p)[i] = static_cast<std::uint8_t>(v);
+                else
+                    b.row16(y, p)[i] = static_cast<std::uint16_t>(v * 263);
+            }
+}
+
+} // namespace
+
+TEST_F(ColorWorldMatchTest, TilesWithARemainderRowAndProgress) {
+    auto recorder = std::make_shared<Recorder>();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0, recorder);
+    ASSERT_NE(world, nullptr);
+    Bitmap in = make(1001, 1000, ColorSpace::RGB, 8);
+    fillPattern(in);
+    Bitmap out = make(1001, 1000, ColorSpace::RGB, 8);
+    ASSERT_TRUE(world->matchSourceImageRep(in, &out));
+    EXPECT_EQ(world->tileSizeHeight(), 999);
+    EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{99, 100}));
+    EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
+    EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
+
+    // The last row, its own tile, is matched like the rest.
+    for (std::int32_t y : {0, 998, 999}) {
+        for (std::int32_t x : {0, 500, 1000}) {
+            CMColor c{};
+            const std::uint8_t* p = in.row(y) + 3 * x;
+            c.rgb = {static_cast<std::uint16_t>(p[0] * 257), static_cast<std::uint16_t>(p[1] * 257),
+                     static_cast<std::uint16_t>(p[2] * 257)};
+            ASSERT_TRUE(world->matchColor(c));
+            const std::uint8_t* q = out.row(y) + 3 * x;
+            EXPECT_NEAR(q[0], c.rgb.red / 257.0, kMatrixTol8) << x << "," << y;
+            EXPECT_NEAR(q[1], c.rgb.green / 257.0, kMatrixTol8) << x << "," << y;
+            EXPECT_NEAR(q[2], c.rgb.blue / 257.0, kMatrixTol8) << x << "," << y;
+        }
+    }
+}
+
+TEST_F(ColorWorldMatchTest, ProgressOfTwelveTilesAndOfOneTile) {
+    auto recorder = std::make_shared<Recorder>();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kSRGB, 0, recorder);
+    ASSERT_NE(world, nullptr);
+    Bitmap in = make(4000, 3000, ColorSpace::Gray, 8);
+    // A gray rep against an RGB world fails the source test: use RGB.
+    Bitmap rgbIn = make(4000, 3000, ColorSpace::RGB, 8);
+    Bitmap rgbOut = make(4000, 3000, ColorSpace::RGB, 8);
+    ASSERT_TRUE(world->matchSourceImageRep(rgbIn, &rgbOut));
+    EXPECT_EQ(world->tileSizeHeight(), 250);
+    EXPECT_EQ(recorder->heard,
+              (std::vector<std::int32_t>{8, 16, 25, 33, 41, 50, 58, 66, 75, 83, 91, 100}));
+
+    recorder->heard.clear();
+    Bitmap square = make(1000, 1000, ColorSpace::RGB, 8);
+    Bitmap squareOut = make(1000, 1000, ColorSpace::RGB, 8);
+    ASSERT_TRUE(world->matchSourceImageRep(square, &squareOut));
+    EXPECT_EQ(world->tileSizeHeight(), 1000);
+    EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
+
+    EXPECT_FALSE(world->matchSourceImageRep(in, &rgbOut));
+    EXPECT_FALSE(log_.empty());
+}
+
+TEST_F(ColorWorldMatchTest, ChecksOfSourceDestinationAndSize) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
+    ASSERT_NE(world, nullptr);
+    Bitmap gray = make(4, 4, ColorSpace::Gray, 8);
+    Bitmap rgb = make(4, 4, ColorSpace::RGB, 8);
+    Bitmap cmyk = make(4, 4, ColorSpace::CMYK, 8);
+    Bitmap smallCmyk = make(4, 3, ColorSpace::CMYK, 8);
+
+    EXPECT_FALSE(world->matchSourceImageRep(gray, &cmyk));
+    EXPECT_FALSE(world->matchSourceImageRep(rgb, &rgb));
+    ASSERT_EQ(log_.size(), 2u);
+    EXPECT_EQ(log_[0], "ColorWorld: No correlation between imageReps and profil color space");
+    EXPECT_EQ(log_[1], "ColorWorld: No correlation between imageReps and profil color space");
+    EXPECT_FALSE(world->matchSourceImageRep(rgb, &smallCmyk));
+    EXPECT_EQ(log_.back(), "ColorWorld: ImageReps not of the same size");
+    // Not a Lab world: no Lab bitmap.
+    EXPECT_FALSE(world->matchSourceImageRep(rgb, nullptr));
+    EXPECT_EQ(log_.back(), "ColorWorld: No good source or not a destination Lab color space");
+    EXPECT_EQ(world->labBitmap(), nullptr);
+    EXPECT_TRUE(world->matchSourceImageRep(rgb, &cmyk));
+}
+
+TEST_F(ColorWorldMatchTest, PlanarWithAlphaMatchesAsPackedAndKeepsAlpha) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0);
+    ASSERT_NE(world, nullptr);
+    for (int bits : {8, 16}) {
+        SCOPED_TRACE(bits);
+        Bitmap packedIn = make(37, 23, ColorSpace::RGB, bits, true);
+        fillPattern(packedIn);
+        Bitmap planarIn = make(37, 23, ColorSpace::RGB, bits, true, true);
+        // The same pixels, planar.
+        const int bps = bits / 8;
+        for (std::int32_t y = 0; y < 23; ++y)
+            for (std::int32_t x = 0; x < 37; ++x)
+                for (int s = 0; s < 4; ++s)
+                    std::memcpy(planarIn.row(y, s) + x * bps, packedIn.row(y) + (x * 4 + s) * bps,
+                                bps);
+        Bitmap packedOut = make(37, 23, ColorSpace::RGB, bits, true);
+        Bitmap planarOut = make(37, 23, ColorSpace::RGB, bits, true, true);
+        ASSERT_TRUE(world->matchSourceImageRep(packedIn, &packedOut));
+        ASSERT_TRUE(world->matchSourceImageRep(planarIn, &planarOut));
+        const int tol = bits == 8 ? kMatrixTol8 : kMatrixTol8 * 257;
+        for (std::int32_t y = 0; y < 23; ++y)
+            for (std::int32_t x = 0; x < 37; ++x) {
+                auto sample = [&](const Bitmap& b, int plane, std::size_t i) -> int {
+                    return bps == 1 ? b.row(y, plane)[i] : b.row16(y, plane)[i];
+                };
+                for (int s = 0; s < 3; ++s)
+                    ASSERT_NEAR(sample(packedOut, 0, x * 4 + s), sample(planarOut, s, x), tol)
+                        << x << "," << y;
+                // Packed alpha is copied; the planar alpha plane is left alone.
+                ASSERT_EQ(sample(packedOut, 0, x * 4 + 3), sample(packedIn, 0, x * 4 + 3));
+                ASSERT_EQ(sample(planarOut, 3, x), 0);
+            }
+        EXPECT_TRUE(log_.empty());
+    }
+}
+
+TEST_F(ColorWorldMatchTest, SixteenBitCMYKFollowsSingleColours) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
+    ASSERT_NE(world, nullptr);
+    Bitmap in = make(64, 5, ColorSpace::RGB, 16);
+    fillPattern(in);
+    Bitmap out = make(64, 5, ColorSpace::CMYK, 16);
+    ASSERT_TRUE(world->matchSourceImageRep(in, &out));
+    for (std::int32_t y = 0; y < 5; ++y)
+        for (std::int32_t x = 0; x < 64; x += 7) {
+            CMColor c{};
+            const std::uint16_t* p = in.row16(y) + 3 * x;
+            c.rgb = {p[0], p[1], p[2]};
+            ASSERT_TRUE(world->matchColor(c));
+            const std::uint16_t* q = out.row16(y) + 4 * x;
+            EXPECT_NEAR(q[0], c.cmyk.cyan, kTableTol16);
+            EXPECT_NEAR(q[1], c.cmyk.magenta, kTableTol16);
+            EXPECT_NEAR(q[2], c.cmyk.yellow, kTableTol16);
+            EXPECT_NEAR(q[3], c.cmyk.black, kTableTol16);
+        }
+}
+
+TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
+    auto recorder = std::make_shared<Recorder>();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0, recorder);
+    ASSERT_NE(world, nullptr);
+    ASSERT_EQ(world->dataColorSpaceOut(), cmLabData);
+    Bitmap in = make(1001, 1000, ColorSpace::RGB, 16);
+    fillPattern(in);
+    ASSERT_TRUE(world->matchSourceImageRep(in, nullptr));
+    // No tiles in Lab mode: the whole image at once.
+    EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
+    const CMBitmap* lab = world->labBitmap();
+    ASSERT_NE(lab, nullptr);
+    EXPECT_EQ(lab->width, 1001u);
+    EXPECT_EQ(lab->height, 1000u);
+    EXPECT_EQ(lab->rowBytes, 6006u);
+    EXPECT_EQ(lab->pixelSize, 48u);
+    EXPECT_EQ(lab->space, cmLab48Space);
+    EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
+
+    // The same arithmetic as one colour at a time; 16-bit input is read by
+    // the engine in single precision, so a field may round the other way.
+    constexpr int kFieldTol = 1;
+    for (std::int32_t y : {0, 517, 999})
+        for (std::int32_t x : {0, 3, 640, 1000}) {
+            const std::uint16_t* p = in.row16(y) + 3 * x;
+            CMColor c{};
+            c.rgb = {p[0], p[1], p[2]};
+            ASSERT_TRUE(world->matchColor(c));
+            const auto* f = reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) +
+                            3 * x;
+            EXPECT_NEAR(f[0], c.lab.L, kFieldTol);
+            EXPECT_NEAR(f[1], c.lab.a, kFieldTol);
+            EXPECT_NEAR(f[2], c.lab.b, kFieldTol);
+        }
+
+    // A failed check leaves the Lab bitmap in place.
+    Bitmap cmyk = make(2, 2, ColorSpace::CMYK, 8);
+    EXPECT_FALSE(world->matchSourceImageRep(cmyk, nullptr));
+    EXPECT_EQ(world->labBitmap(), lab);
+    world->releaseMemory();
+    EXPECT_EQ(world->labBitmap(), nullptr);
+}
+
+TEST_F(ColorWorldMatchTest, LabFieldsComeBackExactly) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(genericLab(), genericLab(), 0);
+    ASSERT_NE(world, nullptr);
+    Bitmap in = make(300, 7, ColorSpace::Lab, 16);
+    // Every field at its ends and in between, with L from 0 to 100.
+    std::uint16_t v = 0;
+    for (std::int32_t y = 0; y < 7; ++y)
+        for (std::int32_t i = 0; i < 900; ++i, v = static_cast<std::uint16_t>(v + 1553))
+            in.row16(y)[i] = (y == 0 && i < 3) ? 0 : (y == 6 && i >= 897) ? 65535 : v;
+    ASSERT_TRUE(world->matchSourceImageRep(in, nullptr));
+    const CMBitmap* lab = world->labBitmap();
+    ASSERT_NE(lab, nullptr);
+    for (std::int32_t y = 0; y < 7; ++y)
+        ASSERT_EQ(std::memcmp(lab->image + y * lab->rowBytes, in.row(y), 1800), 0) << y;
+}
+
+TEST_F(ColorWorldMatchTest, TooWideForATileMatchesNothing) {
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
+    ASSERT_NE(world, nullptr);
+    Bitmap in = make(1000001, 1, ColorSpace::RGB, 8);
+    std::memset(in.row(0), 0xFF, in.minRowBytes());
+    Bitmap out = make(1000001, 1, ColorSpace::CMYK, 8);
+    EXPECT_TRUE(world->matchSourceImageRep(in, &out));
+    EXPECT_EQ(world->tileSizeHeight(), 0);
+    for (std::size_t i = 0; i < out.minRowBytes(); i += 4096)
+        ASSERT_EQ(out.row(0)[i], 0);
+}
+
+TEST_F(ColorWorldMatchTest, RepWithFewerSamplesThanTheWorldIsRefused) {
+    // A link-like world reads four samples from any rep; an XYZ rep of three
+    // passes the colour space test but can't be read as four.
+    auto world = ColorWorld::initColorWorldWithSrcProfil(kCMYK, kSRGB, 0);
+    ASSERT_NE(world, nullptr);
+    Bitmap xyz = make(5, 5, ColorSpace::XYZ, 8);
+    Bitmap rgb = make(5, 5, ColorSpace::RGB, 8);
+    EXPECT_FALSE(world->matchSourceImageRep(xyz, &rgb));
+}

@@ -1,0 +1,385 @@
+// The catalogue: installed profiles by kind and space in groups, the
+// profiles of one folder, its rows, its current row as text, and the table
+// source — on folder trees made for each test.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "color/profile_header_report.h"
+#include "color/profile_manager.h"
+#include "color/profile_table_model.h"
+#include "color/tests/catalogue_fixtures.h"
+
+using namespace slidebox::color;
+using namespace slidebox::testing;
+
+namespace {
+
+const OSType kCMY = fourCC("CMY ");
+const std::string kNul4(4, '\0');
+
+/// Names of all rows, "|" for a separator.
+std::vector<std::string> rows(const ProfileManager& m) {
+    std::vector<std::string> names;
+    for (std::int32_t i = 0; i < m.count(); ++i)
+        names.push_back(m.isASeparatorAtIndex(i) ? "|" : *m.profileNameAtIndex(i));
+    return names;
+}
+
+/// Sets TZ for the test's life and restores it after.
+class ScopedTimeZone {
+  public:
+    explicit ScopedTimeZone(const char* zone) {
+        if (const char* old = std::getenv("TZ"))
+            previous_ = old;
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+    }
+    ~ScopedTimeZone() {
+        if (previous_)
+            ::setenv("TZ", previous_->c_str(), 1);
+        else
+            ::unsetenv("TZ");
+        ::tzset();
+    }
+
+  private:
+    std::optional<std::string> previous_;
+};
+
+} // namespace
+
+/// Installed folders of the test's own: system, local, data home, ~/.color.
+class CatalogueTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ProfilePlaces p = ProfilePlaces::underHome(places.home().path());
+        p.profileFolders = {root / "system", root / "local", root / "data", root / "dotcolor"};
+        ProfileManager::setPlaces(p);
+    }
+    void put(const std::string& relative, const Bytes& bytes) {
+        writeFile(root / relative,
+                  std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    }
+    ScopedProfilePlaces places;
+    TempDir root;
+};
+
+TEST_F(CatalogueTest, InstalledProfilesComeInGroupsOfKindThenSpace) {
+    put("system/b-rgb-display.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Display RGB B"));
+    put("system/a-cmyk-printer.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Printer"));
+    put("system/sub/a-gray-display.icc", catalogueProfile(cmDisplayClass, cmGrayData, "Gray"));
+    put("system/a-rgb-display.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Display RGB A"));
+    put("local/lab-space.icc", catalogueProfile(cmColorSpaceClass, cmLabData, "Lab space"));
+    put("data/scanner.icc", catalogueProfile(cmInputClass, cmRGBData, "Scanner"));
+    put("dotcolor/.hidden.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Hidden"));
+    put("dotcolor/abstract.icc", catalogueProfile(cmAbstractClass, cmLabData, "Abstract"));
+    put("dotcolor/named.icc", catalogueProfile(cmNamedColorClass, cmLabData, "Named"));
+
+    auto all = ProfileManager::init();
+    ASSERT_TRUE(all);
+    // spac, scnr, mntr (RGB in walk order, then GRAY), prtr; no abst, nmcl.
+    const std::vector<std::string> expected = {
+        "Lab space", "|", "Scanner", "|", "Display RGB A", "Display RGB B",
+        "Hidden",    "|", "Gray",    "|", "Printer"};
+    EXPECT_EQ(rows(*all), expected);
+    // No separator at either end, never two side by side.
+    for (std::int32_t i = 0; i + 1 < all->count(); ++i)
+        EXPECT_FALSE(all->isASeparatorAtIndex(i) && all->isASeparatorAtIndex(i + 1)) << i;
+    EXPECT_FALSE(all->isASeparatorAtIndex(0));
+    EXPECT_FALSE(all->isASeparatorAtIndex(all->count() - 1));
+
+    const std::int32_t hidden = all->indexOfProfileName("Hidden");
+    EXPECT_EQ(*all->profileFileNameAtIndex(hidden), ".hidden.icc");
+    EXPECT_EQ(*all->profilePathAtIndex(hidden), root / "dotcolor/.hidden.icc");
+    EXPECT_EQ(*all->profileFileNameAtIndex(all->indexOfProfileName("Gray")), "a-gray-display.icc");
+    EXPECT_EQ(all->profileKindOfUseAtIndex(hidden), kUseDisplay);
+    EXPECT_EQ(all->profileColorSpaceAtIndex(hidden), kSpaceRGB);
+    EXPECT_TRUE(all->hasFullDatas());
+
+    // Masks pick kinds and spaces; the two kinds init leaves out can be asked for.
+    auto displays =
+        ProfileManager::initWithUse(kUseDisplay | kUseNamedColor, kSpaceRGB | kSpaceLab);
+    ASSERT_TRUE(displays);
+    EXPECT_EQ(rows(*displays),
+              (std::vector<std::string>{"Display RGB A", "Display RGB B", "Hidden", "|", "Named"}));
+    EXPECT_FALSE(displays->hasFullDatas());
+    EXPECT_FALSE(ProfileManager::initWithUse(kUseLink, 0x3F, true));
+    EXPECT_FALSE(ProfileManager::initWithUse(0x7F, 0));
+}
+
+TEST_F(CatalogueTest, WalkIsSortedByBytesAndSubfoldersStandInPlace) {
+    put("system/B.icc", catalogueProfile(cmDisplayClass, cmRGBData, "B"));
+    put("system/a/z.icc", catalogueProfile(cmDisplayClass, cmRGBData, "a/z"));
+    put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "a.icc"));
+    put("system/\xC3\xA9.icc", catalogueProfile(cmDisplayClass, cmRGBData, "e-acute"));
+    put("system/_.icc", catalogueProfile(cmDisplayClass, cmRGBData, "underscore"));
+    // A link to a folder isn't followed; a link to a file is a file.
+    std::filesystem::create_directory_symlink(root / "system/a", root / "system/c-link-to-a");
+    std::filesystem::create_symlink(root / "system/B.icc", root / "system/d-link-to-B.icc");
+
+    auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
+    ASSERT_TRUE(m);
+    // "B" < "_" < "a" < "a.icc" < "d-..." < "\xC3": bytes, not letters.
+    EXPECT_EQ(rows(*m),
+              (std::vector<std::string>{"B", "underscore", "a/z", "a.icc", "B", "e-acute"}));
+    EXPECT_EQ(*m->profilePathAtIndex(4), root / "system/d-link-to-B.icc");
+}
+
+TEST_F(CatalogueTest, XYZColorSpaceProfilesOnlyFromAFolder) {
+    put("system/xyz-space.icc", catalogueProfile(cmColorSpaceClass, cmXYZData, "XYZ space"));
+    put("system/xyz-display.icc", catalogueProfile(cmDisplayClass, cmXYZData, "XYZ display"));
+    auto installed = ProfileManager::initWithUse(0x7F, kSpaceXYZ);
+    ASSERT_TRUE(installed);
+    EXPECT_EQ(rows(*installed), (std::vector<std::string>{"XYZ display"}));
+
+    auto folder = ProfileManager::initWithUse(0, kSpaceXYZ, true, root / "system");
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(rows(*folder), (std::vector<std::string>{"|", "XYZ display  (xyz-display.icc)",
+                                                       "XYZ space  (xyz-space.icc)"}));
+}
+
+TEST_F(CatalogueTest, InstalledNamesAreTheEngineDescriptionCutTo255Bytes) {
+    put("system/long.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::string(300, 'x')));
+    put("system/none.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
+    put("system/v4.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Unicode name", 4.3));
+    auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
+    ASSERT_TRUE(m);
+    ASSERT_EQ(m->count(), 3);
+    EXPECT_EQ(*m->profileNameAtIndex(0), std::string(255, 'x'));
+    EXPECT_EQ(*m->profileNameAtIndex(1), ""); // offered all the same
+    EXPECT_FALSE(m->isASeparatorAtIndex(1));
+    EXPECT_EQ(*m->profileNameAtIndex(2), "Unicode name");
+}
+
+TEST_F(CatalogueTest, EachFileIsReadOncePerListing) {
+    for (int i = 0; i < 5; ++i)
+        put("system/p" + std::to_string(i) + ".icc",
+            catalogueProfile(cmDisplayClass, cmRGBData, "P" + std::to_string(i)));
+    put("system/junk.icc", Bytes(500, 0x41));
+    const auto before = CMGetEngineCounters().profilesOpened;
+    auto m = ProfileManager::initWithUse(0x7F, 0x3F, true); // all 42 pairs
+    ASSERT_TRUE(m);
+    EXPECT_EQ(m->count(), 5);
+    EXPECT_EQ(CMGetEngineCounters().profilesOpened - before, 5u);
+
+    // A folder list of all spaces: the same, once a file.
+    const auto beforeFolder = CMGetEngineCounters().profilesOpened;
+    auto folder = ProfileManager::initWithUse(0, 0x3F, true, root / "system");
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(folder->count(), 6);
+    EXPECT_EQ(CMGetEngineCounters().profilesOpened - beforeFolder, 5u);
+}
+
+TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
+    put("dir/sub/one.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Name"));
+    put("dir/two.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Name"));
+    put("dir/cmy.icc", catalogueProfile(cmOutputClass, kCMY, "CMY printer"));
+    put("dir/nodesc.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
+    put("dir/v4.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Localized", 4.3));
+
+    auto m = ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, true, root / "dir/");
+    ASSERT_TRUE(m);
+    EXPECT_EQ(rows(*m), (std::vector<std::string>{"|", "Name  (sub/one.icc)", "Name  (two.icc)",
+                                                  "Localized  (v4.icc)"}));
+    EXPECT_EQ(*m->profileFileNameAtIndex(1), "sub/one.icc");
+    EXPECT_EQ(*m->profilePathAtIndex(1), (root / "dir/sub/one.icc").native());
+    // currentIndex 0 stands on the separator until it is set.
+    EXPECT_EQ(m->currentIndex(), 0);
+    EXPECT_EQ(m->name(), "");
+    EXPECT_EQ(m->colorSpace(), kNul4);
+    EXPECT_EQ(m->kindOfUse(), kNul4);
+    EXPECT_EQ(m->pcs(), kNul4);
+
+    auto plain = ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, false, root / "dir", false);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(rows(*plain), (std::vector<std::string>{"|", "Name", "Name", "Localized"}));
+    EXPECT_EQ(plain->indexOfProfileName("Name"), 1);
+
+    // No profile of an accepted space: the one separator goes and so does the catalogue.
+    EXPECT_FALSE(ProfileManager::initWithUse(0x7F, kSpaceGray, true, root / "dir"));
+    EXPECT_FALSE(ProfileManager::initWithUse(0x7F, 0x3F, true, root / "missing"));
+}
+
+TEST_F(CatalogueTest, DescriptionElementIsReadIntoTheBuffer) {
+    const Bytes base = catalogueProfile(cmDisplayClass, cmRGBData, "x");
+    auto element = [](std::uint32_t count, const std::string& text) {
+        std::vector<std::uint8_t> b = {
+            static_cast<std::uint8_t>(count >> 24), static_cast<std::uint8_t>(count >> 16),
+            static_cast<std::uint8_t>(count >> 8), static_cast<std::uint8_t>(count)};
+        b.insert(b.end(), text.begin(), text.end());
+        return b;
+    };
+    put("dir/a-plain.icc", withRawDescription(base, element(6, std::string("Hello\0", 6))));
+    put("dir/b-zero.icc", withRawDescription(base, element(0, "ignored")));
+    // A count beyond what was read: only the bytes read, up to the buffer's end.
+    put("dir/c-long.icc", withRawDescription(base, element(5000, std::string(3000, 'L'))));
+    put("dir/d-over.icc", withRawDescription(base, element(0xFFFFFFFF, "short")));
+    auto m = ProfileManager::initWithUse(0, kSpaceRGB, true, root / "dir", false);
+    ASSERT_TRUE(m);
+    ASSERT_EQ(m->count(), 5);
+    EXPECT_EQ(*m->profileNameAtIndex(1), "Hello");
+    EXPECT_EQ(*m->profileNameAtIndex(2), "");
+    EXPECT_EQ(*m->profileNameAtIndex(3), std::string(kDescriptionBufferBytes - 12, 'L'));
+    EXPECT_EQ(*m->profileNameAtIndex(4), "short");
+
+    // The same rule on bytes alone.
+    const std::uint8_t shortElement[] = {'d', 'e', 's', 'c', 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(textDescriptionFromElement(shortElement).value_or("?"), "");
+    const std::uint8_t otherType[] = {'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 1};
+    EXPECT_FALSE(textDescriptionFromElement(otherType));
+}
+
+TEST_F(CatalogueTest, RowsBySearchAndIndex) {
+    put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Alpha"));
+    put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta"));
+    auto m = ProfileManager::initWithUse(0x1F, 0x3F);
+    ASSERT_TRUE(m);
+    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta"}));
+    EXPECT_FALSE(m->profileNameAtIndex(-1));
+    EXPECT_FALSE(m->profileNameAtIndex(m->count()));
+    EXPECT_FALSE(m->profilePathAtIndex(-5));
+    EXPECT_EQ(*m->profileNameAtIndex(1), "");
+    EXPECT_EQ(m->profileColorSpaceAtIndex(2), kSpaceCMYK);
+    EXPECT_EQ(m->profileKindOfUseAtIndex(2), kUseOutput);
+    for (std::int32_t i : {-1, 1, 3}) {
+        EXPECT_EQ(m->profileColorSpaceAtIndex(i), 0u) << i;
+        EXPECT_EQ(m->profileKindOfUseAtIndex(i), 0u) << i;
+    }
+    EXPECT_FALSE(m->isASeparatorAtIndex(3));
+    EXPECT_EQ(m->indexOfProfilePath(root / "system/b.icc"), 2);
+    EXPECT_EQ(m->indexOfProfilePath(root / "system/c.icc"), 0x7FFFFFFF);
+    EXPECT_EQ(m->indexOfProfileName("Gamma"), 0x7FFFFFFF);
+
+    EXPECT_TRUE(m->validCurrentIndex(3)); // past the end passes
+    EXPECT_FALSE(m->validCurrentIndex(1));
+    m->setCurrentIndex(2);
+    EXPECT_EQ(m->currentIndex(), 2);
+    m->setCurrentIndex(1);
+    EXPECT_EQ(m->currentIndex(), 0);
+    m->setCurrentIndex(2);
+    m->setCurrentIndex(-1);
+    EXPECT_EQ(m->currentIndex(), 0);
+
+    // The building left no pending separator: asking for one adds nothing.
+    m->addASeparatorIfNeeded();
+    ASSERT_EQ(m->count(), 3);
+    // An absent folder adds nothing, and still removes a separator at the end.
+    m->addProfilName("Gamma", "c.icc", root / "system/c.icc", cmGrayData, cmLabData, {},
+                     cmOutputClass);
+    m->addASeparatorIfNeeded();
+    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma", "|"}));
+    m->addProfilesFromDirectory(std::nullopt, true);
+    EXPECT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma"}));
+}
+
+TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
+    Bytes dated = catalogueProfile(cmOutputClass, cmCMYKData, "Dated", 2.1, cmLabData);
+    setDate(dated, {2023, 3, 2, 10, 45, 31});
+    setWord(dated, 80, fourCC("ZOL "));
+    put("system/dated.icc", dated);
+    Bytes undated = catalogueProfile(cmOutputClass, cmCMYKData, "Undated");
+    setDate(undated, {0, 0, 0, 0, 0, 0});
+    put("system/undated.icc", undated);
+    Bytes impossible = catalogueProfile(cmOutputClass, cmCMYKData, "Impossible");
+    setDate(impossible, {2023, 2, 29, 10, 0, 0});
+    put("system/x-impossible.icc", impossible);
+    Bytes lateHour = catalogueProfile(cmOutputClass, cmCMYKData, "Late");
+    setDate(lateHour, {2024, 2, 29, 24, 0, 0});
+    put("system/y-late.icc", lateHour);
+
+    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
+    ASSERT_TRUE(m);
+    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Dated", "Undated", "Impossible", "Late"}));
+    ScopedTimeZone zone("UTC");
+    m->setCurrentIndex(0);
+    EXPECT_EQ(m->name(), "Dated");
+    EXPECT_EQ(m->colorSpace(), "CMYK");
+    EXPECT_EQ(m->kindOfUse(), "prtr");
+    EXPECT_EQ(m->pcs(), "Lab ");
+    EXPECT_EQ(m->profilCreator(), "ZOL ");
+    EXPECT_EQ(m->creationDate(), "02 March 2023 - 10:45:31");
+    auto header = headerFromBytes(dated);
+    ASSERT_TRUE(header);
+    EXPECT_EQ(m->headerInfos(), headerInfos(*header));
+    for (std::int32_t row : {1, 2, 3}) {
+        m->setCurrentIndex(row);
+        EXPECT_EQ(m->creationDate(), "No Date") << row;
+    }
+
+    EXPECT_EQ(m->valueForKey("kindOfUse").value_or(""), "prtr");
+    EXPECT_FALSE(m->valueForKey("size"));
+    // The table source stores the row it is asked about, unchecked.
+    EXPECT_EQ(m->objectValueForTableColumn("name", 1).value_or(""), "Undated");
+    EXPECT_EQ(m->currentIndex(), 1);
+    EXPECT_EQ(m->numberOfRowsInTableView(), 4);
+
+    // Without full data there is no header to report on.
+    auto brief = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK);
+    ASSERT_TRUE(brief);
+    EXPECT_EQ(brief->creationDate(), "No Date");
+    EXPECT_EQ(brief->headerInfos(), "");
+    EXPECT_EQ(brief->name(), "Dated");
+}
+
+TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTime) {
+    Bytes spring = catalogueProfile(cmOutputClass, cmCMYKData, "Spring");
+    // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
+    setDate(spring, {2023, 3, 26, 2, 30, 0});
+    put("system/spring.icc", spring);
+    Bytes winter = catalogueProfile(cmOutputClass, cmCMYKData, "Winter");
+    setDate(winter, {2009, 12, 31, 23, 59, 59});
+    put("system/winter.icc", winter);
+    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
+    ASSERT_TRUE(m);
+    ScopedTimeZone zone("Europe/Paris");
+    m->setCurrentIndex(0);
+    EXPECT_EQ(m->creationDate(), "26 March 2023 - 03:30:00");
+    m->setCurrentIndex(1);
+    EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
+}
+
+TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
+    put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Alpha"));
+    put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta", 2.1, cmLabData));
+    ProfileTableModel model(ProfileManager::initWithUse(0x1F, 0x3F, true),
+                            {"kindOfUse", "name", "pcs", "headerInfos", "nothing"});
+    ASSERT_EQ(model.rowCount(), 3);
+    ASSERT_EQ(model.columnCount(), 5);
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal).toString(), "name");
+    EXPECT_EQ(model.data(model.index(0, 0)).toString(), "mntr");
+    EXPECT_EQ(model.data(model.index(2, 1)).toString(), "Beta");
+    EXPECT_EQ(model.manager()->currentIndex(), 2);
+    EXPECT_EQ(model.data(model.index(2, 2)).toString(), "Lab ");
+    EXPECT_TRUE(model.data(model.index(2, 3)).toString().startsWith("Size : "));
+    EXPECT_EQ(model.data(model.index(2, 3)).toString().count('\n'), 6);
+    // A separator row: empty name, signatures of four NUL characters.
+    EXPECT_EQ(model.data(model.index(1, 1)).toString(), "");
+    EXPECT_EQ(model.data(model.index(1, 0)).toString(), QString(4, QChar(0)));
+    EXPECT_FALSE(model.data(model.index(0, 4)).isValid());
+    EXPECT_FALSE(model.data(model.index(0, 1), Qt::DecorationRole).isValid());
+
+    // A catalogue that came to nothing makes an empty table.
+    ProfileTableModel empty(ProfileManager::initWithUse(kUseLink, 0x3F), {"name"});
+    EXPECT_FALSE(empty.manager());
+    EXPECT_EQ(empty.rowCount(), 0);
+    EXPECT_FALSE(empty.data(empty.index(0, 0)).isValid());
+}
+
+TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
+    const char* oldData = std::getenv("XDG_DATA_HOME");
+    const std::optional<std::string> saved =
+        oldData ? std::optional<std::string>(oldData) : std::nullopt;
+    ::setenv("XDG_DATA_HOME", "/somewhere/data", 1);
+    ProfilePlaces places = ProfilePlaces::fromEnvironment();
+    if (saved)
+        ::setenv("XDG_DATA_HOME", saved->c_str(), 1);
+    else
+        ::unsetenv("XDG_DATA_HOME");
+    ASSERT_EQ(places.profileFolders.size(), 4u);
+    EXPECT_EQ(places.profileFolders[0], "/usr/share/color/icc");
+    EXPECT_EQ(places.profileFolders[1], "/usr/local/share/color/icc");
+    EXPECT_EQ(places.profileFolders[2], "/somewhere/data/icc");
+    EXPECT_EQ(places.profileFolders[3], places.home / ".color/icc");
+}

@@ -1,0 +1,330 @@
+// The measures of a printing profile: densities, dot gain, total ink, black
+// limit, start of black and the characteristic colours, on made profiles
+// whose inks are known and on the installed ones.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "color/profile_inspector.h"
+#include "color/tests/catalogue_fixtures.h"
+
+using namespace slidebox::color;
+using namespace slidebox::testing;
+
+namespace {
+
+// The made printers model their inks on sRGB: a half tint 0x7FFF leaves
+// 0.50000763 of the light in sRGB's encoding, which is 0.2140482 of it
+// linearly; the gain of every ink is then 100 * (1 - 0.2140482 - 0.5).
+constexpr double kPlainInkGain = 28.595180;
+constexpr double kGainTolerance = 0.05; // grid-9 tables and 16-bit Lab on the way
+// L of the field 5930, where the walk for the start of black ends untested.
+constexpr double kNoBlackStart = 9.0486000;
+constexpr double kFloatTolerance = 1e-5;
+// Published sRGB primaries in D50 Lab, as chroma and hue.
+constexpr double kLchTolerance = 0.15;
+constexpr double kLabTolerance = 0.1;
+
+CMColor labColor(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
+    CMColor c{};
+    c.lab = {L, a, b};
+    return c;
+}
+
+float labL(const CMColor& c) {
+    float L, a, b;
+    ColorWorld::CMLab(c, L, a, b);
+    return L;
+}
+
+} // namespace
+
+class InksTest : public ::testing::Test {
+  protected:
+    std::unique_ptr<ProfileInspector> printer(const std::string& name, const ProfileRecipe& recipe,
+                                              std::int32_t intent) {
+        return ProfileInspector::profileInspectorWithProfilePath(
+            writeProfile(dir, name, make(recipe)), intent);
+    }
+    ScopedProfilePlaces places;
+    TempDir dir;
+};
+
+TEST_F(InksTest, DensityIsLogOfTheInverseComponentWithWhiteAtMinusTwo) {
+    auto lab = ProfileManager::pathOfGenericLabProfil();
+    ASSERT_TRUE(lab);
+    auto world = ColorWorld::initColorWorldWithSrcProfil(*lab, *lab, 1);
+    ASSERT_TRUE(world);
+    CMColor white = labColor(65535, 32768, 32768);
+    EXPECT_NEAR(ProfileInspector::YdensityForColor(white, *world), -2.0, kFloatTolerance);
+    // The colour is overwritten by its match: Lab through Lab is itself.
+    EXPECT_EQ(white.lab.L, 65535);
+    white = labColor(65535, 32768, 32768);
+    EXPECT_NEAR(ProfileInspector::XdensityForColor(white, *world), -std::log10(96.42),
+                kFloatTolerance);
+    white = labColor(65535, 32768, 32768);
+    EXPECT_NEAR(ProfileInspector::ZdensityForColor(white, *world), -std::log10(82.49),
+                kFloatTolerance);
+    // Black has no light left: its density is infinite.
+    CMColor black = labColor(0, 32768, 32768);
+    EXPECT_TRUE(std::isinf(ProfileInspector::YdensityForColor(black, *world)));
+}
+
+TEST_F(InksTest, DotGainOfEachInkAtItsHalfTint) {
+    auto inspector = printer("plain.icc", printerRecipe(), 1);
+    ASSERT_TRUE(inspector);
+    EXPECT_FALSE(inspector->calculatedDotGain());
+    EXPECT_NEAR(inspector->dotGainOfCyanChanel(), kPlainInkGain, kGainTolerance);
+    EXPECT_TRUE(inspector->calculatedDotGain());
+    EXPECT_NEAR(inspector->dotGainOfMagentaChanel(), kPlainInkGain, kGainTolerance);
+    EXPECT_NEAR(inspector->dotGainOfYellowChanel(), kPlainInkGain, kGainTolerance);
+    // The solid black has no light at all: 10^(Dp - Ds) is 0 and the gain stays finite.
+    EXPECT_NEAR(inspector->dotGainOfBlackChanel(), kPlainInkGain, kGainTolerance);
+
+    // The dot gain has a world of its own: an inspector without worlds measures it too.
+    auto bare = ProfileInspector::profileInspectorWithProfilePath(inspector->profilePath(), -1);
+    ASSERT_TRUE(bare);
+    EXPECT_NEAR(bare->dotGainOfCyanChanel(), kPlainInkGain, kGainTolerance);
+}
+
+TEST_F(InksTest, DotGainIsWorkedOutOnceAndAFailureIsNotRetried) {
+    auto path = writeProfile(dir, "printer.icc", make(printerRecipe()));
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(inspector);
+    const auto before = CMGetEngineCounters().worldsBuilt;
+    const float cyan = inspector->dotGainOfCyanChanel();
+    EXPECT_EQ(CMGetEngineCounters().worldsBuilt, before + 1);
+    // Another profile in the same file changes nothing: no second world.
+    writeProfile(dir, "printer.icc", make(printerRecipe(separationWithoutBlack)));
+    EXPECT_EQ(inspector->dotGainOfCyanChanel(), cyan);
+    EXPECT_NEAR(inspector->dotGainOfBlackChanel(), kPlainInkGain, kGainTolerance);
+    EXPECT_EQ(CMGetEngineCounters().worldsBuilt, before + 1);
+
+    // The profile gone before the first measure: the gains stay 0, for good.
+    auto lost = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(lost);
+    std::filesystem::remove(path);
+    EXPECT_EQ(lost->dotGainOfYellowChanel(), 0.0f);
+    EXPECT_TRUE(lost->calculatedDotGain());
+    writeProfile(dir, "printer.icc", make(printerRecipe()));
+    EXPECT_EQ(lost->dotGainOfYellowChanel(), 0.0f);
+}
+
+TEST_F(InksTest, OtherSpacesHaveNoGainAndGrayOnlyBlack) {
+    auto rgb = ProfileInspector::profileInspectorWithProfilePath(
+        writeProfile(dir, "rgb.icc", make(tableRGBRecipe())), 0);
+    ASSERT_TRUE(rgb);
+    EXPECT_EQ(rgb->dotGainOfBlackChanel(), 0.0f);
+    EXPECT_EQ(rgb->dotGainOfCyanChanel(), 0.0f);
+    EXPECT_EQ(rgb->dotGainOfMagentaChanel(), 0.0f);
+    EXPECT_EQ(rgb->dotGainOfYellowChanel(), 0.0f);
+    EXPECT_TRUE(rgb->calculatedDotGain());
+
+    ProfileRecipe grayRecipe;
+    grayRecipe.colorSpace = cmGrayData;
+    grayRecipe.deviceClass = cmDisplayClass;
+    grayRecipe.matrixShaper = true;
+    grayRecipe.description = "Gray 2.2";
+    auto gray = ProfileInspector::profileInspectorWithProfilePath(
+        writeProfile(dir, "gray.icc", make(grayRecipe)), 0);
+    ASSERT_TRUE(gray);
+    EXPECT_EQ(gray->dotGainOfCyanChanel(), 0.0f);
+    EXPECT_EQ(gray->dotGainOfMagentaChanel(), 0.0f);
+    EXPECT_EQ(gray->dotGainOfYellowChanel(), 0.0f);
+    // Gray 0 is the paper here and has no light: both powers are infinite
+    // and their quotient no number, which is what the measure gives.
+    EXPECT_NE(gray->dotGainOfBlackChanel(), 0.0f);
+    EXPECT_TRUE(std::isnan(gray->dotGainOfBlackChanel()));
+}
+
+TEST_F(InksTest, WithoutAWayBackTheInkMeasuresGiveTheirDefaults) {
+    auto path = writeProfile(dir, "plain.icc", make(printerRecipe()));
+    auto bare = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(bare);
+    EXPECT_EQ(bare->PCSToDeviceTotalInkMax(), 400);
+    EXPECT_EQ(bare->PCSToDeviceBlackMax(), 100);
+    EXPECT_EQ(bare->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
+    CharacteristicProfilePoints none = bare->characteristicProfilePoints();
+    EXPECT_EQ(none.maxChroma, 0.0f);
+    EXPECT_EQ(none.lightestColor.lab.L, 0);
+
+    // A printer that only goes to Lab gets no inspector with worlds at all.
+    ProfileRecipe oneWay = printerRecipe();
+    std::erase_if(oneWay.tables, [](const ProfileTableRecipe& t) { return (t.tag >> 24) == 'B'; });
+    auto oneWayPath = writeProfile(dir, "oneway.icc", make(oneWay));
+    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(oneWayPath, 0));
+    auto oneWayBare = ProfileInspector::profileInspectorWithProfilePath(oneWayPath, -1);
+    ASSERT_TRUE(oneWayBare);
+    EXPECT_EQ(oneWayBare->PCSToDeviceTotalInkMax(), 400);
+    EXPECT_NEAR(oneWayBare->dotGainOfMagentaChanel(), kPlainInkGain, kGainTolerance);
+
+    // An input profile stands with one way: defaults, and its black point is
+    // the full-ink colour.
+    oneWay.deviceClass = cmInputClass;
+    auto scanner = printer("scanner.icc", oneWay, 1);
+    ASSERT_TRUE(scanner);
+    ASSERT_FALSE(scanner->PCSToDevice());
+    EXPECT_EQ(scanner->PCSToDeviceBlackMax(), 100);
+    EXPECT_EQ(scanner->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
+    CharacteristicProfilePoints points = scanner->characteristicProfilePoints();
+    EXPECT_EQ(points.blackPointColor.lab.L, points.fullInkColor.lab.L);
+    EXPECT_EQ(points.blackPointColor.lab.a, points.fullInkColor.lab.a);
+    EXPECT_EQ(points.blackPointColor.lab.b, points.fullInkColor.lab.b);
+}
+
+TEST_F(InksTest, TotalInkAndBlackAreTruncated) {
+    // 74.9996 % four times sums to 299.998 in single precision: 299, not 300.
+    auto under = printer("under.icc", printerRecipe(separationJustUnder300), 1);
+    ASSERT_TRUE(under);
+    EXPECT_EQ(under->PCSToDeviceTotalInkMax(), 299);
+    EXPECT_EQ(under->PCSToDeviceBlackMax(), 74);
+
+    auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
+    ASSERT_TRUE(noBlack);
+    EXPECT_EQ(noBlack->PCSToDeviceTotalInkMax(), 300);
+    EXPECT_EQ(noBlack->PCSToDeviceBlackMax(), 0);
+}
+
+TEST_F(InksTest, StartOfBlackWalksDownTheNeutralAxis) {
+    // Black never reaches 0.5 %: the walk ends at 5930 without testing it.
+    auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
+    ASSERT_TRUE(noBlack);
+    EXPECT_NEAR(noBlack->PCSToDeviceLuminanceOfStartBlack(), kNoBlackStart, kFloatTolerance);
+    EXPECT_EQ(noBlack->PCSToDeviceLuminanceOfStartBlack(),
+              static_cast<float>(5930 * 100.0 / 65535.0));
+
+    // 1 % of black already on white: the first test stops, exactly 100.
+    auto onWhite = printer("onwhite.icc", printerRecipe(separationBlackOnWhite), 1);
+    ASSERT_TRUE(onWhite);
+    EXPECT_EQ(onWhite->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
+
+    // All neutrals in black: the second step, L 64880, already has about 1 %.
+    auto plain = printer("plain.icc", printerRecipe(), 1);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->PCSToDeviceLuminanceOfStartBlack(),
+              static_cast<float>(64880 * 100.0 / 65535.0));
+}
+
+TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
+    auto inspector = printer("plain.icc", printerRecipe(), 1);
+    ASSERT_TRUE(inspector);
+    CharacteristicProfilePoints p = inspector->characteristicProfilePoints();
+    // The paper is white, every full ink black.
+    EXPECT_NEAR(p.lightestLch.L, 100.0, kLabTolerance);
+    EXPECT_NEAR(p.lightestLch.c, 0.0, kLabTolerance);
+    EXPECT_NEAR(p.fullInkLch.L, 0.0, kLabTolerance);
+    EXPECT_NEAR(p.blackInkLch.L, 0.0, kLabTolerance);
+    EXPECT_NEAR(p.cmyInkLch.L, 0.0, kLabTolerance);
+    EXPECT_NEAR(labL(p.lightestColor), 100.0, kLabTolerance);
+    EXPECT_NEAR(labL(p.blackPointColor), 0.0, kLabTolerance);
+    // The primaries are sRGB's in D50 Lab: magenta, red, yellow, green, cyan, blue.
+    const double chroma[6] = {111.42, 106.84, 94.69, 113.33, 52.83, 131.23};
+    const double hue[6] = {327.10, 40.85, 99.57, 134.39, 196.48, 301.36};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_NEAR(p.primaryLch[i].c, chroma[i], kLchTolerance) << i;
+        EXPECT_NEAR(p.primaryLch[i].h, hue[i], kLchTolerance) << i;
+    }
+    EXPECT_EQ(p.maxChroma, p.primaryLch[5].c); // blue
+
+    // A gray profile: the two ends, nothing of the inks.
+    ProfileRecipe grayRecipe;
+    grayRecipe.colorSpace = cmGrayData;
+    grayRecipe.deviceClass = cmDisplayClass;
+    grayRecipe.matrixShaper = true;
+    auto gray = printer("gray.icc", grayRecipe, 1);
+    ASSERT_TRUE(gray);
+    CharacteristicProfilePoints g = gray->characteristicProfilePoints();
+    EXPECT_NEAR(g.lightestLch.L, 100.0, kLabTolerance);
+    EXPECT_NEAR(g.fullInkLch.L, 0.0, kLabTolerance);
+    EXPECT_EQ(g.blackInkLch.L, 0.0f);
+    EXPECT_EQ(g.cmyInkLch.L, 0.0f);
+    EXPECT_EQ(g.maxChroma, 0.0f);
+    for (const Lch& primary : g.primaryLch)
+        EXPECT_EQ(primary.c, 0.0f);
+    EXPECT_NEAR(labL(g.blackPointColor), 0.0, kLabTolerance);
+
+    // An RGB profile has none of it.
+    auto rgb = printer("rgb.icc", tableRGBRecipe(), 1);
+    ASSERT_TRUE(rgb);
+    EXPECT_EQ(rgb->characteristicProfilePoints().lightestLch.L, 0.0f);
+    EXPECT_EQ(rgb->PCSToDeviceTotalInkMax(), 400);
+}
+
+TEST_F(InksTest, InstalledPrinterProfileGivesInksWithinTheirRanges) {
+    auto cmyk = installedProfile("ghostscript/default_cmyk.icc");
+    if (!cmyk)
+        GTEST_SKIP() << "libgs-common isn't installed";
+    for (std::int32_t intent : {0, 1, 2, 3}) {
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, intent);
+        ASSERT_TRUE(inspector) << intent;
+        const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
+        const std::int32_t black = inspector->PCSToDeviceBlackMax();
+        const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
+        EXPECT_GE(total, black);
+        EXPECT_LE(total, 400);
+        EXPECT_GT(black, 50); // a press puts most of its darkest neutral in black
+        EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
+        EXPECT_LE(start, 100.0f);
+        // The walk only stops on its grid of 655.
+        const double steps = (65535.0 - start * 65535.0 / 100.0) / 655.0;
+        EXPECT_NEAR(steps, std::round(steps), 1e-3);
+    }
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, 1);
+    // A press's dot gain at the half tint is a few to some tens of points.
+    for (float gain : {inspector->dotGainOfCyanChanel(), inspector->dotGainOfMagentaChanel(),
+                       inspector->dotGainOfYellowChanel(), inspector->dotGainOfBlackChanel()}) {
+        EXPECT_GT(gain, 0.0f);
+        EXPECT_LT(gain, 50.0f);
+    }
+}
+
+TEST_F(InksTest, DamagedPrintersGiveDefaultsOrValuesInRange) {
+    const Bytes good = make(printerRecipe());
+    auto b2a1 = tagEntry(good, fourCC("B2A1"));
+    ASSERT_TRUE(b2a1);
+    std::mt19937 random(20261123);
+    int measuredWithWorlds = 0;
+    for (int round = 0; round < 24; ++round) {
+        SCOPED_TRACE(round);
+        Bytes bytes = good;
+        const int flips = 1 + static_cast<int>(random() % 8);
+        for (int i = 0; i < flips; ++i) {
+            // The frame (header, tag table), the table of the way back, or anywhere.
+            const std::uint32_t pick = random() % 3;
+            const std::size_t at = pick == 0   ? random() % 260
+                                   : pick == 1 ? b2a1->first + random() % 64
+                                               : random() % bytes.size();
+            bytes[at] = static_cast<std::uint8_t>(random());
+        }
+        const auto path = writeProfile(dir, "damaged.icc", bytes);
+        for (std::int32_t intent : {-1, 1}) {
+            auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
+            if (!inspector)
+                continue;
+            // Sums of four percentages, each truncated; the walk ends on its grid.
+            const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
+            const std::int32_t black = inspector->PCSToDeviceBlackMax();
+            const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
+            EXPECT_GE(total, 0);
+            EXPECT_LE(total, 400);
+            EXPECT_GE(black, 0);
+            EXPECT_LE(black, 100);
+            EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
+            EXPECT_LE(start, 100.0f);
+            measuredWithWorlds += intent == 1;
+            if (intent == -1) {
+                EXPECT_EQ(total, 400);
+                EXPECT_EQ(black, 100);
+                EXPECT_EQ(start, 100.0f);
+            }
+            (void)inspector->dotGainOfCyanChanel();
+            EXPECT_TRUE(inspector->calculatedDotGain());
+            const CharacteristicProfilePoints points = inspector->characteristicProfilePoints();
+            EXPECT_GE(points.maxChroma, 0.0f);
+        }
+    }
+    // Some damage leaves a working profile, so the measures above did run.
+    EXPECT_GT(measuredWithWorlds, 0);
+    RecordProperty("damaged_printers_measured", measuredWithWorlds);
+}
