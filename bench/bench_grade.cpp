@@ -65,8 +65,7 @@ float referenceGamut(const fs::path& path) {
     return static_cast<float>(static_cast<double>(inside) * 100.0 / divisor);
 }
 
-template <typename F>
-double bestOfThree(F&& f) {
+template <typename F> double bestOfThree(F&& f) {
     double best = 1e30;
     for (int i = 0; i < 3; ++i) {
         auto start = Clock::now();
@@ -85,8 +84,9 @@ std::string real(float value) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const fs::path profile =
-        argc > 1 ? fs::path(argv[1]) : fs::path("/usr/share/color/icc/ghostscript/default_cmyk.icc");
+    const fs::path profile = argc > 1
+                                 ? fs::path(argv[1])
+                                 : fs::path("/usr/share/color/icc/ghostscript/default_cmyk.icc");
     if (!fs::exists(profile)) {
         std::fprintf(stderr, "no profile at %s\n", profile.c_str());
         return 1;

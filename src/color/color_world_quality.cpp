@@ -26,8 +26,7 @@ namespace {
 class SystemClock final : public ThrottleClock {
   public:
     double now() override {
-        return std::chrono::duration<double>(
-                   std::chrono::steady_clock::now().time_since_epoch())
+        return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
             .count();
     }
     void sleepUntil(double when) override {
@@ -174,8 +173,7 @@ float ColorWorld::inAbsoluteGamutPercentage(const std::filesystem::path& path, f
     return testProfile(path, false, true, tolerance, nullptr);
 }
 
-float ColorWorld::inPerceptualGamutPercentage(const std::filesystem::path& path,
-                                              float tolerance) {
+float ColorWorld::inPerceptualGamutPercentage(const std::filesystem::path& path, float tolerance) {
     return testProfile(path, false, false, tolerance, nullptr);
 }
 
@@ -288,8 +286,7 @@ float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, O
     }
     constexpr std::int32_t total = kSpaceLevels * kSpaceLevels * kSpaceLevels;
     const float inside = static_cast<float>(total - outside) / static_cast<float>(total);
-    return static_cast<float>(static_cast<double>(inside) * 100.0 /
-                              static_cast<double>(divisor));
+    return static_cast<float>(static_cast<double>(inside) * 100.0 / static_cast<double>(divisor));
 }
 
 } // namespace slidebox::color
