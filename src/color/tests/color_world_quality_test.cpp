@@ -224,6 +224,20 @@ TEST_F(ProfileQuality, BijectivityEqualsThePlainAlgorithm) {
     EXPECT_EQ(ColorWorld::testProfile(cmyk, true, false, 0.0f, nullptr), plain);
 }
 
+TEST_F(ProfileQuality, ColorSpaceClassProfileIsGraded) {
+    // A profile of the colour-space class is not refused: its class is
+    // never its data colour space.
+    ProfileRecipe recipe = testing::tableRGBRecipe();
+    recipe.deviceClass = fourCC("spac");
+    const auto path = profile("spac.icc", recipe);
+    float maxi = -1.0f;
+    float plainMax = 0.0f;
+    const float plain = plainQuality(worldsOf(path, 0), 3, plainMax);
+    EXPECT_EQ(ColorWorld::bijectivityAverageDeltaEForPerceptualMode(path, &maxi), plain);
+    EXPECT_EQ(maxi, plainMax);
+    EXPECT_GE(plain, 0.0f);
+}
+
 TEST_F(ProfileQuality, GamutEqualsThePlainAlgorithm) {
     // An XYZ connection space: both colours read through CMXYZ:toCMLab:.
     const auto srgb = generic(cmRGBData, "srgb.icc");
