@@ -5,11 +5,11 @@
 // the cores (CWMatchColorRuns): the numbers are those of one match per
 // colour, since the engine treats each colour of a run alone, and all the
 // arithmetic that follows stays in order on this thread.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "color/color_world.h"
@@ -78,6 +78,8 @@ constexpr int kDeviceLevels = 11;
 constexpr std::uint16_t kDeviceStep = 6553;
 constexpr int kSpaceLevels = 51;
 constexpr std::uint16_t kSpaceStep = 1310;
+// Slices of the connection-space grid matched together when unthrottled.
+constexpr int kSlicesAtOnce = 6;
 
 // The points of one slice (one value of the first field) of a grid of
 // `channels` channels; the fields past them stay 0.
@@ -109,24 +111,51 @@ std::uint64_t keyOf(const CMColor& color) {
 // returns from a device, where out-of-gamut colours meet): each distinct
 // colour goes to the engine once and its answer is copied to its twins.
 // The engine answers a colour the same way every time, so the numbers are
-// those of matching each.
-void matchAlikeColors(const CMWorld& world, std::vector<CMColor>& colors) {
-    std::unordered_map<std::uint64_t, std::uint32_t> firstOf;
-    firstOf.reserve(colors.size() * 2);
-    std::vector<CMColor> distinct;
-    std::vector<std::uint32_t> slot(colors.size());
-    for (std::size_t n = 0; n < colors.size(); ++n) {
-        auto [it, added] =
-            firstOf.try_emplace(keyOf(colors[n]), static_cast<std::uint32_t>(distinct.size()));
-        if (added)
-            distinct.push_back(colors[n]);
-        slot[n] = it->second;
+// those of matching each. Its buffers serve call after call, so that
+// memory is touched for the first time only once.
+class AlikeColors {
+  public:
+    void match(const CMWorld& world, std::vector<CMColor>& colors) {
+        std::size_t capacity = 16;
+        while (capacity < colors.size() * 2)
+            capacity *= 2;
+        if (keys_.size() < capacity) {
+            keys_.assign(capacity, 0);
+            entries_.assign(capacity, kEmpty);
+        }
+        const std::size_t mask = capacity - 1;
+        distinct_.clear();
+        slot_.resize(colors.size());
+        used_.clear();
+        for (std::size_t n = 0; n < colors.size(); ++n) {
+            const std::uint64_t key = keyOf(colors[n]);
+            std::size_t at = (key * 0x9E3779B97F4A7C15ull >> 20) & mask;
+            while (entries_[at] != kEmpty && keys_[at] != key)
+                at = (at + 1) & mask;
+            if (entries_[at] == kEmpty) {
+                keys_[at] = key;
+                entries_[at] = static_cast<std::uint32_t>(distinct_.size());
+                used_.push_back(static_cast<std::uint32_t>(at));
+                distinct_.push_back(colors[n]);
+            }
+            slot_[n] = entries_[at];
+        }
+        for (std::uint32_t at : used_) // empty again for the next call
+            entries_[at] = kEmpty;
+        if (!CWMatchColorRuns(world, distinct_))
+            return; // nothing matched: the colours stay as they were
+        for (std::size_t n = 0; n < colors.size(); ++n)
+            colors[n] = distinct_[slot_[n]];
     }
-    if (!CWMatchColorRuns(world, distinct))
-        return; // nothing matched: the colours stay as they were
-    for (std::size_t n = 0; n < colors.size(); ++n)
-        colors[n] = distinct[slot[n]];
-}
+
+  private:
+    static constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
+    std::vector<std::uint64_t> keys_;
+    std::vector<std::uint32_t> entries_;
+    std::vector<std::uint32_t> used_;
+    std::vector<CMColor> distinct_;
+    std::vector<std::uint32_t> slot_;
+};
 
 // Both colours as Lab records: an XYZ connection space reads them as XYZ.
 float differenceOf(CMColor c1, CMColor c2, OSType pcs) {
@@ -233,6 +262,7 @@ float ColorWorld::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromL
     float sum = 0.0f;
     int count = 0;
     std::vector<CMColor> c1, c2;
+    AlikeColors alike;
     for (int slice = 0; slice < kDeviceLevels; ++slice) {
         throttle.startSlice();
         fillSlice(c1, slice, channels, kDeviceLevels, kDeviceStep);
@@ -240,7 +270,7 @@ float ColorWorld::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromL
         CWMatchColorRuns(toLab, c1);
         c2 = c1;
         CWMatchColorRuns(fromLab, c2);
-        matchAlikeColors(toLab, c2);
+        alike.match(toLab, c2);
         for (std::size_t n = 0; n < c1.size(); ++n) {
             const float d = differenceOf(c1[n], c2[n], pcs);
             if (maxiDeltaE && d > *maxiDeltaE)
@@ -264,21 +294,23 @@ float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, O
     else
         return -1.0f;
 
-    // Unthrottled, the whole grid is one run of work; throttled, each slice
-    // is matched on its own so that the pauses fall between slices.
-    const int slicesAtOnce = throttle.on() ? 1 : kSpaceLevels;
+    // Unthrottled, a few slices make one run of work, enough to share
+    // between the cores and small enough to stay in the cache; throttled,
+    // each slice is matched on its own so that the pauses fall between.
+    const int slicesAtOnce = throttle.on() ? 1 : kSlicesAtOnce;
     std::int32_t outside = 0;
     std::vector<CMColor> c1, c2, slice;
+    AlikeColors alike;
     for (int first = 0; first < kSpaceLevels; first += slicesAtOnce) {
         throttle.startSlice();
         c1.clear();
-        for (int s = first; s < first + slicesAtOnce; ++s) {
+        for (int s = first; s < std::min(first + slicesAtOnce, kSpaceLevels); ++s) {
             fillSlice(slice, s, 3, kSpaceLevels, kSpaceStep);
             c1.insert(c1.end(), slice.begin(), slice.end());
         }
         c2 = c1;
         CWMatchColorRuns(fromLab, c2);
-        matchAlikeColors(toLab, c2);
+        alike.match(toLab, c2);
         for (std::size_t n = 0; n < c1.size(); ++n)
             if (differenceOf(c1[n], c2[n], pcs) > tolerance)
                 ++outside;
