@@ -7,9 +7,7 @@
 // arithmetic that follows stays in order on this thread.
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "color/color_world.h"
@@ -22,19 +20,6 @@ namespace slidebox::color {
 std::atomic<float> gSpeedCalculation{100.0f};
 
 namespace {
-
-class SystemClock final : public ThrottleClock {
-  public:
-    double now() override {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-    }
-    void sleepUntil(double when) override {
-        const double wait = when - now();
-        if (wait > 0.0)
-            std::this_thread::sleep_for(std::chrono::duration<double>(wait));
-    }
-};
 
 std::atomic<ThrottleClock*> gThrottleClock{nullptr};
 
@@ -170,11 +155,6 @@ float differenceOf(CMColor c1, CMColor c2, OSType pcs) {
 }
 
 } // namespace
-
-ThrottleClock& ThrottleClock::system() {
-    static SystemClock clock;
-    return clock;
-}
 
 void ColorWorld::setSpeedCalculation(float percent) {
     gSpeedCalculation.store(percent > 100.0f ? 100.0f : (percent < 10.0f ? 10.0f : percent));
