@@ -10,6 +10,7 @@
 #include "color/color_conversion.h"
 #include "color/color_value.h"
 #include "color/colorsync.h"
+#include "color/throttle_clock.h"
 #include "image/bitmap.h"
 #include "image/zol_rect.h"
 
@@ -234,6 +235,50 @@ class ColorWorld : public ColorConversion {
     const CMBitmapMemory& bitmapOut() const { return bitmapOut_; }
     std::int32_t tileSizeWidth() const { return tileSizeWidth_; }
     std::int32_t tileSizeHeight() const { return tileSizeHeight_; }
+
+    // --- Profile quality tests (color_world_quality.cpp) ---
+    // Class operations that grade one profile by brute force through two
+    // worlds, the profile to the generic Lab profile and back, at intent 3
+    // (absolute) or 0 (perceptual). -1.0 means no answer: a profile or the
+    // generic Lab profile that doesn't open, a world that can't be built,
+    // an unreadable header, spaces the test has no grid or divisor for.
+
+    /// Average deltaE of a device colour's return through the device,
+    /// absolute colorimetric; the largest into maxDeltaE (may be null).
+    static float bijectivityAverageDeltaEForAbsoluteMode(const std::filesystem::path& path,
+                                                         float* maxDeltaE);
+    /// The same, perceptual.
+    static float bijectivityAverageDeltaEForPerceptualMode(const std::filesystem::path& path,
+                                                           float* maxDeltaE);
+    /// Share in percent of the connection-space grid that comes back within
+    /// tolerance (deltaE), absolute colorimetric, divided by the space's
+    /// fixed divisor (so it may pass 100).
+    static float inAbsoluteGamutPercentage(const std::filesystem::path& path, float tolerance);
+    /// The same, perceptual.
+    static float inPerceptualGamutPercentage(const std::filesystem::path& path, float tolerance);
+    /// The four above: qualityTest true for the bijectivity test (which
+    /// alone reads maxiDeltaE), false for the gamut test (which alone reads
+    /// the tolerance). maxiDeltaE is left alone when the test can't start.
+    static float testProfile(const std::filesystem::path& path, bool qualityTest, bool absolute,
+                             float tolerance, float* maxiDeltaE);
+    /// The bijectivity test over the device grid of space (RGB, CMY, CMYK):
+    /// each point through toLab, then fromLab and toLab again, compared.
+    /// maxiDeltaE (may be null) is set to 0 first. -1.0 for another space.
+    static float getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromLab, OSType space,
+                                     OSType pcs, float* maxiDeltaE);
+    /// The gamut test over the 51-level grid of the connection space pcs
+    /// (Lab or XYZ; -1.0 for another): each point through fromLab, then
+    /// toLab, compared with itself; a difference above tolerance is outside.
+    static float getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, OSType space,
+                                OSType pcs, float tolerance);
+    /// The share of time, in percent, the tests work: held to 10..100;
+    /// below 100 they pause between slices of work.
+    static void setSpeedCalculation(float percent);
+    /// The setting, 100 until set.
+    static float speedCalculation();
+    /// The clock the throttle reads and sleeps on; null puts back the
+    /// system's. Not owned: it must outlive every test that runs on it.
+    static void setThrottleClock(ThrottleClock* clock);
 
   private:
     bool matchImageReps();

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -966,6 +967,138 @@ CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) 
     for (std::thread& helper : helpers)
         helper.join();
     return noErr;
+}
+
+} // namespace slidebox::color
+
+// ---------------------------------------------------------------------------
+// Runs of single colours
+
+namespace slidebox::color {
+
+namespace {
+
+// Colours handed to the engine in one call: small enough for the buffers
+// to stay in the cache, large enough that the call costs nothing.
+constexpr std::size_t kRunLength = 512;
+
+// The boundary of CWMatchColors, a run at a time, without allocating per
+// colour. The same formulas as engineValuesFromColor and
+// colorFromEngineValues, so the fields come back the same.
+void valuesOfRun(const CMColor* colors, std::size_t n, const Layout& layout, double* values) {
+    const unsigned channels = layout.channels;
+    for (std::size_t j = 0; j < n; ++j, values += channels) {
+        if (channels > 4) {
+            std::uint8_t bytes[sizeof(CMColor)];
+            std::memcpy(bytes, &colors[j], sizeof bytes);
+            for (unsigned i = 0; i < channels; ++i)
+                values[i] = bytes[i] * 100.0 / 255.0;
+            continue;
+        }
+        for (unsigned i = 0; i < channels; ++i) {
+            const double w = colors[j].raw[i];
+            switch (layout.scale) {
+            case Layout::Scale::Lab:
+                values[i] = i == 0 ? w * 100.0 / 65535.0 : w * kLabABSpan / 65535.0 - 128.0;
+                break;
+            case Layout::Scale::XYZ:
+                values[i] = w * 2.0 / 65535.0;
+                break;
+            case Layout::Scale::Ink:
+                values[i] = w * 100.0 / 65535.0;
+                break;
+            case Layout::Scale::Unit:
+                values[i] = w / 65535.0;
+                break;
+            }
+        }
+    }
+}
+
+void colorsOfRun(const double* values, std::size_t n, const Layout& layout, CMColor* colors) {
+    const unsigned channels = layout.channels;
+    for (std::size_t j = 0; j < n; ++j, values += channels) {
+        CMColor color{};
+        if (channels > 4) {
+            std::uint8_t bytes[sizeof(CMColor)] = {};
+            for (unsigned i = 0; i < channels; ++i)
+                bytes[i] = toByte(values[i] * 255.0 / 100.0);
+            std::memcpy(&color, bytes, sizeof bytes);
+            colors[j] = color;
+            continue;
+        }
+        for (unsigned i = 0; i < channels; ++i) {
+            const double v = values[i];
+            switch (layout.scale) {
+            case Layout::Scale::Lab:
+                color.raw[i] =
+                    toField(i == 0 ? v * 65535.0 / 100.0 : (v + 128.0) * 65535.0 / kLabABSpan);
+                break;
+            case Layout::Scale::XYZ:
+                color.raw[i] = toField(v * 65535.0 / 2.0);
+                break;
+            case Layout::Scale::Ink:
+                color.raw[i] = toField(v * 65535.0 / 100.0);
+                break;
+            case Layout::Scale::Unit:
+                color.raw[i] = toField(v * 65535.0);
+                break;
+            }
+        }
+        colors[j] = color;
+    }
+}
+
+void matchRuns(const CMWorld& world, const Layout& in, const Layout& out,
+               std::span<CMColor> colors) {
+    std::vector<double> inValues(kRunLength * in.channels);
+    std::vector<double> outValues(kRunLength * out.channels);
+    for (std::size_t start = 0; start < colors.size(); start += kRunLength) {
+        const std::size_t n = std::min(kRunLength, colors.size() - start);
+        valuesOfRun(colors.data() + start, n, in, inValues.data());
+        cmsDoTransform(world.transform.get(), inValues.data(), outValues.data(),
+                       static_cast<cmsUInt32Number>(n));
+        colorsOfRun(outValues.data(), n, out, colors.data() + start);
+    }
+}
+
+} // namespace
+
+bool CWMatchColorRuns(const CMWorld& world, std::span<CMColor> colors, unsigned threads) {
+    if (!world.transform)
+        return false;
+    auto in = layoutOf(world.inputSpace);
+    auto out = layoutOf(world.outputSpace);
+    if (!in || !out || in->channels != world.inputChannels ||
+        out->channels != world.outputChannels)
+        return false;
+    if (threads == 0)
+        threads = std::max(1u, std::thread::hardware_concurrency());
+    // A thread is worth starting for a few runs of work, not less.
+    threads = static_cast<unsigned>(
+        std::min<std::size_t>(threads, std::max<std::size_t>(1, colors.size() / kRunLength)));
+    if (threads <= 1) {
+        matchRuns(world, *in, *out, colors);
+        return true;
+    }
+    // The engine's transform is only read while it matches (no cache), so
+    // the threads share it; each takes one contiguous share of the colours.
+    std::vector<std::thread> workers;
+    const std::size_t share = (colors.size() + threads - 1) / threads;
+    for (unsigned t = 1; t < threads; ++t) {
+        const std::size_t start = std::min(colors.size(), t * share);
+        const std::size_t n = std::min(share, colors.size() - start);
+        try {
+            workers.emplace_back(matchRuns, std::cref(world), std::cref(*in), std::cref(*out),
+                                 colors.subspan(start, n));
+        } catch (const std::system_error&) { // no thread to be had: this one does it
+            matchRuns(world, *in, *out, colors.subspan(start, n));
+        }
+    }
+    matchRuns(world, *in, *out, colors.first(std::min(share, colors.size())));
+    for (std::thread& worker : workers)
+        worker.join();
+    return true;
 }
 
 } // namespace slidebox::color

@@ -256,3 +256,18 @@ CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const Profi
 CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst);
 
 } // namespace slidebox::color
+
+// ---------------------------------------------------------------------------
+// Runs of single colours
+
+namespace slidebox::color {
+
+/// Matches colours in place with exactly the numbers CWMatchColors gives
+/// one colour at a time (the same engine values in, the same rounding to
+/// the record out: the engine treats every colour of a call alone), but
+/// hands the engine runs of colours in one call and shares a long run
+/// between up to `threads` threads (0: one a core). False, touching
+/// nothing, for a world that can't match (as CWMatchColors).
+bool CWMatchColorRuns(const CMWorld& world, std::span<CMColor> colors, unsigned threads = 0);
+
+} // namespace slidebox::color
