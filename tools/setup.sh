@@ -12,7 +12,7 @@ PACKAGES="
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth xdotool findutils procps
   clang libclang-rt-14-dev
-  colord-data icc-profiles-free libgs-common liblcms2-utils
+  colord-data icc-profiles-free libgs-common liblcms2-utils python3
 "
 
 missing=""
