@@ -21,7 +21,7 @@ std::vector<const IccSubcommand*>& table() {
 
 // The group's --help text. Constant-initialised storage, so that it is valid
 // whatever order the files' registrations run in; each appends its lines.
-char usageText[2048];
+char usageText[4096];
 
 int runIcc(const std::vector<std::string>& args) {
     if (args.empty())

@@ -32,6 +32,7 @@ struct CMBitmapMemory {
     bool ownBitmap = false; ///< image is owned (in ownedImage) rather than the rep's
     CMBitmap cmBitmap;
     std::unique_ptr<std::uint8_t[]> ownedImage;
+    image::Bitmap ownedRep; ///< or a bitmap handed over whole (setLabBitmap)
 };
 
 /// The three bytes of a colour as a comparison paints it.
@@ -164,16 +165,16 @@ class ColorWorld : public ColorConversion {
 
     // --- Lab bitmap comparison (color_world_compare.cpp) ---
 
-    /// Compares the own Lab bitmap with the external one (16-bit Lab, 6
-    /// bytes a pixel; a null pointer or a null image counts as missing),
-    /// stores the statistics and paints image, an RGB888 QImage of the own
-    /// bitmap's size, by the differences. mask: 8-bit, only image and
-    /// rowBytes read, 0 compared; it must cover the bitmaps. A bad image
-    /// beeps and logs, and the comparison runs without painting. False
-    /// (and a log line) when a bitmap is missing or the two differ in
-    /// layout; gamutTolerance is stored even then.
-    bool compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBitmap* external,
-                                         float tolerance, const CMBitmap* mask, QImage* image);
+    /// Compares this object's Lab bitmap (the own one) with that of other
+    /// (the external one), stores the statistics and paints image, an
+    /// RGB888 QImage of the own bitmap's size, by the differences. mask:
+    /// 8-bit gray, 0 compared, anything else not; it must cover the
+    /// bitmaps. A bad image beeps and logs, and the comparison runs without
+    /// painting. False (and a log line) when a Lab bitmap is missing, the
+    /// two differ in layout or the mask doesn't cover them; gamutTolerance
+    /// is stored even then. Neither Lab bitmap is changed.
+    bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                         const image::Bitmap* mask, QImage* image);
     /// The two passes: statistics, then the gamut data (null: none) at
     /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
     /// most 0.09999999).
@@ -226,6 +227,12 @@ class ColorWorld : public ColorConversion {
     bool matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination);
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
+    /// Takes lab, 16-bit packed Lab without alpha (the fields of
+    /// CMLabColor), as the Lab bitmap, in place of one a match would make:
+    /// a Lab image read from a file compares like a matched one. A wrapping
+    /// bitmap's memory must outlive its use here. False, and nothing
+    /// changed, for another format or an empty bitmap.
+    bool setLabBitmap(image::Bitmap lab);
     /// Frees the tile buffers and the Lab bitmap.
     void releaseMemory();
 
@@ -234,6 +241,9 @@ class ColorWorld : public ColorConversion {
     const CMBitmapMemory& bitmapOut() const { return bitmapOut_; }
     std::int32_t tileSizeWidth() const { return tileSizeWidth_; }
     std::int32_t tileSizeHeight() const { return tileSizeHeight_; }
+    /// The most pixels of a tile with a destination, one million unless a
+    /// test sets fewer to see remainder tiles on small images.
+    void setTilePixelLimit(float pixels) { tilePixelLimit_ = pixels; }
 
   private:
     bool matchImageReps();
@@ -268,6 +278,7 @@ class ColorWorld : public ColorConversion {
     image::ZOL_Rect datasRect_;
     std::int32_t tileSizeWidth_ = 0;
     std::int32_t tileSizeHeight_ = 0;
+    float tilePixelLimit_ = 1000000.0f;
     // The Lab comparison's settings and statistics.
     std::int32_t deltaEKind_ = 0;
     bool averagePatchColor_ = false;

@@ -278,19 +278,20 @@ void ColorWorld::drawNoDifference(QImage& image) {
     painter.drawText(QPointF(x, y + metrics.ascent()), text);
 }
 
-bool ColorWorld::compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBitmap* external,
-                                                 float tolerance, const CMBitmap* mask,
-                                                 QImage* image) {
+bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                                 const image::Bitmap* mask, QImage* image) {
+    const CMBitmap* own = labBitmap();
+    const CMBitmap* external = other.labBitmap();
     std::int32_t gamutRowBytes = 0;
+    // The image is looked at first: a bad one beeps even when the
+    // comparison then stops.
     std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
     gamutTolerance_ = tolerance;
-    const bool ownMissing = !own || !own->image;
-    const bool externalMissing = !external || !external->image;
-    if (ownMissing)
+    if (!own)
         platform::log("ColorWorld: No Internal CMbitmap image");
-    if (externalMissing)
+    if (!external)
         platform::log("ColorWorld: No External CMbitmap image");
-    if (ownMissing || externalMissing)
+    if (!own || !external)
         return false;
     if (!sameLabBitmap(*own, *external)) {
         platform::log("Not Same Lab CMbitmaps");
@@ -298,8 +299,18 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBi
     }
     CMBitmap maskBitmap;
     if (mask) {
-        maskBitmap.image = mask->image;
-        maskBitmap.rowBytes = mask->rowBytes;
+        // Every byte the comparison reads must exist: a mask of one 8-bit
+        // sample at least as large as the bitmaps.
+        const image::PixelFormat& f = mask->format();
+        if (mask->isNull() || f.space != image::ColorSpace::Gray || f.bytesPerSample != 1 ||
+            f.hasAlpha || static_cast<std::uint32_t>(mask->width()) < own->width ||
+            static_cast<std::uint32_t>(mask->height()) < own->height ||
+            mask->rowBytes() > 0xFFFFFFFFu) {
+            platform::log("ColorWorld: Gray mask does not cover the Lab CMbitmaps");
+            return false;
+        }
+        maskBitmap.image = reinterpret_cast<char*>(const_cast<std::uint8_t*>(mask->plane(0)));
+        maskBitmap.rowBytes = static_cast<std::uint32_t>(mask->rowBytes());
     }
     const bool same = compareLabBitmap(*own, *external, mask ? &maskBitmap : nullptr, gamut,
                                        static_cast<std::size_t>(gamutRowBytes));

@@ -13,8 +13,6 @@ namespace slidebox::color {
 
 namespace {
 
-constexpr float kMaxTilePixels = 1000000.0f;
-
 /// The signature a rep of this space must meet; 0 when any will do.
 OSType neededSignature(image::ColorSpace space) {
     switch (space) {
@@ -127,8 +125,8 @@ bool ColorWorld::allocAndInitDatas() {
     const std::int32_t h = repIn_->height();
     tileSizeWidth_ = w;
     tileSizeHeight_ = h;
-    if (repOut_ && static_cast<float>(w) * static_cast<float>(h) > kMaxTilePixels)
-        tileSizeHeight_ = static_cast<std::int32_t>(1000000.0 / w);
+    if (repOut_ && static_cast<float>(w) * static_cast<float>(h) > tilePixelLimit_)
+        tileSizeHeight_ = static_cast<std::int32_t>(static_cast<double>(tilePixelLimit_) / w);
 
     // A rep that holds fewer samples than the world reads would be read or
     // written past its end.
@@ -317,6 +315,7 @@ bool ColorWorld::nextRect() {
 
 void ColorWorld::releaseCMBitmapMemory(CMBitmapMemory& memory) {
     memory.ownedImage.reset();
+    memory.ownedRep = image::Bitmap();
     memory.cmBitmap.image = nullptr;
     memory.ownBitmap = false;
 }
@@ -331,6 +330,26 @@ const CMBitmap* ColorWorld::labBitmap() const {
     if (!b.image || !bitmapOut_.ownBitmap || b.space != cmLab48Space)
         return nullptr;
     return &b;
+}
+
+bool ColorWorld::setLabBitmap(image::Bitmap lab) {
+    const image::PixelFormat& f = lab.format();
+    if (lab.isNull() || f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 ||
+        f.hasAlpha || f.isPlanar || lab.rowBytes() > 0xFFFFFFFFu)
+        return false;
+    releaseCMBitmapMemory(bitmapOut_);
+    CMBitmap& b = bitmapOut_.cmBitmap;
+    b.image = reinterpret_cast<char*>(lab.plane(0));
+    b.width = static_cast<std::uint32_t>(lab.width());
+    b.height = static_cast<std::uint32_t>(lab.height());
+    b.rowBytes = static_cast<std::uint32_t>(lab.rowBytes());
+    b.pixelSize = 48;
+    b.space = cmLab48Space;
+    b.user1 = 0;
+    b.user2 = 0;
+    bitmapOut_.ownedRep = std::move(lab);
+    bitmapOut_.ownBitmap = true;
+    return true;
 }
 
 } // namespace slidebox::color

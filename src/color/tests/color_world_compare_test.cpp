@@ -11,6 +11,9 @@
 #include "platform/log.h"
 
 using namespace slidebox::color;
+using slidebox::image::Bitmap;
+using slidebox::image::ColorSpace;
+using slidebox::image::PixelFormat;
 
 namespace {
 
@@ -43,15 +46,28 @@ struct LabImage {
     void setA(std::uint32_t x, std::uint32_t y, std::uint16_t a) {
         pixels[(static_cast<std::size_t>(y) * bitmap.rowBytes / 6 + x) * 3 + 1] = a;
     }
+    /// A bitmap over these pixels, for ColorWorld::setLabBitmap.
+    Bitmap wrapped() {
+        return std::move(Bitmap::wrap(static_cast<std::int32_t>(bitmap.width),
+                                      static_cast<std::int32_t>(bitmap.height),
+                                      PixelFormat::make(ColorSpace::Lab, 16), bitmap.rowBytes,
+                                      reinterpret_cast<std::uint8_t*>(pixels.data()))
+                             .value());
+    }
 };
 
 struct Mask {
     std::vector<std::uint8_t> bytes;
     CMBitmap bitmap;
+    Bitmap rep;
     Mask(std::uint32_t width, std::uint32_t height, std::uint8_t value)
         : bytes(static_cast<std::size_t>(width) * height, value) {
         bitmap.image = reinterpret_cast<char*>(bytes.data());
         bitmap.rowBytes = width;
+        rep = std::move(Bitmap::wrap(static_cast<std::int32_t>(width),
+                                     static_cast<std::int32_t>(height),
+                                     PixelFormat::make(ColorSpace::Gray, 8), width, bytes.data())
+                            .value());
     }
 };
 
@@ -60,13 +76,15 @@ RGB8 pixelOf(const QImage& image, int x, int y) {
     return {p[0], p[1], p[2]};
 }
 
-// Columns holding dark (text) pixels: first and last, or -1 when none.
+// Columns holding the black of the text: first and last, or -1 when none.
+// The far end of the out-of-gamut ramp (51, 0, 0) is dark too, so only what
+// is close to black counts.
 std::pair<int, int> darkColumns(const QImage& image) {
     int first = -1, last = -1;
     for (int y = 0; y < image.height(); ++y)
         for (int x = 0; x < image.width(); ++x) {
             const QColor c = image.pixelColor(x, y);
-            if (c.red() < 64 && c.green() < 64 && c.blue() < 64) {
+            if (c.red() < 32 && c.green() < 32 && c.blue() < 32) {
                 if (first < 0 || x < first)
                     first = x;
                 last = std::max(last, x);
@@ -86,7 +104,14 @@ class CompareTest : public ::testing::Test {
         slidebox::platform::setLogSink({});
         ColorWorld::setBeepHandler({});
     }
-    ColorWorld world;
+    // world holds the own Lab bitmap a, other the external one b.
+    bool compare(LabImage& a, LabImage& b, float tolerance, Mask* mask, QImage* image) {
+        EXPECT_TRUE(world.setLabBitmap(a.wrapped()));
+        EXPECT_TRUE(other.setLabBitmap(b.wrapped()));
+        return world.compareLabBitmapWithLabBitmapOf(other, tolerance, mask ? &mask->rep : nullptr,
+                                                     image);
+    }
+    ColorWorld world, other;
     std::vector<std::string> log;
     int beeps = 0;
 };
@@ -94,7 +119,7 @@ class CompareTest : public ::testing::Test {
 TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
     LabImage a(200, 40), b(200, 40);
     QImage image(200, 40, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_NEAR(world.averageDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.maxiDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
@@ -109,14 +134,18 @@ TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
 }
 
 TEST_F(CompareTest, ToleranceZeroOnEqualBitmapsTakesTheOutOfGamutStart) {
-    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0.
-    LabImage a(3, 1), b(3, 1);
-    QImage image(3, 1, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 0.0f, nullptr, &image));
+    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0. The
+    // bitmaps agree, so "No Difference" is written across the middle; the
+    // corner stays clear of the text.
+    LabImage a(200, 40), b(200, 40);
+    QImage image(200, 40, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(a, b, 0.0f, nullptr, &image));
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
     const RGB8 limit = world.comparisonColors().outGamutLimitRGB;
     EXPECT_EQ(limit, (RGB8{255, 178, 0}));
-    EXPECT_EQ(pixelOf(image, 1, 0), limit);
+    EXPECT_EQ(pixelOf(image, 0, 0), limit);
+    EXPECT_EQ(pixelOf(image, 199, 39), limit);
+    EXPECT_GE(darkColumns(image).first, 0);
 }
 
 TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
@@ -125,7 +154,7 @@ TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
     for (std::uint32_t x = 0; x < 5; ++x)
         b.setA(x, 0, fields[x]);
     QImage image(5, 1, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_NEAR(world.maxiDeltaE(), 10.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.averageDeltaE(), 19.0f / 5.0f, kSumTol);
@@ -160,7 +189,7 @@ TEST_F(CompareTest, AllMaskedIsZeroOverZero) {
     Mask mask(90, 30, 255);
     QImage image(90, 30, QImage::Format_RGB888);
     ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+        compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 0u);
     EXPECT_TRUE(std::isnan(world.averageDeltaE()));
     EXPECT_TRUE(std::isnan(world.inGamutPixelsPercentage()));
@@ -193,7 +222,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     world.setAveragePatchColor(true);
     QImage image(9, 6, QImage::Format_RGB888);
     ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+        compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 6u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 1.0f, kExact);
@@ -208,7 +237,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     // The same chart pixel by pixel: 24 compared, half of them at d = 2.
     world.setAveragePatchColor(false);
     ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 1.5f, &mask.bitmap, nullptr));
+        compare(a, b, 1.5f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 24u);
     EXPECT_NEAR(world.maxiDeltaE(), 2.0f, kExact);
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 50.0f, kExact);
@@ -220,7 +249,7 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
     Mask mask(4, 3, 0);
     world.setAveragePatchColor(true);
     ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, nullptr));
+        compare(a, b, 2.0f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 1u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
 }
@@ -228,7 +257,7 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
 TEST_F(CompareTest, PatchFlagWithoutMaskComparesPixels) {
     LabImage a(4, 3), b(4, 3, kA1);
     world.setAveragePatchColor(true);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     EXPECT_EQ(world.comparedCount(), 12u);
 }
 
@@ -247,7 +276,7 @@ TEST_F(CompareTest, Cie94KindIsUsed) {
     b.pixels[0] = 40000; // L differs too, so both kinds give different numbers
     b.pixels[1] = kA10;
     world.setDeltaEKindForLabBitmapComparison(1);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     CMColor c1{}, c2{};
     std::memcpy(&c1, a.pixels.data(), 6);
     std::memcpy(&c2, b.pixels.data(), 6);
@@ -259,7 +288,7 @@ TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
     LabImage a(200, 30), b(200, 30);
     QImage image(200, 30, QImage::Format_ARGB32);
     image.fill(Qt::white);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_EQ(beeps, 1);
     ASSERT_EQ(log.size(), 1u);
     EXPECT_EQ(log[0], "Gamut image is not RGB 24 bits, etc...");
@@ -270,7 +299,7 @@ TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
 TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
     LabImage a(60, 30), b(60, 30);
     QImage image(60, 30, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     auto [first, last] = darkColumns(image);
     ASSERT_GE(first, 0);
     // At 28 the text would run over both edges; the fitting size leaves a margin.
@@ -280,23 +309,33 @@ TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
 
 TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
     LabImage a(4, 2), b(4, 2, kA1);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     EXPECT_EQ(beeps, 1); // no image at all
     log.clear();
     LabImage padded(4, 2, kBaseA, 1); // same size, longer rows
     EXPECT_FALSE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &padded.bitmap, 7.0f, nullptr, nullptr));
+        compare(a, padded, 7.0f, nullptr, nullptr));
     EXPECT_EQ(log.back(), "Not Same Lab CMbitmaps");
     EXPECT_NEAR(world.gamutTolerance(), 7.0f, kExact);
     EXPECT_NEAR(world.averageDeltaE(), 1.0f, kExact);
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
 
     log.clear();
-    CMBitmap empty;
-    EXPECT_FALSE(world.compareLabBitmapWithLabBitmapOf(&empty, nullptr, 2.0f, nullptr, nullptr));
+    ColorWorld empty, alsoEmpty;
+    EXPECT_FALSE(empty.compareLabBitmapWithLabBitmapOf(alsoEmpty, 2.0f, nullptr, nullptr));
     ASSERT_EQ(log.size(), 3u);
     EXPECT_EQ(log[1], "ColorWorld: No Internal CMbitmap image");
     EXPECT_EQ(log[2], "ColorWorld: No External CMbitmap image");
+
+    // A mask a row short would be read past its end: refused.
+    log.clear();
+    Mask shortMask(4, 1, 0);
+    EXPECT_FALSE(compare(a, b, 2.0f, &shortMask, nullptr));
+    EXPECT_EQ(log.back(), "ColorWorld: Gray mask does not cover the Lab CMbitmaps");
+    // Only 16-bit packed Lab is taken as a Lab bitmap.
+    Bitmap rgb = std::move(Bitmap::allocate(4, 2, PixelFormat::make(ColorSpace::RGB, 16)).value());
+    EXPECT_FALSE(empty.setLabBitmap(std::move(rgb)));
+    EXPECT_EQ(empty.labBitmap(), nullptr);
 }
 
 TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
@@ -305,7 +344,7 @@ TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
     b.setA(5, 299, kA10);
     QImage image(1024, 300, QImage::Format_RGB888);
     image.fill(Qt::black);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{127, 204, 127}));
     EXPECT_EQ(pixelOf(image, 1023, 299), (RGB8{127, 204, 127}));
     EXPECT_EQ(pixelOf(image, 5, 299), (RGB8{51, 0, 0}));
