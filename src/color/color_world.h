@@ -35,6 +35,12 @@ struct CMBitmapMemory {
     image::Bitmap ownedRep; ///< or a bitmap handed over whole (setLabBitmap)
 };
 
+/// The layout code of a Lab bitmap kept as a CIELab file keeps it: three
+/// 16-bit samples, L as the field, a and b as the field less 32768, signed.
+/// A comparison reads it as it reads cmLab48Space, so that a file mapped
+/// into memory needs no decoding pass.
+inline constexpr std::uint32_t cmLab48SignedABSpace = 0x12908;
+
 /// The three bytes of a colour as a comparison paints it.
 struct RGB8 {
     std::uint8_t red = 0, green = 0, blue = 0;
@@ -228,11 +234,12 @@ class ColorWorld : public ColorConversion {
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
     /// Takes lab, 16-bit packed Lab without alpha (the fields of
-    /// CMLabColor), as the Lab bitmap, in place of one a match would make:
+    /// CMLabColor, or with abSigned a and b less 32768 as a CIELab file
+    /// keeps them), as the Lab bitmap, in place of one a match would make:
     /// a Lab image read from a file compares like a matched one. A wrapping
     /// bitmap's memory must outlive its use here. False, and nothing
     /// changed, for another format or an empty bitmap.
-    bool setLabBitmap(image::Bitmap lab);
+    bool setLabBitmap(image::Bitmap lab, bool abSigned = false);
     /// Frees the tile buffers and the Lab bitmap.
     void releaseMemory();
 

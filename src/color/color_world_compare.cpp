@@ -46,15 +46,75 @@ void beep() {
         handler();
 }
 
-// A pixel of a Lab bitmap as a colour record; the fourth field stays 0 so
-// that nothing past the pixel's six bytes is read.
-inline CMColor labPixel(const std::uint8_t* pixel) {
-    CMColor colour{};
-    std::memcpy(&colour, pixel, kLabPixelBytes);
-    return colour;
+using DeltaE = float (*)(const CMColor&, const CMColor&);
+
+// The reals of every 16-bit Lab field, read once with CMLab itself, so that
+// a pixel is decoded by three loads and every number is exactly the one
+// deltaEWithC1 works with. abSigned is indexed by the field as a file keeps
+// it, a and b less 32768 as signed 16-bit values.
+struct LabTables {
+    std::vector<float> L, ab, abSigned;
+    LabTables() : L(65536), ab(65536), abSigned(65536) {
+        for (std::uint32_t w = 0; w < 65536; ++w) {
+            CMColor colour{};
+            colour.lab = {static_cast<std::uint16_t>(w), static_cast<std::uint16_t>(w),
+                          static_cast<std::uint16_t>(w)};
+            float l, a, b;
+            ColorConversion::CMLab(colour, l, a, b);
+            L[w] = l;
+            ab[w] = a;
+        }
+        for (std::uint32_t w = 0; w < 65536; ++w)
+            abSigned[w] = ab[w ^ 0x8000u];
+    }
+};
+
+const LabTables& labTables() {
+    static const LabTables tables;
+    return tables;
 }
 
-using DeltaE = float (*)(const CMColor&, const CMColor&);
+// How the pixels of one Lab bitmap are read.
+struct LabReader {
+    const float* L;
+    const float* ab;
+    std::uint16_t abFlip; // 0x8000 for a and b kept signed
+
+    explicit LabReader(const CMBitmap& bitmap)
+        : L(labTables().L.data()),
+          ab(bitmap.space == cmLab48SignedABSpace ? labTables().abSigned.data()
+                                                  : labTables().ab.data()),
+          abFlip(bitmap.space == cmLab48SignedABSpace ? 0x8000 : 0) {}
+
+    // The pixel as a colour record; the fourth field stays 0.
+    CMColor colour(const std::uint8_t* pixel) const {
+        std::uint16_t f[3];
+        std::memcpy(f, pixel, sizeof f);
+        CMColor c{};
+        c.lab = {f[0], static_cast<std::uint16_t>(f[1] ^ abFlip),
+                 static_cast<std::uint16_t>(f[2] ^ abFlip)};
+        return c;
+    }
+};
+
+// The difference of two pixels. CIE 1976 through the tables, in the order
+// of operations of deltaEWithL; any other kind through its operation.
+struct PixelDelta {
+    LabReader a, b;
+    DeltaE generic; // null for the 1976 difference
+
+    float operator()(const std::uint8_t* pa, const std::uint8_t* pb) const {
+        if (generic)
+            return generic(a.colour(pa), b.colour(pb));
+        std::uint16_t fa[3], fb[3];
+        std::memcpy(fa, pa, sizeof fa);
+        std::memcpy(fb, pb, sizeof fb);
+        const float dL = a.L[fa[0]] - b.L[fb[0]];
+        const float da = a.ab[fa[1]] - b.ab[fb[1]];
+        const float db = a.ab[fa[2]] - b.ab[fb[2]];
+        return std::sqrt(dL * dL + da * da + db * db);
+    }
+};
 
 // One channel of a ramp: trunc(from + (to - from) × t) in single precision.
 inline std::uint8_t rampChannel(std::uint8_t from, std::uint8_t to, float t) {
@@ -80,7 +140,7 @@ struct PaintJob {
     const CMBitmap* mask;
     std::uint8_t* gamut;
     std::size_t gamutRowBytes;
-    DeltaE deltaE;
+    PixelDelta delta;
     float tolerance;
     float maxiDeltaE;
     ComparisonColors colours;
@@ -107,7 +167,7 @@ void paintRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
                 paint(out, job.colours.nonComparedRGB);
                 continue;
             }
-            const float d = job.deltaE(labPixel(a), labPixel(b));
+            const float d = job.delta(a, b);
             if (d < tol) {
                 paint(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
             } else {
@@ -163,14 +223,16 @@ void ColorWorld::findPatchDimensionWidth(std::uint32_t& width, std::uint32_t& he
 
 CMColor ColorWorld::averagePatchColorWidth(std::uint32_t width, std::uint32_t height,
                                            const std::uint8_t* color, const CMBitmap& bitmap) {
+    // The average runs on the fields of CMLabColor, whatever the bitmap keeps.
+    const LabReader reader(bitmap);
     float sums[3] = {0.0f, 0.0f, 0.0f};
     for (std::uint32_t y = 0; y < height; ++y) {
         const std::uint8_t* pixel = color + static_cast<std::size_t>(y) * bitmap.rowBytes;
         for (std::uint32_t x = 0; x < width; ++x, pixel += kLabPixelBytes) {
-            std::uint16_t fields[3];
-            std::memcpy(fields, pixel, sizeof fields);
-            for (int k = 0; k < 3; ++k)
-                sums[k] += static_cast<float>(fields[k]);
+            const CMColor fields = reader.colour(pixel);
+            sums[0] += static_cast<float>(fields.lab.L);
+            sums[1] += static_cast<float>(fields.lab.a);
+            sums[2] += static_cast<float>(fields.lab.b);
         }
     }
     const float count = static_cast<float>(width * height);
@@ -186,6 +248,8 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
                                   std::size_t gamutRowBytes) {
     const DeltaE deltaE = deltaEKind_ == 0 ? &ColorConversion::deltaEWithC1
                                            : &ColorConversion::deltaE94WithC1;
+    const PixelDelta delta{LabReader(own), LabReader(external),
+                           deltaEKind_ == 0 ? nullptr : deltaE};
     maxiDeltaE_ = 0.0f;
     miniDeltaE_ = 500.0f;
     float sum = 0.0f;
@@ -215,7 +279,7 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
                 rowStep = std::max(rowStep, h);
                 x += w;
             } else {
-                d = deltaE(labPixel(a), labPixel(b));
+                d = delta(a, b);
                 ++x;
             }
             sum += d;
@@ -238,8 +302,8 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
         static_cast<float>(static_cast<double>(inGamut) * 100.0 / static_cast<double>(compared));
 
     if (gamut) {
-        const PaintJob job{&own,   &external,       mask,        gamut,      gamutRowBytes,
-                           deltaE, gamutTolerance_, maxiDeltaE_, comparison_};
+        const PaintJob job{&own,  &external,       mask,        gamut,      gamutRowBytes,
+                           delta, gamutTolerance_, maxiDeltaE_, comparison_};
         // Big images are painted on both cores; each row is independent.
         const std::uint64_t pixels = static_cast<std::uint64_t>(own.width) * own.height;
         if (pixels >= (1u << 18) && own.height >= 2) {

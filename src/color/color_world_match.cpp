@@ -327,12 +327,13 @@ void ColorWorld::releaseMemory() {
 
 const CMBitmap* ColorWorld::labBitmap() const {
     const CMBitmap& b = bitmapOut_.cmBitmap;
-    if (!b.image || !bitmapOut_.ownBitmap || b.space != cmLab48Space)
+    if (!b.image || !bitmapOut_.ownBitmap ||
+        (b.space != cmLab48Space && b.space != cmLab48SignedABSpace))
         return nullptr;
     return &b;
 }
 
-bool ColorWorld::setLabBitmap(image::Bitmap lab) {
+bool ColorWorld::setLabBitmap(image::Bitmap lab, bool abSigned) {
     const image::PixelFormat& f = lab.format();
     if (lab.isNull() || f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 ||
         f.hasAlpha || f.isPlanar || lab.rowBytes() > 0xFFFFFFFFu)
@@ -344,7 +345,7 @@ bool ColorWorld::setLabBitmap(image::Bitmap lab) {
     b.height = static_cast<std::uint32_t>(lab.height());
     b.rowBytes = static_cast<std::uint32_t>(lab.rowBytes());
     b.pixelSize = 48;
-    b.space = cmLab48Space;
+    b.space = abSigned ? cmLab48SignedABSpace : cmLab48Space;
     b.user1 = 0;
     b.user2 = 0;
     bitmapOut_.ownedRep = std::move(lab);

@@ -351,3 +351,82 @@ TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
 }
 
 } // namespace
+
+namespace {
+
+// Fields spread over the whole range, a different sequence for each seed.
+void scatter(LabImage& image, std::uint32_t seed) {
+    for (std::uint16_t& field : image.pixels) {
+        seed = seed * 1664525u + 1013904223u;
+        field = static_cast<std::uint16_t>(seed >> 16);
+    }
+}
+
+} // namespace
+
+TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
+    // The Part's own loop, one deltaEWithC1 (or deltaE94WithC1) a pixel and
+    // a running sum in single precision: the comparison must give exactly
+    // these numbers, however it decodes the fields.
+    LabImage a(97, 13), b(97, 13);
+    scatter(a, 1);
+    scatter(b, 2);
+    for (int kind : {0, 1}) {
+        SCOPED_TRACE(kind);
+        float sum = 0.0f, maxi = 0.0f, mini = 500.0f;
+        std::uint32_t in = 0;
+        for (std::size_t i = 0; i < a.pixels.size(); i += 3) {
+            CMColor c1{}, c2{};
+            std::memcpy(&c1, &a.pixels[i], 6);
+            std::memcpy(&c2, &b.pixels[i], 6);
+            const float d = kind == 0 ? ColorWorld::deltaEWithC1(c1, c2)
+                                      : ColorWorld::deltaE94WithC1(c1, c2);
+            sum += d;
+            maxi = std::max(maxi, d);
+            mini = std::min(mini, d);
+            in += d <= 40.0f;
+        }
+        world.setDeltaEKindForLabBitmapComparison(kind);
+        ASSERT_TRUE(compare(a, b, 40.0f, nullptr, nullptr));
+        EXPECT_NEAR(world.averageDeltaE(), sum / static_cast<float>(97 * 13), kExact);
+        EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+        EXPECT_NEAR(world.miniDeltaE(), mini, kExact);
+        EXPECT_NEAR(world.inGamutPixelsPercentage(),
+                    static_cast<float>(in * 100.0 / (97 * 13)), kExact);
+    }
+}
+
+TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
+    // The same pixels, once as CMLabColor fields and once as a CIELab file
+    // keeps them: identical statistics, patch averages and gamut images.
+    LabImage a(30, 9), b(30, 9);
+    scatter(a, 5);
+    scatter(b, 6);
+    for (std::size_t i = 0; i < b.pixels.size(); ++i)
+        b.pixels[i] = static_cast<std::uint16_t>(32768 + (b.pixels[i] & 0x3FF)); // small differences
+    LabImage bSigned = b;
+    for (std::size_t i = 0; i < bSigned.pixels.size(); i += 3) {
+        bSigned.pixels[i + 1] ^= 0x8000;
+        bSigned.pixels[i + 2] ^= 0x8000;
+    }
+    bSigned.bitmap.image = reinterpret_cast<char*>(bSigned.pixels.data());
+    Mask mask = [] {
+        Mask m(30, 9, 0);
+        for (std::uint32_t y = 0; y < 9; ++y)
+            for (std::uint32_t x = 0; x < 30; ++x)
+                m.bytes[y * 30 + x] = (x % 5 == 4 || y % 4 == 3) ? 1 : 0;
+        return m;
+    }();
+    for (bool patches : {false, true}) {
+        SCOPED_TRACE(patches);
+        world.setAveragePatchColor(patches);
+        QImage plain(30, 9, QImage::Format_RGB888), signedImage(30, 9, QImage::Format_RGB888);
+        ASSERT_TRUE(compare(a, b, 2.0f, &mask, &plain));
+        const float average = world.averageDeltaE(), maxi = world.maxiDeltaE();
+        ASSERT_TRUE(other.setLabBitmap(bSigned.wrapped(), true));
+        ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, &signedImage));
+        EXPECT_NEAR(world.averageDeltaE(), average, kExact);
+        EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+        EXPECT_TRUE(plain == signedImage);
+    }
+}
