@@ -22,6 +22,7 @@
 #include "color/color_world.h"
 #include "image/image_file.h"
 #include "image/tiff_reader.h"
+#include "image/tiff_writer.h"
 
 namespace slidebox::cli {
 
@@ -194,6 +195,45 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
     return world;
 }
 
+// A TIFF gamut image written band by band as the comparison paints it.
+class TiffGamut : public color::GamutSink {
+  public:
+    explicit TiffGamut(image::TiffWriter writer) : writer_(std::move(writer)) {}
+    bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) override {
+        if (!rows) {
+            problem_ = "no memory for the gamut image";
+            return false;
+        }
+        auto wrapped = image::Bitmap::wrap(width(), count,
+                                           image::PixelFormat::make(image::ColorSpace::RGB, 8),
+                                           rowBytes, const_cast<std::uint8_t*>(rows));
+        if (!wrapped) {
+            problem_ = wrapped.status().message();
+            return false;
+        }
+        if (auto status = writer_.writeRows(*wrapped); !status) {
+            problem_ = status.message();
+            return false;
+        }
+        return true;
+    }
+    /// Completes the file; the problem met, if any.
+    std::optional<std::string> finish() {
+        if (problem_)
+            return problem_;
+        if (auto status = writer_.finish(); !status)
+            return status.message();
+        return std::nullopt;
+    }
+    void setWidth(std::int32_t width) { width_ = width; }
+
+  private:
+    std::int32_t width() const { return width_; }
+    image::TiffWriter writer_;
+    std::int32_t width_ = 0;
+    std::optional<std::string> problem_;
+};
+
 // The font of the words on the gamut image needs a GUI application; the
 // command line draws offscreen and never needs a display.
 std::unique_ptr<QGuiApplication> guiApplication() {
@@ -204,6 +244,16 @@ std::unique_ptr<QGuiApplication> guiApplication() {
     static char name[] = "slidebox-cli";
     static char* argv[] = {name, nullptr};
     return std::make_unique<QGuiApplication>(argc, argv);
+}
+
+void printStatistics(const color::ColorWorld& world) {
+    printLine("compared: " + std::to_string(world.comparedCount()));
+    printLine("average-delta-e: " + realText(world.averageDeltaE()));
+    printLine("maxi-delta-e: " + realText(world.maxiDeltaE()));
+    printLine("mini-delta-e: " + realText(world.miniDeltaE()));
+    printLine("in-gamut-pixels-percentage: " + realText(world.inGamutPixelsPercentage()));
+    printLine("gamut-tolerance: " + realText(world.gamutTolerance()));
+    printLine(std::string("no-difference: ") + (world.noDifference() ? "yes" : "no"));
 }
 
 int iccCompare(const std::vector<std::string>& args) {
@@ -250,6 +300,28 @@ int iccCompare(const std::vector<std::string>& args) {
 
     worldA->setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
     worldA->setAveragePatchColor(options.patches);
+    // A TIFF gamut image streams to its file; a PNG is painted whole.
+    if (options.files.size() == 3 &&
+        image::imageFileKind(options.files[2]) == image::ImageFileKind::Tiff) {
+        image::TiffWriteOptions writeOptions;
+        writeOptions.durable = false; // renamed into place at the end all the same
+        auto writer = image::TiffWriter::create(
+            options.files[2], static_cast<std::int32_t>(labA.width),
+            static_cast<std::int32_t>(labA.height),
+            image::PixelFormat::make(image::ColorSpace::RGB, 8), writeOptions);
+        if (!writer)
+            return failure(std::string(kCommand) + ": '" + options.files[2] +
+                           "': " + writer.status().message());
+        TiffGamut sink(std::move(writer.value()));
+        sink.setWidth(static_cast<std::int32_t>(labA.width));
+        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
+                                                     mask ? &*mask : nullptr, sink))
+            return Failed;
+        if (auto problem = sink.finish())
+            return failure(std::string(kCommand) + ": '" + options.files[2] + "': " + *problem);
+        printStatistics(*worldA);
+        return Done;
+    }
     std::optional<QImage> gamut;
     if (options.files.size() == 3) {
         gamut.emplace(static_cast<int>(labA.width), static_cast<int>(labA.height),
@@ -274,13 +346,7 @@ int iccCompare(const std::vector<std::string>& args) {
             return failure(std::string(kCommand) + ": '" + options.files[2] +
                            "': " + written.message());
     }
-    printLine("compared: " + std::to_string(worldA->comparedCount()));
-    printLine("average-delta-e: " + realText(worldA->averageDeltaE()));
-    printLine("maxi-delta-e: " + realText(worldA->maxiDeltaE()));
-    printLine("mini-delta-e: " + realText(worldA->miniDeltaE()));
-    printLine("in-gamut-pixels-percentage: " + realText(worldA->inGamutPixelsPercentage()));
-    printLine("gamut-tolerance: " + realText(worldA->gamutTolerance()));
-    printLine(std::string("no-difference: ") + (worldA->noDifference() ? "yes" : "no"));
+    printStatistics(*worldA);
     return Done;
 }
 

@@ -58,6 +58,17 @@ struct ComparisonColors {
     RGB8 nonComparedRGB;   ///< masked out
 };
 
+/// Takes a gamut image band by band as a comparison paints it, for a
+/// caller that writes a large one without holding it whole.
+class GamutSink {
+  public:
+    virtual ~GamutSink() = default;
+    /// count rows of 3 bytes a pixel (red, green, blue), rowBytes apart,
+    /// the next rows of the image from the top. rows is null (and count 0)
+    /// when no memory was left for painting. False stops the painting.
+    virtual bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) = 0;
+};
+
 /// One colour world: a transform through a chain of one to three ICC
 /// profiles with rendering intents, and the single colours matched through
 /// it. The colour arithmetic of ColorConversion is part of its class
@@ -181,6 +192,12 @@ class ColorWorld : public ColorConversion {
     /// is stored even then. Neither Lab bitmap is changed.
     bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
                                          const image::Bitmap* mask, QImage* image);
+    /// The same comparison with the gamut image handed to sink in bands as
+    /// the second pass paints it. When the bitmaps don't differ the image is
+    /// painted whole, "No Difference" written on it, and handed over in one
+    /// band. The result is that of the other form.
+    bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                         const image::Bitmap* mask, GamutSink& sink);
     /// The two passes: statistics, then the gamut data (null: none) at
     /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
     /// most 0.09999999).
@@ -253,6 +270,15 @@ class ColorWorld : public ColorConversion {
     void setTilePixelLimit(float pixels) { tilePixelLimit_ = pixels; }
 
   private:
+    /// Steps of both comparison entries after the image test: stores the
+    /// tolerance, checks the bitmaps and the mask (logging why not), fills
+    /// maskBitmap from mask.
+    bool prepareComparison(const ColorWorld& other, float tolerance, const image::Bitmap* mask,
+                           CMBitmap& maskBitmap);
+    /// The second pass over rows first..last - 1, into gamut (row first).
+    void paintGamut(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
+                    std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                    std::uint32_t last) const;
     bool matchImageReps();
     bool allocAndInitDatas();
     void allocCMBitmapMemory(CMBitmapMemory& memory, const image::Bitmap& rep, OSType space);

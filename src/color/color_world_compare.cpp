@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -117,9 +118,11 @@ struct PixelDelta {
 };
 
 // One channel of a ramp: trunc(from + (to - from) × t) in single precision.
+// With t in 0..1 the value lies between the two bytes, so the conversion
+// truncates it in range.
 inline std::uint8_t rampChannel(std::uint8_t from, std::uint8_t to, float t) {
     const float value = static_cast<float>(from) + static_cast<float>(to - from) * t;
-    return static_cast<std::uint8_t>(std::clamp(std::trunc(value), 0.0f, 255.0f));
+    return static_cast<std::uint8_t>(static_cast<int>(value));
 }
 
 inline void paint(std::uint8_t* out, const RGB8& from, const RGB8& to, float t) {
@@ -138,8 +141,9 @@ struct PaintJob {
     const CMBitmap* own;
     const CMBitmap* external;
     const CMBitmap* mask;
-    std::uint8_t* gamut;
+    std::uint8_t* gamut; // row firstRow of the image
     std::size_t gamutRowBytes;
+    std::uint32_t firstRow;
     PixelDelta delta;
     float tolerance;
     float maxiDeltaE;
@@ -160,7 +164,8 @@ void paintRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
             job.mask ? reinterpret_cast<const std::uint8_t*>(job.mask->image) +
                            static_cast<std::size_t>(y) * job.mask->rowBytes
                      : nullptr;
-        std::uint8_t* out = job.gamut + static_cast<std::size_t>(y) * job.gamutRowBytes;
+        std::uint8_t* out =
+            job.gamut + static_cast<std::size_t>(y - job.firstRow) * job.gamutRowBytes;
         for (std::uint32_t x = 0; x < job.own->width;
              ++x, a += kLabPixelBytes, b += kLabPixelBytes, out += 3) {
             if (m && m[x] != 0) {
@@ -301,21 +306,28 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
     inGamutPixelsPercentage_ =
         static_cast<float>(static_cast<double>(inGamut) * 100.0 / static_cast<double>(compared));
 
-    if (gamut) {
-        const PaintJob job{&own,  &external,       mask,        gamut,      gamutRowBytes,
-                           delta, gamutTolerance_, maxiDeltaE_, comparison_};
-        // Big images are painted on both cores; each row is independent.
-        const std::uint64_t pixels = static_cast<std::uint64_t>(own.width) * own.height;
-        if (pixels >= (1u << 18) && own.height >= 2) {
-            const std::uint32_t half = own.height / 2;
-            std::thread helper(paintRows, std::cref(job), half, own.height);
-            paintRows(job, 0, half);
-            helper.join();
-        } else {
-            paintRows(job, 0, own.height);
-        }
-    }
+    if (gamut)
+        paintGamut(own, external, mask, gamut, gamutRowBytes, 0, own.height);
     return noDifference();
+}
+
+void ColorWorld::paintGamut(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
+                            std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                            std::uint32_t last) const {
+    const PixelDelta delta{LabReader(own), LabReader(external),
+                           deltaEKind_ == 0 ? nullptr : &ColorConversion::deltaE94WithC1};
+    const PaintJob job{&own,  &external,       mask,        gamut,      gamutRowBytes, first,
+                       delta, gamutTolerance_, maxiDeltaE_, comparison_};
+    // Big images are painted on both cores; each row is independent.
+    const std::uint64_t pixels = static_cast<std::uint64_t>(own.width) * (last - first);
+    if (pixels >= (1u << 18) && last - first >= 2) {
+        const std::uint32_t half = first + (last - first) / 2;
+        std::thread helper(paintRows, std::cref(job), half, last);
+        paintRows(job, first, half);
+        helper.join();
+    } else {
+        paintRows(job, first, last);
+    }
 }
 
 void ColorWorld::drawNoDifference(QImage& image) {
@@ -342,14 +354,10 @@ void ColorWorld::drawNoDifference(QImage& image) {
     painter.drawText(QPointF(x, y + metrics.ascent()), text);
 }
 
-bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
-                                                 const image::Bitmap* mask, QImage* image) {
+bool ColorWorld::prepareComparison(const ColorWorld& other, float tolerance,
+                                   const image::Bitmap* mask, CMBitmap& maskBitmap) {
     const CMBitmap* own = labBitmap();
     const CMBitmap* external = other.labBitmap();
-    std::int32_t gamutRowBytes = 0;
-    // The image is looked at first: a bad one beeps even when the
-    // comparison then stops.
-    std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
     gamutTolerance_ = tolerance;
     if (!own)
         platform::log("ColorWorld: No Internal CMbitmap image");
@@ -361,7 +369,6 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
         platform::log("Not Same Lab CMbitmaps");
         return false;
     }
-    CMBitmap maskBitmap;
     if (mask) {
         // Every byte the comparison reads must exist: a mask of one 8-bit
         // sample at least as large as the bitmaps.
@@ -376,10 +383,66 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
         maskBitmap.image = reinterpret_cast<char*>(const_cast<std::uint8_t*>(mask->plane(0)));
         maskBitmap.rowBytes = static_cast<std::uint32_t>(mask->rowBytes());
     }
-    const bool same = compareLabBitmap(*own, *external, mask ? &maskBitmap : nullptr, gamut,
-                                       static_cast<std::size_t>(gamutRowBytes));
+    return true;
+}
+
+bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                                 const image::Bitmap* mask, QImage* image) {
+    const CMBitmap* own = labBitmap();
+    std::int32_t gamutRowBytes = 0;
+    // The image is looked at first: a bad one beeps even when the
+    // comparison then stops.
+    std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
+    CMBitmap maskBitmap;
+    if (!prepareComparison(other, tolerance, mask, maskBitmap))
+        return false;
+    const bool same = compareLabBitmap(*own, *other.labBitmap(), mask ? &maskBitmap : nullptr,
+                                       gamut, static_cast<std::size_t>(gamutRowBytes));
     if (same && image)
         drawNoDifference(*image);
+    return true;
+}
+
+bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                                 const image::Bitmap* mask, GamutSink& sink) {
+    CMBitmap maskBitmap;
+    if (!prepareComparison(other, tolerance, mask, maskBitmap))
+        return false;
+    const CMBitmap& own = *labBitmap();
+    const CMBitmap& external = *other.labBitmap();
+    const CMBitmap* maskPtr = mask ? &maskBitmap : nullptr;
+    const auto width = static_cast<std::size_t>(own.width);
+    if (compareLabBitmap(own, external, maskPtr, nullptr, 0)) {
+        // The words need the whole picture: painted whole, then handed over.
+        QImage image(static_cast<int>(own.width), static_cast<int>(own.height),
+                     QImage::Format_RGB888);
+        if (image.isNull()) {
+            sink.writeRows(nullptr, 0, 0);
+            return true;
+        }
+        paintGamut(own, external, maskPtr, image.bits(),
+                   static_cast<std::size_t>(image.bytesPerLine()), 0, own.height);
+        drawNoDifference(image);
+        sink.writeRows(image.constBits(), static_cast<std::size_t>(image.bytesPerLine()),
+                       static_cast<std::int32_t>(own.height));
+        return true;
+    }
+    // Bands of about 4 MB, painted and handed over one after the other.
+    const std::uint32_t bandRows =
+        static_cast<std::uint32_t>(std::max<std::size_t>(1, (std::size_t{4} << 20) / (3 * width)));
+    std::vector<std::uint8_t> band;
+    try {
+        band.resize(3 * width * std::min(bandRows, own.height));
+    } catch (const std::bad_alloc&) {
+        sink.writeRows(nullptr, 0, 0);
+        return true;
+    }
+    for (std::uint32_t y = 0; y < own.height; y += bandRows) {
+        const std::uint32_t rows = std::min(bandRows, own.height - y);
+        paintGamut(own, external, maskPtr, band.data(), 3 * width, y, y + rows);
+        if (!sink.writeRows(band.data(), 3 * width, static_cast<std::int32_t>(rows)))
+            break;
+    }
     return true;
 }
 

@@ -430,3 +430,56 @@ TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
         EXPECT_TRUE(plain == signedImage);
     }
 }
+
+namespace {
+
+// Collects the bands a comparison hands over.
+struct CollectedGamut : GamutSink {
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::int32_t> bands;
+    std::size_t width = 0;
+    bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) override {
+        if (!rows)
+            return false;
+        for (std::int32_t r = 0; r < count; ++r)
+            bytes.insert(bytes.end(), rows + r * rowBytes, rows + r * rowBytes + 3 * width);
+        bands.push_back(count);
+        return true;
+    }
+};
+
+} // namespace
+
+TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
+    // More than one band of about 4 MB: 1500 x 1000 pixels of 3 bytes.
+    LabImage a(1500, 1000), b(1500, 1000);
+    for (std::uint32_t y = 0; y < 1000; y += 7)
+        for (std::uint32_t x = 0; x < 1500; x += 3)
+            b.setA(x, y, static_cast<std::uint16_t>(kBaseA + (x * 7 + y) % 3000));
+    Mask mask(1500, 1000, 0);
+    for (std::uint32_t x = 0; x < 1500; x += 11)
+        mask.bytes[500 * 1500 + x] = 1;
+    QImage whole(1500, 1000, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &whole));
+    const float maxi = world.maxiDeltaE();
+    CollectedGamut banded;
+    banded.width = 1500;
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, banded));
+    EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+    EXPECT_GT(banded.bands.size(), 1u);
+    ASSERT_EQ(banded.bytes.size(), std::size_t{1500} * 1000 * 3);
+    for (int y = 0; y < 1000; ++y)
+        ASSERT_EQ(std::memcmp(banded.bytes.data() + y * 4500, whole.constScanLine(y), 4500), 0) << y;
+
+    // Equal bitmaps: one band, the whole image with its words.
+    LabImage c(200, 40), d(200, 40);
+    QImage words(200, 40, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(c, d, 2.0f, nullptr, &words));
+    CollectedGamut one;
+    one.width = 200;
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr, one));
+    EXPECT_EQ(one.bands, (std::vector<std::int32_t>{40}));
+    for (int y = 0; y < 40; ++y)
+        ASSERT_EQ(std::memcmp(one.bytes.data() + y * 600, words.constScanLine(y), 600), 0) << y;
+    EXPECT_EQ(beeps, 0);
+}
