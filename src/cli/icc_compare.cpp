@@ -315,10 +315,19 @@ int iccCompare(const std::vector<std::string>& args) {
         TiffGamut sink(std::move(writer.value()));
         sink.setWidth(static_cast<std::int32_t>(labA.width));
         if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
-                                                     mask ? &*mask : nullptr, sink))
+                                                     mask ? &*mask : nullptr, &sink))
             return Failed;
         if (auto problem = sink.finish())
             return failure(std::string(kCommand) + ": '" + options.files[2] + "': " + *problem);
+        printStatistics(*worldA);
+        return Done;
+    }
+    if (options.files.size() == 2) {
+        // No gamut image asked for: the statistics alone.
+        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
+                                                     mask ? &*mask : nullptr,
+                                                     static_cast<color::GamutSink*>(nullptr)))
+            return Failed;
         printStatistics(*worldA);
         return Done;
     }

@@ -195,9 +195,11 @@ class ColorWorld : public ColorConversion {
     /// The same comparison with the gamut image handed to sink in bands as
     /// the second pass paints it. When the bitmaps don't differ the image is
     /// painted whole, "No Difference" written on it, and handed over in one
-    /// band. The result is that of the other form.
+    /// band. A null sink asks for the statistics alone: nothing is painted
+    /// and, no image being expected, nothing beeps. The result is that of
+    /// the other form.
     bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
-                                         const image::Bitmap* mask, GamutSink& sink);
+                                         const image::Bitmap* mask, GamutSink* sink);
     /// The two passes: statistics, then the gamut data (null: none) at
     /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
     /// most 0.09999999).

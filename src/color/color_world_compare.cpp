@@ -404,7 +404,7 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
 }
 
 bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
-                                                 const image::Bitmap* mask, GamutSink& sink) {
+                                                 const image::Bitmap* mask, GamutSink* sink) {
     CMBitmap maskBitmap;
     if (!prepareComparison(other, tolerance, mask, maskBitmap))
         return false;
@@ -412,18 +412,21 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
     const CMBitmap& external = *other.labBitmap();
     const CMBitmap* maskPtr = mask ? &maskBitmap : nullptr;
     const auto width = static_cast<std::size_t>(own.width);
-    if (compareLabBitmap(own, external, maskPtr, nullptr, 0)) {
+    const bool same = compareLabBitmap(own, external, maskPtr, nullptr, 0);
+    if (!sink)
+        return true;
+    if (same) {
         // The words need the whole picture: painted whole, then handed over.
         QImage image(static_cast<int>(own.width), static_cast<int>(own.height),
                      QImage::Format_RGB888);
         if (image.isNull()) {
-            sink.writeRows(nullptr, 0, 0);
+            sink->writeRows(nullptr, 0, 0);
             return true;
         }
         paintGamut(own, external, maskPtr, image.bits(),
                    static_cast<std::size_t>(image.bytesPerLine()), 0, own.height);
         drawNoDifference(image);
-        sink.writeRows(image.constBits(), static_cast<std::size_t>(image.bytesPerLine()),
+        sink->writeRows(image.constBits(), static_cast<std::size_t>(image.bytesPerLine()),
                        static_cast<std::int32_t>(own.height));
         return true;
     }
@@ -434,13 +437,13 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
     try {
         band.resize(3 * width * std::min(bandRows, own.height));
     } catch (const std::bad_alloc&) {
-        sink.writeRows(nullptr, 0, 0);
+        sink->writeRows(nullptr, 0, 0);
         return true;
     }
     for (std::uint32_t y = 0; y < own.height; y += bandRows) {
         const std::uint32_t rows = std::min(bandRows, own.height - y);
         paintGamut(own, external, maskPtr, band.data(), 3 * width, y, y + rows);
-        if (!sink.writeRows(band.data(), 3 * width, static_cast<std::int32_t>(rows)))
+        if (!sink->writeRows(band.data(), 3 * width, static_cast<std::int32_t>(rows)))
             break;
     }
     return true;

@@ -94,6 +94,8 @@ TEST_F(CliIccCompare, StatisticsAndGamutImageAtToleranceTwo) {
     // 0.6 (1 + 0.045 sqrt(c1 c2)).
     r = compare({"--cie94", "--tolerance", "20", path("a.tif"), path("b.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
+    // No gamut image was asked for: nothing said about one.
+    EXPECT_EQ(r.err.find("Gamut image"), std::string::npos) << r.err;
     const std::size_t at = r.out.find("maxi-delta-e: ");
     ASSERT_NE(at, std::string::npos) << r.out;
     const double c1 = 49.8750305, c2 = 39.8750305;

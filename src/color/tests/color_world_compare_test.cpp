@@ -322,7 +322,8 @@ TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
 
     log.clear();
     ColorWorld empty, alsoEmpty;
-    EXPECT_FALSE(empty.compareLabBitmapWithLabBitmapOf(alsoEmpty, 2.0f, nullptr, nullptr));
+    EXPECT_FALSE(empty.compareLabBitmapWithLabBitmapOf(alsoEmpty, 2.0f, nullptr,
+                                                       static_cast<QImage*>(nullptr)));
     ASSERT_EQ(log.size(), 3u);
     EXPECT_EQ(log[1], "ColorWorld: No Internal CMbitmap image");
     EXPECT_EQ(log[2], "ColorWorld: No External CMbitmap image");
@@ -464,7 +465,7 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
     const float maxi = world.maxiDeltaE();
     CollectedGamut banded;
     banded.width = 1500;
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, banded));
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, &banded));
     EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
     EXPECT_GT(banded.bands.size(), 1u);
     ASSERT_EQ(banded.bytes.size(), std::size_t{1500} * 1000 * 3);
@@ -477,9 +478,16 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
     ASSERT_TRUE(compare(c, d, 2.0f, nullptr, &words));
     CollectedGamut one;
     one.width = 200;
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr, one));
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr, &one));
     EXPECT_EQ(one.bands, (std::vector<std::int32_t>{40}));
     for (int y = 0; y < 40; ++y)
         ASSERT_EQ(std::memcmp(one.bytes.data() + y * 600, words.constScanLine(y), 600), 0) << y;
+
+    // No sink: the statistics alone, without a beep or a log line.
+    log.clear();
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr,
+                                                      static_cast<GamutSink*>(nullptr)));
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
     EXPECT_EQ(beeps, 0);
+    EXPECT_TRUE(log.empty());
 }
