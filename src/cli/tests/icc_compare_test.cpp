@@ -89,6 +89,16 @@ TEST_F(CliIccCompare, StatisticsAndGamutImageAtToleranceTwo) {
     EXPECT_EQ(pixel(*gamut, 3, 0), (Rgb{153, 89, 0}));
     EXPECT_EQ(pixel(*gamut, 4, 0), (Rgb{51, 0, 0}));
 
+    // A compressed Lab TIFF is read rather than mapped: the same numbers,
+    // the same picture, here written as a TIFF band by band.
+    ASSERT_TRUE(writeTiff(dir_ / "b-lzw.tif", b, {TiffCompression::LZW, 0, {}, false}));
+    auto lzw = compare({path("a.tif"), path("b-lzw.tif"), path("gamut.tif")});
+    ASSERT_EQ(lzw.status, 0) << lzw.err;
+    EXPECT_EQ(lzw.out, r.out);
+    auto gamutTiff = readImageFile(dir_ / "gamut.tif");
+    ASSERT_TRUE(gamutTiff);
+    EXPECT_TRUE(gamutTiff->samePixels(*gamut));
+
     // CIE94: the largest pair, a = -49.875 against -39.875 at b = 0, has
     // the same hue, so only the chroma term counts: 10 / SC, with SC =
     // 0.6 (1 + 0.045 sqrt(c1 c2)).
