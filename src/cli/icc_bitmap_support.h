@@ -14,6 +14,30 @@
 
 namespace slidebox::cli {
 
+/// A file mapped read-only into memory, unmapped at the end. The pages
+/// are set up at once, for a caller that reads the whole file in order.
+class MappedFile {
+  public:
+    MappedFile() = default;
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    ~MappedFile();
+    /// False when the file can't be opened, is empty or won't map.
+    bool map(const std::string& path);
+    std::uint8_t* data() const { return static_cast<std::uint8_t*>(data_); }
+    std::size_t size() const { return size_; }
+
+  private:
+    void* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+/// The image of an uncompressed TIFF whose samples lie in the file as
+/// reading would give them, as a bitmap over the mapped file (which must
+/// outlive it); a Lab file's signed a and b are left as they are and
+/// reported in labSigned. Nothing when the file isn't laid out so.
+std::optional<image::Bitmap> mapTiff(const std::string& path, MappedFile& file, bool& labSigned);
+
 /// The path a PROFILE argument names: "lab" is the generic Lab profile.
 /// Nothing when that can't be made.
 std::optional<std::filesystem::path> profileArgument(const std::string& argument);

@@ -12,9 +12,6 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/icc_bitmap_support.h"
@@ -99,63 +96,17 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
     return std::nullopt;
 }
 
-// A file mapped read-only into memory, unmapped at the end.
-class MappedFile {
-  public:
-    MappedFile() = default;
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile() {
-        if (data_)
-            munmap(data_, size_);
-    }
-    bool map(const std::string& path) {
-        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return false;
-        struct stat info {};
-        if (fstat(fd, &info) == 0 && info.st_size > 0) {
-            size_ = static_cast<std::size_t>(info.st_size);
-            // The comparison walks the file once from start to end; the
-            // pages it finds at hand cost no fault each.
-            void* data = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
-            if (data != MAP_FAILED) {
-                data_ = data;
-                madvise(data_, size_, MADV_SEQUENTIAL);
-            }
-        }
-        ::close(fd);
-        return data_ != nullptr;
-    }
-    std::uint8_t* data() const { return static_cast<std::uint8_t*>(data_); }
-    std::size_t size() const { return size_; }
-
-  private:
-    void* data_ = nullptr;
-    std::size_t size_ = 0;
-};
-
 // A 16-bit Lab TIFF whose samples lie in the file as they are, mapped
 // rather than read: the comparison reads the signed a and b through its
 // tables, so the pixels need no pass of their own.
 std::unique_ptr<color::ColorWorld> mapLab(const std::string& path, MappedFile& file) {
-    auto reader = image::TiffReader::open(path);
-    if (!reader || !(reader->format() == image::PixelFormat::make(image::ColorSpace::Lab, 16)))
-        return nullptr;
-    auto raw = reader->rawLayout();
-    if (!raw || raw->offset % 2 != 0 || !file.map(path))
-        return nullptr;
-    const std::uint64_t bytes = static_cast<std::uint64_t>(raw->rowBytes) *
-                                static_cast<std::uint64_t>(reader->height());
-    if (raw->offset > file.size() || bytes > file.size() - raw->offset)
-        return nullptr;
-    auto wrapped = image::Bitmap::wrap(reader->width(), reader->height(), reader->format(),
-                                       raw->rowBytes, file.data() + raw->offset);
-    if (!wrapped)
+    bool labSigned = false;
+    auto mapped = mapTiff(path, file, labSigned);
+    if (!mapped || !(mapped->format() == image::PixelFormat::make(image::ColorSpace::Lab, 16)))
         return nullptr;
     auto world = std::make_unique<color::ColorWorld>();
     world->initComparisonColors();
-    if (!world->setLabBitmap(std::move(wrapped.value()), raw->labSigned))
+    if (!world->setLabBitmap(std::move(*mapped), labSigned))
         return nullptr;
     return world;
 }

@@ -65,13 +65,27 @@ std::optional<std::string> parse(const std::vector<std::string>& args,
     return std::nullopt;
 }
 
-// Where the tiles come from: a TIFF read strip by strip, or any other
-// image read whole and handed out as views.
+// Where the tiles come from: an uncompressed TIFF mapped into memory, any
+// other TIFF read strip by strip, or another image read whole; mapped and
+// whole images hand out views.
 class TileSource {
   public:
     static std::optional<TileSource> open(const std::string& path, std::string& problem) {
         TileSource source;
         if (image::imageFileKind(path) == image::ImageFileKind::Tiff) {
+            // Samples stored as the world reads them are mapped, not read;
+            // a Lab file's signed a and b are not what the world reads.
+            auto file = std::make_unique<MappedFile>();
+            bool labSigned = false;
+            auto mapped = mapTiff(path, *file, labSigned);
+            if (mapped && !labSigned) {
+                source.file_ = std::move(file);
+                source.whole_ = std::move(*mapped);
+                source.width_ = source.whole_.width();
+                source.height_ = source.whole_.height();
+                source.format_ = source.whole_.format();
+                return source;
+            }
             auto reader = image::TiffReader::open(path);
             if (!reader) {
                 problem = reader.status().message();
@@ -118,6 +132,7 @@ class TileSource {
     }
 
   private:
+    std::unique_ptr<MappedFile> file_; // under whole_ when the file is mapped
     std::optional<image::TiffReader> reader_;
     image::Bitmap whole_;
     image::Bitmap buffer_;
@@ -239,6 +254,8 @@ int iccTransform(const std::vector<std::string>& args) {
             // Renamed into place at the end; the page cache is enough for
             // a file that is made again by running the command again.
             writeOptions.durable = false;
+            // One strip a tile: a tile goes to the file as it is.
+            writeOptions.rowsPerStrip = tileHeight;
             auto created = image::TiffWriter::create(outPath, width, height, outFormat, writeOptions);
             if (!created)
                 return failure(std::string(kCommand) + ": '" + outPath +
