@@ -55,7 +55,8 @@ bool makeLab(const fs::path& path, bool shifted) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const fs::path dir = argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-icc";
+    const fs::path dir =
+        argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-icc";
     fs::create_directories(dir);
     const fs::path a = dir / "lab24mp-a.tif", b = dir / "lab24mp-b.tif";
     for (auto [path, shifted] : {std::pair{a, false}, std::pair{b, true}})
@@ -65,9 +66,11 @@ int main(int argc, char** argv) {
                 return 1;
         }
     const fs::path gamut = dir / "gamut24mp.tif";
-    const std::string reference = "cat " + bench::quoted(a) + " " + bench::quoted(b) + " > /dev/null";
+    const std::string reference =
+        "cat " + bench::quoted(a) + " " + bench::quoted(b) + " > /dev/null";
     const std::string command = std::string(SLIDEBOX_CLI) + " icc compare " + bench::quoted(a) +
-                                " " + bench::quoted(b) + " " + bench::quoted(gamut) + " > /dev/null";
+                                " " + bench::quoted(b) + " " + bench::quoted(gamut) +
+                                " > /dev/null";
     bool ok = true;
     const double cat = bench::bestOfThree([&] { ok = bench::run(reference) && ok; });
     const double compare = bench::bestOfThree([&] { ok = bench::run(command) && ok; });

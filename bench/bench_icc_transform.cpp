@@ -102,7 +102,8 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "%s missing: run tools/setup.sh\n", p.c_str());
             return 1;
         }
-    const fs::path dir = argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-icc";
+    const fs::path dir =
+        argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-icc";
     fs::create_directories(dir);
     if (!fs::exists(dir / "rgb24mp.tif")) {
         std::printf("making %s ...\n", (dir / "rgb24mp.tif").c_str());

@@ -14,8 +14,7 @@ namespace bench {
 using Clock = std::chrono::steady_clock;
 
 /// The best wall time of three runs of f, in seconds.
-template <typename F>
-double bestOfThree(F&& f) {
+template <typename F> double bestOfThree(F&& f) {
     double best = 1e30;
     for (int i = 0; i < 3; ++i) {
         auto start = Clock::now();

@@ -45,8 +45,8 @@ std::optional<image::Bitmap> mapTiff(const std::string& path, MappedFile& file, 
     auto raw = reader->rawLayout();
     if (!raw || raw->offset % 2 != 0 || !file.map(path))
         return std::nullopt;
-    const std::uint64_t bytes = static_cast<std::uint64_t>(raw->rowBytes) *
-                                static_cast<std::uint64_t>(reader->height());
+    const std::uint64_t bytes =
+        static_cast<std::uint64_t>(raw->rowBytes) * static_cast<std::uint64_t>(reader->height());
     if (raw->offset > file.size() || bytes > file.size() - raw->offset)
         return std::nullopt;
     auto wrapped = image::Bitmap::wrap(reader->width(), reader->height(), reader->format(),

@@ -155,9 +155,9 @@ class TiffGamut : public color::GamutSink {
             problem_ = "no memory for the gamut image";
             return false;
         }
-        auto wrapped = image::Bitmap::wrap(width(), count,
-                                           image::PixelFormat::make(image::ColorSpace::RGB, 8),
-                                           rowBytes, const_cast<std::uint8_t*>(rows));
+        auto wrapped =
+            image::Bitmap::wrap(width(), count, image::PixelFormat::make(image::ColorSpace::RGB, 8),
+                                rowBytes, const_cast<std::uint8_t*>(rows));
         if (!wrapped) {
             problem_ = wrapped.status().message();
             return false;
@@ -290,9 +290,8 @@ int iccCompare(const std::vector<std::string>& args) {
             return failure(std::string(kCommand) + ": no memory for the gamut image");
     }
     // Refusals of the comparison itself go to the log, word for word.
-    if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
-                                                 mask ? &*mask : nullptr,
-                                                 gamut ? &*gamut : nullptr))
+    if (!worldA->compareLabBitmapWithLabBitmapOf(
+            *worldB, options.tolerance, mask ? &*mask : nullptr, gamut ? &*gamut : nullptr))
         return Failed;
 
     if (gamut) {
@@ -310,14 +309,14 @@ int iccCompare(const std::vector<std::string>& args) {
     return Done;
 }
 
-const IccSubcommand compare(
-    "compare",
-    "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] [--src-a PROFILE]\n"
-    "              [--intent-a N] [--src-b PROFILE] [--intent-b N] A B [GAMUT]\n"
-    "                               two Lab images compared: differences, share in gamut;\n"
-    "                               GAMUT (.png, .tif) paints where they differ; with\n"
-    "                               --src-a/-b an image is matched into Lab first\n",
-    iccCompare);
+const IccSubcommand
+    compare("compare",
+            "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] [--src-a PROFILE]\n"
+            "              [--intent-a N] [--src-b PROFILE] [--intent-b N] A B [GAMUT]\n"
+            "                               two Lab images compared: differences, share in gamut;\n"
+            "                               GAMUT (.png, .tif) paints where they differ; with\n"
+            "                               --src-a/-b an image is matched into Lab first\n",
+            iccCompare);
 } // namespace
 
 } // namespace slidebox::cli

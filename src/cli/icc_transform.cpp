@@ -32,8 +32,7 @@ struct TransformOptions {
     std::vector<std::string> files; // IN, OUT
 };
 
-std::optional<std::string> parse(const std::vector<std::string>& args,
-                                 TransformOptions& options) {
+std::optional<std::string> parse(const std::vector<std::string>& args, TransformOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (arg == "--src" || arg == "--dst" || arg == "--intent" || arg == "--intent-out") {
@@ -182,7 +181,8 @@ int iccTransform(const std::vector<std::string>& args) {
     auto world = color::ColorWorld::initColorWorldWithSrcProfil(
         *source, options.intentIn, options.intentOut.value_or(options.intentIn), *destination);
     if (!world)
-        return failure(std::string(kCommand) + ": no colour world through these profiles and intents");
+        return failure(std::string(kCommand) +
+                       ": no colour world through these profiles and intents");
 
     std::string problem;
     auto input = TileSource::open(inPath, problem);
@@ -198,10 +198,10 @@ int iccTransform(const std::vector<std::string>& args) {
         if (!space)
             return failure(std::string(kCommand) +
                            ": the destination's colour space can't be written as a TIFF");
-        const bool alpha = inFormat.hasAlpha && (*space == image::ColorSpace::Gray ||
-                                                 *space == image::ColorSpace::RGB);
-        outFormat = image::PixelFormat::make(*space, inFormat.bitsPerSample(), alpha,
-                                             inFormat.isPlanar);
+        const bool alpha = inFormat.hasAlpha &&
+                           (*space == image::ColorSpace::Gray || *space == image::ColorSpace::RGB);
+        outFormat =
+            image::PixelFormat::make(*space, inFormat.bitsPerSample(), alpha, inFormat.isPlanar);
         if (width > 1000000)
             return failure(std::string(kCommand) +
                            ": an image wider than one million pixels makes no tile");
@@ -256,7 +256,8 @@ int iccTransform(const std::vector<std::string>& args) {
             writeOptions.durable = false;
             // One strip a tile: a tile goes to the file as it is.
             writeOptions.rowsPerStrip = tileHeight;
-            auto created = image::TiffWriter::create(outPath, width, height, outFormat, writeOptions);
+            auto created =
+                image::TiffWriter::create(outPath, width, height, outFormat, writeOptions);
             if (!created)
                 return failure(std::string(kCommand) + ": '" + outPath +
                                "': " + created.status().message());
@@ -266,7 +267,8 @@ int iccTransform(const std::vector<std::string>& args) {
             return failure(std::string(kCommand) + ": '" + outPath + "': " + status.message());
         const bool last = y + rows >= height;
         progress.setAmountOfCompletion(
-            last ? 100 : static_cast<std::int32_t>(100.0 * (static_cast<double>(y + rows) / height)));
+            last ? 100
+                 : static_cast<std::int32_t>(100.0 * (static_cast<double>(y + rows) / height)));
     }
     if (auto status = writer->finish(); !status)
         return failure(std::string(kCommand) + ": '" + outPath + "': " + status.message());

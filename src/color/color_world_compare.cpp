@@ -160,10 +160,9 @@ void paintRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
                         static_cast<std::size_t>(y) * job.own->rowBytes;
         const auto* b = reinterpret_cast<const std::uint8_t*>(job.external->image) +
                         static_cast<std::size_t>(y) * job.external->rowBytes;
-        const std::uint8_t* m =
-            job.mask ? reinterpret_cast<const std::uint8_t*>(job.mask->image) +
-                           static_cast<std::size_t>(y) * job.mask->rowBytes
-                     : nullptr;
+        const std::uint8_t* m = job.mask ? reinterpret_cast<const std::uint8_t*>(job.mask->image) +
+                                               static_cast<std::size_t>(y) * job.mask->rowBytes
+                                         : nullptr;
         std::uint8_t* out =
             job.gamut + static_cast<std::size_t>(y - job.firstRow) * job.gamutRowBytes;
         for (std::uint32_t x = 0; x < job.own->width;
@@ -251,8 +250,8 @@ CMColor ColorWorld::averagePatchColorWidth(std::uint32_t width, std::uint32_t he
 bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
                                   const CMBitmap* mask, std::uint8_t* gamut,
                                   std::size_t gamutRowBytes) {
-    const DeltaE deltaE = deltaEKind_ == 0 ? &ColorConversion::deltaEWithC1
-                                           : &ColorConversion::deltaE94WithC1;
+    const DeltaE deltaE =
+        deltaEKind_ == 0 ? &ColorConversion::deltaEWithC1 : &ColorConversion::deltaE94WithC1;
     const PixelDelta delta{LabReader(own), LabReader(external),
                            deltaEKind_ == 0 ? nullptr : deltaE};
     maxiDeltaE_ = 0.0f;
@@ -264,7 +263,8 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
 
     const auto* ownRow = reinterpret_cast<const std::uint8_t*>(own.image);
     const auto* externalRow = reinterpret_cast<const std::uint8_t*>(external.image);
-    const std::uint8_t* maskRow = mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
+    const std::uint8_t* maskRow =
+        mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
     for (std::uint32_t y = 0; y < own.height;) {
         std::uint32_t rowStep = 1;
         for (std::uint32_t x = 0; x < own.width;) {
@@ -427,7 +427,7 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
                    static_cast<std::size_t>(image.bytesPerLine()), 0, own.height);
         drawNoDifference(image);
         sink->writeRows(image.constBits(), static_cast<std::size_t>(image.bytesPerLine()),
-                       static_cast<std::int32_t>(own.height));
+                        static_cast<std::int32_t>(own.height));
         return true;
     }
     // Bands of about 4 MB, painted and handed over one after the other.

@@ -84,8 +84,7 @@ bool ColorWorld::matchSourceImageRep(const image::Bitmap& source, image::Bitmap*
             result = matchImageReps();
         else
             platform::log("ColorWorld: No good source or not a destination Lab color space");
-    } else if (source.width() != destination->width() ||
-               source.height() != destination->height()) {
+    } else if (source.width() != destination->width() || source.height() != destination->height()) {
         platform::log("ColorWorld: ImageReps not of the same size");
     } else {
         const OSType needOut = neededSignature(destination->format().space);
@@ -220,8 +219,8 @@ void copyPlanes(const image::Bitmap& rep, CMBitmap& buffer, const image::ZOL_Rec
     const std::size_t bps = rep.format().bytesPerSample;
     const std::size_t stride = static_cast<std::size_t>(channels) * bps;
     for (std::int32_t r = 0; r < rect.size.height; ++r) {
-        std::uint8_t* row =
-            reinterpret_cast<std::uint8_t*>(buffer.image) + static_cast<std::size_t>(r) * buffer.rowBytes;
+        std::uint8_t* row = reinterpret_cast<std::uint8_t*>(buffer.image) +
+                            static_cast<std::size_t>(r) * buffer.rowBytes;
         for (std::int32_t p = 0; p < channels; ++p) {
             auto* plane = const_cast<std::uint8_t*>(rep.row(rect.origin.y + r, p)) +
                           static_cast<std::size_t>(rect.origin.x) * bps;
@@ -238,8 +237,7 @@ void copyPlanes(const image::Bitmap& rep, CMBitmap& buffer, const image::ZOL_Rec
     }
 }
 
-char* packedTileStart(const image::Bitmap& rep, const image::ZOL_Rect& rect,
-                              OSType signature) {
+char* packedTileStart(const image::Bitmap& rep, const image::ZOL_Rect& rect, OSType signature) {
     const std::size_t n = static_cast<std::size_t>(channelsOf(signature, rep.format().hasAlpha)) *
                           rep.format().bytesPerSample;
     return reinterpret_cast<char*>(const_cast<std::uint8_t*>(rep.plane(0))) +
@@ -335,8 +333,8 @@ const CMBitmap* ColorWorld::labBitmap() const {
 
 bool ColorWorld::setLabBitmap(image::Bitmap lab, bool abSigned) {
     const image::PixelFormat& f = lab.format();
-    if (lab.isNull() || f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 ||
-        f.hasAlpha || f.isPlanar || lab.rowBytes() > 0xFFFFFFFFu)
+    if (lab.isNull() || f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 || f.hasAlpha ||
+        f.isPlanar || lab.rowBytes() > 0xFFFFFFFFu)
         return false;
     releaseCMBitmapMemory(bitmapOut_);
     CMBitmap& b = bitmapOut_.cmBitmap;

@@ -36,8 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Where the samples lie in place: read the bytes it names from the
     // input itself, as a mapped file would be read.
     if (auto raw = reader->rawLayout()) {
-        const std::uint64_t bytes =
-            static_cast<std::uint64_t>(raw->rowBytes) * static_cast<std::uint64_t>(reader->height());
+        const std::uint64_t bytes = static_cast<std::uint64_t>(raw->rowBytes) *
+                                    static_cast<std::uint64_t>(reader->height());
         if (raw->offset <= size && bytes <= size - raw->offset)
             for (std::uint64_t i = 0; i < bytes; i += 61)
                 sink = sink + data[raw->offset + i];

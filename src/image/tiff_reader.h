@@ -75,9 +75,9 @@ class TiffReader {
 
     /// Where the samples lie in the file when they can be used in place.
     struct RawLayout {
-        std::uint64_t offset = 0;   ///< of the first row, in bytes from the file's start
-        std::size_t rowBytes = 0;   ///< from one row to the next, rows tight
-        bool labSigned = false;     ///< a and b of a CIELab file, stored signed
+        std::uint64_t offset = 0; ///< of the first row, in bytes from the file's start
+        std::size_t rowBytes = 0; ///< from one row to the next, rows tight
+        bool labSigned = false;   ///< a and b of a CIELab file, stored signed
     };
     /// The layout of the image's samples in the file when they are exactly
     /// what reading would give, but for a CIELab file's signed a and b:

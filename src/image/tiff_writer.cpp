@@ -203,9 +203,11 @@ ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
     if (d.pending == 0 && wholeStrip && rows.rowBytes() == d.scanline &&
         d.options.compression == TiffCompression::None &&
         tiff::sampleMasks(d.format, false, true) == tiff::SampleMasks{}) {
-        const auto size = static_cast<tmsize_t>(d.scanline * static_cast<std::size_t>(rows.height()));
+        const auto size =
+            static_cast<tmsize_t>(d.scanline * static_cast<std::size_t>(rows.height()));
         for (int p = 0; p < d.format.planeCount(); ++p) {
-            const std::uint32_t index = static_cast<std::uint32_t>(p) * d.stripsPerPlane + d.nextStrip;
+            const std::uint32_t index =
+                static_cast<std::uint32_t>(p) * d.stripsPerPlane + d.nextStrip;
             // libtiff only reads the buffer.
             if (TIFFWriteRawStrip(d.tif.get(), index, const_cast<std::uint8_t*>(rows.plane(p)),
                                   size) != size)

@@ -149,7 +149,8 @@ TEST_F(CliIccCompare, MasksAllMaskedAndPatches) {
     EXPECT_NE(r.out.find("no-difference: yes\n"), std::string::npos);
 
     // A mask smaller than the images is refused.
-    Bitmap small = std::move(Bitmap::allocate(9, 5, PixelFormat::make(ColorSpace::Gray, 8)).value());
+    Bitmap small =
+        std::move(Bitmap::allocate(9, 5, PixelFormat::make(ColorSpace::Gray, 8)).value());
     write("small.png", small);
     r = compare({"--mask", path("small.png"), path("a.tif"), path("b.tif")});
     EXPECT_EQ(r.status, 1);
@@ -159,7 +160,8 @@ TEST_F(CliIccCompare, MasksAllMaskedAndPatches) {
 TEST_F(CliIccCompare, ImagesMatchedThroughTheirProfilesAndNoDifferenceDrawn) {
     if (!std::filesystem::exists(kSRGB))
         GTEST_SKIP() << kSRGB << " missing: run tools/setup.sh";
-    Bitmap rgb = std::move(Bitmap::allocate(200, 40, PixelFormat::make(ColorSpace::RGB, 8)).value());
+    Bitmap rgb =
+        std::move(Bitmap::allocate(200, 40, PixelFormat::make(ColorSpace::RGB, 8)).value());
     for (std::int32_t y = 0; y < 40; ++y)
         for (std::int32_t x = 0; x < 600; ++x)
             rgb.row(y)[x] = static_cast<std::uint8_t>(x + y * 3);
@@ -168,8 +170,8 @@ TEST_F(CliIccCompare, ImagesMatchedThroughTheirProfilesAndNoDifferenceDrawn) {
     auto t = runCli({"icc", "transform", "--src", kSRGB, path("rgb.png"), path("lab.tif")},
                     {"HOME=" + home_.path().string()});
     ASSERT_EQ(t.status, 0) << t.err;
-    auto r = compare({"--src-a", kSRGB, "--intent-a", "0", path("rgb.png"), path("lab.tif"),
-                      path("gamut.tif")});
+    auto r = compare(
+        {"--src-a", kSRGB, "--intent-a", "0", path("rgb.png"), path("lab.tif"), path("gamut.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("maxi-delta-e: 0\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("no-difference: yes\n"), std::string::npos) << r.out;
@@ -185,7 +187,8 @@ TEST_F(CliIccCompare, ImagesMatchedThroughTheirProfilesAndNoDifferenceDrawn) {
     EXPECT_GT(black, 20);
 
     // An image whose space isn't the profile's fails the source test.
-    Bitmap gray = std::move(Bitmap::allocate(200, 40, PixelFormat::make(ColorSpace::Gray, 8)).value());
+    Bitmap gray =
+        std::move(Bitmap::allocate(200, 40, PixelFormat::make(ColorSpace::Gray, 8)).value());
     write("gray.png", gray);
     r = compare({"--src-b", kSRGB, path("lab.tif"), path("gray.png")});
     EXPECT_EQ(r.status, 1);
@@ -214,12 +217,12 @@ TEST_F(CliIccCompare, RefusedComparisonsPrintNothingAndWriteNoGamut) {
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
 
-    for (const auto& args : std::vector<std::vector<std::string>>{
-             {path("a.tif")},
-             {"--tolerance", "x", path("a.tif"), path("a.tif")},
-             {"--intent-a", "7", path("a.tif"), path("a.tif")},
-             {path("a.tif"), path("a.tif"), path("gamut.jpg")},
-             {"--what", path("a.tif"), path("a.tif")}}) {
+    for (const auto& args :
+         std::vector<std::vector<std::string>>{{path("a.tif")},
+                                               {"--tolerance", "x", path("a.tif"), path("a.tif")},
+                                               {"--intent-a", "7", path("a.tif"), path("a.tif")},
+                                               {path("a.tif"), path("a.tif"), path("gamut.jpg")},
+                                               {"--what", path("a.tif"), path("a.tif")}}) {
         r = compare(args);
         EXPECT_EQ(r.status, 2) << args.front();
     }

@@ -124,8 +124,9 @@ TEST_F(CliIccTransform, PlanarSixteenBitWithAlphaKeepsItsLayoutAndAlpha) {
     write("planar.tif", in);
     write("packed.tif", inPacked);
     for (const char* name : {"planar", "packed"}) {
-        auto r = transform({"--src", kSRGB, "--dst", kAdobe, path((std::string(name) + ".tif").c_str()),
-                            path((std::string(name) + "-out.tif").c_str())});
+        auto r =
+            transform({"--src", kSRGB, "--dst", kAdobe, path((std::string(name) + ".tif").c_str()),
+                       path((std::string(name) + "-out.tif").c_str())});
         ASSERT_EQ(r.status, 0) << r.err;
     }
     Bitmap outPlanar = read("planar-out.tif"), outPacked = read("packed-out.tif");

@@ -188,8 +188,7 @@ TEST_F(CompareTest, AllMaskedIsZeroOverZero) {
     LabImage a(90, 30), b(90, 30, kA10);
     Mask mask(90, 30, 255);
     QImage image(90, 30, QImage::Format_RGB888);
-    ASSERT_TRUE(
-        compare(a, b, 2.0f, &mask, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 0u);
     EXPECT_TRUE(std::isnan(world.averageDeltaE()));
     EXPECT_TRUE(std::isnan(world.inGamutPixelsPercentage()));
@@ -221,8 +220,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     Mask mask = patchChart();
     world.setAveragePatchColor(true);
     QImage image(9, 6, QImage::Format_RGB888);
-    ASSERT_TRUE(
-        compare(a, b, 2.0f, &mask, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 6u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 1.0f, kExact);
@@ -236,8 +234,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
 
     // The same chart pixel by pixel: 24 compared, half of them at d = 2.
     world.setAveragePatchColor(false);
-    ASSERT_TRUE(
-        compare(a, b, 1.5f, &mask, nullptr));
+    ASSERT_TRUE(compare(a, b, 1.5f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 24u);
     EXPECT_NEAR(world.maxiDeltaE(), 2.0f, kExact);
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 50.0f, kExact);
@@ -248,8 +245,7 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
     LabImage a(4, 3), b(4, 3, kA1);
     Mask mask(4, 3, 0);
     world.setAveragePatchColor(true);
-    ASSERT_TRUE(
-        compare(a, b, 2.0f, &mask, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 1u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
 }
@@ -265,8 +261,8 @@ TEST_F(CompareTest, AveragePatchColorTruncatesEachField) {
     LabImage a(2, 1);
     a.setA(0, 0, 100);
     a.setA(1, 0, 103);
-    const CMColor average = ColorWorld::averagePatchColorWidth(2, 1,
-                                                               reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
+    const CMColor average = ColorWorld::averagePatchColorWidth(
+        2, 1, reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
     EXPECT_EQ(average.lab.L, 32768);
     EXPECT_EQ(average.lab.a, 101); // 101.5 truncated
 }
@@ -313,8 +309,7 @@ TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
     EXPECT_EQ(beeps, 1); // no image at all
     log.clear();
     LabImage padded(4, 2, kBaseA, 1); // same size, longer rows
-    EXPECT_FALSE(
-        compare(a, padded, 7.0f, nullptr, nullptr));
+    EXPECT_FALSE(compare(a, padded, 7.0f, nullptr, nullptr));
     EXPECT_EQ(log.back(), "Not Same Lab CMbitmaps");
     EXPECT_NEAR(world.gamutTolerance(), 7.0f, kExact);
     EXPECT_NEAR(world.averageDeltaE(), 1.0f, kExact);
@@ -380,8 +375,8 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
             CMColor c1{}, c2{};
             std::memcpy(&c1, &a.pixels[i], 6);
             std::memcpy(&c2, &b.pixels[i], 6);
-            const float d = kind == 0 ? ColorWorld::deltaEWithC1(c1, c2)
-                                      : ColorWorld::deltaE94WithC1(c1, c2);
+            const float d =
+                kind == 0 ? ColorWorld::deltaEWithC1(c1, c2) : ColorWorld::deltaE94WithC1(c1, c2);
             sum += d;
             maxi = std::max(maxi, d);
             mini = std::min(mini, d);
@@ -392,8 +387,8 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
         EXPECT_NEAR(world.averageDeltaE(), sum / static_cast<float>(97 * 13), kExact);
         EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
         EXPECT_NEAR(world.miniDeltaE(), mini, kExact);
-        EXPECT_NEAR(world.inGamutPixelsPercentage(),
-                    static_cast<float>(in * 100.0 / (97 * 13)), kExact);
+        EXPECT_NEAR(world.inGamutPixelsPercentage(), static_cast<float>(in * 100.0 / (97 * 13)),
+                    kExact);
     }
 }
 
@@ -404,7 +399,8 @@ TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
     scatter(a, 5);
     scatter(b, 6);
     for (std::size_t i = 0; i < b.pixels.size(); ++i)
-        b.pixels[i] = static_cast<std::uint16_t>(32768 + (b.pixels[i] & 0x3FF)); // small differences
+        b.pixels[i] =
+            static_cast<std::uint16_t>(32768 + (b.pixels[i] & 0x3FF)); // small differences
     LabImage bSigned = b;
     for (std::size_t i = 0; i < bSigned.pixels.size(); i += 3) {
         bSigned.pixels[i + 1] ^= 0x8000;
@@ -470,7 +466,8 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
     EXPECT_GT(banded.bands.size(), 1u);
     ASSERT_EQ(banded.bytes.size(), std::size_t{1500} * 1000 * 3);
     for (int y = 0; y < 1000; ++y)
-        ASSERT_EQ(std::memcmp(banded.bytes.data() + y * 4500, whole.constScanLine(y), 4500), 0) << y;
+        ASSERT_EQ(std::memcmp(banded.bytes.data() + y * 4500, whole.constScanLine(y), 4500), 0)
+            << y;
 
     // Equal bitmaps: one band, the whole image with its words.
     LabImage c(200, 40), d(200, 40);

@@ -252,8 +252,8 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
             CMColor c{};
             c.rgb = {p[0], p[1], p[2]};
             ASSERT_TRUE(world->matchColor(c));
-            const auto* f = reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) +
-                            3 * x;
+            const auto* f =
+                reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) + 3 * x;
             EXPECT_NEAR(f[0], c.lab.L, kFieldTol);
             EXPECT_NEAR(f[1], c.lab.a, kFieldTol);
             EXPECT_NEAR(f[2], c.lab.b, kFieldTol);

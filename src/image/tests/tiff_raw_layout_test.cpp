@@ -65,7 +65,8 @@ TEST(TiffRawLayout, WholeStripsAreWrittenAsTheyAreAndReadBack) {
     // Strips of 7 rows given one by one (the last one short), then the same
     // image in rows that straddle strips: the same file contents either way.
     TempDir dir;
-    Bitmap rgb = std::move(Bitmap::allocate(13, 30, PixelFormat::make(ColorSpace::RGB, 16)).value());
+    Bitmap rgb =
+        std::move(Bitmap::allocate(13, 30, PixelFormat::make(ColorSpace::RGB, 16)).value());
     for (std::int32_t y = 0; y < 30; ++y)
         for (std::int32_t i = 0; i < 39; ++i)
             rgb.row16(y)[i] = static_cast<std::uint16_t>(i * 1601 + y * 7);
