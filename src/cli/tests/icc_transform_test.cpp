@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -163,6 +164,25 @@ TEST_F(CliIccTransform, TilesOfAMillionPixelsWithARemainderRow) {
         ASSERT_EQ(std::memcmp(out.row(y), out.row(0), out.minRowBytes()), 0) << y;
     // Gray through a gray profile into sRGB stays neutral.
     EXPECT_NEAR(out.row(999)[300], out.row(999)[301], kTificcTol);
+    // Quiet in a pipe, as above; on a terminal one line redrawn after each
+    // tile (the terminal turns the last newline into \r\n).
+    EXPECT_EQ(r.err, "");
+    auto script = slidebox::platform::findInPath("script");
+    if (!script)
+        return;
+    const std::string command = "HOME='" + home_.path().string() + "' " + script->string() +
+                                " -qec \"'" +
+                                (slidebox::testing::buildDir() / "bin/slidebox-cli").string() +
+                                "' icc transform --src '" + kGray + "' --dst '" + kSRGB + "' '" +
+                                path("gray.tif") + "' '" + path("rgb2.tif") + "'\" /dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string terminal;
+    char buffer[256];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        terminal.append(buffer, n);
+    EXPECT_EQ(pclose(pipe), 0);
+    EXPECT_EQ(terminal, "\r[################### ]  99%\r[####################] 100%\r\n");
 }
 
 TEST_F(CliIccTransform, LabModeWritesFieldsThatComeBackExactly) {
