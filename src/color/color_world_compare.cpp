@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
+#include <vector>
 
 #include "color/color_world.h"
 #include "color/lab_pixel_reader.h"
@@ -14,6 +16,62 @@
 namespace slidebox::color {
 
 using namespace lab_pixels;
+
+namespace {
+
+// From this many pixels on, the first pass shares the differences between
+// two threads, in bands of about twice kBandPixels.
+constexpr std::uint64_t kParallelPixels = 1u << 18;
+constexpr std::uint64_t kBandPixels = 1u << 17;
+
+// A pixel the mask leaves out, in a row of differences.
+constexpr float kLeftOut = -1.0f;
+
+// The differences of rows first..last - 1, row after row, into out; a pixel
+// left out by the mask gets kLeftOut.
+void differenceRows(const PixelDelta& delta, const CMBitmap& own, const CMBitmap& external,
+                    const CMBitmap* mask, std::uint32_t first, std::uint32_t last, float* out) {
+    for (std::uint32_t y = first; y < last; ++y) {
+        const auto* a = reinterpret_cast<const std::uint8_t*>(own.image) +
+                        static_cast<std::size_t>(y) * own.rowBytes;
+        const auto* b = reinterpret_cast<const std::uint8_t*>(external.image) +
+                        static_cast<std::size_t>(y) * external.rowBytes;
+        const std::uint8_t* m = mask ? reinterpret_cast<const std::uint8_t*>(mask->image) +
+                                           static_cast<std::size_t>(y) * mask->rowBytes
+                                     : nullptr;
+        for (std::uint32_t x = 0; x < own.width; ++x, a += kLabPixelBytes, b += kLabPixelBytes)
+            *out++ = (m && m[x] != 0) ? kLeftOut : delta(a, b);
+    }
+}
+
+// The running statistics of the first pass, in the order the differences
+// come.
+struct Statistics {
+    float tolerance;
+    float sum = 0.0f;
+    float maxi = 0.0f;
+    float mini = 500.0f;
+    std::uint32_t compared = 0;
+    std::uint32_t inGamut = 0;
+
+    void add(const float* differences, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const float d = differences[i];
+            if (d == kLeftOut)
+                continue;
+            ++compared;
+            sum += d;
+            if (d > maxi)
+                maxi = d;
+            if (d < mini)
+                mini = d;
+            if (d <= tolerance)
+                ++inGamut;
+        }
+    }
+};
+
+} // namespace
 
 bool ColorWorld::sameLabBitmap(const CMBitmap& a, const CMBitmap& b) {
     return a.pixelSize == b.pixelSize && a.rowBytes == b.rowBytes && a.width == b.width &&
@@ -67,45 +125,72 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
     std::uint32_t inGamut = 0;
     const bool patchMode = mask != nullptr && averagePatchColor_;
 
-    const auto* ownRow = reinterpret_cast<const std::uint8_t*>(own.image);
-    const auto* externalRow = reinterpret_cast<const std::uint8_t*>(external.image);
-    const std::uint8_t* maskRow =
-        mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
-    for (std::uint32_t y = 0; y < own.height;) {
-        std::uint32_t rowStep = 1;
-        for (std::uint32_t x = 0; x < own.width;) {
-            if (maskRow && maskRow[x] != 0) {
-                ++x;
-                continue;
-            }
-            ++compared;
-            const std::uint8_t* a = ownRow + static_cast<std::size_t>(x) * kLabPixelBytes;
-            const std::uint8_t* b = externalRow + static_cast<std::size_t>(x) * kLabPixelBytes;
-            float d;
-            if (patchMode) {
-                std::uint32_t w = 0, h = 0;
-                findPatchDimensionWidth(w, h, maskRow + x, *mask, own.width - x, own.height - y);
-                d = deltaE(averagePatchColorWidth(w, h, a, own),
-                           averagePatchColorWidth(w, h, b, external));
-                rowStep = std::max(rowStep, h);
-                x += w;
-            } else {
-                d = delta(a, b);
-                ++x;
-            }
-            sum += d;
-            if (d > maxiDeltaE_)
-                maxiDeltaE_ = d;
-            if (d < miniDeltaE_)
-                miniDeltaE_ = d;
-            if (d <= gamutTolerance_)
-                ++inGamut;
+    // Pixel by pixel on a large bitmap, the differences are worked out on
+    // both cores a band at a time and then taken into the statistics in
+    // pixel order, on this thread: the same sequential single-precision sum.
+    const std::uint64_t pixels = std::uint64_t{own.width} * own.height;
+    if (!patchMode && pixels >= kParallelPixels) {
+        const std::uint32_t halfRows =
+            std::max<std::uint32_t>(1, static_cast<std::uint32_t>(kBandPixels / own.width));
+        std::vector<float> differences(std::size_t{2} * halfRows * own.width);
+        Statistics statistics{gamutTolerance_};
+        for (std::uint32_t y = 0; y < own.height; y += 2 * halfRows) {
+            const std::uint32_t middle = std::min(own.height, y + halfRows);
+            const std::uint32_t end = std::min(own.height, y + 2 * halfRows);
+            float* second = differences.data() + std::size_t{middle - y} * own.width;
+            std::thread helper(differenceRows, std::cref(delta), std::cref(own),
+                               std::cref(external), mask, middle, end, second);
+            differenceRows(delta, own, external, mask, y, middle, differences.data());
+            helper.join();
+            statistics.add(differences.data(), std::size_t{end - y} * own.width);
         }
-        y += rowStep;
-        ownRow += static_cast<std::size_t>(rowStep) * own.rowBytes;
-        externalRow += static_cast<std::size_t>(rowStep) * external.rowBytes;
-        if (maskRow)
-            maskRow += static_cast<std::size_t>(rowStep) * mask->rowBytes;
+        sum = statistics.sum;
+        compared = statistics.compared;
+        inGamut = statistics.inGamut;
+        maxiDeltaE_ = statistics.maxi;
+        miniDeltaE_ = statistics.mini;
+    } else {
+        const auto* ownRow = reinterpret_cast<const std::uint8_t*>(own.image);
+        const auto* externalRow = reinterpret_cast<const std::uint8_t*>(external.image);
+        const std::uint8_t* maskRow =
+            mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
+        for (std::uint32_t y = 0; y < own.height;) {
+            std::uint32_t rowStep = 1;
+            for (std::uint32_t x = 0; x < own.width;) {
+                if (maskRow && maskRow[x] != 0) {
+                    ++x;
+                    continue;
+                }
+                ++compared;
+                const std::uint8_t* a = ownRow + static_cast<std::size_t>(x) * kLabPixelBytes;
+                const std::uint8_t* b = externalRow + static_cast<std::size_t>(x) * kLabPixelBytes;
+                float d;
+                if (patchMode) {
+                    std::uint32_t w = 0, h = 0;
+                    findPatchDimensionWidth(w, h, maskRow + x, *mask, own.width - x,
+                                            own.height - y);
+                    d = deltaE(averagePatchColorWidth(w, h, a, own),
+                               averagePatchColorWidth(w, h, b, external));
+                    rowStep = std::max(rowStep, h);
+                    x += w;
+                } else {
+                    d = delta(a, b);
+                    ++x;
+                }
+                sum += d;
+                if (d > maxiDeltaE_)
+                    maxiDeltaE_ = d;
+                if (d < miniDeltaE_)
+                    miniDeltaE_ = d;
+                if (d <= gamutTolerance_)
+                    ++inGamut;
+            }
+            y += rowStep;
+            ownRow += static_cast<std::size_t>(rowStep) * own.rowBytes;
+            externalRow += static_cast<std::size_t>(rowStep) * external.rowBytes;
+            if (maskRow)
+                maskRow += static_cast<std::size_t>(rowStep) * mask->rowBytes;
+        }
     }
     compared_ = compared;
     averageDeltaE_ = sum / static_cast<float>(compared);
