@@ -1,6 +1,8 @@
-// slidebox-cli icc compare: two 16-bit Lab images, as icc transform writes
-// them, compared the way the toolkit compares the Lab bitmaps of two colour
-// worlds; the statistics are printed and the gamut image written if asked.
+// slidebox-cli icc compare: two Lab images compared the way the toolkit
+// compares the Lab bitmaps of two colour worlds. A side is a 16-bit Lab
+// TIFF as icc transform writes it, or any image matched into Lab first
+// through its own profile; the statistics are printed and the gamut image
+// written if asked.
 #include <QGuiApplication>
 #include <QImage>
 
@@ -8,25 +10,34 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
+#include <unistd.h>
+
+#include "cli/icc_bitmap_support.h"
 #include "cli/icc_subcommands.h"
 #include "color/color_world.h"
 #include "image/image_file.h"
+#include "image/tiff_reader.h"
+#include "image/tiff_writer.h"
 
 namespace slidebox::cli {
 
 namespace {
 
-// The engine's code of a 16-bit Lab pixel, three CMLabColor fields.
-constexpr std::uint32_t kLab48Space = 0x2908;
+constexpr const char* kCommand = "icc compare";
+
+struct Side {
+    std::string source; // a PROFILE, or empty for a Lab TIFF
+    std::int32_t intent = 0;
+};
 
 struct CompareOptions {
     float tolerance = 2.0f;
     bool cie94 = false;
     bool patches = false;
     std::string mask;
+    Side a, b;
     std::vector<std::string> files; // A, B and perhaps GAMUT
 };
 
@@ -47,16 +58,25 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
             options.cie94 = true;
         } else if (arg == "--patches") {
             options.patches = true;
-        } else if (arg == "--tolerance" || arg == "--mask") {
+        } else if (arg == "--tolerance" || arg == "--mask" || arg == "--src-a" ||
+                   arg == "--src-b" || arg == "--intent-a" || arg == "--intent-b") {
             if (i + 1 >= args.size() || args[i + 1].empty())
                 return arg + " needs a value";
             const std::string& value = args[++i];
             if (arg == "--mask") {
                 options.mask = value;
-            } else if (auto real = parseReal(value)) {
+            } else if (arg == "--src-a" || arg == "--src-b") {
+                (arg == "--src-a" ? options.a : options.b).source = value;
+            } else if (arg == "--tolerance") {
+                auto real = parseReal(value);
+                if (!real)
+                    return "--tolerance takes a number";
                 options.tolerance = *real;
             } else {
-                return "--tolerance takes a number";
+                auto intent = intentArgument(value);
+                if (!intent)
+                    return arg + " takes an intent 0..3";
+                (arg == "--intent-a" ? options.a : options.b).intent = *intent;
             }
         } else if (arg.rfind("--", 0) == 0) {
             return "unknown option '" + arg + "'";
@@ -65,7 +85,7 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
         }
     }
     if (options.files.size() < 2)
-        return "two Lab images A and B are required";
+        return "two images A and B are required";
     if (options.files.size() > 3)
         return "too many arguments";
     if (options.files.size() == 3) {
@@ -76,31 +96,94 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
     return std::nullopt;
 }
 
-// A 16-bit packed Lab image without alpha: its samples are the Lab fields.
-std::optional<std::string> readLab(const std::string& path, image::Bitmap& bitmap,
-                                   color::CMBitmap& described) {
-    auto read = image::readImageFile(path);
-    if (!read)
-        return "'" + path + "': " + read.status().message();
-    const image::PixelFormat& format = read->format();
-    if (format.space != image::ColorSpace::Lab || format.bytesPerSample != 2 ||
-        format.hasAlpha || format.isPlanar)
-        return "'" + path + "' is not a 16-bit Lab image (it is " + image::describe(format) + ")";
-    bitmap = std::move(read.value());
-    described.image = reinterpret_cast<char*>(bitmap.plane(0));
-    described.width = static_cast<std::uint32_t>(bitmap.width());
-    described.height = static_cast<std::uint32_t>(bitmap.height());
-    described.rowBytes = static_cast<std::uint32_t>(bitmap.rowBytes());
-    described.pixelSize = 48;
-    described.space = kLab48Space;
-    return std::nullopt;
+// A 16-bit Lab TIFF whose samples lie in the file as they are, mapped
+// rather than read: the comparison reads the signed a and b through its
+// tables, so the pixels need no pass of their own.
+std::unique_ptr<color::ColorWorld> mapLab(const std::string& path, MappedFile& file) {
+    bool labSigned = false;
+    auto mapped = mapTiff(path, file, labSigned);
+    if (!mapped || !(mapped->format() == image::PixelFormat::make(image::ColorSpace::Lab, 16)))
+        return nullptr;
+    auto world = std::make_unique<color::ColorWorld>();
+    world->initComparisonColors();
+    if (!world->setLabBitmap(std::move(*mapped), labSigned))
+        return nullptr;
+    return world;
 }
 
-std::string real(double value) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.9g", value);
-    return buffer;
+// One side's Lab bitmap in a world of its own: matched through its profile,
+// or the 16-bit Lab image that icc transform writes, mapped when it can be
+// and read otherwise.
+std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string& path,
+                                            MappedFile& file, int& status) {
+    if (!side.source.empty()) {
+        auto world = labWorld(side.source, side.intent, side.intent, kCommand, status);
+        if (world)
+            status = matchIntoLab(*world, path, kCommand);
+        return status == Done ? std::move(world) : nullptr;
+    }
+    if (image::imageFileKind(path) == image::ImageFileKind::Tiff) {
+        if (auto world = mapLab(path, file)) {
+            status = Done;
+            return world;
+        }
+    }
+    status = Failed;
+    auto read = image::readImageFile(path);
+    if (!read) {
+        failure(std::string(kCommand) + ": '" + path + "': " + read.status().message());
+        return nullptr;
+    }
+    auto world = std::make_unique<color::ColorWorld>();
+    world->initComparisonColors();
+    const std::string kind = image::describe(read->format());
+    if (!world->setLabBitmap(std::move(read.value()))) {
+        failure(std::string(kCommand) + ": '" + path + "' is not a 16-bit Lab image (it is " +
+                kind + ")");
+        return nullptr;
+    }
+    status = Done;
+    return world;
 }
+
+// A TIFF gamut image written band by band as the comparison paints it.
+class TiffGamut : public color::GamutSink {
+  public:
+    explicit TiffGamut(image::TiffWriter writer) : writer_(std::move(writer)) {}
+    bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) override {
+        if (!rows) {
+            problem_ = "no memory for the gamut image";
+            return false;
+        }
+        auto wrapped =
+            image::Bitmap::wrap(width(), count, image::PixelFormat::make(image::ColorSpace::RGB, 8),
+                                rowBytes, const_cast<std::uint8_t*>(rows));
+        if (!wrapped) {
+            problem_ = wrapped.status().message();
+            return false;
+        }
+        if (auto status = writer_.writeRows(*wrapped); !status) {
+            problem_ = status.message();
+            return false;
+        }
+        return true;
+    }
+    /// Completes the file; the problem met, if any.
+    std::optional<std::string> finish() {
+        if (problem_)
+            return problem_;
+        if (auto status = writer_.finish(); !status)
+            return status.message();
+        return std::nullopt;
+    }
+    void setWidth(std::int32_t width) { width_ = width; }
+
+  private:
+    std::int32_t width() const { return width_; }
+    image::TiffWriter writer_;
+    std::int32_t width_ = 0;
+    std::optional<std::string> problem_;
+};
 
 // The font of the words on the gamut image needs a GUI application; the
 // command line draws offscreen and never needs a display.
@@ -114,33 +197,48 @@ std::unique_ptr<QGuiApplication> guiApplication() {
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 
+void printStatistics(const color::ColorWorld& world) {
+    printLine("compared: " + std::to_string(world.comparedCount()));
+    printLine("average-delta-e: " + realText(world.averageDeltaE()));
+    printLine("maxi-delta-e: " + realText(world.maxiDeltaE()));
+    printLine("mini-delta-e: " + realText(world.miniDeltaE()));
+    printLine("in-gamut-pixels-percentage: " + realText(world.inGamutPixelsPercentage()));
+    printLine("gamut-tolerance: " + realText(world.gamutTolerance()));
+    printLine(std::string("no-difference: ") + (world.noDifference() ? "yes" : "no"));
+}
+
 int iccCompare(const std::vector<std::string>& args) {
     CompareOptions options;
     if (auto problem = parse(args, options))
-        return usageError("icc compare: " + *problem);
+        return usageError(std::string(kCommand) + ": " + *problem);
 
-    image::Bitmap imageA, imageB, maskImage;
-    color::CMBitmap labA, labB, mask;
-    if (auto problem = readLab(options.files[0], imageA, labA))
-        return failure("icc compare: " + *problem);
-    if (auto problem = readLab(options.files[1], imageB, labB))
-        return failure("icc compare: " + *problem);
+    int status = Done;
+    MappedFile fileA, fileB; // outlive the worlds that read them
+    auto worldA = loadSide(options.a, options.files[0], fileA, status);
+    if (!worldA)
+        return status;
+    auto worldB = loadSide(options.b, options.files[1], fileB, status);
+    if (!worldB)
+        return status;
+    const color::CMBitmap& labA = *worldA->labBitmap();
+
+    std::optional<image::Bitmap> mask;
     if (!options.mask.empty()) {
         auto read = image::readImageFile(options.mask);
         if (!read)
-            return failure("icc compare: '" + options.mask + "': " + read.status().message());
+            return failure(std::string(kCommand) + ": '" + options.mask +
+                           "': " + read.status().message());
         const image::PixelFormat& format = read->format();
         if (format.space != image::ColorSpace::Gray || format.bytesPerSample != 1 ||
             format.hasAlpha)
-            return failure("icc compare: the mask '" + options.mask +
+            return failure(std::string(kCommand) + ": the mask '" + options.mask +
                            "' is not an 8-bit image of one sample");
         // The comparison reads the mask wherever A has a pixel.
-        if (read->width() < imageA.width() || read->height() < imageA.height())
-            return failure("icc compare: the mask '" + options.mask + "' is smaller than '" +
-                           options.files[0] + "'");
-        maskImage = std::move(read.value());
-        mask.image = reinterpret_cast<char*>(maskImage.plane(0));
-        mask.rowBytes = static_cast<std::uint32_t>(maskImage.rowBytes());
+        if (static_cast<std::uint32_t>(read->width()) < labA.width ||
+            static_cast<std::uint32_t>(read->height()) < labA.height)
+            return failure(std::string(kCommand) + ": the mask '" + options.mask +
+                           "' is smaller than '" + options.files[0] + "'");
+        mask = std::move(read.value());
     }
 
     auto application = options.files.size() == 3 ? guiApplication() : nullptr;
@@ -151,20 +249,49 @@ int iccCompare(const std::vector<std::string>& args) {
             std::fputs("\a", stderr);
     });
 
-    color::ColorWorld world;
-    world.initComparisonColors();
-    world.setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
-    world.setAveragePatchColor(options.patches);
+    worldA->setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
+    worldA->setAveragePatchColor(options.patches);
+    // A TIFF gamut image streams to its file; a PNG is painted whole.
+    if (options.files.size() == 3 &&
+        image::imageFileKind(options.files[2]) == image::ImageFileKind::Tiff) {
+        image::TiffWriteOptions writeOptions;
+        writeOptions.durable = false; // renamed into place at the end all the same
+        auto writer = image::TiffWriter::create(
+            options.files[2], static_cast<std::int32_t>(labA.width),
+            static_cast<std::int32_t>(labA.height),
+            image::PixelFormat::make(image::ColorSpace::RGB, 8), writeOptions);
+        if (!writer)
+            return failure(std::string(kCommand) + ": '" + options.files[2] +
+                           "': " + writer.status().message());
+        TiffGamut sink(std::move(writer.value()));
+        sink.setWidth(static_cast<std::int32_t>(labA.width));
+        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
+                                                     mask ? &*mask : nullptr, &sink))
+            return Failed;
+        if (auto problem = sink.finish())
+            return failure(std::string(kCommand) + ": '" + options.files[2] + "': " + *problem);
+        printStatistics(*worldA);
+        return Done;
+    }
+    if (options.files.size() == 2) {
+        // No gamut image asked for: the statistics alone.
+        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
+                                                     mask ? &*mask : nullptr,
+                                                     static_cast<color::GamutSink*>(nullptr)))
+            return Failed;
+        printStatistics(*worldA);
+        return Done;
+    }
     std::optional<QImage> gamut;
     if (options.files.size() == 3) {
-        gamut.emplace(imageA.width(), imageA.height(), QImage::Format_RGB888);
+        gamut.emplace(static_cast<int>(labA.width), static_cast<int>(labA.height),
+                      QImage::Format_RGB888);
         if (gamut->isNull())
-            return failure("icc compare: no memory for the gamut image");
+            return failure(std::string(kCommand) + ": no memory for the gamut image");
     }
-    // Statuses of the comparison itself go to the log, word for word.
-    if (!world.compareLabBitmapWithLabBitmapOf(&labA, &labB, options.tolerance,
-                                               options.mask.empty() ? nullptr : &mask,
-                                               gamut ? &*gamut : nullptr))
+    // Refusals of the comparison itself go to the log, word for word.
+    if (!worldA->compareLabBitmapWithLabBitmapOf(
+            *worldB, options.tolerance, mask ? &*mask : nullptr, gamut ? &*gamut : nullptr))
         return Failed;
 
     if (gamut) {
@@ -172,27 +299,24 @@ int iccCompare(const std::vector<std::string>& args) {
             gamut->width(), gamut->height(), image::PixelFormat::make(image::ColorSpace::RGB, 8),
             static_cast<std::size_t>(gamut->bytesPerLine()), gamut->bits());
         if (!wrapped)
-            return failure("icc compare: " + wrapped.status().message());
+            return failure(std::string(kCommand) + ": " + wrapped.status().message());
         const image::ImageStatus written = image::writeImageFile(options.files[2], *wrapped);
         if (!written)
-            return failure("icc compare: '" + options.files[2] + "': " + written.message());
+            return failure(std::string(kCommand) + ": '" + options.files[2] +
+                           "': " + written.message());
     }
-    printLine("compared: " + std::to_string(world.comparedCount()));
-    printLine("average-delta-e: " + real(world.averageDeltaE()));
-    printLine("maxi-delta-e: " + real(world.maxiDeltaE()));
-    printLine("mini-delta-e: " + real(world.miniDeltaE()));
-    printLine("in-gamut-pixels-percentage: " + real(world.inGamutPixelsPercentage()));
-    printLine("gamut-tolerance: " + real(world.gamutTolerance()));
-    printLine(std::string("no-difference: ") + (world.noDifference() ? "yes" : "no"));
+    printStatistics(*worldA);
     return Done;
 }
 
-const IccSubcommand compare(
-    "compare",
-    "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] A B [GAMUT]\n"
-    "                               two 16-bit Lab images compared: differences, share in\n"
-    "                               gamut; GAMUT (.png, .tif) paints where they differ\n",
-    iccCompare);
+const IccSubcommand
+    compare("compare",
+            "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] [--src-a PROFILE]\n"
+            "              [--intent-a N] [--src-b PROFILE] [--intent-b N] A B [GAMUT]\n"
+            "                               two Lab images compared: differences, share in gamut;\n"
+            "                               GAMUT (.png, .tif) paints where they differ; with\n"
+            "                               --src-a/-b an image is matched into Lab first\n",
+            iccCompare);
 } // namespace
 
 } // namespace slidebox::cli

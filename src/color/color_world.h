@@ -33,7 +33,14 @@ struct CMBitmapMemory {
     bool ownBitmap = false; ///< image is owned (in ownedImage) rather than the rep's
     CMBitmap cmBitmap;
     std::unique_ptr<std::uint8_t[]> ownedImage;
+    image::Bitmap ownedRep; ///< or a bitmap handed over whole (setLabBitmap)
 };
+
+/// The layout code of a Lab bitmap kept as a CIELab file keeps it: three
+/// 16-bit samples, L as the field, a and b as the field less 32768, signed.
+/// A comparison reads it as it reads cmLab48Space, so that a file mapped
+/// into memory needs no decoding pass.
+inline constexpr std::uint32_t cmLab48SignedABSpace = 0x12908;
 
 /// The three bytes of a colour as a comparison paints it.
 struct RGB8 {
@@ -50,6 +57,17 @@ struct ComparisonColors {
     RGB8 outGamutLimitRGB; ///< at the tolerance
     RGB8 outGamutHighRGB;  ///< at the largest difference
     RGB8 nonComparedRGB;   ///< masked out
+};
+
+/// Takes a gamut image band by band as a comparison paints it, for a
+/// caller that writes a large one without holding it whole.
+class GamutSink {
+  public:
+    virtual ~GamutSink() = default;
+    /// count rows of 3 bytes a pixel (red, green, blue), rowBytes apart,
+    /// the next rows of the image from the top. rows is null (and count 0)
+    /// when no memory was left for painting. False stops the painting.
+    virtual bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) = 0;
 };
 
 /// One colour world: a transform through a chain of one to three ICC
@@ -165,16 +183,24 @@ class ColorWorld : public ColorConversion {
 
     // --- Lab bitmap comparison (color_world_compare.cpp) ---
 
-    /// Compares the own Lab bitmap with the external one (16-bit Lab, 6
-    /// bytes a pixel; a null pointer or a null image counts as missing),
-    /// stores the statistics and paints image, an RGB888 QImage of the own
-    /// bitmap's size, by the differences. mask: 8-bit, only image and
-    /// rowBytes read, 0 compared; it must cover the bitmaps. A bad image
-    /// beeps and logs, and the comparison runs without painting. False
-    /// (and a log line) when a bitmap is missing or the two differ in
-    /// layout; gamutTolerance is stored even then.
-    bool compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBitmap* external,
-                                         float tolerance, const CMBitmap* mask, QImage* image);
+    /// Compares this object's Lab bitmap (the own one) with that of other
+    /// (the external one), stores the statistics and paints image, an
+    /// RGB888 QImage of the own bitmap's size, by the differences. mask:
+    /// 8-bit gray, 0 compared, anything else not; it must cover the
+    /// bitmaps. A bad image beeps and logs, and the comparison runs without
+    /// painting. False (and a log line) when a Lab bitmap is missing, the
+    /// two differ in layout or the mask doesn't cover them; gamutTolerance
+    /// is stored even then. Neither Lab bitmap is changed.
+    bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                         const image::Bitmap* mask, QImage* image);
+    /// The same comparison with the gamut image handed to sink in bands as
+    /// the second pass paints it. When the bitmaps don't differ the image is
+    /// painted whole, "No Difference" written on it, and handed over in one
+    /// band. A null sink asks for the statistics alone: nothing is painted
+    /// and, no image being expected, nothing beeps. The result is that of
+    /// the other form.
+    bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                         const image::Bitmap* mask, GamutSink* sink);
     /// The two passes: statistics, then the gamut data (null: none) at
     /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
     /// most 0.09999999).
@@ -227,6 +253,13 @@ class ColorWorld : public ColorConversion {
     bool matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination);
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
+    /// Takes lab, 16-bit packed Lab without alpha (the fields of
+    /// CMLabColor, or with abSigned a and b less 32768 as a CIELab file
+    /// keeps them), as the Lab bitmap, in place of one a match would make:
+    /// a Lab image read from a file compares like a matched one. A wrapping
+    /// bitmap's memory must outlive its use here. False, and nothing
+    /// changed, for another format or an empty bitmap.
+    bool setLabBitmap(image::Bitmap lab, bool abSigned = false);
     /// Frees the tile buffers and the Lab bitmap.
     void releaseMemory();
 
@@ -235,6 +268,9 @@ class ColorWorld : public ColorConversion {
     const CMBitmapMemory& bitmapOut() const { return bitmapOut_; }
     std::int32_t tileSizeWidth() const { return tileSizeWidth_; }
     std::int32_t tileSizeHeight() const { return tileSizeHeight_; }
+    /// The most pixels of a tile with a destination, one million unless a
+    /// test sets fewer to see remainder tiles on small images.
+    void setTilePixelLimit(float pixels) { tilePixelLimit_ = pixels; }
 
     // --- Profile quality tests (color_world_quality.cpp) ---
     // Class operations that grade one profile by brute force through two
@@ -281,6 +317,15 @@ class ColorWorld : public ColorConversion {
     static void setThrottleClock(ThrottleClock* clock);
 
   private:
+    /// Steps of both comparison entries after the image test: stores the
+    /// tolerance, checks the bitmaps and the mask (logging why not), fills
+    /// maskBitmap from mask.
+    bool prepareComparison(const ColorWorld& other, float tolerance, const image::Bitmap* mask,
+                           CMBitmap& maskBitmap);
+    /// The second pass over rows first..last - 1, into gamut (row first).
+    void paintGamut(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
+                    std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                    std::uint32_t last) const;
     bool matchImageReps();
     bool allocAndInitDatas();
     void allocCMBitmapMemory(CMBitmapMemory& memory, const image::Bitmap& rep, OSType space);
@@ -313,6 +358,7 @@ class ColorWorld : public ColorConversion {
     image::ZOL_Rect datasRect_;
     std::int32_t tileSizeWidth_ = 0;
     std::int32_t tileSizeHeight_ = 0;
+    float tilePixelLimit_ = 1000000.0f;
     // The Lab comparison's settings and statistics.
     std::int32_t deltaEKind_ = 0;
     bool averagePatchColor_ = false;

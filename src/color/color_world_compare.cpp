@@ -1,153 +1,81 @@
 // The Lab bitmap comparison: two 16-bit Lab bitmaps of the same layout,
-// compared pixel by pixel (or patch by patch under a mask) into statistics,
-// then painted into a gamut image whose colours tell how far apart the two
-// are at each place. Everything is single precision, step by step; the first
-// pass's running sum stays sequential, the second pass only paints and may
-// be split between threads because each row is independent.
-#include <QFont>
-#include <QFontMetricsF>
-#include <QGuiApplication>
+// compared pixel by pixel (or patch by patch under a mask) into statistics.
+// Everything is single precision, step by step, and the first pass's running
+// sum stays sequential. The gamut image is painted in color_world_gamut.cpp.
 #include <QImage>
-#include <QPainter>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "color/color_world.h"
+#include "color/lab_pixel_reader.h"
 #include "platform/log.h"
 
 namespace slidebox::color {
 
+using namespace lab_pixels;
+
 namespace {
 
-constexpr std::uint32_t kLabPixelBytes = 6;
+// From this many pixels on, the first pass shares the differences between
+// two threads, in bands of about twice kBandPixels.
+constexpr std::uint64_t kParallelPixels = 1u << 18;
+constexpr std::uint64_t kBandPixels = 1u << 17;
 
-std::mutex& beepMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
+// A pixel the mask leaves out, in a row of differences.
+constexpr float kLeftOut = -1.0f;
 
-std::function<void()>& beepHandler() {
-    static std::function<void()> handler;
-    return handler;
-}
-
-void beep() {
-    std::function<void()> handler;
-    {
-        std::lock_guard lock(beepMutex());
-        handler = beepHandler();
-    }
-    if (handler)
-        handler();
-}
-
-// A pixel of a Lab bitmap as a colour record; the fourth field stays 0 so
-// that nothing past the pixel's six bytes is read.
-inline CMColor labPixel(const std::uint8_t* pixel) {
-    CMColor colour{};
-    std::memcpy(&colour, pixel, kLabPixelBytes);
-    return colour;
-}
-
-using DeltaE = float (*)(const CMColor&, const CMColor&);
-
-// One channel of a ramp: trunc(from + (to - from) × t) in single precision.
-inline std::uint8_t rampChannel(std::uint8_t from, std::uint8_t to, float t) {
-    const float value = static_cast<float>(from) + static_cast<float>(to - from) * t;
-    return static_cast<std::uint8_t>(std::clamp(std::trunc(value), 0.0f, 255.0f));
-}
-
-inline void paint(std::uint8_t* out, const RGB8& from, const RGB8& to, float t) {
-    out[0] = rampChannel(from.red, to.red, t);
-    out[1] = rampChannel(from.green, to.green, t);
-    out[2] = rampChannel(from.blue, to.blue, t);
-}
-
-inline void paint(std::uint8_t* out, const RGB8& colour) {
-    out[0] = colour.red;
-    out[1] = colour.green;
-    out[2] = colour.blue;
-}
-
-struct PaintJob {
-    const CMBitmap* own;
-    const CMBitmap* external;
-    const CMBitmap* mask;
-    std::uint8_t* gamut;
-    std::size_t gamutRowBytes;
-    DeltaE deltaE;
-    float tolerance;
-    float maxiDeltaE;
-    ComparisonColors colours;
-};
-
-// The second pass over rows [first, last): every pixel painted by its own
-// difference, with no patch logic.
-void paintRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
-    const float tol = job.tolerance;
-    const float outDenominator = job.maxiDeltaE - tol;
+// The differences of rows first..last - 1, row after row, into out; a pixel
+// left out by the mask gets kLeftOut.
+void differenceRows(const PixelDelta& delta, const CMBitmap& own, const CMBitmap& external,
+                    const CMBitmap* mask, std::uint32_t first, std::uint32_t last, float* out) {
     for (std::uint32_t y = first; y < last; ++y) {
-        const auto* a = reinterpret_cast<const std::uint8_t*>(job.own->image) +
-                        static_cast<std::size_t>(y) * job.own->rowBytes;
-        const auto* b = reinterpret_cast<const std::uint8_t*>(job.external->image) +
-                        static_cast<std::size_t>(y) * job.external->rowBytes;
-        const std::uint8_t* m =
-            job.mask ? reinterpret_cast<const std::uint8_t*>(job.mask->image) +
-                           static_cast<std::size_t>(y) * job.mask->rowBytes
-                     : nullptr;
-        std::uint8_t* out = job.gamut + static_cast<std::size_t>(y) * job.gamutRowBytes;
-        for (std::uint32_t x = 0; x < job.own->width;
-             ++x, a += kLabPixelBytes, b += kLabPixelBytes, out += 3) {
-            if (m && m[x] != 0) {
-                paint(out, job.colours.nonComparedRGB);
+        const auto* a = reinterpret_cast<const std::uint8_t*>(own.image) +
+                        static_cast<std::size_t>(y) * own.rowBytes;
+        const auto* b = reinterpret_cast<const std::uint8_t*>(external.image) +
+                        static_cast<std::size_t>(y) * external.rowBytes;
+        const std::uint8_t* m = mask ? reinterpret_cast<const std::uint8_t*>(mask->image) +
+                                           static_cast<std::size_t>(y) * mask->rowBytes
+                                     : nullptr;
+        for (std::uint32_t x = 0; x < own.width; ++x, a += kLabPixelBytes, b += kLabPixelBytes)
+            *out++ = (m && m[x] != 0) ? kLeftOut : delta(a, b);
+    }
+}
+
+// The running statistics of the first pass, in the order the differences
+// come.
+struct Statistics {
+    float tolerance;
+    float sum = 0.0f;
+    float maxi = 0.0f;
+    float mini = 500.0f;
+    std::uint32_t compared = 0;
+    std::uint32_t inGamut = 0;
+
+    void add(const float* differences, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const float d = differences[i];
+            if (d == kLeftOut)
                 continue;
-            }
-            const float d = job.deltaE(labPixel(a), labPixel(b));
-            if (d < tol) {
-                paint(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
-            } else {
-                // A denominator of 0 or below (maxiDeltaE at or under the
-                // tolerance) counts as 0: the pixel takes the ramp's start.
-                float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
-                t = std::clamp(t, 0.0f, 1.0f);
-                paint(out, job.colours.outGamutLimitRGB, job.colours.outGamutHighRGB, t);
-            }
+            ++compared;
+            sum += d;
+            if (d > maxi)
+                maxi = d;
+            if (d < mini)
+                mini = d;
+            if (d <= tolerance)
+                ++inGamut;
         }
     }
-}
+};
 
 } // namespace
-
-void ColorWorld::setBeepHandler(std::function<void()> handler) {
-    std::lock_guard lock(beepMutex());
-    beepHandler() = std::move(handler);
-}
 
 bool ColorWorld::sameLabBitmap(const CMBitmap& a, const CMBitmap& b) {
     return a.pixelSize == b.pixelSize && a.rowBytes == b.rowBytes && a.width == b.width &&
            a.height == b.height;
-}
-
-std::uint8_t* ColorWorld::testGamutImage(QImage* image, const CMBitmap& bitmap,
-                                         std::int32_t& rowBytes) {
-    if (image && !image->isNull() && image->format() == QImage::Format_RGB888 &&
-        !image->hasAlphaChannel() && image->depth() == 24 &&
-        static_cast<std::uint32_t>(image->width()) == bitmap.width &&
-        static_cast<std::uint32_t>(image->height()) == bitmap.height) {
-        std::uint8_t* data = image->bits(); // detaches: the data is the image's own
-        if (data) {
-            rowBytes = static_cast<std::int32_t>(image->bytesPerLine());
-            return data;
-        }
-    }
-    beep();
-    platform::log("Gamut image is not RGB 24 bits, etc...");
-    return nullptr;
 }
 
 void ColorWorld::findPatchDimensionWidth(std::uint32_t& width, std::uint32_t& height,
@@ -163,14 +91,16 @@ void ColorWorld::findPatchDimensionWidth(std::uint32_t& width, std::uint32_t& he
 
 CMColor ColorWorld::averagePatchColorWidth(std::uint32_t width, std::uint32_t height,
                                            const std::uint8_t* color, const CMBitmap& bitmap) {
+    // The average runs on the fields of CMLabColor, whatever the bitmap keeps.
+    const LabReader reader(bitmap);
     float sums[3] = {0.0f, 0.0f, 0.0f};
     for (std::uint32_t y = 0; y < height; ++y) {
         const std::uint8_t* pixel = color + static_cast<std::size_t>(y) * bitmap.rowBytes;
         for (std::uint32_t x = 0; x < width; ++x, pixel += kLabPixelBytes) {
-            std::uint16_t fields[3];
-            std::memcpy(fields, pixel, sizeof fields);
-            for (int k = 0; k < 3; ++k)
-                sums[k] += static_cast<float>(fields[k]);
+            const CMColor fields = reader.colour(pixel);
+            sums[0] += static_cast<float>(fields.lab.L);
+            sums[1] += static_cast<float>(fields.lab.a);
+            sums[2] += static_cast<float>(fields.lab.b);
         }
     }
     const float count = static_cast<float>(width * height);
@@ -184,8 +114,10 @@ CMColor ColorWorld::averagePatchColorWidth(std::uint32_t width, std::uint32_t he
 bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
                                   const CMBitmap* mask, std::uint8_t* gamut,
                                   std::size_t gamutRowBytes) {
-    const DeltaE deltaE = deltaEKind_ == 0 ? &ColorConversion::deltaEWithC1
-                                           : &ColorConversion::deltaE94WithC1;
+    const DeltaE deltaE =
+        deltaEKind_ == 0 ? &ColorConversion::deltaEWithC1 : &ColorConversion::deltaE94WithC1;
+    const PixelDelta delta{LabReader(own), LabReader(external),
+                           deltaEKind_ == 0 ? nullptr : deltaE};
     maxiDeltaE_ = 0.0f;
     miniDeltaE_ = 500.0f;
     float sum = 0.0f;
@@ -193,116 +125,127 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
     std::uint32_t inGamut = 0;
     const bool patchMode = mask != nullptr && averagePatchColor_;
 
-    const auto* ownRow = reinterpret_cast<const std::uint8_t*>(own.image);
-    const auto* externalRow = reinterpret_cast<const std::uint8_t*>(external.image);
-    const std::uint8_t* maskRow = mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
-    for (std::uint32_t y = 0; y < own.height;) {
-        std::uint32_t rowStep = 1;
-        for (std::uint32_t x = 0; x < own.width;) {
-            if (maskRow && maskRow[x] != 0) {
-                ++x;
-                continue;
-            }
-            ++compared;
-            const std::uint8_t* a = ownRow + static_cast<std::size_t>(x) * kLabPixelBytes;
-            const std::uint8_t* b = externalRow + static_cast<std::size_t>(x) * kLabPixelBytes;
-            float d;
-            if (patchMode) {
-                std::uint32_t w = 0, h = 0;
-                findPatchDimensionWidth(w, h, maskRow + x, *mask, own.width - x, own.height - y);
-                d = deltaE(averagePatchColorWidth(w, h, a, own),
-                           averagePatchColorWidth(w, h, b, external));
-                rowStep = std::max(rowStep, h);
-                x += w;
-            } else {
-                d = deltaE(labPixel(a), labPixel(b));
-                ++x;
-            }
-            sum += d;
-            if (d > maxiDeltaE_)
-                maxiDeltaE_ = d;
-            if (d < miniDeltaE_)
-                miniDeltaE_ = d;
-            if (d <= gamutTolerance_)
-                ++inGamut;
+    // Pixel by pixel on a large bitmap, the differences are worked out on
+    // both cores a band at a time and then taken into the statistics in
+    // pixel order, on this thread: the same sequential single-precision sum.
+    const std::uint64_t pixels = std::uint64_t{own.width} * own.height;
+    if (!patchMode && pixels >= kParallelPixels) {
+        const std::uint32_t halfRows =
+            std::max<std::uint32_t>(1, static_cast<std::uint32_t>(kBandPixels / own.width));
+        std::vector<float> differences(std::size_t{2} * halfRows * own.width);
+        Statistics statistics{gamutTolerance_};
+        for (std::uint32_t y = 0; y < own.height; y += 2 * halfRows) {
+            const std::uint32_t middle = std::min(own.height, y + halfRows);
+            const std::uint32_t end = std::min(own.height, y + 2 * halfRows);
+            float* second = differences.data() + std::size_t{middle - y} * own.width;
+            std::thread helper(differenceRows, std::cref(delta), std::cref(own),
+                               std::cref(external), mask, middle, end, second);
+            differenceRows(delta, own, external, mask, y, middle, differences.data());
+            helper.join();
+            statistics.add(differences.data(), std::size_t{end - y} * own.width);
         }
-        y += rowStep;
-        ownRow += static_cast<std::size_t>(rowStep) * own.rowBytes;
-        externalRow += static_cast<std::size_t>(rowStep) * external.rowBytes;
-        if (maskRow)
-            maskRow += static_cast<std::size_t>(rowStep) * mask->rowBytes;
+        sum = statistics.sum;
+        compared = statistics.compared;
+        inGamut = statistics.inGamut;
+        maxiDeltaE_ = statistics.maxi;
+        miniDeltaE_ = statistics.mini;
+    } else {
+        const auto* ownRow = reinterpret_cast<const std::uint8_t*>(own.image);
+        const auto* externalRow = reinterpret_cast<const std::uint8_t*>(external.image);
+        const std::uint8_t* maskRow =
+            mask ? reinterpret_cast<const std::uint8_t*>(mask->image) : nullptr;
+        for (std::uint32_t y = 0; y < own.height;) {
+            std::uint32_t rowStep = 1;
+            for (std::uint32_t x = 0; x < own.width;) {
+                if (maskRow && maskRow[x] != 0) {
+                    ++x;
+                    continue;
+                }
+                ++compared;
+                const std::uint8_t* a = ownRow + static_cast<std::size_t>(x) * kLabPixelBytes;
+                const std::uint8_t* b = externalRow + static_cast<std::size_t>(x) * kLabPixelBytes;
+                float d;
+                if (patchMode) {
+                    std::uint32_t w = 0, h = 0;
+                    findPatchDimensionWidth(w, h, maskRow + x, *mask, own.width - x,
+                                            own.height - y);
+                    d = deltaE(averagePatchColorWidth(w, h, a, own),
+                               averagePatchColorWidth(w, h, b, external));
+                    rowStep = std::max(rowStep, h);
+                    x += w;
+                } else {
+                    d = delta(a, b);
+                    ++x;
+                }
+                sum += d;
+                if (d > maxiDeltaE_)
+                    maxiDeltaE_ = d;
+                if (d < miniDeltaE_)
+                    miniDeltaE_ = d;
+                if (d <= gamutTolerance_)
+                    ++inGamut;
+            }
+            y += rowStep;
+            ownRow += static_cast<std::size_t>(rowStep) * own.rowBytes;
+            externalRow += static_cast<std::size_t>(rowStep) * external.rowBytes;
+            if (maskRow)
+                maskRow += static_cast<std::size_t>(rowStep) * mask->rowBytes;
+        }
     }
     compared_ = compared;
     averageDeltaE_ = sum / static_cast<float>(compared);
     inGamutPixelsPercentage_ =
         static_cast<float>(static_cast<double>(inGamut) * 100.0 / static_cast<double>(compared));
 
-    if (gamut) {
-        const PaintJob job{&own,   &external,       mask,        gamut,      gamutRowBytes,
-                           deltaE, gamutTolerance_, maxiDeltaE_, comparison_};
-        // Big images are painted on both cores; each row is independent.
-        const std::uint64_t pixels = static_cast<std::uint64_t>(own.width) * own.height;
-        if (pixels >= (1u << 18) && own.height >= 2) {
-            const std::uint32_t half = own.height / 2;
-            std::thread helper(paintRows, std::cref(job), half, own.height);
-            paintRows(job, 0, half);
-            helper.join();
-        } else {
-            paintRows(job, 0, own.height);
-        }
-    }
+    if (gamut)
+        paintGamut(own, external, mask, gamut, gamutRowBytes, 0, own.height);
     return noDifference();
 }
 
-void ColorWorld::drawNoDifference(QImage& image) {
-    if (image.isNull() || !QGuiApplication::instance())
-        return;
-    static const QString text = QStringLiteral("No Difference");
-    QFont font = QGuiApplication::font();
-    qreal textWidth = 0;
-    qreal textHeight = 0;
-    for (int size = 28; size >= 2; --size) {
-        font.setPixelSize(size);
-        const QFontMetricsF metrics(font, &image);
-        textWidth = metrics.horizontalAdvance(text);
-        textHeight = metrics.height();
-        if (textWidth <= image.width() || size == 2)
-            break;
-    }
-    QPainter painter(&image);
-    painter.setFont(font);
-    painter.setPen(Qt::black);
-    const QFontMetricsF metrics(font, &image);
-    const qreal x = (image.width() - textWidth) / 2;
-    const qreal y = (image.height() - textHeight) / 2;
-    painter.drawText(QPointF(x, y + metrics.ascent()), text);
-}
-
-bool ColorWorld::compareLabBitmapWithLabBitmapOf(const CMBitmap* own, const CMBitmap* external,
-                                                 float tolerance, const CMBitmap* mask,
-                                                 QImage* image) {
-    std::int32_t gamutRowBytes = 0;
-    std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
+bool ColorWorld::prepareComparison(const ColorWorld& other, float tolerance,
+                                   const image::Bitmap* mask, CMBitmap& maskBitmap) {
+    const CMBitmap* own = labBitmap();
+    const CMBitmap* external = other.labBitmap();
     gamutTolerance_ = tolerance;
-    const bool ownMissing = !own || !own->image;
-    const bool externalMissing = !external || !external->image;
-    if (ownMissing)
+    if (!own)
         platform::log("ColorWorld: No Internal CMbitmap image");
-    if (externalMissing)
+    if (!external)
         platform::log("ColorWorld: No External CMbitmap image");
-    if (ownMissing || externalMissing)
+    if (!own || !external)
         return false;
     if (!sameLabBitmap(*own, *external)) {
         platform::log("Not Same Lab CMbitmaps");
         return false;
     }
-    CMBitmap maskBitmap;
     if (mask) {
-        maskBitmap.image = mask->image;
-        maskBitmap.rowBytes = mask->rowBytes;
+        // Every byte the comparison reads must exist: a mask of one 8-bit
+        // sample at least as large as the bitmaps.
+        const image::PixelFormat& f = mask->format();
+        if (mask->isNull() || f.space != image::ColorSpace::Gray || f.bytesPerSample != 1 ||
+            f.hasAlpha || static_cast<std::uint32_t>(mask->width()) < own->width ||
+            static_cast<std::uint32_t>(mask->height()) < own->height ||
+            mask->rowBytes() > 0xFFFFFFFFu) {
+            platform::log("ColorWorld: Gray mask does not cover the Lab CMbitmaps");
+            return false;
+        }
+        maskBitmap.image = reinterpret_cast<char*>(const_cast<std::uint8_t*>(mask->plane(0)));
+        maskBitmap.rowBytes = static_cast<std::uint32_t>(mask->rowBytes());
     }
-    const bool same = compareLabBitmap(*own, *external, mask ? &maskBitmap : nullptr, gamut,
-                                       static_cast<std::size_t>(gamutRowBytes));
+    return true;
+}
+
+bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
+                                                 const image::Bitmap* mask, QImage* image) {
+    const CMBitmap* own = labBitmap();
+    std::int32_t gamutRowBytes = 0;
+    // The image is looked at first: a bad one beeps even when the
+    // comparison then stops.
+    std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
+    CMBitmap maskBitmap;
+    if (!prepareComparison(other, tolerance, mask, maskBitmap))
+        return false;
+    const bool same = compareLabBitmap(*own, *other.labBitmap(), mask ? &maskBitmap : nullptr,
+                                       gamut, static_cast<std::size_t>(gamutRowBytes));
     if (same && image)
         drawNoDifference(*image);
     return true;

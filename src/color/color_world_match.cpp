@@ -13,8 +13,6 @@ namespace slidebox::color {
 
 namespace {
 
-constexpr float kMaxTilePixels = 1000000.0f;
-
 /// The signature a rep of this space must meet; 0 when any will do.
 OSType neededSignature(image::ColorSpace space) {
     switch (space) {
@@ -86,8 +84,7 @@ bool ColorWorld::matchSourceImageRep(const image::Bitmap& source, image::Bitmap*
             result = matchImageReps();
         else
             platform::log("ColorWorld: No good source or not a destination Lab color space");
-    } else if (source.width() != destination->width() ||
-               source.height() != destination->height()) {
+    } else if (source.width() != destination->width() || source.height() != destination->height()) {
         platform::log("ColorWorld: ImageReps not of the same size");
     } else {
         const OSType needOut = neededSignature(destination->format().space);
@@ -127,8 +124,8 @@ bool ColorWorld::allocAndInitDatas() {
     const std::int32_t h = repIn_->height();
     tileSizeWidth_ = w;
     tileSizeHeight_ = h;
-    if (repOut_ && static_cast<float>(w) * static_cast<float>(h) > kMaxTilePixels)
-        tileSizeHeight_ = static_cast<std::int32_t>(1000000.0 / w);
+    if (repOut_ && static_cast<float>(w) * static_cast<float>(h) > tilePixelLimit_)
+        tileSizeHeight_ = static_cast<std::int32_t>(static_cast<double>(tilePixelLimit_) / w);
 
     // A rep that holds fewer samples than the world reads would be read or
     // written past its end.
@@ -222,8 +219,8 @@ void copyPlanes(const image::Bitmap& rep, CMBitmap& buffer, const image::ZOL_Rec
     const std::size_t bps = rep.format().bytesPerSample;
     const std::size_t stride = static_cast<std::size_t>(channels) * bps;
     for (std::int32_t r = 0; r < rect.size.height; ++r) {
-        std::uint8_t* row =
-            reinterpret_cast<std::uint8_t*>(buffer.image) + static_cast<std::size_t>(r) * buffer.rowBytes;
+        std::uint8_t* row = reinterpret_cast<std::uint8_t*>(buffer.image) +
+                            static_cast<std::size_t>(r) * buffer.rowBytes;
         for (std::int32_t p = 0; p < channels; ++p) {
             auto* plane = const_cast<std::uint8_t*>(rep.row(rect.origin.y + r, p)) +
                           static_cast<std::size_t>(rect.origin.x) * bps;
@@ -240,8 +237,7 @@ void copyPlanes(const image::Bitmap& rep, CMBitmap& buffer, const image::ZOL_Rec
     }
 }
 
-char* packedTileStart(const image::Bitmap& rep, const image::ZOL_Rect& rect,
-                              OSType signature) {
+char* packedTileStart(const image::Bitmap& rep, const image::ZOL_Rect& rect, OSType signature) {
     const std::size_t n = static_cast<std::size_t>(channelsOf(signature, rep.format().hasAlpha)) *
                           rep.format().bytesPerSample;
     return reinterpret_cast<char*>(const_cast<std::uint8_t*>(rep.plane(0))) +
@@ -317,6 +313,7 @@ bool ColorWorld::nextRect() {
 
 void ColorWorld::releaseCMBitmapMemory(CMBitmapMemory& memory) {
     memory.ownedImage.reset();
+    memory.ownedRep = image::Bitmap();
     memory.cmBitmap.image = nullptr;
     memory.ownBitmap = false;
 }
@@ -328,9 +325,30 @@ void ColorWorld::releaseMemory() {
 
 const CMBitmap* ColorWorld::labBitmap() const {
     const CMBitmap& b = bitmapOut_.cmBitmap;
-    if (!b.image || !bitmapOut_.ownBitmap || b.space != cmLab48Space)
+    if (!b.image || !bitmapOut_.ownBitmap ||
+        (b.space != cmLab48Space && b.space != cmLab48SignedABSpace))
         return nullptr;
     return &b;
+}
+
+bool ColorWorld::setLabBitmap(image::Bitmap lab, bool abSigned) {
+    const image::PixelFormat& f = lab.format();
+    if (lab.isNull() || f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 || f.hasAlpha ||
+        f.isPlanar || lab.rowBytes() > 0xFFFFFFFFu)
+        return false;
+    releaseCMBitmapMemory(bitmapOut_);
+    CMBitmap& b = bitmapOut_.cmBitmap;
+    b.image = reinterpret_cast<char*>(lab.plane(0));
+    b.width = static_cast<std::uint32_t>(lab.width());
+    b.height = static_cast<std::uint32_t>(lab.height());
+    b.rowBytes = static_cast<std::uint32_t>(lab.rowBytes());
+    b.pixelSize = 48;
+    b.space = abSigned ? cmLab48SignedABSpace : cmLab48Space;
+    b.user1 = 0;
+    b.user2 = 0;
+    bitmapOut_.ownedRep = std::move(lab);
+    bitmapOut_.ownBitmap = true;
+    return true;
 }
 
 } // namespace slidebox::color

@@ -946,24 +946,27 @@ CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) 
     const bool labOut = outRow->labFields;
     const auto inBytes = static_cast<std::size_t>(inPixel);
     const auto outBytes = static_cast<std::size_t>(outPixel);
-    // Two halves on two threads when there is enough to share; the engine's
-    // transforms without a cache may be used by several threads at once.
+    // The rows are shared between the cores in small runs that each thread
+    // takes as it comes free, so that a core busy with something else holds
+    // nobody up; the engine's transforms without a cache may be used by
+    // several threads at once.
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     const std::int64_t pixels = std::int64_t{src.width} * src.height;
-    const std::int32_t parts =
-        pixels < 65536 || src.height < 2 ? 1 : static_cast<std::int32_t>(std::min(cores, 8u));
     const auto height = static_cast<std::int32_t>(src.height);
+    const std::int32_t threads =
+        pixels < 65536 || height < 2 ? 1 : static_cast<std::int32_t>(std::min(cores, 8u));
+    const std::int32_t run = std::max<std::int32_t>(
+        1, static_cast<std::int32_t>(std::min<std::int64_t>(height, 16384 / src.width + 1)));
+    std::atomic<std::int32_t> nextRow{0};
+    auto work = [&] {
+        for (std::int32_t first; (first = nextRow.fetch_add(run)) < height;)
+            matchRows(t, src, dst, inBytes, outBytes, labIn, labOut, first,
+                      std::min(height, first + run));
+    };
     std::vector<std::thread> helpers;
-    std::int32_t start = 0;
-    for (std::int32_t i = 0; i < parts; ++i) {
-        std::int32_t end = static_cast<std::int32_t>(std::int64_t{height} * (i + 1) / parts);
-        if (i + 1 < parts)
-            helpers.emplace_back(matchRows, t, std::cref(src), std::cref(dst), inBytes, outBytes,
-                                 labIn, labOut, start, end);
-        else
-            matchRows(t, src, dst, inBytes, outBytes, labIn, labOut, start, end);
-        start = end;
-    }
+    for (std::int32_t i = 1; i < threads; ++i)
+        helpers.emplace_back(work);
+    work();
     for (std::thread& helper : helpers)
         helper.join();
     return noErr;

@@ -197,6 +197,27 @@ ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
                            describe(d.format));
     if (rows.height() > d.height - d.written)
         return badArgument("rows beyond the image's " + std::to_string(d.height));
+    // Rows that are exactly the next strip, stored as they are, go to the
+    // file straight from the caller's memory: no copy on the way.
+    const bool wholeStrip = rows.height() == std::min(d.rowsPerStrip, d.height - d.written);
+    if (d.pending == 0 && wholeStrip && rows.rowBytes() == d.scanline &&
+        d.options.compression == TiffCompression::None &&
+        tiff::sampleMasks(d.format, false, true) == tiff::SampleMasks{}) {
+        const auto size =
+            static_cast<tmsize_t>(d.scanline * static_cast<std::size_t>(rows.height()));
+        for (int p = 0; p < d.format.planeCount(); ++p) {
+            const std::uint32_t index =
+                static_cast<std::uint32_t>(p) * d.stripsPerPlane + d.nextStrip;
+            // libtiff only reads the buffer.
+            if (TIFFWriteRawStrip(d.tif.get(), index, const_cast<std::uint8_t*>(rows.plane(p)),
+                                  size) != size)
+                return d.fail(ImageErrorCode::CannotWrite,
+                              "strip " + std::to_string(index) + " can't be written");
+        }
+        ++d.nextStrip;
+        d.written += rows.height();
+        return {};
+    }
     for (std::int32_t y = 0; y < rows.height(); ++y) {
         for (int p = 0; p < d.format.planeCount(); ++p)
             std::memcpy(d.strip.row(d.pending, p), rows.row(y, p), d.scanline);

@@ -49,7 +49,9 @@ class TiffWriter {
 
     /// Appends rows below those written so far. The rows must have the
     /// image's width and format and not run past its height; the caller's
-    /// pixels are not changed. BadArgument for rows that don't fit,
+    /// pixels are not changed. Rows that make exactly the next strip of an
+    /// uncompressed file, tight and needing no change, are written without
+    /// a copy. BadArgument for rows that don't fit,
     /// CannotWrite when the disk refuses.
     ImageStatus writeRows(const Bitmap& rows);
 

@@ -11,6 +11,9 @@
 #include "platform/log.h"
 
 using namespace slidebox::color;
+using slidebox::image::Bitmap;
+using slidebox::image::ColorSpace;
+using slidebox::image::PixelFormat;
 
 namespace {
 
@@ -43,15 +46,28 @@ struct LabImage {
     void setA(std::uint32_t x, std::uint32_t y, std::uint16_t a) {
         pixels[(static_cast<std::size_t>(y) * bitmap.rowBytes / 6 + x) * 3 + 1] = a;
     }
+    /// A bitmap over these pixels, for ColorWorld::setLabBitmap.
+    Bitmap wrapped() {
+        return std::move(Bitmap::wrap(static_cast<std::int32_t>(bitmap.width),
+                                      static_cast<std::int32_t>(bitmap.height),
+                                      PixelFormat::make(ColorSpace::Lab, 16), bitmap.rowBytes,
+                                      reinterpret_cast<std::uint8_t*>(pixels.data()))
+                             .value());
+    }
 };
 
 struct Mask {
     std::vector<std::uint8_t> bytes;
     CMBitmap bitmap;
+    Bitmap rep;
     Mask(std::uint32_t width, std::uint32_t height, std::uint8_t value)
         : bytes(static_cast<std::size_t>(width) * height, value) {
         bitmap.image = reinterpret_cast<char*>(bytes.data());
         bitmap.rowBytes = width;
+        rep = std::move(Bitmap::wrap(static_cast<std::int32_t>(width),
+                                     static_cast<std::int32_t>(height),
+                                     PixelFormat::make(ColorSpace::Gray, 8), width, bytes.data())
+                            .value());
     }
 };
 
@@ -60,13 +76,15 @@ RGB8 pixelOf(const QImage& image, int x, int y) {
     return {p[0], p[1], p[2]};
 }
 
-// Columns holding dark (text) pixels: first and last, or -1 when none.
+// Columns holding the black of the text: first and last, or -1 when none.
+// The far end of the out-of-gamut ramp (51, 0, 0) is dark too, so only what
+// is close to black counts.
 std::pair<int, int> darkColumns(const QImage& image) {
     int first = -1, last = -1;
     for (int y = 0; y < image.height(); ++y)
         for (int x = 0; x < image.width(); ++x) {
             const QColor c = image.pixelColor(x, y);
-            if (c.red() < 64 && c.green() < 64 && c.blue() < 64) {
+            if (c.red() < 32 && c.green() < 32 && c.blue() < 32) {
                 if (first < 0 || x < first)
                     first = x;
                 last = std::max(last, x);
@@ -86,7 +104,14 @@ class CompareTest : public ::testing::Test {
         slidebox::platform::setLogSink({});
         ColorWorld::setBeepHandler({});
     }
-    ColorWorld world;
+    // world holds the own Lab bitmap a, other the external one b.
+    bool compare(LabImage& a, LabImage& b, float tolerance, Mask* mask, QImage* image) {
+        EXPECT_TRUE(world.setLabBitmap(a.wrapped()));
+        EXPECT_TRUE(other.setLabBitmap(b.wrapped()));
+        return world.compareLabBitmapWithLabBitmapOf(other, tolerance, mask ? &mask->rep : nullptr,
+                                                     image);
+    }
+    ColorWorld world, other;
     std::vector<std::string> log;
     int beeps = 0;
 };
@@ -94,7 +119,7 @@ class CompareTest : public ::testing::Test {
 TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
     LabImage a(200, 40), b(200, 40);
     QImage image(200, 40, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_NEAR(world.averageDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.maxiDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
@@ -109,14 +134,18 @@ TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
 }
 
 TEST_F(CompareTest, ToleranceZeroOnEqualBitmapsTakesTheOutOfGamutStart) {
-    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0.
-    LabImage a(3, 1), b(3, 1);
-    QImage image(3, 1, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 0.0f, nullptr, &image));
+    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0. The
+    // bitmaps agree, so "No Difference" is written across the middle; the
+    // corner stays clear of the text.
+    LabImage a(200, 40), b(200, 40);
+    QImage image(200, 40, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(a, b, 0.0f, nullptr, &image));
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
     const RGB8 limit = world.comparisonColors().outGamutLimitRGB;
     EXPECT_EQ(limit, (RGB8{255, 178, 0}));
-    EXPECT_EQ(pixelOf(image, 1, 0), limit);
+    EXPECT_EQ(pixelOf(image, 0, 0), limit);
+    EXPECT_EQ(pixelOf(image, 199, 39), limit);
+    EXPECT_GE(darkColumns(image).first, 0);
 }
 
 TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
@@ -125,7 +154,7 @@ TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
     for (std::uint32_t x = 0; x < 5; ++x)
         b.setA(x, 0, fields[x]);
     QImage image(5, 1, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_NEAR(world.maxiDeltaE(), 10.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
     EXPECT_NEAR(world.averageDeltaE(), 19.0f / 5.0f, kSumTol);
@@ -159,8 +188,7 @@ TEST_F(CompareTest, AllMaskedIsZeroOverZero) {
     LabImage a(90, 30), b(90, 30, kA10);
     Mask mask(90, 30, 255);
     QImage image(90, 30, QImage::Format_RGB888);
-    ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 0u);
     EXPECT_TRUE(std::isnan(world.averageDeltaE()));
     EXPECT_TRUE(std::isnan(world.inGamutPixelsPercentage()));
@@ -192,8 +220,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     Mask mask = patchChart();
     world.setAveragePatchColor(true);
     QImage image(9, 6, QImage::Format_RGB888);
-    ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 6u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
     EXPECT_NEAR(world.miniDeltaE(), 1.0f, kExact);
@@ -207,8 +234,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
 
     // The same chart pixel by pixel: 24 compared, half of them at d = 2.
     world.setAveragePatchColor(false);
-    ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 1.5f, &mask.bitmap, nullptr));
+    ASSERT_TRUE(compare(a, b, 1.5f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 24u);
     EXPECT_NEAR(world.maxiDeltaE(), 2.0f, kExact);
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 50.0f, kExact);
@@ -219,8 +245,7 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
     LabImage a(4, 3), b(4, 3, kA1);
     Mask mask(4, 3, 0);
     world.setAveragePatchColor(true);
-    ASSERT_TRUE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, &mask.bitmap, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 1u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
 }
@@ -228,7 +253,7 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
 TEST_F(CompareTest, PatchFlagWithoutMaskComparesPixels) {
     LabImage a(4, 3), b(4, 3, kA1);
     world.setAveragePatchColor(true);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     EXPECT_EQ(world.comparedCount(), 12u);
 }
 
@@ -236,8 +261,8 @@ TEST_F(CompareTest, AveragePatchColorTruncatesEachField) {
     LabImage a(2, 1);
     a.setA(0, 0, 100);
     a.setA(1, 0, 103);
-    const CMColor average = ColorWorld::averagePatchColorWidth(2, 1,
-                                                               reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
+    const CMColor average = ColorWorld::averagePatchColorWidth(
+        2, 1, reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
     EXPECT_EQ(average.lab.L, 32768);
     EXPECT_EQ(average.lab.a, 101); // 101.5 truncated
 }
@@ -247,7 +272,7 @@ TEST_F(CompareTest, Cie94KindIsUsed) {
     b.pixels[0] = 40000; // L differs too, so both kinds give different numbers
     b.pixels[1] = kA10;
     world.setDeltaEKindForLabBitmapComparison(1);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     CMColor c1{}, c2{};
     std::memcpy(&c1, a.pixels.data(), 6);
     std::memcpy(&c2, b.pixels.data(), 6);
@@ -259,7 +284,7 @@ TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
     LabImage a(200, 30), b(200, 30);
     QImage image(200, 30, QImage::Format_ARGB32);
     image.fill(Qt::white);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_EQ(beeps, 1);
     ASSERT_EQ(log.size(), 1u);
     EXPECT_EQ(log[0], "Gamut image is not RGB 24 bits, etc...");
@@ -270,7 +295,7 @@ TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
 TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
     LabImage a(60, 30), b(60, 30);
     QImage image(60, 30, QImage::Format_RGB888);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     auto [first, last] = darkColumns(image);
     ASSERT_GE(first, 0);
     // At 28 the text would run over both edges; the fitting size leaves a margin.
@@ -280,23 +305,33 @@ TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
 
 TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
     LabImage a(4, 2), b(4, 2, kA1);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, nullptr));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     EXPECT_EQ(beeps, 1); // no image at all
     log.clear();
     LabImage padded(4, 2, kBaseA, 1); // same size, longer rows
-    EXPECT_FALSE(
-        world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &padded.bitmap, 7.0f, nullptr, nullptr));
+    EXPECT_FALSE(compare(a, padded, 7.0f, nullptr, nullptr));
     EXPECT_EQ(log.back(), "Not Same Lab CMbitmaps");
     EXPECT_NEAR(world.gamutTolerance(), 7.0f, kExact);
     EXPECT_NEAR(world.averageDeltaE(), 1.0f, kExact);
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
 
     log.clear();
-    CMBitmap empty;
-    EXPECT_FALSE(world.compareLabBitmapWithLabBitmapOf(&empty, nullptr, 2.0f, nullptr, nullptr));
+    ColorWorld empty, alsoEmpty;
+    EXPECT_FALSE(empty.compareLabBitmapWithLabBitmapOf(alsoEmpty, 2.0f, nullptr,
+                                                       static_cast<QImage*>(nullptr)));
     ASSERT_EQ(log.size(), 3u);
     EXPECT_EQ(log[1], "ColorWorld: No Internal CMbitmap image");
     EXPECT_EQ(log[2], "ColorWorld: No External CMbitmap image");
+
+    // A mask a row short would be read past its end: refused.
+    log.clear();
+    Mask shortMask(4, 1, 0);
+    EXPECT_FALSE(compare(a, b, 2.0f, &shortMask, nullptr));
+    EXPECT_EQ(log.back(), "ColorWorld: Gray mask does not cover the Lab CMbitmaps");
+    // Only 16-bit packed Lab is taken as a Lab bitmap.
+    Bitmap rgb = std::move(Bitmap::allocate(4, 2, PixelFormat::make(ColorSpace::RGB, 16)).value());
+    EXPECT_FALSE(empty.setLabBitmap(std::move(rgb)));
+    EXPECT_EQ(empty.labBitmap(), nullptr);
 }
 
 TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
@@ -305,10 +340,162 @@ TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
     b.setA(5, 299, kA10);
     QImage image(1024, 300, QImage::Format_RGB888);
     image.fill(Qt::black);
-    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(&a.bitmap, &b.bitmap, 2.0f, nullptr, &image));
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
     EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{127, 204, 127}));
     EXPECT_EQ(pixelOf(image, 1023, 299), (RGB8{127, 204, 127}));
     EXPECT_EQ(pixelOf(image, 5, 299), (RGB8{51, 0, 0}));
 }
 
 } // namespace
+
+namespace {
+
+// Fields spread over the whole range, a different sequence for each seed.
+void scatter(LabImage& image, std::uint32_t seed) {
+    for (std::uint16_t& field : image.pixels) {
+        seed = seed * 1664525u + 1013904223u;
+        field = static_cast<std::uint16_t>(seed >> 16);
+    }
+}
+
+} // namespace
+
+TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
+    // The Part's own loop, one deltaEWithC1 (or deltaE94WithC1) a pixel and
+    // a running sum in single precision: the comparison must give exactly
+    // these numbers, however it decodes the fields and shares the work. A
+    // small bitmap, and one large enough for the first pass's two threads,
+    // under a mask that leaves every seventh pixel out.
+    for (auto [width, height] : {std::pair{97u, 13u}, std::pair{700u, 400u}}) {
+        LabImage a(width, height), b(width, height);
+        scatter(a, 1);
+        scatter(b, 2);
+        Mask mask(width, height, 0);
+        for (std::size_t i = 0; i < mask.bytes.size(); i += 7)
+            mask.bytes[i] = 1;
+        for (int kind : {0, 1}) {
+            SCOPED_TRACE(std::to_string(width) + " kind " + std::to_string(kind));
+            float sum = 0.0f, maxi = 0.0f, mini = 500.0f;
+            std::uint32_t in = 0, compared = 0;
+            for (std::size_t i = 0; i < a.pixels.size(); i += 3) {
+                if (mask.bytes[i / 3] != 0)
+                    continue;
+                CMColor c1{}, c2{};
+                std::memcpy(&c1, &a.pixels[i], 6);
+                std::memcpy(&c2, &b.pixels[i], 6);
+                const float d = kind == 0 ? ColorWorld::deltaEWithC1(c1, c2)
+                                          : ColorWorld::deltaE94WithC1(c1, c2);
+                ++compared;
+                sum += d;
+                maxi = std::max(maxi, d);
+                mini = std::min(mini, d);
+                in += d <= 40.0f;
+            }
+            world.setDeltaEKindForLabBitmapComparison(kind);
+            ASSERT_TRUE(compare(a, b, 40.0f, &mask, nullptr));
+            EXPECT_EQ(world.comparedCount(), compared);
+            EXPECT_NEAR(world.averageDeltaE(), sum / static_cast<float>(compared), kExact);
+            EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+            EXPECT_NEAR(world.miniDeltaE(), mini, kExact);
+            EXPECT_NEAR(world.inGamutPixelsPercentage(),
+                        static_cast<float>(in * 100.0 / compared), kExact);
+        }
+    }
+}
+
+TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
+    // The same pixels, once as CMLabColor fields and once as a CIELab file
+    // keeps them: identical statistics, patch averages and gamut images.
+    LabImage a(30, 9), b(30, 9);
+    scatter(a, 5);
+    scatter(b, 6);
+    for (std::size_t i = 0; i < b.pixels.size(); ++i)
+        b.pixels[i] =
+            static_cast<std::uint16_t>(32768 + (b.pixels[i] & 0x3FF)); // small differences
+    LabImage bSigned = b;
+    for (std::size_t i = 0; i < bSigned.pixels.size(); i += 3) {
+        bSigned.pixels[i + 1] ^= 0x8000;
+        bSigned.pixels[i + 2] ^= 0x8000;
+    }
+    bSigned.bitmap.image = reinterpret_cast<char*>(bSigned.pixels.data());
+    Mask mask = [] {
+        Mask m(30, 9, 0);
+        for (std::uint32_t y = 0; y < 9; ++y)
+            for (std::uint32_t x = 0; x < 30; ++x)
+                m.bytes[y * 30 + x] = (x % 5 == 4 || y % 4 == 3) ? 1 : 0;
+        return m;
+    }();
+    for (bool patches : {false, true}) {
+        SCOPED_TRACE(patches);
+        world.setAveragePatchColor(patches);
+        QImage plain(30, 9, QImage::Format_RGB888), signedImage(30, 9, QImage::Format_RGB888);
+        ASSERT_TRUE(compare(a, b, 2.0f, &mask, &plain));
+        const float average = world.averageDeltaE(), maxi = world.maxiDeltaE();
+        ASSERT_TRUE(other.setLabBitmap(bSigned.wrapped(), true));
+        ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, &signedImage));
+        EXPECT_NEAR(world.averageDeltaE(), average, kExact);
+        EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+        EXPECT_TRUE(plain == signedImage);
+    }
+}
+
+namespace {
+
+// Collects the bands a comparison hands over.
+struct CollectedGamut : GamutSink {
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::int32_t> bands;
+    std::size_t width = 0;
+    bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) override {
+        if (!rows)
+            return false;
+        for (std::int32_t r = 0; r < count; ++r)
+            bytes.insert(bytes.end(), rows + r * rowBytes, rows + r * rowBytes + 3 * width);
+        bands.push_back(count);
+        return true;
+    }
+};
+
+} // namespace
+
+TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
+    // More than one band of about 4 MB: 1500 x 1000 pixels of 3 bytes.
+    LabImage a(1500, 1000), b(1500, 1000);
+    for (std::uint32_t y = 0; y < 1000; y += 7)
+        for (std::uint32_t x = 0; x < 1500; x += 3)
+            b.setA(x, y, static_cast<std::uint16_t>(kBaseA + (x * 7 + y) % 3000));
+    Mask mask(1500, 1000, 0);
+    for (std::uint32_t x = 0; x < 1500; x += 11)
+        mask.bytes[500 * 1500 + x] = 1;
+    QImage whole(1500, 1000, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(a, b, 2.0f, &mask, &whole));
+    const float maxi = world.maxiDeltaE();
+    CollectedGamut banded;
+    banded.width = 1500;
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, &banded));
+    EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+    EXPECT_GT(banded.bands.size(), 1u);
+    ASSERT_EQ(banded.bytes.size(), std::size_t{1500} * 1000 * 3);
+    for (int y = 0; y < 1000; ++y)
+        ASSERT_EQ(std::memcmp(banded.bytes.data() + y * 4500, whole.constScanLine(y), 4500), 0)
+            << y;
+
+    // Equal bitmaps: one band, the whole image with its words.
+    LabImage c(200, 40), d(200, 40);
+    QImage words(200, 40, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(c, d, 2.0f, nullptr, &words));
+    CollectedGamut one;
+    one.width = 200;
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr, &one));
+    EXPECT_EQ(one.bands, (std::vector<std::int32_t>{40}));
+    for (int y = 0; y < 40; ++y)
+        ASSERT_EQ(std::memcmp(one.bytes.data() + y * 600, words.constScanLine(y), 600), 0) << y;
+
+    // No sink: the statistics alone, without a beep or a log line.
+    log.clear();
+    ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr,
+                                                      static_cast<GamutSink*>(nullptr)));
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    EXPECT_EQ(beeps, 0);
+    EXPECT_TRUE(log.empty());
+}

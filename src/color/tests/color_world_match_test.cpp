@@ -76,22 +76,28 @@ void fillPattern(Bitmap& b) {
 
 } // namespace
 
+// The tile limit is one million pixels; tests scale it down by 100 so that
+// the Part's sizes shrink with it (1001 x 1000 becomes 101 x 100 against
+// 10,000 pixels) and the tiles fall exactly as at full size.
+constexpr float kTestTileLimit = 10000.0f;
+
 TEST_F(ColorWorldMatchTest, TilesWithARemainderRowAndProgress) {
     auto recorder = std::make_shared<Recorder>();
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0, recorder);
     ASSERT_NE(world, nullptr);
-    Bitmap in = make(1001, 1000, ColorSpace::RGB, 8);
+    world->setTilePixelLimit(kTestTileLimit);
+    Bitmap in = make(101, 100, ColorSpace::RGB, 8);
     fillPattern(in);
-    Bitmap out = make(1001, 1000, ColorSpace::RGB, 8);
+    Bitmap out = make(101, 100, ColorSpace::RGB, 8);
     ASSERT_TRUE(world->matchSourceImageRep(in, &out));
-    EXPECT_EQ(world->tileSizeHeight(), 999);
+    EXPECT_EQ(world->tileSizeHeight(), 99);
     EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{99, 100}));
     EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
     EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
 
     // The last row, its own tile, is matched like the rest.
-    for (std::int32_t y : {0, 998, 999}) {
-        for (std::int32_t x : {0, 500, 1000}) {
+    for (std::int32_t y : {0, 98, 99}) {
+        for (std::int32_t x : {0, 50, 100}) {
             CMColor c{};
             const std::uint8_t* p = in.row(y) + 3 * x;
             c.rgb = {static_cast<std::uint16_t>(p[0] * 257), static_cast<std::uint16_t>(p[1] * 257),
@@ -109,24 +115,32 @@ TEST_F(ColorWorldMatchTest, ProgressOfTwelveTilesAndOfOneTile) {
     auto recorder = std::make_shared<Recorder>();
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kSRGB, 0, recorder);
     ASSERT_NE(world, nullptr);
-    Bitmap in = make(4000, 3000, ColorSpace::Gray, 8);
-    // A gray rep against an RGB world fails the source test: use RGB.
-    Bitmap rgbIn = make(4000, 3000, ColorSpace::RGB, 8);
-    Bitmap rgbOut = make(4000, 3000, ColorSpace::RGB, 8);
+    world->setTilePixelLimit(kTestTileLimit);
+    // 4000 x 3000 at full size: tiles of 250 rows here 25.
+    Bitmap rgbIn = make(400, 300, ColorSpace::RGB, 8);
+    Bitmap rgbOut = make(400, 300, ColorSpace::RGB, 8);
     ASSERT_TRUE(world->matchSourceImageRep(rgbIn, &rgbOut));
-    EXPECT_EQ(world->tileSizeHeight(), 250);
+    EXPECT_EQ(world->tileSizeHeight(), 25);
     EXPECT_EQ(recorder->heard,
               (std::vector<std::int32_t>{8, 16, 25, 33, 41, 50, 58, 66, 75, 83, 91, 100}));
 
+    // Exactly one million pixels is one tile, at the real limit.
     recorder->heard.clear();
+    world->setTilePixelLimit(1000000.0f);
     Bitmap square = make(1000, 1000, ColorSpace::RGB, 8);
     Bitmap squareOut = make(1000, 1000, ColorSpace::RGB, 8);
     ASSERT_TRUE(world->matchSourceImageRep(square, &squareOut));
     EXPECT_EQ(world->tileSizeHeight(), 1000);
     EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
 
-    EXPECT_FALSE(world->matchSourceImageRep(in, &rgbOut));
+    // A gray rep against an RGB world fails the source test, silently for
+    // the handler.
+    recorder->heard.clear();
+    Bitmap gray = make(4, 3, ColorSpace::Gray, 8);
+    Bitmap grayOut = make(4, 3, ColorSpace::RGB, 8);
+    EXPECT_FALSE(world->matchSourceImageRep(gray, &grayOut));
     EXPECT_FALSE(log_.empty());
+    EXPECT_TRUE(recorder->heard.empty());
 }
 
 TEST_F(ColorWorldMatchTest, ChecksOfSourceDestinationAndSize) {
@@ -213,16 +227,18 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0, recorder);
     ASSERT_NE(world, nullptr);
     ASSERT_EQ(world->dataColorSpaceOut(), cmLabData);
-    Bitmap in = make(1001, 1000, ColorSpace::RGB, 16);
+    world->setTilePixelLimit(kTestTileLimit);
+    Bitmap in = make(101, 100, ColorSpace::RGB, 16);
     fillPattern(in);
     ASSERT_TRUE(world->matchSourceImageRep(in, nullptr));
-    // No tiles in Lab mode: the whole image at once.
+    // No tiles in Lab mode, above the limit too: the whole image at once.
+    EXPECT_EQ(world->tileSizeHeight(), 100);
     EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
     const CMBitmap* lab = world->labBitmap();
     ASSERT_NE(lab, nullptr);
-    EXPECT_EQ(lab->width, 1001u);
-    EXPECT_EQ(lab->height, 1000u);
-    EXPECT_EQ(lab->rowBytes, 6006u);
+    EXPECT_EQ(lab->width, 101u);
+    EXPECT_EQ(lab->height, 100u);
+    EXPECT_EQ(lab->rowBytes, 606u);
     EXPECT_EQ(lab->pixelSize, 48u);
     EXPECT_EQ(lab->space, cmLab48Space);
     EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
@@ -230,14 +246,14 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     // The same arithmetic as one colour at a time; 16-bit input is read by
     // the engine in single precision, so a field may round the other way.
     constexpr int kFieldTol = 1;
-    for (std::int32_t y : {0, 517, 999})
-        for (std::int32_t x : {0, 3, 640, 1000}) {
+    for (std::int32_t y : {0, 51, 99})
+        for (std::int32_t x : {0, 3, 64, 100}) {
             const std::uint16_t* p = in.row16(y) + 3 * x;
             CMColor c{};
             c.rgb = {p[0], p[1], p[2]};
             ASSERT_TRUE(world->matchColor(c));
-            const auto* f = reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) +
-                            3 * x;
+            const auto* f =
+                reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) + 3 * x;
             EXPECT_NEAR(f[0], c.lab.L, kFieldTol);
             EXPECT_NEAR(f[1], c.lab.a, kFieldTol);
             EXPECT_NEAR(f[2], c.lab.b, kFieldTol);
@@ -270,12 +286,13 @@ TEST_F(ColorWorldMatchTest, LabFieldsComeBackExactly) {
 TEST_F(ColorWorldMatchTest, TooWideForATileMatchesNothing) {
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
     ASSERT_NE(world, nullptr);
-    Bitmap in = make(1000001, 1, ColorSpace::RGB, 8);
+    world->setTilePixelLimit(kTestTileLimit);
+    Bitmap in = make(10001, 1, ColorSpace::RGB, 8);
     std::memset(in.row(0), 0xFF, in.minRowBytes());
-    Bitmap out = make(1000001, 1, ColorSpace::CMYK, 8);
+    Bitmap out = make(10001, 1, ColorSpace::CMYK, 8);
     EXPECT_TRUE(world->matchSourceImageRep(in, &out));
     EXPECT_EQ(world->tileSizeHeight(), 0);
-    for (std::size_t i = 0; i < out.minRowBytes(); i += 4096)
+    for (std::size_t i = 0; i < out.minRowBytes(); i += 97)
         ASSERT_EQ(out.row(0)[i], 0);
 }
 

@@ -1,0 +1,89 @@
+#pragma once
+
+// Internal to the colour library: how the comparison reads the pixels of a
+// 16-bit Lab bitmap and measures their difference, shared by its two passes.
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "color/cm_color.h"
+#include "color/color_conversion.h"
+#include "color/color_world.h"
+
+namespace slidebox::color::lab_pixels {
+
+constexpr std::uint32_t kLabPixelBytes = 6;
+
+using DeltaE = float (*)(const CMColor&, const CMColor&);
+
+// The reals of every 16-bit Lab field, read once with CMLab itself, so that
+// a pixel is decoded by three loads and every number is exactly the one
+// deltaEWithC1 works with. abSigned is indexed by the field as a file keeps
+// it, a and b less 32768 as signed 16-bit values.
+struct LabTables {
+    std::vector<float> L, ab, abSigned;
+    LabTables() : L(65536), ab(65536), abSigned(65536) {
+        for (std::uint32_t w = 0; w < 65536; ++w) {
+            CMColor colour{};
+            colour.lab = {static_cast<std::uint16_t>(w), static_cast<std::uint16_t>(w),
+                          static_cast<std::uint16_t>(w)};
+            float l, a, b;
+            ColorConversion::CMLab(colour, l, a, b);
+            L[w] = l;
+            ab[w] = a;
+        }
+        for (std::uint32_t w = 0; w < 65536; ++w)
+            abSigned[w] = ab[w ^ 0x8000u];
+    }
+};
+
+inline const LabTables& labTables() {
+    static const LabTables tables;
+    return tables;
+}
+
+// How the pixels of one Lab bitmap are read.
+struct LabReader {
+    const float* L;
+    const float* ab;
+    std::uint16_t abFlip; // 0x8000 for a and b kept signed
+
+    explicit LabReader(const CMBitmap& bitmap)
+        : L(labTables().L.data()),
+          ab(bitmap.space == cmLab48SignedABSpace ? labTables().abSigned.data()
+                                                  : labTables().ab.data()),
+          abFlip(bitmap.space == cmLab48SignedABSpace ? 0x8000 : 0) {}
+
+    // The pixel as a colour record; the fourth field stays 0.
+    CMColor colour(const std::uint8_t* pixel) const {
+        std::uint16_t f[3];
+        std::memcpy(f, pixel, sizeof f);
+        CMColor c{};
+        c.lab = {f[0], static_cast<std::uint16_t>(f[1] ^ abFlip),
+                 static_cast<std::uint16_t>(f[2] ^ abFlip)};
+        return c;
+    }
+};
+
+// The difference of two pixels. CIE 1976 through the tables, in the order
+// of operations of deltaEWithL; any other kind through its operation.
+struct PixelDelta {
+    LabReader a, b;
+    DeltaE generic; // null for the 1976 difference
+
+    float operator()(const std::uint8_t* pa, const std::uint8_t* pb) const {
+        if (generic)
+            return generic(a.colour(pa), b.colour(pb));
+        std::uint16_t fa[3], fb[3];
+        std::memcpy(fa, pa, sizeof fa);
+        std::memcpy(fb, pb, sizeof fb);
+        const float dL = a.L[fa[0]] - b.L[fb[0]];
+        const float da = a.ab[fa[1]] - b.ab[fb[1]];
+        const float db = a.ab[fa[2]] - b.ab[fb[2]];
+        return std::sqrt(dL * dL + da * da + db * db);
+    }
+};
+
+} // namespace slidebox::color::lab_pixels
