@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
 #include "cli/command.h"
 #include "color/color_conversion.h"
 
@@ -20,27 +21,6 @@ namespace {
 using color::CMColor;
 using color::ColorConversion;
 
-std::optional<float> parseReal(const std::string& text) {
-    if (text.empty())
-        return std::nullopt;
-    errno = 0;
-    char* end = nullptr;
-    const float value = std::strtof(text.c_str(), &end);
-    if (end != text.c_str() + text.size() || errno == ERANGE)
-        return std::nullopt;
-    return value;
-}
-
-std::optional<std::uint16_t> parseField(const std::string& text) {
-    if (text.empty() || text.size() > 5 ||
-        text.find_first_not_of("0123456789") != std::string::npos)
-        return std::nullopt;
-    const long value = std::strtol(text.c_str(), nullptr, 10);
-    if (value > 65535)
-        return std::nullopt;
-    return static_cast<std::uint16_t>(value);
-}
-
 // Parses exactly `count` reals from args[from..]; nothing on any error.
 std::optional<std::vector<float>> reals(const std::vector<std::string>& args, std::size_t from,
                                         std::size_t count) {
@@ -48,7 +28,7 @@ std::optional<std::vector<float>> reals(const std::vector<std::string>& args, st
         return std::nullopt;
     std::vector<float> values;
     for (std::size_t i = from; i < args.size(); ++i) {
-        auto v = parseReal(args[i]);
+        auto v = realArgument(args[i]);
         if (!v)
             return std::nullopt;
         values.push_back(*v);
@@ -58,12 +38,10 @@ std::optional<std::vector<float>> reals(const std::vector<std::string>& args, st
 
 std::string realsLine(std::initializer_list<float> values) {
     std::string line;
-    char buffer[32];
     for (float v : values) {
-        std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(v));
         if (!line.empty())
             line += ' ';
-        line += buffer;
+        line += realText(v);
     }
     return line;
 }
@@ -146,7 +124,7 @@ int run(const std::vector<std::string>& args) {
             return wrongArguments(sub, "three fields 0..65535: W1 W2 W3");
         CMColor color{};
         for (int i = 0; i < 3; ++i) {
-            auto w = parseField(args[1 + i]);
+            auto w = fieldArgument(args[1 + i]);
             if (!w)
                 return wrongArguments(sub, "three fields 0..65535: W1 W2 W3");
             color.raw[i] = *w;

@@ -57,24 +57,6 @@ std::optional<image::Bitmap> mapTiff(const std::string& path, MappedFile& file, 
     return std::move(wrapped.value());
 }
 
-std::optional<std::filesystem::path> profileArgument(const std::string& argument) {
-    if (argument == "lab")
-        return color::ProfileManager::pathOfGenericLabProfil();
-    return std::filesystem::path(argument);
-}
-
-std::optional<std::int32_t> intentArgument(const std::string& text) {
-    if (text.size() != 1 || text[0] < '0' || text[0] > '3')
-        return std::nullopt;
-    return text[0] - '0';
-}
-
-std::string realText(double value) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.9g", value);
-    return buffer;
-}
-
 ProgressLine::ProgressLine() : terminal_(isatty(STDERR_FILENO) == 1) {}
 
 void ProgressLine::setAmountOfCompletion(std::int32_t percent) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What `icc transform` and `icc compare` share: a PROFILE argument, the
+// What `icc transform` and `icc compare` share: a mapped TIFF, the
 // colour world that takes an image into Lab, and the progress line.
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/arguments.h"
 #include "color/color_world.h"
 #include "image/bitmap.h"
 
@@ -38,16 +39,6 @@ class MappedFile {
 /// reported in labSigned. Nothing when the file isn't laid out so.
 std::optional<image::Bitmap> mapTiff(const std::string& path, MappedFile& file, bool& labSigned);
 
-/// The path a PROFILE argument names: "lab" is the generic Lab profile.
-/// Nothing when that can't be made.
-std::optional<std::filesystem::path> profileArgument(const std::string& argument);
-
-/// An intent 0..3 written as one digit; nothing otherwise.
-std::optional<std::int32_t> intentArgument(const std::string& text);
-
-/// "%.9g" of a real, NaN as printf prints it.
-std::string realText(double value);
-
 /// Redraws one line on standard error, "\r[####      ]  50%", and ends it
 /// with a newline after 100. Quiet when standard error is not a terminal.
 class ProgressLine : public color::CompletionHandler {
@@ -68,7 +59,7 @@ std::unique_ptr<color::ColorWorld> labWorld(const std::string& source, std::int3
 
 /// Reads an image and matches it in Lab mode through world: world then
 /// holds its Lab bitmap. Status 1 with a message when the file can't be
-/// read, with the Part's log line when the match is refused.
+/// read; the match's own log line when it is refused.
 int matchIntoLab(color::ColorWorld& world, const std::string& path, const char* command);
 
 } // namespace slidebox::cli

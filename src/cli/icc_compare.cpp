@@ -14,6 +14,7 @@
 
 #include <unistd.h>
 
+#include "cli/arguments.h"
 #include "cli/icc_bitmap_support.h"
 #include "cli/icc_subcommands.h"
 #include "color/color_world.h"
@@ -41,16 +42,6 @@ struct CompareOptions {
     std::vector<std::string> files; // A, B and perhaps GAMUT
 };
 
-std::optional<float> parseReal(const std::string& text) {
-    if (text.empty())
-        return std::nullopt;
-    char* end = nullptr;
-    const float value = std::strtof(text.c_str(), &end);
-    if (*end != '\0')
-        return std::nullopt;
-    return value;
-}
-
 std::optional<std::string> parse(const std::vector<std::string>& args, CompareOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -68,7 +59,7 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
             } else if (arg == "--src-a" || arg == "--src-b") {
                 (arg == "--src-a" ? options.a : options.b).source = value;
             } else if (arg == "--tolerance") {
-                auto real = parseReal(value);
+                auto real = realArgument(value);
                 if (!real)
                     return "--tolerance takes a number";
                 options.tolerance = *real;

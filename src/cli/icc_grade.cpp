@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
 #include "cli/icc_subcommands.h"
 #include "color/color_world.h"
 #include "color/profile_header_report.h"
@@ -28,16 +29,6 @@ struct GradeOptions {
     std::optional<float> speed;
 };
 
-std::optional<float> parseReal(const std::string& text) {
-    if (text.empty())
-        return std::nullopt;
-    char* end = nullptr;
-    const float value = std::strtof(text.c_str(), &end);
-    if (*end != '\0' || !std::isfinite(value))
-        return std::nullopt;
-    return value;
-}
-
 std::optional<std::string> parse(const std::vector<std::string>& args, GradeOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -54,7 +45,7 @@ std::optional<std::string> parse(const std::vector<std::string>& args, GradeOpti
         } else if (arg == "--tolerance" || arg == "--speed") {
             if (i + 1 >= args.size())
                 return arg + " needs a value";
-            auto value = parseReal(args[++i]);
+            auto value = realArgument(args[++i]);
             if (!value)
                 return arg + " takes a number, not '" + args[i] + "'";
             if (arg == "--tolerance")
@@ -74,12 +65,6 @@ std::optional<std::string> parse(const std::vector<std::string>& args, GradeOpti
     if (!options.bijectivity)
         return "give --bijectivity or --gamut";
     return std::nullopt;
-}
-
-std::string real(float value) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(value));
-    return buffer;
 }
 
 // Why a test gave no answer, as far as the profile's header tells.
@@ -121,19 +106,19 @@ int iccGrade(const std::vector<std::string>& args) {
 
     printLine(std::string("test: ") + (bijectivity ? "bijectivity" : "gamut"));
     printLine(std::string("mode: ") + (absolute ? "absolute" : "perceptual"));
-    printLine("speed-calculation: " + real(ColorWorld::speedCalculation()));
+    printLine("speed-calculation: " + realText(ColorWorld::speedCalculation()));
     float result;
     if (bijectivity) {
         float maxDeltaE = -1.0f; // stays -1 when the test can't start
         result = absolute ? ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(path, &maxDeltaE)
                           : ColorWorld::bijectivityAverageDeltaEForPerceptualMode(path, &maxDeltaE);
-        printLine("average-delta-e: " + real(result));
-        printLine("max-delta-e: " + real(maxDeltaE));
+        printLine("average-delta-e: " + realText(result));
+        printLine("max-delta-e: " + realText(maxDeltaE));
     } else {
         result = absolute ? ColorWorld::inAbsoluteGamutPercentage(path, options.tolerance)
                           : ColorWorld::inPerceptualGamutPercentage(path, options.tolerance);
-        printLine("tolerance: " + real(options.tolerance));
-        printLine("in-gamut-percentage: " + real(result));
+        printLine("tolerance: " + realText(options.tolerance));
+        printLine("in-gamut-percentage: " + realText(result));
     }
     if (result == -1.0f)
         return failure("icc grade: no answer: " + reasonForNoAnswer(path, bijectivity));

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
 #include "cli/icc_subcommands.h"
 #include "color/color_world.h"
 #include "color/profile_inspector.h"
@@ -23,16 +24,10 @@ using color::CMColor;
 using color::Lch;
 using color::ProfileInspector;
 
-std::string real(double value) {
-    char buffer[40];
-    std::snprintf(buffer, sizeof buffer, "%.9g", value);
-    return buffer;
-}
-
 std::string reals(std::initializer_list<float> values) {
     std::string text;
     for (float value : values)
-        text += (text.empty() ? "" : " ") + real(value);
+        text += (text.empty() ? "" : " ") + realText(value);
     return text;
 }
 
@@ -97,7 +92,7 @@ int iccInks(const std::vector<std::string>& args) {
     if (!inspector->PCSToDevice() || isCMYK) {
         printLine("total-ink-max: " + std::to_string(inspector->PCSToDeviceTotalInkMax()));
         printLine("black-max: " + std::to_string(inspector->PCSToDeviceBlackMax()));
-        printLine("start-of-black: " + real(inspector->PCSToDeviceLuminanceOfStartBlack()));
+        printLine("start-of-black: " + realText(inspector->PCSToDeviceLuminanceOfStartBlack()));
     }
 
     if (inspector->DeviceToPCS() && (isCMYK || isGray)) {
@@ -113,7 +108,7 @@ int iccInks(const std::vector<std::string>& args) {
         for (const Lch& primary : points.primaryLch)
             primaries += " " + lch(primary);
         printLine("primaries-lch:" + primaries);
-        printLine("max-chroma: " + real(points.maxChroma));
+        printLine("max-chroma: " + realText(points.maxChroma));
     }
     return Done;
 }

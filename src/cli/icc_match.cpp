@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
 #include "cli/icc_subcommands.h"
 #include "color/color_world.h"
 #include "color/profile_manager.h"
@@ -20,28 +21,9 @@ using color::CMColor;
 using color::ColorWorld;
 using color::OSType;
 
-struct MatchOptions {
-    std::string source, destination;
-    std::int32_t intentIn = 0;
-    std::optional<std::int32_t> intentOut;
+struct MatchOptions : WorldOptions {
     std::vector<std::vector<std::uint16_t>> colours;
 };
-
-std::optional<std::int32_t> parseIntent(const std::string& text) {
-    if (text.size() != 1 || text[0] < '0' || text[0] > '3')
-        return std::nullopt;
-    return text[0] - '0';
-}
-
-std::optional<std::uint16_t> parseField(const std::string& text) {
-    if (text.empty() || text.size() > 5 ||
-        text.find_first_not_of("0123456789") != std::string::npos)
-        return std::nullopt;
-    const long value = std::strtol(text.c_str(), nullptr, 10);
-    if (value > 65535)
-        return std::nullopt;
-    return static_cast<std::uint16_t>(value);
-}
 
 // Options anywhere; the fields in between, colours separated by commas that
 // stand alone or stick to a field ("1 2 3, 4 5 6" or "1 2 3 , 4 5 6").
@@ -49,20 +31,9 @@ std::optional<std::string> parse(const std::vector<std::string>& args, MatchOpti
     std::vector<std::string> words; // fields and "," marks
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--src" || arg == "--dst" || arg == "--intent" || arg == "--intent-out") {
-            if (i + 1 >= args.size() || args[i + 1].empty())
-                return arg + " needs a value";
-            const std::string& value = args[++i];
-            if (arg == "--src") {
-                options.source = value;
-            } else if (arg == "--dst") {
-                options.destination = value;
-            } else {
-                auto intent = parseIntent(value);
-                if (!intent)
-                    return arg + " takes an intent 0..3";
-                (arg == "--intent" ? options.intentIn : options.intentOut.emplace()) = *intent;
-            }
+        if (WorldOptions::isOption(arg)) {
+            if (auto error = options.take(args, i))
+                return error;
         } else if (arg.rfind("--", 0) == 0) {
             return "unknown option '" + arg + "'";
         } else {
@@ -93,7 +64,7 @@ std::optional<std::string> parse(const std::vector<std::string>& args, MatchOpti
             colour.clear();
             continue;
         }
-        auto field = parseField(word);
+        auto field = fieldArgument(word);
         if (!field)
             return "'" + word + "' is not a field 0..65535";
         colour.push_back(*field);
@@ -104,12 +75,6 @@ std::optional<std::string> parse(const std::vector<std::string>& args, MatchOpti
 }
 
 // A path, or the generic Lab profile for "lab"; nothing when that can't be made.
-std::optional<std::filesystem::path> profilePath(const std::string& argument) {
-    if (argument == "lab")
-        return color::ProfileManager::pathOfGenericLabProfil();
-    return std::filesystem::path(argument);
-}
-
 // The fields of a colour: 16-bit words up to four channels, bytes above.
 std::vector<unsigned> fieldsOf(const CMColor& colour, unsigned channels) {
     std::vector<unsigned> fields;
@@ -117,12 +82,6 @@ std::vector<unsigned> fieldsOf(const CMColor& colour, unsigned channels) {
         fields.push_back(channels > 4 ? reinterpret_cast<const unsigned char*>(colour.raw)[k]
                                       : colour.raw[k]);
     return fields;
-}
-
-std::string real(double value) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.9g", value);
-    return buffer;
 }
 
 // The reals of a colour on the scale of its space: Lab and XYZ on theirs,
@@ -159,7 +118,7 @@ void printColour(const CMColor& colour, OSType space) {
     for (unsigned value : fieldsOf(colour, channels))
         fields += (fields.empty() ? "" : " ") + std::to_string(value);
     for (float value : realsOf(colour, space, channels))
-        reals += (reals.empty() ? "" : " ") + real(value);
+        reals += (reals.empty() ? "" : " ") + realText(value);
     printLine(fields);
     printLine(reals);
 }
@@ -178,12 +137,12 @@ int iccMatch(const std::vector<std::string>& args) {
     if (auto problem = parse(args, options))
         return usageError("icc match: " + *problem);
 
-    const auto source = profilePath(options.source);
+    const auto source = profileArgument(options.source);
     if (!source || !color::ProfileManager::profileRefForPath(*source))
         return failure("icc match: '" + options.source + "' is not a usable ICC profile");
     std::filesystem::path destination;
     if (!options.destination.empty()) {
-        auto path = profilePath(options.destination);
+        auto path = profileArgument(options.destination);
         // The toolkit would quietly drop a destination that won't open; asked
         // for by name here, it is an error.
         if (!path || !color::ProfileManager::profileRefForPath(*path))

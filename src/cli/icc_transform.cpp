@@ -24,31 +24,17 @@ namespace {
 
 constexpr const char* kCommand = "icc transform";
 
-struct TransformOptions {
-    std::string source;
-    std::string destination = "lab";
-    std::int32_t intentIn = 0;
-    std::optional<std::int32_t> intentOut;
+struct TransformOptions : WorldOptions {
+    TransformOptions() { destination = "lab"; }
     std::vector<std::string> files; // IN, OUT
 };
 
 std::optional<std::string> parse(const std::vector<std::string>& args, TransformOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--src" || arg == "--dst" || arg == "--intent" || arg == "--intent-out") {
-            if (i + 1 >= args.size() || args[i + 1].empty())
-                return arg + " needs a value";
-            const std::string& value = args[++i];
-            if (arg == "--src") {
-                options.source = value;
-            } else if (arg == "--dst") {
-                options.destination = value;
-            } else {
-                auto intent = intentArgument(value);
-                if (!intent)
-                    return arg + " takes an intent 0..3";
-                (arg == "--intent" ? options.intentIn : options.intentOut.emplace()) = *intent;
-            }
+        if (WorldOptions::isOption(arg)) {
+            if (auto error = options.take(args, i))
+                return error;
         } else if (arg.rfind("--", 0) == 0) {
             return "unknown option '" + arg + "'";
         } else {
