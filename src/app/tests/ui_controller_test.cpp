@@ -264,6 +264,7 @@ TEST_F(ControllerSelection, ClickingARowShowsItsLibraryWithoutTouchingDefaultIma
 TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
     makeLibrary("A", 5);
     makeLibrary("B", 4);
+    makeLibrary("C", 0);
     auto controller = start();
     const QImage before = controller->tableViewObjectValue(0);
     QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
@@ -278,14 +279,13 @@ TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
     // Control on the selected row keeps it selected.
     clickRow(*controller, 1, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
-}
 
-TEST_F(ControllerSelection, AnEmptyLibraryLeftWithControlKeepsMinusOne) {
-    makeLibrary("A", 0);
-    makeLibrary("B", 2);
-    auto controller = start();
-    keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
-    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), -1);
+    // An empty library left with Control keeps -1.
+    keyInTable(*controller, Qt::Key_Down);
+    ASSERT_EQ(controller->currentPhotoManagerIndex(), 2);
+    keyInTable(*controller, Qt::Key_Up, Qt::ControlModifier);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(controller->photoManagerAtIndex(2)->defaultImageIndex(), -1);
 }
 
 using ControllerSwitch = ControllerTest;
