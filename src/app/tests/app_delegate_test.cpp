@@ -47,6 +47,8 @@ TEST_F(AppDelegateTest, FirstLaunchTakesTheRegisteredFloatingKind) {
     EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowCloseButtonHint)) << "no close control";
     EXPECT_TRUE(window->isVisible());
     EXPECT_FALSE(delegate->iPhotoIcon().isNull());
+    EXPECT_EQ(window->menuBar()->actions().size(), 2) << "the main window carries the menus";
+    EXPECT_TRUE(window->menuBar()->isVisible());
     const auto stored = platform::readPlistFile(fixture.context().userDefaults().filePath());
     ASSERT_TRUE(stored);
     EXPECT_TRUE(stored->root[viewerWindowKind].isNull()) << "the registered default is not written";
@@ -93,6 +95,10 @@ TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
     EXPECT_FALSE(delegate->uiController()->hideButton()->isHidden());
     QTest::mouseClick(delegate->uiController()->hideButton(), Qt::LeftButton);
     EXPECT_FALSE(delegate->uiController()->window()->isVisible());
+    // The preferences button brings nothing forward in this kind.
+    delegate->preferencesAction()->trigger();
+    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
+    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
 }
 
 TEST_F(AppDelegateTest, PreferencesFromTheMenuFloatInTheFloatingKindOnly) {
@@ -119,15 +125,6 @@ TEST_F(AppDelegateTest, PreferencesFromTheMenuFloatInTheFloatingKindOnly) {
     EXPECT_FALSE(fresh->preferencesWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
 }
 
-TEST_F(AppDelegateTest, PreferencesButtonInTheStatusItemKindBringsNothingForward) {
-    fixture.context().userDefaults().setObject(viewerWindowKind, 2);
-    auto delegate = launch();
-    delegate->uiController()->window()->hide();
-    delegate->preferencesAction()->trigger();
-    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
-    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
-}
-
 TEST_F(AppDelegateTest, HelpAndAboutAreCentredEachTimeTheyOpen) {
     auto delegate = launch();
     const QPoint centre = QGuiApplication::primaryScreen()->availableGeometry().center();
@@ -147,13 +144,6 @@ TEST_F(AppDelegateTest, HomePageOpensInTheBrowser) {
     ASSERT_EQ(https.urls.size(), 1);
     EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
     EXPECT_EQ(https.urls.first(), AppDelegate::homePageUrl());
-}
-
-TEST_F(AppDelegateTest, MainWindowCarriesTheMenus) {
-    auto delegate = launch();
-    const auto actions = delegate->uiController()->window()->menuBar()->actions();
-    ASSERT_EQ(actions.size(), 2);
-    EXPECT_TRUE(delegate->uiController()->window()->menuBar()->isVisible());
 }
 
 } // namespace

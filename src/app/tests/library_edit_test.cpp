@@ -178,9 +178,16 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     EXPECT_TRUE(controller->deleteButton()->isEnabled());
 }
 
-TEST_F(RemoveLibrary, RemovingTheOnlyLibraryDisablesRemove) {
-    makeLibrary("Only", 2);
+TEST_F(RemoveLibrary, NothingWithoutASelectedRowThenTheOnlyLibraryGoesAndRemoveIsDisabled) {
+    makeLibrary("A", 1);
+    fixture.context().userDefaults().setObject("AM_viewerCurrentPhotoManagerIndex", -1);
     auto controller = start();
+    fixture.dialogs().alertAnswers.push_back(0);
+    controller->deletePhotoManager(controller->deleteButton());
+    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+
+    // Removing the only library empties the viewer and disables Remove.
+    clickRow(*controller, 0);
     fixture.dialogs().alertAnswers.push_back(0);
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 0);
@@ -188,15 +195,6 @@ TEST_F(RemoveLibrary, RemovingTheOnlyLibraryDisablesRemove) {
     EXPECT_EQ(controller->albumViewer()->numberField()->text(), "0/0");
     EXPECT_FALSE(controller->deleteButton()->isEnabled());
     EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
-}
-
-TEST_F(RemoveLibrary, WithoutASelectedRowNothingIsRemoved) {
-    makeLibrary("A", 1);
-    fixture.context().userDefaults().setObject("AM_viewerCurrentPhotoManagerIndex", -1);
-    auto controller = start();
-    fixture.dialogs().alertAnswers.push_back(0);
-    controller->deletePhotoManager(controller->deleteButton());
-    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
 }
 
 using RescanLibrary = ControllerTest;

@@ -64,19 +64,6 @@ TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
     EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
 }
 
-TEST_F(ControllerStart, CountFieldTakesTheSingularBelowTwo) {
-    makeLibrary("Only", 1);
-    auto controller = start();
-    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
-    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
-    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
-    controller->removePhotoManagerAtIndex(7);
-    controller->removePhotoManagerAtIndex(-1);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
-    controller->removePhotoManagerAtIndex(0);
-    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
-}
-
 TEST_F(ControllerStart, SavedImageIndexWinsOverTheDefaultImageAndNothingIsScanned) {
     const auto a = makeLibrary("A", 3);
     const auto b = makeLibrary("B", 12);
@@ -157,6 +144,16 @@ TEST_F(ControllerList, LookupsByIndexIdentityAndPath) {
     EXPECT_FALSE(controller->isAlbumPathAlreadyInList(a.string() + "/")) << "no normalising";
     controller->selectPhotoManagerRow(5);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
+
+    // The count field takes the singular below two; removals outside the list do nothing.
+    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
+    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
+    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
+    controller->removePhotoManagerAtIndex(7);
+    controller->removePhotoManagerAtIndex(-1);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
+    controller->removePhotoManagerAtIndex(0);
+    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
 }
 
 TEST_F(ControllerList, WillTerminateSavesListSelectionAndImage) {
@@ -230,23 +227,21 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
 }
 
 TEST_F(ControllerTable, AdaptRectFitsAndCentresWithTwoPointsClear) {
-    constexpr float tolerance = 0.005f;
-    const RectF frame = UIController::filmStripThumbnailFrame;
-    const RectF wide = UIController::adaptRect({0, 0, 120, 80}, frame);
-    EXPECT_NEAR(wide.width, 56.0f, tolerance);
-    EXPECT_NEAR(wide.height, 37.33f, tolerance);
-    EXPECT_NEAR(wide.x, 14.0f, tolerance);
-    EXPECT_NEAR(wide.y, 23.33f, tolerance);
-    const RectF tall = UIController::adaptRect({5, 5, 80, 120}, frame);
-    EXPECT_NEAR(tall.width, 45.33f, tolerance);
-    EXPECT_NEAR(tall.height, 68.0f, tolerance);
-    EXPECT_NEAR(tall.x, 19.33f, tolerance);
-    EXPECT_NEAR(tall.y, 8.0f, tolerance);
-    const RectF same = UIController::adaptRect({0, 0, 60, 72}, frame);
-    EXPECT_NEAR(same.width, 56.0f, tolerance);
-    EXPECT_NEAR(same.height, 67.2f, tolerance) << "equal proportions take the width rule";
-    const RectF small = UIController::adaptRect({0, 0, 14, 10}, frame);
-    EXPECT_NEAR(small.width, 56.0f, tolerance) << "small sources are enlarged";
+    // Equal proportions take the width rule; small sources are enlarged.
+    const struct { RectF source, expected; } rows[] = {
+        {{0, 0, 120, 80}, {14.0f, 23.33f, 56.0f, 37.33f}},
+        {{5, 5, 80, 120}, {19.33f, 8.0f, 45.33f, 68.0f}},
+        {{0, 0, 60, 72}, {14.0f, 8.4f, 56.0f, 67.2f}},
+        {{0, 0, 14, 10}, {14.0f, 22.0f, 56.0f, 40.0f}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.source.width);
+        const RectF fitted = UIController::adaptRect(row.source, UIController::filmStripThumbnailFrame);
+        EXPECT_NEAR(fitted.x, row.expected.x, 0.005f);
+        EXPECT_NEAR(fitted.y, row.expected.y, 0.005f);
+        EXPECT_NEAR(fitted.width, row.expected.width, 0.005f);
+        EXPECT_NEAR(fitted.height, row.expected.height, 0.005f);
+    }
 }
 
 using ControllerSelection = ControllerTest;
@@ -269,6 +264,7 @@ TEST_F(ControllerSelection, ClickingARowShowsItsLibraryWithoutTouchingDefaultIma
 TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
     makeLibrary("A", 5);
     makeLibrary("B", 4);
+    makeLibrary("C", 0);
     auto controller = start();
     const QImage before = controller->tableViewObjectValue(0);
     QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
@@ -283,14 +279,13 @@ TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
     // Control on the selected row keeps it selected.
     clickRow(*controller, 1, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
-}
 
-TEST_F(ControllerSelection, AnEmptyLibraryLeftWithControlKeepsMinusOne) {
-    makeLibrary("A", 0);
-    makeLibrary("B", 2);
-    auto controller = start();
-    keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
-    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), -1);
+    // An empty library left with Control keeps -1.
+    keyInTable(*controller, Qt::Key_Down);
+    ASSERT_EQ(controller->currentPhotoManagerIndex(), 2);
+    keyInTable(*controller, Qt::Key_Up, Qt::ControlModifier);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(controller->photoManagerAtIndex(2)->defaultImageIndex(), -1);
 }
 
 using ControllerSwitch = ControllerTest;

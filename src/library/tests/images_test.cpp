@@ -108,7 +108,7 @@ TEST(ImageAccess, IndexRulesNamesAndOnePointPerPixel) {
     EXPECT_EQ(record->numberOfImage(), 2);
 }
 
-TEST(ImageAccess, EmptyLibraryAndRecordWithoutPath) {
+TEST(ImageAccess, EmptyLibraryAndRecordWithoutPathHaveNoImages) {
     TempDir dir;
     fx::makeLibrary6(dir / "empty", {});
     auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "empty");
@@ -118,8 +118,7 @@ TEST(ImageAccess, EmptyLibraryAndRecordWithoutPath) {
     EXPECT_TRUE(record->imageAtIndex(0).isNull());
     EXPECT_TRUE(record->defaultImage().isNull());
     EXPECT_EQ(record->defaultImageIndex(), -1);
-
     auto searchOnly = iPhotoAlbumManager::init();
-    EXPECT_FALSE(searchOnly->searchForImages().has_value());
+    EXPECT_FALSE(searchOnly->searchForImages().has_value()); // no path: no walk
     EXPECT_EQ(searchOnly->fileNameAtIndex(-1), "");
 }

@@ -174,6 +174,20 @@ struct StandInCleanup {
     }
 };
 
+// A preference file holding only the root directory.
+void writeRootOnly(const TempDir& home, const std::filesystem::path& root, platform::PlistFormat format) {
+    writePreferences(home, platform::serializePlist(
+                               PlistValue(PlistDictionary{{"RootDirectory", root.string()}}), format));
+}
+
+// Starts a stand-in (cleaned up with the test) and waits until it has opened its library.
+pid_t startOpenedStandIn(const TempDir& home, StandInCleanup& cleanup) {
+    const pid_t pid = startStandIn(home.path());
+    cleanup.children.push_back(pid);
+    EXPECT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
+    return pid;
+}
+
 } // namespace
 
 TEST(iPhotoPreferences, EveryTypeSurvivesARewriteInTheFilesOwnFormat) {
@@ -199,6 +213,14 @@ TEST(iPhotoPreferences, EveryTypeSurvivesARewriteInTheFilesOwnFormat) {
         ASSERT_TRUE(dict);
         EXPECT_EQ(withoutRoot(*dict), otherKeys(fixture.launchNanoseconds));
         EXPECT_EQ(dict->at(iPhotoApplication::rootDirectoryKey), PlistValue(next));
+
+        // Blanks, markup characters, UTF-8 and dot segments go in unchanged.
+        for (const std::string path : {"/Volumes/My Photos/Ann's  Library 2006 ", "/Photos & <Co>/\"A\"",
+                                       "/Users/ann/Bilder/Fotos \xe2\x80\x93 Sommer \xc3\xa9t\xc3\xa9",
+                                       "/Users/ann/../ann/./Library/"}) {
+            ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo(path));
+            EXPECT_EQ(app.iPhotoRootDirectoryPath(), path);
+        }
     }
 }
 
@@ -249,23 +271,6 @@ TEST(iPhotoPreferences, MissingOrForeignFileIsNotWrittenNorMade) {
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
 }
 
-TEST(iPhotoPreferences, PathGoesInUnchanged) {
-    for (const Fixture& fixture : fixtures()) {
-        SCOPED_TRACE(fixture.name);
-        TempDir home;
-        writePreferences(home, fixture.bytes);
-        const iPhotoApplication app(home.path(), home.path());
-        for (const std::string& path :
-             {std::string("/Volumes/My Photos/Ann's  Library 2006 "),
-              std::string("/Photos & <Co>/\"A\""),
-              std::string("/Users/ann/Bilder/Fotos \xe2\x80\x93 Sommer \xc3\xa9t\xc3\xa9"),
-              std::string("/Users/ann/../ann/./Library/")}) {
-            ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo(path));
-            EXPECT_EQ(app.iPhotoRootDirectoryPath(), path);
-        }
-    }
-}
-
 TEST(iPhotoPreferences, BytesThatAreNotUtf8GoIntoXmlButNeverHalfIntoBinary) {
     const std::string latin1 = "/Users/ann/caf\xe9 Library"; // a file name that isn't UTF-8
     for (const Fixture& fixture : fixtures()) {
@@ -284,44 +289,6 @@ TEST(iPhotoPreferences, BytesThatAreNotUtf8GoIntoXmlButNeverHalfIntoBinary) {
         }
         EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo(std::string("/Users/ann\0/x", 12)));
     }
-}
-
-TEST(iPhotoPreferences, SwitchKeepsTheOther19KeysOfATwentyKeyFile) {
-    TempDir home, noScripts;
-    PlistDictionary prefs{{"RootDirectory", kOldLibrary}};
-    for (int i = 0; i < 19; ++i) {
-        const std::string key = "Key" + std::to_string(i);
-        switch (i % 4) {
-        case 0:
-            prefs[key] = PlistValue(std::int64_t{i} * -1000003);
-            break;
-        case 1:
-            prefs[key] = PlistValue(i / 7.0);
-            break;
-        case 2:
-            prefs[key] = PlistValue("value " + std::to_string(i));
-            break;
-        default:
-            prefs[key] = PlistValue(PlistArray{i % 2 == 0, PlistData{std::string(i, '\x07')}});
-            break;
-        }
-    }
-    ASSERT_EQ(prefs.size(), 20u);
-    const auto file = writePreferences(
-        home, platform::serializePlist(PlistValue(prefs), platform::PlistFormat::Binary));
-
-    // No scripts: the switch is then the rewrite alone, whether or not the
-    // application runs.
-    iPhotoApplication(home.path(), noScripts.path()).threadSwitchAlbum("/Users/ann/Library B");
-
-    auto document = platform::readPlistFile(file);
-    ASSERT_TRUE(document);
-    EXPECT_EQ(document->format, platform::PlistFormat::Binary);
-    const PlistDictionary* dict = document->root.dictionary();
-    ASSERT_TRUE(dict);
-    EXPECT_EQ(dict->size(), 20u);
-    EXPECT_EQ(withoutRoot(*dict), withoutRoot(prefs));
-    EXPECT_EQ(dict->at("RootDirectory"), PlistValue("/Users/ann/Library B"));
 }
 
 TEST(iPhotoScripts, FoundInTheResourceFolderOnly) {
@@ -435,12 +402,8 @@ TEST(iPhotoSwitch, StandInWritesItsPreferencesBackWhenItQuits) {
     StandInCleanup cleanup{home.path(), {}};
     const auto libraryA = home / "Library A";
     makeLibrary6(libraryA);
-    writePreferences(home, platform::serializePlist(
-                               PlistValue(PlistDictionary{{"RootDirectory", libraryA.string()}}),
-                               platform::PlistFormat::Binary));
-    const pid_t pid = startStandIn(home.path());
-    cleanup.children.push_back(pid);
-    ASSERT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
+    writeRootOnly(home, libraryA, platform::PlistFormat::Binary);
+    const pid_t pid = startOpenedStandIn(home, cleanup);
     const iPhotoApplication app(home.path(), home.path());
     ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo("/Users/ann/Library B"));
     stopChild(pid);
@@ -454,12 +417,8 @@ TEST(iPhotoSwitch, CloseQuitsOnlyWhenItWorksOnThatPath) {
     StandInCleanup cleanup{home.path(), {}};
     const auto libraryA = home / "Library A";
     makeLibrary6(libraryA);
-    writePreferences(home, platform::serializePlist(
-                               PlistValue(PlistDictionary{{"RootDirectory", libraryA.string()}}),
-                               platform::PlistFormat::Xml));
-    const pid_t pid = startStandIn(home.path());
-    cleanup.children.push_back(pid);
-    ASSERT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
+    writeRootOnly(home, libraryA, platform::PlistFormat::Xml);
+    const pid_t pid = startOpenedStandIn(home, cleanup);
 
     const iPhotoApplication app(home.path(), scriptFolder());
     app.closeiPhotoForAlbumPath(libraryA.string() + "/"); // compared as strings: not the same
@@ -479,12 +438,8 @@ TEST(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
     writeFile(onlyQuit / "QuitiPhoto.applescript", "echo quit >> \"" + steps.string() + "\"\n");
     const auto libraryA = home / "Library A";
     makeLibrary6(libraryA);
-    writePreferences(home, platform::serializePlist(
-                               PlistValue(PlistDictionary{{"RootDirectory", libraryA.string()}}),
-                               platform::PlistFormat::Xml));
-    const pid_t pid = startStandIn(home.path());
-    cleanup.children.push_back(pid);
-    ASSERT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
+    writeRootOnly(home, libraryA, platform::PlistFormat::Xml);
+    const pid_t pid = startOpenedStandIn(home, cleanup);
 
     // No quit script: the application stays, the rewrite and launch happen.
     iPhotoApplication(home.path(), onlyLaunch.path()).threadSwitchAlbum("/Library B");
