@@ -1,46 +1,22 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
-#include <sstream>
-
 #include "cli/tests/cli_runner.h"
-#include "tests/temp_dir.h"
 
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
 
-const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-
 constexpr double kQuotientTol = 1e-5; // 100 / K printed with nine digits
-
-std::map<std::string, std::string> fields(const std::string& out) {
-    std::map<std::string, std::string> result;
-    std::istringstream in(out);
-    for (std::string line; std::getline(in, line);) {
-        auto colon = line.find(": ");
-        if (colon != std::string::npos)
-            result[line.substr(0, colon)] = line.substr(colon + 2);
-    }
-    return result;
-}
 
 // Each test has a home of its own, where the generic Lab profile is made.
 class CliIccGrade : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const auto& p : {kCMYK, kSRGB})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        if (auto missing = firstMissing({kCMYK, kSRGB}); !missing.empty())
+            GTEST_SKIP() << missing << " missing: run tools/setup.sh";
     }
-    CliRun grade(std::vector<std::string> args) {
-        args.insert(args.begin(), {"icc", "grade"});
-        return runCli(
-            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
+    CliRun grade(const std::vector<std::string>& args) {
+        return runAt(home_, {"icc", "grade"}, args);
     }
     TempDir home_;
 };

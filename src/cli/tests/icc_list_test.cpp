@@ -2,29 +2,17 @@
 // from the installed folders of a home given to the command.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "cli/tests/cli_runner.h"
 #include "color/tests/catalogue_fixtures.h"
 
 using namespace std::string_literals;
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 using namespace slidebox::color;
 namespace fixtures = slidebox::testing;
 
 namespace {
 
 const OSType kCMY = fourCC("CMY ");
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        result.push_back(line);
-    return result;
-}
 
 class CliIccList : public ::testing::Test {
   protected:
