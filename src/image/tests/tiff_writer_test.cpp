@@ -170,18 +170,15 @@ TEST_F(TiffWriterTest, RowsStreamedInUnevenPiecesMakeTheSameImage) {
 }
 
 TEST_F(TiffWriterTest, UnwritableFormatsAndRowsAreRefused) {
-    EXPECT_EQ(TiffWriter::create(dir / "x.tif", 2, 2, format(ColorSpace::XYZ, 16)).status().code(),
-              ImageErrorCode::BadArgument);
-    EXPECT_THAT(TiffWriter::create(dir / "x.tif", 2, 2, format(ColorSpace::CMYK, 8, true))
-                    .status()
-                    .message(),
-                HasSubstr("alpha"));
-    EXPECT_EQ(TiffWriter::create(dir / "x.tif", 0, 2, format(ColorSpace::Gray, 8)).status().code(),
-              ImageErrorCode::BadArgument);
-    auto missingFolder =
-        TiffWriter::create(dir / "no" / "x.tif", 2, 2, format(ColorSpace::Gray, 8));
-    EXPECT_EQ(missingFolder.status().code(), ImageErrorCode::CannotWrite);
-    EXPECT_THAT(missingFolder.status().message(), HasSubstr("No such file or directory"));
+    auto create = [&](std::int32_t width, PixelFormat f, const char* file = "x.tif") {
+        return TiffWriter::create(dir / file, width, 2, f).status();
+    };
+    EXPECT_EQ(create(2, format(ColorSpace::XYZ, 16)).code(), ImageErrorCode::BadArgument);
+    EXPECT_THAT(create(2, format(ColorSpace::CMYK, 8, true)).message(), HasSubstr("alpha"));
+    EXPECT_EQ(create(0, format(ColorSpace::Gray, 8)).code(), ImageErrorCode::BadArgument);
+    auto missingFolder = create(2, format(ColorSpace::Gray, 8), "no/x.tif");
+    EXPECT_EQ(missingFolder.code(), ImageErrorCode::CannotWrite);
+    EXPECT_THAT(missingFolder.message(), HasSubstr("No such file or directory"));
 
     auto writer = TiffWriter::create(dir / "x.tif", 4, 2, format(ColorSpace::Gray, 8));
     ASSERT_TRUE(writer);
