@@ -1,9 +1,11 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
 
 using slidebox::testing::numbers;
 using slidebox::testing::runCli;
+using ::testing::HasSubstr;
 
 namespace {
 constexpr double kFloatTol = 1e-5;      // single-precision rounding
@@ -96,6 +98,6 @@ TEST(CliColor, WrongUsageIsStatus2WithAMessage) {
         auto r = runCli(args);
         EXPECT_EQ(r.status, 2) << joined(args);
         EXPECT_TRUE(r.out.empty()) << joined(args);
-        EXPECT_NE(r.err.find("slidebox-cli: "), std::string::npos) << joined(args);
+        EXPECT_THAT(r.err, HasSubstr("slidebox-cli: ")) << joined(args);
     }
 }

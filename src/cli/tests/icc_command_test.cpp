@@ -1,9 +1,11 @@
 // slidebox-cli icc header / icc info: golden output for installed profiles
 // (their values read from the files' own bytes), and the refusals.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::testing;
 
 TEST(CliIcc, HeaderAndInfoOfAnInstalledCMYKProfile) {
@@ -55,9 +57,9 @@ TEST(CliIcc, NamedColourProfileIsInspectedButNotValid) {
     TempDir home;
     auto r = runAt(home, {"icc", "info"}, {named});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("class: nmcl\n"), std::string::npos);
-    EXPECT_NE(r.out.find("valid: no\n"), std::string::npos);
-    EXPECT_NE(r.out.find("device to PCS grid points 0: none\n"), std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("class: nmcl\n"));
+    EXPECT_THAT(r.out, HasSubstr("valid: no\n"));
+    EXPECT_THAT(r.out, HasSubstr("device to PCS grid points 0: none\n"));
 }
 
 TEST(CliIcc, RefusalsAndWrongUsage) {
@@ -67,15 +69,15 @@ TEST(CliIcc, RefusalsAndWrongUsage) {
         auto missing = runAt(home, {"icc", sub}, {(home / "missing.icc").string()});
         EXPECT_EQ(missing.status, 1) << sub;
         EXPECT_TRUE(missing.out.empty());
-        EXPECT_NE(missing.err.find("is not a usable ICC profile"), std::string::npos);
+        EXPECT_THAT(missing.err, HasSubstr("is not a usable ICC profile"));
         EXPECT_EQ(runAt(home, {"icc", sub}, {(home / "text.icc").string()}).status, 1) << sub;
         EXPECT_EQ(runAt(home, {"icc", sub}, {}).status, 2) << sub;
         EXPECT_EQ(runAt(home, {"icc", sub}, {"a.icc", "b.icc"}).status, 2) << sub;
     }
     auto none = runAt(home, {"icc"}, {});
     EXPECT_EQ(none.status, 2);
-    EXPECT_NE(none.err.find("no subcommand"), std::string::npos);
+    EXPECT_THAT(none.err, HasSubstr("no subcommand"));
     auto unknown = runAt(home, {"icc", "frob"}, {});
     EXPECT_EQ(unknown.status, 2);
-    EXPECT_NE(unknown.err.find("unknown subcommand 'frob'"), std::string::npos);
+    EXPECT_THAT(unknown.err, HasSubstr("unknown subcommand 'frob'"));
 }

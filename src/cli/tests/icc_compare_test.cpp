@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -6,6 +7,7 @@
 #include "image/image_file.h"
 #include "image/tiff_writer.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::image;
 using namespace slidebox::testing;
 
@@ -100,14 +102,14 @@ TEST_F(CliIccCompare, StatisticsAndGamutImageAtToleranceTwo) {
     r = compare({"--cie94", "--tolerance", "20", path("a.tif"), path("b.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
     // No gamut image was asked for: nothing said about one.
-    EXPECT_EQ(r.err.find("Gamut image"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, ::testing::Not(HasSubstr("Gamut image")));
     const std::size_t at = r.out.find("maxi-delta-e: ");
     ASSERT_NE(at, std::string::npos) << r.out;
     const double c1 = 49.8750305, c2 = 39.8750305;
     constexpr double kCie94Tol = 1e-4; // the formula in double against single precision
     EXPECT_NEAR(std::stod(r.out.substr(at + 14)), 10.0 / (0.6 * (1 + 0.045 * std::sqrt(c1 * c2))),
                 kCie94Tol);
-    EXPECT_NE(r.out.find("gamut-tolerance: 20\n"), std::string::npos) << r.out;
+    EXPECT_THAT(r.out, HasSubstr("gamut-tolerance: 20\n"));
 }
 
 TEST_F(CliIccCompare, MasksAllMaskedAndPatches) {
@@ -126,11 +128,10 @@ TEST_F(CliIccCompare, MasksAllMaskedAndPatches) {
     auto r = compare({"--patches", "--mask", path("mask.png"), path("a.tif"), path("b.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
     // Each patch averages to a difference of 1.
-    EXPECT_NE(r.out.find("compared: 6\naverage-delta-e: 1\nmaxi-delta-e: 1\n"), std::string::npos)
-        << r.out;
+    EXPECT_THAT(r.out, HasSubstr("compared: 6\naverage-delta-e: 1\nmaxi-delta-e: 1\n"));
     r = compare({"--mask", path("mask.png"), path("a.tif"), path("b.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("compared: 24\n"), std::string::npos) << r.out;
+    EXPECT_THAT(r.out, HasSubstr("compared: 24\n"));
 
     // Everything masked: 0 / 0, and "no difference".
     Bitmap all = blank(9, 6, ColorSpace::Gray);
@@ -139,9 +140,9 @@ TEST_F(CliIccCompare, MasksAllMaskedAndPatches) {
     write("all.tif", all);
     r = compare({"--mask", path("all.tif"), path("a.tif"), path("b.tif"), path("gamut.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("compared: 0\naverage-delta-e: "), std::string::npos);
-    EXPECT_NE(r.out.find("nan\nmaxi-delta-e: 0\nmini-delta-e: 500\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("no-difference: yes\n"), std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("compared: 0\naverage-delta-e: "));
+    EXPECT_THAT(r.out, HasSubstr("nan\nmaxi-delta-e: 0\nmini-delta-e: 500\n"));
+    EXPECT_THAT(r.out, HasSubstr("no-difference: yes\n"));
 
     // A mask smaller than the images is refused.
     Bitmap small = blank(9, 5, ColorSpace::Gray);
@@ -165,8 +166,8 @@ TEST_F(CliIccCompare, ImagesMatchedThroughTheirProfilesAndNoDifferenceDrawn) {
     auto r = compare(
         {"--src-a", kSRGB, "--intent-a", "0", path("rgb.png"), path("lab.tif"), path("gamut.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("maxi-delta-e: 0\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("no-difference: yes\n"), std::string::npos) << r.out;
+    EXPECT_THAT(r.out, HasSubstr("maxi-delta-e: 0\n"));
+    EXPECT_THAT(r.out, HasSubstr("no-difference: yes\n"));
     auto gamut = readImageFile(dir_ / "gamut.tif");
     ASSERT_TRUE(gamut);
     // White, with the words in black across the middle; the corners clear.
@@ -184,8 +185,8 @@ TEST_F(CliIccCompare, ImagesMatchedThroughTheirProfilesAndNoDifferenceDrawn) {
     r = compare({"--src-b", kSRGB, path("lab.tif"), path("gray.png")});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
-    EXPECT_NE(r.err.find("ColorWorld: No good source or not a destination Lab color space"),
-              std::string::npos);
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No good source or not a destination Lab color space"));
 }
 
 TEST_F(CliIccCompare, RefusedComparisonsPrintNothingAndWriteNoGamut) {
@@ -194,7 +195,7 @@ TEST_F(CliIccCompare, RefusedComparisonsPrintNothingAndWriteNoGamut) {
     auto r = compare({path("a.tif"), path("b.tif"), path("gamut.png")});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
-    EXPECT_NE(r.err.find("Not Same Lab CMbitmaps"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("Not Same Lab CMbitmaps"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "gamut.png"));
 
     // Not a Lab image, and not an image at all.
@@ -202,7 +203,7 @@ TEST_F(CliIccCompare, RefusedComparisonsPrintNothingAndWriteNoGamut) {
     write("rgb.tif", rgb);
     r = compare({path("rgb.tif"), path("a.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("is not a 16-bit Lab image"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("is not a 16-bit Lab image"));
     writeFile(dir_ / "junk.tif", "II*\0junk");
     r = compare({path("a.tif"), path("junk.tif")});
     EXPECT_EQ(r.status, 1);

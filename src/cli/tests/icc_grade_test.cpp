@@ -1,7 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::testing;
 
 namespace {
@@ -35,7 +37,7 @@ TEST_F(CliIccGrade, WrongUsage) {
         CliRun run = grade(args);
         EXPECT_EQ(run.status, 2) << args.back();
         EXPECT_TRUE(run.out.empty());
-        EXPECT_NE(run.err.find("icc grade: "), std::string::npos) << run.err;
+        EXPECT_THAT(run.err, HasSubstr("icc grade: "));
     }
 }
 
@@ -99,15 +101,14 @@ TEST_F(CliIccGrade, NoAnswerIsStatusOneWithItsReason) {
     auto f = fields(missing.out);
     EXPECT_EQ(f["average-delta-e"], "-1");
     EXPECT_EQ(f["max-delta-e"], "-1");
-    EXPECT_NE(missing.err.find("not a usable ICC profile"), std::string::npos) << missing.err;
+    EXPECT_THAT(missing.err, HasSubstr("not a usable ICC profile"));
 
     // Lab has no device grid: the test started, so the reference is 0.
     CliRun lab = grade({"lab", "--bijectivity", "--absolute"});
     EXPECT_EQ(lab.status, 1);
     EXPECT_EQ(fields(lab.out)["average-delta-e"], "-1");
     EXPECT_EQ(fields(lab.out)["max-delta-e"], "0");
-    EXPECT_NE(lab.err.find("no grid for the data colour space 'Lab '"), std::string::npos)
-        << lab.err;
+    EXPECT_THAT(lab.err, HasSubstr("no grid for the data colour space 'Lab '"));
 
     // A file that isn't a profile.
     const auto text = home_ / "text.icc";

@@ -1,6 +1,7 @@
 // slidebox-cli icc inks: which lines stand for which profile and intent,
 // the edge values of the measures, and that every line is what "icc match"
 // gives for the same test colours through the same worlds.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +10,7 @@
 #include "cli/tests/cli_runner.h"
 #include "color/tests/catalogue_fixtures.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::testing;
 
 namespace {
@@ -119,7 +121,7 @@ TEST_F(CliIccInks, EdgeValuesOfTheMeasures) {
     const std::string path = printer("oneway.icc", oneWay);
     r = inks(path, "0");
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("oneway.icc"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("oneway.icc"));
     r = inks(path, "-1");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(keys(r.out), kDefaultKeys);

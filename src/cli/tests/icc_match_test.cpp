@@ -1,7 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::testing;
 
 namespace {
@@ -107,7 +109,7 @@ TEST_F(CliIccMatch, UnusableProfilesAreStatus1AndWrongUsageStatus2) {
         auto r = match(args);
         EXPECT_EQ(r.status, 1) << args[1];
         EXPECT_TRUE(r.out.empty()) << args[1];
-        EXPECT_NE(r.err.find("slidebox-cli: icc match: "), std::string::npos) << r.err;
+        EXPECT_THAT(r.err, HasSubstr("slidebox-cli: icc match: "));
     }
     const std::vector<std::vector<std::string>> bad = {
         {"1", "2", "3"},            // no --src

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include "image/tiff_writer.h"
 #include "platform/script_runner.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::image;
 using namespace slidebox::testing;
 using namespace std::string_literals;
@@ -223,14 +225,12 @@ TEST_F(CliIccTransform, SourceTestAndRefusalsLeaveNoOutput) {
     write("gray.tif", gray);
     auto r = transform({"--src", kSRGB, path("gray.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("ColorWorld: No good source or not a destination Lab color space"),
-              std::string::npos)
-        << r.err;
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No good source or not a destination Lab color space"));
     r = transform({"--src", kSRGB, "--dst", kCMYK, path("gray.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("ColorWorld: No correlation between imageReps and profil color space"),
-              std::string::npos)
-        << r.err;
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No correlation between imageReps and profil color space"));
 
     // Wider than a tile can be.
     Bitmap wide = make(1000001, 1, PixelFormat::make(ColorSpace::RGB, 8));
@@ -246,10 +246,10 @@ TEST_F(CliIccTransform, SourceTestAndRefusalsLeaveNoOutput) {
     writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
     r = transform({"--src", kSRGB, "--dst", kCMYK, path("cut.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("cut.tif"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("cut.tif"));
     r = transform({"--src", path("rgb.tif"), path("rgb.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("is not a usable ICC profile"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("is not a usable ICC profile"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "out.tif"));
     // Nothing half-written beside it either.
     std::size_t files = 0;
