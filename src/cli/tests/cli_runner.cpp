@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -49,8 +50,10 @@ CliRun runCli(const std::vector<std::string>& args, const std::vector<std::strin
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
     pid_t pid = 0;
     CliRun run;
     if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data()) == 0) {
@@ -62,6 +65,47 @@ CliRun runCli(const std::vector<std::string>& args, const std::vector<std::strin
     run.out = readFile(outPath);
     run.err = readFile(errPath);
     return run;
+}
+
+std::string firstMissing(const std::vector<std::string>& paths) {
+    for (const std::string& p : paths)
+        if (!std::filesystem::exists(p))
+            return p;
+    return "";
+}
+
+std::vector<std::string> homeEnv(const TempDir& home) {
+    return {"HOME=" + home.path().string(), "XDG_DATA_HOME=" + (home / "share").string()};
+}
+
+CliRun runAt(const TempDir& home, std::vector<std::string> command,
+             const std::vector<std::string>& args) {
+    command.insert(command.end(), args.begin(), args.end());
+    return runCli(command, homeEnv(home));
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        result.push_back(line);
+    return result;
+}
+
+std::map<std::string, std::string> fields(const std::string& text) {
+    std::map<std::string, std::string> result;
+    for (const std::string& line : lines(text))
+        if (auto colon = line.find(": "); colon != std::string::npos)
+            result[line.substr(0, colon)] = line.substr(colon + 2);
+    return result;
+}
+
+std::vector<double> numbers(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<double> values;
+    for (double v; in >> v;)
+        values.push_back(v);
+    return values;
 }
 
 } // namespace slidebox::testing

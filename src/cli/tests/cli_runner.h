@@ -1,7 +1,10 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
+
+#include "tests/temp_dir.h"
 
 namespace slidebox::testing {
 
@@ -15,5 +18,27 @@ struct CliRun {
 /// Runs the built slidebox-cli with the arguments (no shell in between) and
 /// an optional environment added to the test's own ("NAME=value").
 CliRun runCli(const std::vector<std::string>& args, const std::vector<std::string>& env = {});
+
+/// Installed profiles the commands are run on.
+inline const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
+inline const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
+inline const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+inline const std::string kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
+inline const std::string kNamed = "/usr/share/color/icc/colord/Crayons.icc";
+
+/// The first of the files that isn't there, or "".
+std::string firstMissing(const std::vector<std::string>& paths);
+
+/// A home of the test's own, so that the generic profiles never land in the real one.
+std::vector<std::string> homeEnv(const TempDir& home);
+
+/// runCli of command + args with homeEnv(home).
+CliRun runAt(const TempDir& home, std::vector<std::string> command,
+             const std::vector<std::string>& args);
+
+/// The lines of an output; its "key: value" lines by key; its reals.
+std::vector<std::string> lines(const std::string& text);
+std::map<std::string, std::string> fields(const std::string& text);
+std::vector<double> numbers(const std::string& text);
 
 } // namespace slidebox::testing

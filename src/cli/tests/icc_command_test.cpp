@@ -1,31 +1,18 @@
 // slidebox-cli icc header / icc info: golden output for installed profiles
 // (their values read from the files' own bytes), and the refusals.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "cli/tests/cli_runner.h"
-#include "tests/temp_dir.h"
 
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using ::testing::HasSubstr;
+using namespace slidebox::testing;
 
-namespace {
-
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-
-/// A home of the test's own, so that the generic profiles never land in the real one.
-std::vector<std::string> isolatedHome(const TempDir& home) {
-    return {"HOME=" + home.path().string(), "XDG_DATA_HOME=" + (home / "share").string()};
-}
-
-} // namespace
-
-TEST(CliIcc, HeaderReportOfAnInstalledCMYKProfile) {
-    if (!std::filesystem::exists(kCMYK))
+TEST(CliIcc, HeaderAndInfoOfAnInstalledCMYKProfile) {
+    if (!firstMissing({kCMYK}).empty())
         GTEST_SKIP() << "libgs-common isn't installed";
     TempDir home;
-    auto r = runCli({"icc", "header", kCMYK.string()}, isolatedHome(home));
+    auto r = runAt(home, {"icc", "header"}, {kCMYK});
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string zero(4, '\0'); // module and maker are left empty in this file
     EXPECT_EQ(r.out, "Size : 187.484 Ko / CMMType : " + zero +
@@ -39,13 +26,9 @@ TEST(CliIcc, HeaderReportOfAnInstalledCMYKProfile) {
                          "renderingIntent : cmPerceptual\n"
                          "white : X = 0.9642, Y = 1.0000, Z = 0.8249\n");
     EXPECT_TRUE(r.err.empty());
-}
 
-TEST(CliIcc, InfoOfAnInstalledCMYKProfile) {
-    if (!std::filesystem::exists(kCMYK))
-        GTEST_SKIP() << "libgs-common isn't installed";
-    TempDir home;
-    auto r = runCli({"icc", "info", kCMYK.string()}, isolatedHome(home));
+    TempDir infoHome; // a home of its own, to see where info makes the generic Lab profile
+    r = runAt(infoHome, {"icc", "info"}, {kCMYK});
     ASSERT_EQ(r.status, 0) << r.err;
     // 16-bit tables of 9 points towards Lab, 8-bit tables of 33 points back.
     EXPECT_EQ(r.out, "name: Artifex CMYK SWOP Profile\n"
@@ -64,38 +47,37 @@ TEST(CliIcc, InfoOfAnInstalledCMYKProfile) {
                      "device to PCS grid points 3: 9\n"
                      "PCS to device grid points 3: 33\n");
     // The generic Lab profile was made in the test's home, not elsewhere.
-    EXPECT_TRUE(std::filesystem::exists(home / "share/slidebox/icc/Generic Lab Profile.icc"));
+    EXPECT_TRUE(std::filesystem::exists(infoHome / "share/slidebox/icc/Generic Lab Profile.icc"));
 }
 
 TEST(CliIcc, NamedColourProfileIsInspectedButNotValid) {
-    const std::filesystem::path named = "/usr/share/color/icc/colord/x11-colors.icc";
-    if (!std::filesystem::exists(named))
+    const std::string named = "/usr/share/color/icc/colord/x11-colors.icc";
+    if (!firstMissing({named}).empty())
         GTEST_SKIP() << "colord-data isn't installed";
     TempDir home;
-    auto r = runCli({"icc", "info", named.string()}, isolatedHome(home));
+    auto r = runAt(home, {"icc", "info"}, {named});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("class: nmcl\n"), std::string::npos);
-    EXPECT_NE(r.out.find("valid: no\n"), std::string::npos);
-    EXPECT_NE(r.out.find("device to PCS grid points 0: none\n"), std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("class: nmcl\n"));
+    EXPECT_THAT(r.out, HasSubstr("valid: no\n"));
+    EXPECT_THAT(r.out, HasSubstr("device to PCS grid points 0: none\n"));
 }
 
 TEST(CliIcc, RefusalsAndWrongUsage) {
     TempDir home;
-    auto env = isolatedHome(home);
-    slidebox::testing::writeFile(home / "text.icc", "this is no profile");
-    for (const char* sub : {"header", "info"}) {
-        auto missing = runCli({"icc", sub, (home / "missing.icc").string()}, env);
+    writeFile(home / "text.icc", "this is no profile");
+    for (const std::string sub : {"header", "info"}) {
+        auto missing = runAt(home, {"icc", sub}, {(home / "missing.icc").string()});
         EXPECT_EQ(missing.status, 1) << sub;
         EXPECT_TRUE(missing.out.empty());
-        EXPECT_NE(missing.err.find("is not a usable ICC profile"), std::string::npos);
-        EXPECT_EQ(runCli({"icc", sub, (home / "text.icc").string()}, env).status, 1) << sub;
-        EXPECT_EQ(runCli({"icc", sub}, env).status, 2) << sub;
-        EXPECT_EQ(runCli({"icc", sub, "a.icc", "b.icc"}, env).status, 2) << sub;
+        EXPECT_THAT(missing.err, HasSubstr("is not a usable ICC profile"));
+        EXPECT_EQ(runAt(home, {"icc", sub}, {(home / "text.icc").string()}).status, 1) << sub;
+        EXPECT_EQ(runAt(home, {"icc", sub}, {}).status, 2) << sub;
+        EXPECT_EQ(runAt(home, {"icc", sub}, {"a.icc", "b.icc"}).status, 2) << sub;
     }
-    auto none = runCli({"icc"}, env);
+    auto none = runAt(home, {"icc"}, {});
     EXPECT_EQ(none.status, 2);
-    EXPECT_NE(none.err.find("no subcommand"), std::string::npos);
-    auto unknown = runCli({"icc", "frob"}, env);
+    EXPECT_THAT(none.err, HasSubstr("no subcommand"));
+    auto unknown = runAt(home, {"icc", "frob"}, {});
     EXPECT_EQ(unknown.status, 2);
-    EXPECT_NE(unknown.err.find("unknown subcommand 'frob'"), std::string::npos);
+    EXPECT_THAT(unknown.err, HasSubstr("unknown subcommand 'frob'"));
 }

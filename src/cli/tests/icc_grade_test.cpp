@@ -1,46 +1,24 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
-#include <sstream>
-
 #include "cli/tests/cli_runner.h"
-#include "tests/temp_dir.h"
 
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using ::testing::HasSubstr;
+using namespace slidebox::testing;
 
 namespace {
 
-const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-
 constexpr double kQuotientTol = 1e-5; // 100 / K printed with nine digits
-
-std::map<std::string, std::string> fields(const std::string& out) {
-    std::map<std::string, std::string> result;
-    std::istringstream in(out);
-    for (std::string line; std::getline(in, line);) {
-        auto colon = line.find(": ");
-        if (colon != std::string::npos)
-            result[line.substr(0, colon)] = line.substr(colon + 2);
-    }
-    return result;
-}
 
 // Each test has a home of its own, where the generic Lab profile is made.
 class CliIccGrade : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const auto& p : {kCMYK, kSRGB})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        if (auto missing = firstMissing({kCMYK, kSRGB}); !missing.empty())
+            GTEST_SKIP() << missing << " missing: run tools/setup.sh";
     }
-    CliRun grade(std::vector<std::string> args) {
-        args.insert(args.begin(), {"icc", "grade"});
-        return runCli(
-            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
+    CliRun grade(const std::vector<std::string>& args) {
+        return runAt(home_, {"icc", "grade"}, args);
     }
     TempDir home_;
 };
@@ -59,7 +37,7 @@ TEST_F(CliIccGrade, WrongUsage) {
         CliRun run = grade(args);
         EXPECT_EQ(run.status, 2) << args.back();
         EXPECT_TRUE(run.out.empty());
-        EXPECT_NE(run.err.find("icc grade: "), std::string::npos) << run.err;
+        EXPECT_THAT(run.err, HasSubstr("icc grade: "));
     }
 }
 
@@ -123,15 +101,14 @@ TEST_F(CliIccGrade, NoAnswerIsStatusOneWithItsReason) {
     auto f = fields(missing.out);
     EXPECT_EQ(f["average-delta-e"], "-1");
     EXPECT_EQ(f["max-delta-e"], "-1");
-    EXPECT_NE(missing.err.find("not a usable ICC profile"), std::string::npos) << missing.err;
+    EXPECT_THAT(missing.err, HasSubstr("not a usable ICC profile"));
 
     // Lab has no device grid: the test started, so the reference is 0.
     CliRun lab = grade({"lab", "--bijectivity", "--absolute"});
     EXPECT_EQ(lab.status, 1);
     EXPECT_EQ(fields(lab.out)["average-delta-e"], "-1");
     EXPECT_EQ(fields(lab.out)["max-delta-e"], "0");
-    EXPECT_NE(lab.err.find("no grid for the data colour space 'Lab '"), std::string::npos)
-        << lab.err;
+    EXPECT_THAT(lab.err, HasSubstr("no grid for the data colour space 'Lab '"));
 
     // A file that isn't a profile.
     const auto text = home_ / "text.icc";

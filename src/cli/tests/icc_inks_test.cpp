@@ -1,45 +1,19 @@
 // slidebox-cli icc inks: which lines stand for which profile and intent,
 // the edge values of the measures, and that every line is what "icc match"
 // gives for the same test colours through the same worlds.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
 #include <sstream>
 
 #include "cli/tests/cli_runner.h"
 #include "color/tests/catalogue_fixtures.h"
 
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
-namespace fixtures = slidebox::testing;
+using ::testing::HasSubstr;
+using namespace slidebox::testing;
 
 namespace {
-
-const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::string kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
-const std::string kNamed = "/usr/share/color/icc/colord/Crayons.icc";
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        result.push_back(line);
-    return result;
-}
-
-/// The lines "key: value" by key.
-std::map<std::string, std::string> fields(const std::string& text) {
-    std::map<std::string, std::string> result;
-    for (const std::string& line : lines(text)) {
-        auto colon = line.find(": ");
-        if (colon != std::string::npos)
-            result[line.substr(0, colon)] = line.substr(colon + 2);
-    }
-    return result;
-}
 
 std::vector<std::string> keys(const std::string& text) {
     std::vector<std::string> result;
@@ -60,23 +34,22 @@ const std::vector<std::string> kAllKeys = {
     "dot-gain",    "total-ink-max", "black-max",    "start-of-black", "lightest",
     "full-ink",    "lightest-lch",  "full-ink-lch", "black-ink-lch",  "cmy-ink-lch",
     "black-point", "primaries-lch", "max-chroma"};
+// Without worlds: the ink defaults, no characteristic points.
+const std::vector<std::string> kDefaultKeys = {"dot-gain", "total-ink-max", "black-max",
+                                               "start-of-black"};
 
 class CliIccInks : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const auto& p : {kSRGB, kCMYK, kGray, kNamed})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        if (auto missing = firstMissing({kSRGB, kCMYK, kGray, kNamed}); !missing.empty())
+            GTEST_SKIP() << missing << " missing: run tools/setup.sh";
     }
-    CliRun run(std::vector<std::string> args) {
-        return runCli(
-            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
-    }
+    CliRun run(const std::vector<std::string>& args) { return runAt(home_, {}, args); }
     CliRun inks(const std::string& profile, const std::string& intent) {
         return run({"icc", "inks", profile, "--intent", intent});
     }
     std::string printer(const std::string& name, const slidebox::color::ProfileRecipe& recipe) {
-        return fixtures::writeProfile(home_, name, fixtures::make(recipe)).string();
+        return writeProfile(home_, name, make(recipe)).string();
     }
     TempDir home_;
 };
@@ -89,7 +62,7 @@ TEST_F(CliIccInks, RGBHasOnlyItsGainAndWithoutWorldsTheDefaults) {
     EXPECT_EQ(r.out, "dot-gain: 0 0 0 0\n");
     const std::string defaults =
         "dot-gain: 0 0 0 0\ntotal-ink-max: 400\nblack-max: 100\nstart-of-black: 100\n";
-    for (const char* intent : {"-1", "4", "99"}) {
+    for (const char* intent : {"-1", "4"}) {
         r = inks(kSRGB, intent);
         EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(r.out, defaults) << intent;
@@ -121,15 +94,12 @@ TEST_F(CliIccInks, LinesOfAPrinterAndOfAGrayProfile) {
     EXPECT_EQ(f["primaries-lch"], "0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0");
     EXPECT_EQ(f["max-chroma"], "0");
 
-    // Without worlds: the ink defaults, no characteristic points.
     r = inks(kGray, "-1");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(keys(r.out), (std::vector<std::string>{"dot-gain", "total-ink-max", "black-max",
-                                                     "start-of-black"}));
+    EXPECT_EQ(keys(r.out), kDefaultKeys);
 }
 
 TEST_F(CliIccInks, EdgeValuesOfTheMeasures) {
-    using namespace slidebox::testing;
     auto r = inks(printer("noblack.icc", printerRecipe(separationWithoutBlack)), "1");
     ASSERT_EQ(r.status, 0) << r.err;
     auto f = fields(r.out);
@@ -151,11 +121,10 @@ TEST_F(CliIccInks, EdgeValuesOfTheMeasures) {
     const std::string path = printer("oneway.icc", oneWay);
     r = inks(path, "0");
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("oneway.icc"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("oneway.icc"));
     r = inks(path, "-1");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(keys(r.out), (std::vector<std::string>{"dot-gain", "total-ink-max", "black-max",
-                                                     "start-of-black"}));
+    EXPECT_EQ(keys(r.out), kDefaultKeys);
     EXPECT_NE(fields(r.out)["dot-gain"], "0 0 0 0"); // measured through its own world
 }
 
@@ -246,7 +215,7 @@ TEST_F(CliIccInks, NoInspectorIsAFailureAndBadArgumentsAreWrongUsage) {
     EXPECT_EQ(inks(kNamed, "0").status, 1);
     EXPECT_EQ(inks("/nonexistent/profile.icc", "-1").status, 1);
     TempDir dir;
-    slidebox::testing::writeFile(dir / "text.icc", "not a profile at all");
+    writeFile(dir / "text.icc", "not a profile at all");
     EXPECT_EQ(inks((dir / "text.icc").string(), "0").status, 1);
     EXPECT_EQ(run({"icc", "inks"}).status, 2);
     EXPECT_EQ(run({"icc", "inks", kSRGB, "--intent"}).status, 2);

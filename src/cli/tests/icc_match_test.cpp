@@ -1,54 +1,33 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <sstream>
-
 #include "cli/tests/cli_runner.h"
-#include "tests/temp_dir.h"
 
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using ::testing::HasSubstr;
+using namespace slidebox::testing;
 
 namespace {
-
-const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::string kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
-const std::string kNamed = "/usr/share/color/icc/colord/Crayons.icc";
 
 constexpr double kWhiteTol = 0.01;     // a white point through a profile, on its scale
 constexpr double kPublishedTol = 0.05; // published Lab values, given to two decimals
 
-std::vector<double> numbers(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<double> values;
-    double v;
-    while (in >> v)
-        values.push_back(v);
-    return values;
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        result.push_back(line);
-    return result;
+void expectNear(const std::string& line, const std::vector<double>& expected, double tolerance) {
+    SCOPED_TRACE(line);
+    auto v = numbers(line);
+    ASSERT_EQ(v.size(), expected.size());
+    for (std::size_t i = 0; i < v.size(); ++i)
+        EXPECT_NEAR(v[i], expected[i], tolerance) << i;
 }
 
 // Each test has a home of its own, where the generic Lab profile is made.
 class CliIccMatch : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const auto& p : {kSRGB, kCMYK, kGray, kNamed})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        if (auto missing = firstMissing({kSRGB, kCMYK, kGray, kNamed}); !missing.empty())
+            GTEST_SKIP() << missing << " missing: run tools/setup.sh";
     }
-    CliRun match(std::vector<std::string> args) {
-        args.insert(args.begin(), {"icc", "match"});
-        return runCli(
-            args, {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()});
+    CliRun match(const std::vector<std::string>& args) {
+        return runAt(home_, {"icc", "match"}, args);
     }
     TempDir home_;
 };
@@ -70,22 +49,14 @@ TEST_F(CliIccMatch, RGBIntoLabAndIntoTheConnectionSpace) {
     auto out = lines(r.out);
     ASSERT_EQ(out.size(), 2u);
     EXPECT_EQ(numbers(out[0]).size(), 3u);
-    auto lab = numbers(out[1]);
-    ASSERT_EQ(lab.size(), 3u);
-    EXPECT_NEAR(lab[0], 54.29, kPublishedTol);
-    EXPECT_NEAR(lab[1], 80.81, kPublishedTol);
-    EXPECT_NEAR(lab[2], 69.89, kPublishedTol);
+    expectNear(out[1], {54.29, 80.81, 69.89}, kPublishedTol);
 
     // No destination: one profile, device to PCS. White is the D50 white.
     r = match({"--src", kSRGB, "65535", "65535", "65535"});
     ASSERT_EQ(r.status, 0) << r.err;
     out = lines(r.out);
     ASSERT_EQ(out.size(), 2u);
-    auto xyz = numbers(out[1]);
-    ASSERT_EQ(xyz.size(), 3u);
-    EXPECT_NEAR(xyz[0], 96.42, kWhiteTol);
-    EXPECT_NEAR(xyz[1], 100.0, kWhiteTol);
-    EXPECT_NEAR(xyz[2], 82.49, kWhiteTol);
+    expectNear(out[1], {96.42, 100.0, 82.49}, kWhiteTol);
 }
 
 TEST_F(CliIccMatch, GrayIsOneFieldOnTheUnitScale) {
@@ -100,13 +71,13 @@ TEST_F(CliIccMatch, GrayIsOneFieldOnTheUnitScale) {
 }
 
 TEST_F(CliIccMatch, TwoIntentsAndSeveralColours) {
-    // Lab white onto paper: perceptual uses no ink; absolute, reached through
-    // the generic Lab profile, keeps a trace of the paper's tint.
+    // Lab white onto paper: perceptual uses no ink (fields, then percent);
+    // absolute, reached through the generic Lab profile, keeps a trace of
+    // the paper's tint.
     auto perceptual =
         match({"--src", "lab", "--dst", kCMYK, "--intent", "0", "65535", "32768", "32768"});
     ASSERT_EQ(perceptual.status, 0) << perceptual.err;
-    EXPECT_EQ(lines(perceptual.out).at(0), "0 0 0 0");
-    EXPECT_EQ(lines(perceptual.out).at(1), "0 0 0 0"); // percent
+    EXPECT_EQ(perceptual.out, "0 0 0 0\n0 0 0 0\n");
 
     auto absolute = match({"--src", "lab", "--dst", kCMYK, "--intent", "0", "--intent-out", "3",
                            "65535", "32768", "32768"});
@@ -126,8 +97,8 @@ TEST_F(CliIccMatch, TwoIntentsAndSeveralColours) {
     EXPECT_NEAR(numbers(out[5])[0], 54.29, kPublishedTol);
 }
 
-TEST_F(CliIccMatch, UnusableProfilesAreStatus1) {
-    slidebox::testing::writeFile(home_ / "broken.icc", std::string(300, '\0'));
+TEST_F(CliIccMatch, UnusableProfilesAreStatus1AndWrongUsageStatus2) {
+    writeFile(home_ / "broken.icc", std::string(300, '\0'));
     const std::vector<std::vector<std::string>> refused = {
         {"--src", (home_ / "missing.icc").string(), "1", "2", "3"},
         {"--src", (home_ / "broken.icc").string(), "1", "2", "3"},
@@ -138,11 +109,8 @@ TEST_F(CliIccMatch, UnusableProfilesAreStatus1) {
         auto r = match(args);
         EXPECT_EQ(r.status, 1) << args[1];
         EXPECT_TRUE(r.out.empty()) << args[1];
-        EXPECT_NE(r.err.find("slidebox-cli: icc match: "), std::string::npos) << r.err;
+        EXPECT_THAT(r.err, HasSubstr("slidebox-cli: icc match: "));
     }
-}
-
-TEST_F(CliIccMatch, WrongUsageIsStatus2) {
     const std::vector<std::vector<std::string>> bad = {
         {"1", "2", "3"},            // no --src
         {"--src", "lab"},           // no colour

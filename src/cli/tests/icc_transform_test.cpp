@@ -1,9 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "cli/tests/cli_runner.h"
 #include "color/color_world.h"
@@ -12,19 +12,13 @@
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
 #include "platform/script_runner.h"
-#include "tests/temp_dir.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::image;
-using slidebox::testing::CliRun;
-using slidebox::testing::runCli;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
+using namespace std::string_literals;
 
 namespace {
-
-const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::string kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::string kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
 
 // Both programs use the engine's optimised 8-bit transforms with the same
 // profiles and intent; a level of rounding is all they may differ by.
@@ -59,18 +53,13 @@ void fill(Bitmap& b) {
 class CliIccTransform : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const auto& p : {kSRGB, kAdobe, kCMYK, kGray})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        if (auto missing = firstMissing({kSRGB, kAdobe, kCMYK, kGray}); !missing.empty())
+            GTEST_SKIP() << missing << " missing: run tools/setup.sh";
     }
-    std::vector<std::string> env() const {
-        return {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "share").string()};
+    CliRun transform(const std::vector<std::string>& args) {
+        return runAt(home_, {"icc", "transform"}, args);
     }
-    CliRun transform(std::vector<std::string> args) {
-        args.insert(args.begin(), {"icc", "transform"});
-        return runCli(args, env());
-    }
-    std::string path(const char* name) const { return (dir_ / name).string(); }
+    std::string path(const std::string& name) const { return (dir_ / name).string(); }
     void write(const char* name, const Bitmap& b) const {
         ASSERT_TRUE(writeTiff(dir_ / name, b, {TiffCompression::None, 0, {}, false}));
     }
@@ -125,9 +114,8 @@ TEST_F(CliIccTransform, PlanarSixteenBitWithAlphaKeepsItsLayoutAndAlpha) {
     write("planar.tif", in);
     write("packed.tif", inPacked);
     for (const char* name : {"planar", "packed"}) {
-        auto r =
-            transform({"--src", kSRGB, "--dst", kAdobe, path((std::string(name) + ".tif").c_str()),
-                       path((std::string(name) + "-out.tif").c_str())});
+        auto r = transform(
+            {"--src", kSRGB, "--dst", kAdobe, path(name + ".tif"s), path(name + "-out.tif"s)});
         ASSERT_EQ(r.status, 0) << r.err;
     }
     Bitmap outPlanar = read("planar-out.tif"), outPacked = read("packed-out.tif");
@@ -171,8 +159,7 @@ TEST_F(CliIccTransform, TilesOfAMillionPixelsWithARemainderRow) {
     if (!script)
         return;
     const std::string command = "HOME='" + home_.path().string() + "' " + script->string() +
-                                " -qec \"'" +
-                                (slidebox::testing::buildDir() / "bin/slidebox-cli").string() +
+                                " -qec \"'" + (buildDir() / "bin/slidebox-cli").string() +
                                 "' icc transform --src '" + kGray + "' --dst '" + kSRGB + "' '" +
                                 path("gray.tif") + "' '" + path("rgb2.tif") + "'\" /dev/null";
     FILE* pipe = popen(command.c_str(), "r");
@@ -238,14 +225,12 @@ TEST_F(CliIccTransform, SourceTestAndRefusalsLeaveNoOutput) {
     write("gray.tif", gray);
     auto r = transform({"--src", kSRGB, path("gray.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("ColorWorld: No good source or not a destination Lab color space"),
-              std::string::npos)
-        << r.err;
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No good source or not a destination Lab color space"));
     r = transform({"--src", kSRGB, "--dst", kCMYK, path("gray.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("ColorWorld: No correlation between imageReps and profil color space"),
-              std::string::npos)
-        << r.err;
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No correlation between imageReps and profil color space"));
 
     // Wider than a tile can be.
     Bitmap wide = make(1000001, 1, PixelFormat::make(ColorSpace::RGB, 8));
@@ -257,14 +242,14 @@ TEST_F(CliIccTransform, SourceTestAndRefusalsLeaveNoOutput) {
     Bitmap rgb = make(30, 30, PixelFormat::make(ColorSpace::RGB, 8));
     fill(rgb);
     write("rgb.tif", rgb);
-    std::string bytes = slidebox::testing::readFile(dir_ / "rgb.tif");
-    slidebox::testing::writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
+    std::string bytes = readFile(dir_ / "rgb.tif");
+    writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
     r = transform({"--src", kSRGB, "--dst", kCMYK, path("cut.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("cut.tif"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("cut.tif"));
     r = transform({"--src", path("rgb.tif"), path("rgb.tif"), path("out.tif")});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("is not a usable ICC profile"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("is not a usable ICC profile"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "out.tif"));
     // Nothing half-written beside it either.
     std::size_t files = 0;

@@ -1,9 +1,11 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
 #include "library/tests/support/library_fixtures.h"
 #include "tests/temp_dir.h"
 
+using ::testing::HasSubstr;
 namespace fx = slidebox::testing;
 using fx::runCli;
 
@@ -15,7 +17,8 @@ TEST(CliLibraries, FindPrintsEachFoldersLibrariesInOrderAsRawBytes) {
     fx::makeLibrary2(dir / "b", {});
     auto run = runCli({"libraries", "find", (dir / "a").string(), (dir / "b").string()});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, (dir / "a" / raw).string() + "\n" + (dir / "a" / "z").string() + "\n" + (dir / "b").string() + "\n");
+    EXPECT_EQ(run.out, (dir / "a" / raw).string() + "\n" + (dir / "a" / "z").string() + "\n" +
+                           (dir / "b").string() + "\n");
     EXPECT_TRUE(run.err.empty());
 }
 
@@ -36,7 +39,7 @@ TEST(CliLibraries, MissingPathsAndWrongUsage) {
     auto missing = runCli({"libraries", "find", (dir / "nope").string(), (dir / "lib").string()});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.out, (dir / "lib").string() + "\n"); // the others are still listed
-    EXPECT_NE(missing.err.find("no such folder"), std::string::npos);
+    EXPECT_THAT(missing.err, HasSubstr("no such folder"));
 
     EXPECT_EQ(runCli({"libraries", "images", (dir / "nope").string()}).status, 1);
     EXPECT_EQ(runCli({"libraries"}).status, 2);

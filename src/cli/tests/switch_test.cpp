@@ -1,5 +1,6 @@
 // slidebox-cli switch, run as a program, with the stand-in "iPhoto" first on
 // PATH and a temporary home.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
@@ -7,6 +8,7 @@
 #include "platform/plist_file.h"
 #include "tests/temp_dir.h"
 
+using ::testing::HasSubstr;
 using namespace slidebox::testing;
 using slidebox::platform::PlistDictionary;
 using slidebox::platform::PlistFormat;
@@ -56,7 +58,7 @@ TEST(CliSwitch, WrongUsageIsStatusTwo) {
                                                  {"switch", "a", "--no-test"}}) {
         auto run = runCli(args, env);
         EXPECT_EQ(run.status, 2) << args.size();
-        EXPECT_NE(run.err.find("slidebox-cli: "), std::string::npos);
+        EXPECT_THAT(run.err, HasSubstr("slidebox-cli: "));
     }
     EXPECT_TRUE(standInEvents(home.path()).empty());
 }
@@ -69,14 +71,12 @@ TEST(CliSwitch, MissingFolderOrNoLibraryIsRefusedAndNothingChanges) {
 
     auto missing = runCli({"switch", "--no-test", (home / "nowhere").string()}, env);
     EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.err.find("no such folder: " + (home / "nowhere").string()),
-              std::string::npos);
+    EXPECT_THAT(missing.err, HasSubstr("no such folder: " + (home / "nowhere").string()));
 
     std::filesystem::create_directories(home / "plain folder");
     auto plain = runCli({"switch", (home / "plain folder").string()}, env);
     EXPECT_EQ(plain.status, 1);
-    EXPECT_NE(plain.err.find("not a photo library: " + (home / "plain folder").string()),
-              std::string::npos);
+    EXPECT_THAT(plain.err, HasSubstr("not a photo library: " + (home / "plain folder").string()));
 
     EXPECT_EQ(readFile(preferenceFile(home)), before);
     EXPECT_TRUE(standInEvents(home.path()).empty()); // nothing was started
@@ -135,8 +135,7 @@ TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     auto run = runCli({"switch", libraryA.string()},
                       {"HOME=" + home.path().string(), "PATH=/usr/bin:/bin"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("is missing or unreadable"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find("] iPhoto was not found on PATH"), std::string::npos)
-        << run.err; // a log line
+    EXPECT_THAT(run.err, HasSubstr("is missing or unreadable"));
+    EXPECT_THAT(run.err, HasSubstr("] iPhoto was not found on PATH")); // a log line
     EXPECT_FALSE(std::filesystem::exists(preferenceFile(home)));
 }

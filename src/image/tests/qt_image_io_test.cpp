@@ -15,6 +15,7 @@ namespace slidebox::image {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 QString qtName(const std::filesystem::path& path) {
@@ -23,6 +24,16 @@ QString qtName(const std::filesystem::path& path) {
 
 class QtImageIoTest : public ::testing::Test {
   protected:
+    /// Saves the image as a PNG, reads it back and checks its format and samples.
+    void expectPng(const QImage& image, const char* name, PixelFormat format,
+                   const std::vector<std::uint32_t>& samples) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(image.save(qtName(dir / name)));
+        auto bitmap = readQtImage(dir / name);
+        ASSERT_TRUE(bitmap) << bitmap.status().message();
+        EXPECT_EQ(bitmap->format(), format);
+        EXPECT_THAT(testing::bitmapValues(*bitmap), ElementsAreArray(samples));
+    }
     slidebox::testing::TempDir dir;
 };
 
@@ -30,29 +41,17 @@ TEST_F(QtImageIoTest, PngKindsBecomeGrayRgbOrRgbWithAlpha) {
     QImage gray(3, 2, QImage::Format_Grayscale8);
     gray.fill(0);
     gray.setPixel(2, 1, qRgb(77, 77, 77));
-    ASSERT_TRUE(gray.save(qtName(dir / "gray.png")));
-    auto grayBitmap = readQtImage(dir / "gray.png");
-    ASSERT_TRUE(grayBitmap) << grayBitmap.status().message();
-    EXPECT_EQ(grayBitmap->format(), PixelFormat::make(ColorSpace::Gray, 8));
-    EXPECT_THAT(testing::bitmapValues(*grayBitmap), ElementsAre(0, 0, 0, 0, 0, 77));
+    expectPng(gray, "gray.png", PixelFormat::make(ColorSpace::Gray, 8), {0, 0, 0, 0, 0, 77});
 
     QImage rgb(2, 1, QImage::Format_RGB32);
     rgb.setPixel(0, 0, qRgb(10, 20, 30));
     rgb.setPixel(1, 0, qRgb(200, 100, 0));
-    ASSERT_TRUE(rgb.save(qtName(dir / "rgb.png")));
-    auto rgbBitmap = readQtImage(dir / "rgb.png");
-    ASSERT_TRUE(rgbBitmap);
-    EXPECT_EQ(rgbBitmap->format(), PixelFormat::make(ColorSpace::RGB, 8));
-    EXPECT_THAT(testing::bitmapValues(*rgbBitmap), ElementsAre(10, 20, 30, 200, 100, 0));
+    expectPng(rgb, "rgb.png", PixelFormat::make(ColorSpace::RGB, 8), {10, 20, 30, 200, 100, 0});
 
+    // Straight alpha: the colour is not multiplied by it.
     QImage rgba(1, 1, QImage::Format_ARGB32);
     rgba.setPixel(0, 0, qRgba(40, 50, 60, 128));
-    ASSERT_TRUE(rgba.save(qtName(dir / "rgba.png")));
-    auto rgbaBitmap = readQtImage(dir / "rgba.png");
-    ASSERT_TRUE(rgbaBitmap);
-    EXPECT_EQ(rgbaBitmap->format(), PixelFormat::make(ColorSpace::RGB, 8, true));
-    // Straight alpha: the colour is not multiplied by it.
-    EXPECT_THAT(testing::bitmapValues(*rgbaBitmap), ElementsAre(40, 50, 60, 128));
+    expectPng(rgba, "rgba.png", PixelFormat::make(ColorSpace::RGB, 8, true), {40, 50, 60, 128});
 }
 
 TEST_F(QtImageIoTest, JpegReadsWithinItsLoss) {

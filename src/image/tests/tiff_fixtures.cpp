@@ -169,6 +169,24 @@ std::vector<std::uint32_t> bitmapValues(const Bitmap& bitmap) {
     return values;
 }
 
+Bitmap rampBitmap(std::int32_t width, std::int32_t height, PixelFormat format) {
+    auto bitmap = Bitmap::allocate(width, height, format);
+    if (!bitmap)
+        return Bitmap();
+    const auto perRow = static_cast<std::size_t>(width * format.samplesPerPlanePixel());
+    const auto values = rampValues(perRow * height * format.planeCount(), format.bitsPerSample());
+    std::size_t i = 0;
+    for (int p = 0; p < format.planeCount(); ++p)
+        for (std::int32_t y = 0; y < height; ++y)
+            for (std::size_t x = 0; x < perRow; ++x, ++i) {
+                if (format.bytesPerSample == 2)
+                    bitmap->row16(y, p)[x] = static_cast<std::uint16_t>(values[i]);
+                else
+                    bitmap->row(y, p)[x] = static_cast<std::uint8_t>(values[i]);
+            }
+    return std::move(bitmap).value();
+}
+
 std::vector<std::string> folderEntries(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder))

@@ -60,6 +60,14 @@ RawContents readRawTiff(const std::filesystem::path& path);
 /// pixel; planar: plane by plane), padding left out.
 std::vector<std::uint32_t> bitmapValues(const Bitmap& bitmap);
 
+/// PixelFormat::make, shorter.
+inline PixelFormat format(ColorSpace space, int bits, bool alpha = false, bool planar = false) {
+    return PixelFormat::make(space, bits, alpha, planar);
+}
+
+/// A bitmap whose samples all differ (the ramp above, laid out as bitmapValues).
+Bitmap rampBitmap(std::int32_t width, std::int32_t height, PixelFormat format);
+
 /// The entries of a folder, sorted; to show that nothing was left behind.
 std::vector<std::string> folderEntries(const std::filesystem::path& folder);
 

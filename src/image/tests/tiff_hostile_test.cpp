@@ -77,6 +77,7 @@ ImageStatus convert(const std::filesystem::path& in, const std::filesystem::path
 
 struct Defect {
     const char* name;
+    std::string bytes; ///< the file
     ImageErrorCode code;
     const char* message;
 };
@@ -101,26 +102,18 @@ class TiffHostileTest : public ::testing::Test {
         return bytes;
     }
 
-    void fixture(const char* name, const std::string& bytes) {
-        slidebox::testing::writeFile(dir / "in" / name, bytes);
-    }
-
-    void fixture(const char* name, const RawTiff& raw) {
-        ASSERT_TRUE(testing::writeRawTiff(dir / "in" / name, raw)) << name;
-    }
-
     /// Checks the refusal from the file, from memory, and in a conversion.
     void expectRefused(const Defect& defect) {
         SCOPED_TRACE(defect.name);
         const auto path = dir / "in" / defect.name;
+        slidebox::testing::writeFile(path, defect.bytes);
         auto fromFile = readTiff(path);
         ASSERT_FALSE(fromFile);
         EXPECT_EQ(fromFile.status().code(), defect.code) << fromFile.status().message();
         EXPECT_THAT(fromFile.status().message(), HasSubstr(defect.message));
 
-        const std::string bytes = slidebox::testing::readFile(path);
-        auto reader = TiffReader::openMemory(
-            std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+        auto reader = TiffReader::openMemory(std::span(
+            reinterpret_cast<const std::uint8_t*>(defect.bytes.data()), defect.bytes.size()));
         std::optional<ImageStatus> fromMemory;
         if (!reader)
             fromMemory = reader.status();
@@ -146,60 +139,28 @@ TEST_F(TiffHostileTest, BrokenFilesAreRefusedWithTheirReason) {
     const std::string good = valid(rgb);
     const RawTiff gray{.width = 16, .height = 16, .values = testing::rampValues(256, 8)};
 
-    fixture("empty.tif", "");
-    fixture("not_a_tiff.tif", "GIF89a and then some bytes that are no TIFF at all");
-    fixture("cut_in_half.tif", good.substr(0, good.size() / 2));
-    fixture("zero_width.tif", patched(rgb, TIFFTAG_IMAGEWIDTH, 0));
     // One strip all the same: the strip table stays as it was.
     std::string huge = patched(gray, TIFFTAG_IMAGEWIDTH, 100000);
     ASSERT_TRUE(patchTag(huge, TIFFTAG_IMAGELENGTH, 100000));
     ASSERT_TRUE(patchTag(huge, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF));
-    fixture("huge_dimensions.tif", huge);
     std::string overflowing = patched(rgb, TIFFTAG_IMAGEWIDTH, 0x7FFFFFFF);
     ASSERT_TRUE(patchTag(overflowing, TIFFTAG_IMAGELENGTH, 0x7FFFFFFF));
     ASSERT_TRUE(patchTag(overflowing, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF));
-    fixture("strip_size_overflowing.tif", overflowing);
-    fixture("width_beyond_int32.tif", patched(gray, TIFFTAG_IMAGEWIDTH, 0x80000000));
-    fixture("strip_offset_past_end.tif", patched(rgb, TIFFTAG_STRIPOFFSETS, 0x7FFFFFF0));
-    // The strip's 768 bytes start 100 bytes before the end of the file.
-    fixture("strip_runs_past_end_of_file.tif",
-            patched(rgb, TIFFTAG_STRIPOFFSETS, static_cast<std::uint32_t>(good.size() - 100)));
-    fixture("pixels_larger_than_file.tif", patched(rgb, TIFFTAG_IMAGELENGTH, 4000));
     RawTiff palette = gray;
     palette.photometric = PHOTOMETRIC_PALETTE;
     palette.colormap.assign(3 * 256, 0x8000);
-    fixture("palette_photometric.tif", palette);
-    fixture("cfa_photometric.tif", patched(rgb, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA));
-    fixture("twelve_bits.tif", patched(gray, TIFFTAG_BITSPERSAMPLE, 12));
-
-    RawTiff bilevel{.width = 8, .height = 2, .bits = 1, .values = {0xAA, 0x55}};
-    fixture("one_bit_bilevel.tif", bilevel);
     RawTiff sixSamples = rgb;
     sixSamples.samples = 6;
     sixSamples.extraSamples = {EXTRASAMPLE_UNASSALPHA, EXTRASAMPLE_UNSPECIFIED,
                                EXTRASAMPLE_UNSPECIFIED};
-    fixture("six_samples_rgb.tif", sixSamples);
-    RawTiff fiveInks{.width = 4,
-                     .height = 4,
-                     .samples = 5,
-                     .photometric = PHOTOMETRIC_SEPARATED,
-                     .extraSamples = {EXTRASAMPLE_UNASSALPHA}};
-    fixture("cmyk_with_a_fifth_sample.tif", fiveInks);
-    RawTiff namedInks{.width = 4,
-                      .height = 4,
-                      .samples = 4,
-                      .photometric = PHOTOMETRIC_SEPARATED,
-                      .inkSet = INKSET_MULTIINK};
-    fixture("separated_not_cmyk.tif", namedInks);
-    RawTiff halfFloat{.width = 4, .height = 4, .bits = 16, .sampleFormat = SAMPLEFORMAT_IEEEFP};
-    fixture("half_float_samples.tif", halfFloat);
-    RawTiff alphaLab{.width = 4,
-                     .height = 4,
-                     .samples = 4,
-                     .photometric = PHOTOMETRIC_CIELAB,
-                     .extraSamples = {EXTRASAMPLE_UNASSALPHA}};
-    fixture("lab_with_alpha.tif", alphaLab);
-
+    RawTiff inks{.width = 4, .height = 4, .samples = 5, .photometric = PHOTOMETRIC_SEPARATED};
+    inks.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+    const std::string fiveInks = valid(inks);
+    inks = {.width = 4, .height = 4, .samples = 4, .photometric = PHOTOMETRIC_SEPARATED};
+    inks.inkSet = INKSET_MULTIINK;
+    const std::string namedInks = valid(inks);
+    RawTiff alphaLab{.width = 4, .height = 4, .samples = 4, .photometric = PHOTOMETRIC_CIELAB};
+    alphaLab.extraSamples = {EXTRASAMPLE_UNASSALPHA};
     // LZW data of a valid file overwritten with noise after its first bytes.
     RawTiff lzw = rgb;
     lzw.compression = COMPRESSION_LZW;
@@ -207,40 +168,50 @@ TEST_F(TiffHostileTest, BrokenFilesAreRefusedWithTheirReason) {
     std::string noisy = valid(lzw);
     for (std::size_t i = 10; i < 120; ++i)
         noisy[i] = static_cast<char>(0xFF - i);
-    fixture("lzw_noise.tif", noisy);
+    RawTiff oneTile = gray;
+    oneTile.tileWidth = oneTile.tileLength = 16;
 
-    RawTiff oneTile{.width = 16,
-                    .height = 16,
-                    .tileWidth = 16,
-                    .tileLength = 16,
-                    .values = testing::rampValues(256, 8)};
-    fixture("tile_offset_past_end.tif", patched(oneTile, TIFFTAG_TILEOFFSETS, 0x7FFFFF00));
-
+    using enum ImageErrorCode;
     const Defect defects[] = {
-        {"empty.tif", ImageErrorCode::CannotOpen, "not a readable TIFF"},
-        {"not_a_tiff.tif", ImageErrorCode::CannotOpen, "not a readable TIFF"},
-        {"cut_in_half.tif", ImageErrorCode::CannotOpen, "not a readable TIFF"},
-        {"zero_width.tif", ImageErrorCode::CannotOpen, "scanline size is zero"},
-        {"huge_dimensions.tif", ImageErrorCode::TooLarge,
-         "image of 100000 x 100000 pixels, gray 8-bit packed, is larger than the limit"},
-        {"strip_size_overflowing.tif", ImageErrorCode::CannotOpen, "Integer overflow"},
-        {"width_beyond_int32.tif", ImageErrorCode::TooLarge, "too large"},
-        {"strip_offset_past_end.tif", ImageErrorCode::Truncated, "strip 0"},
-        {"strip_runs_past_end_of_file.tif", ImageErrorCode::Truncated, "strip 0 can't be read"},
-        {"pixels_larger_than_file.tif", ImageErrorCode::Truncated, "its pixels need 192000"},
-        {"palette_photometric.tif", ImageErrorCode::Unsupported,
+        {"empty.tif", "", CannotOpen, "not a readable TIFF"},
+        {"not_a_tiff.tif", "GIF89a and then some bytes that are no TIFF at all", CannotOpen,
+         "not a readable TIFF"},
+        {"cut_in_half.tif", good.substr(0, good.size() / 2), CannotOpen, "not a readable TIFF"},
+        {"zero_width.tif", patched(rgb, TIFFTAG_IMAGEWIDTH, 0), CannotOpen,
+         "scanline size is zero"},
+        {"huge_dimensions.tif", huge, TooLarge,
+         "image of 100000 x 100000 pixels, gray 8-bit packed, is larger than the "
+         "limit"},
+        {"strip_size_overflowing.tif", overflowing, CannotOpen, "Integer overflow"},
+        {"width_beyond_int32.tif", patched(gray, TIFFTAG_IMAGEWIDTH, 0x80000000), TooLarge,
+         "too large"},
+        {"strip_offset_past_end.tif", patched(rgb, TIFFTAG_STRIPOFFSETS, 0x7FFFFFF0), Truncated,
+         "strip 0"},
+        // The strip's 768 bytes start 100 bytes before the end of the file.
+        {"strip_runs_past_end_of_file.tif",
+         patched(rgb, TIFFTAG_STRIPOFFSETS, static_cast<std::uint32_t>(good.size() - 100)),
+         Truncated, "strip 0 can't be read"},
+        {"pixels_larger_than_file.tif", patched(rgb, TIFFTAG_IMAGELENGTH, 4000), Truncated,
+         "its pixels need 192000"},
+        {"palette_photometric.tif", valid(palette), Unsupported,
          "photometric interpretation 3 (palette)"},
-        {"cfa_photometric.tif", ImageErrorCode::Unsupported, "(colour filter array)"},
-        {"twelve_bits.tif", ImageErrorCode::Unsupported, "12-bit samples"},
-        {"one_bit_bilevel.tif", ImageErrorCode::Unsupported, "1-bit samples"},
-        {"six_samples_rgb.tif", ImageErrorCode::Unsupported, "6 samples a pixel"},
-        {"separated_not_cmyk.tif", ImageErrorCode::Unsupported, "inks other than CMYK"},
-        {"cmyk_with_a_fifth_sample.tif", ImageErrorCode::Unsupported,
+        {"cfa_photometric.tif", patched(rgb, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA), Unsupported,
+         "(colour filter array)"},
+        {"twelve_bits.tif", patched(gray, TIFFTAG_BITSPERSAMPLE, 12), Unsupported,
+         "12-bit samples"},
+        {"one_bit_bilevel.tif", valid({.width = 8, .height = 2, .bits = 1, .values = {0xAA, 0x55}}),
+         Unsupported, "1-bit samples"},
+        {"six_samples_rgb.tif", valid(sixSamples), Unsupported, "6 samples a pixel"},
+        {"separated_not_cmyk.tif", namedInks, Unsupported, "inks other than CMYK"},
+        {"cmyk_with_a_fifth_sample.tif", fiveInks, Unsupported,
          "separated image of 5 samples a pixel"},
-        {"half_float_samples.tif", ImageErrorCode::Unsupported, "floating-point"},
-        {"lab_with_alpha.tif", ImageErrorCode::Unsupported, "alpha sample on a Lab image"},
-        {"lzw_noise.tif", ImageErrorCode::Truncated, "can't be read"},
-        {"tile_offset_past_end.tif", ImageErrorCode::Truncated, "tile 0"},
+        {"half_float_samples.tif",
+         valid({.width = 4, .height = 4, .bits = 16, .sampleFormat = SAMPLEFORMAT_IEEEFP}),
+         Unsupported, "floating-point"},
+        {"lab_with_alpha.tif", valid(alphaLab), Unsupported, "alpha sample on a Lab image"},
+        {"lzw_noise.tif", noisy, Truncated, "can't be read"},
+        {"tile_offset_past_end.tif", patched(oneTile, TIFFTAG_TILEOFFSETS, 0x7FFFFF00), Truncated,
+         "tile 0"},
     };
     // libtiff's complaints end up in the messages, none on standard error.
     ::testing::internal::CaptureStderr();

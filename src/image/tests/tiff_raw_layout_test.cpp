@@ -5,18 +5,16 @@
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
 #include "tests/temp_dir.h"
+#include "tiff_fixtures.h"
 
 using namespace slidebox::image;
+using slidebox::image::testing::rampBitmap;
 using slidebox::testing::TempDir;
 
 namespace {
 
 Bitmap labRamp(std::int32_t w, std::int32_t h) {
-    Bitmap b = std::move(Bitmap::allocate(w, h, PixelFormat::make(ColorSpace::Lab, 16)).value());
-    for (std::int32_t y = 0; y < h; ++y)
-        for (std::int32_t i = 0; i < 3 * w; ++i)
-            b.row16(y)[i] = static_cast<std::uint16_t>(i * 977 + y * 31);
-    return b;
+    return rampBitmap(w, h, PixelFormat::make(ColorSpace::Lab, 16));
 }
 
 } // namespace
@@ -43,7 +41,7 @@ TEST(TiffRawLayout, UncompressedStripsAreTheSamplesInPlace) {
         }
 
     // RGB needs no change at all.
-    Bitmap rgb = std::move(Bitmap::allocate(9, 4, PixelFormat::make(ColorSpace::RGB, 8)).value());
+    Bitmap rgb = rampBitmap(9, 4, PixelFormat::make(ColorSpace::RGB, 8));
     ASSERT_TRUE(writeTiff(dir / "rgb.tif", rgb, {TiffCompression::None, 0, {}, false}));
     auto rgbRaw = TiffReader::open(dir / "rgb.tif")->rawLayout();
     ASSERT_TRUE(rgbRaw);
@@ -55,8 +53,7 @@ TEST(TiffRawLayout, NothingWhereReadingChangesTheBytes) {
     const Bitmap lab = labRamp(20, 10);
     ASSERT_TRUE(writeTiff(dir / "lzw.tif", lab, {TiffCompression::LZW, 0, {}, false}));
     EXPECT_FALSE(TiffReader::open(dir / "lzw.tif")->rawLayout());
-    Bitmap planar = std::move(
-        Bitmap::allocate(20, 10, PixelFormat::make(ColorSpace::RGB, 8, false, true)).value());
+    Bitmap planar = rampBitmap(20, 10, PixelFormat::make(ColorSpace::RGB, 8, false, true));
     ASSERT_TRUE(writeTiff(dir / "planar.tif", planar, {TiffCompression::None, 0, {}, false}));
     EXPECT_FALSE(TiffReader::open(dir / "planar.tif")->rawLayout());
 }
@@ -65,11 +62,7 @@ TEST(TiffRawLayout, WholeStripsAreWrittenAsTheyAreAndReadBack) {
     // Strips of 7 rows given one by one (the last one short), then the same
     // image in rows that straddle strips: the same file contents either way.
     TempDir dir;
-    Bitmap rgb =
-        std::move(Bitmap::allocate(13, 30, PixelFormat::make(ColorSpace::RGB, 16)).value());
-    for (std::int32_t y = 0; y < 30; ++y)
-        for (std::int32_t i = 0; i < 39; ++i)
-            rgb.row16(y)[i] = static_cast<std::uint16_t>(i * 1601 + y * 7);
+    Bitmap rgb = rampBitmap(13, 30, PixelFormat::make(ColorSpace::RGB, 16));
     for (std::int32_t step : {7, 5}) {
         SCOPED_TRACE(step);
         auto writer = TiffWriter::create(dir / "strips.tif", 13, 30, rgb.format(),

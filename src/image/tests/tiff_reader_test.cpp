@@ -11,7 +11,19 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+using testing::format;
 using testing::RawTiff;
+
+constexpr auto kGray = ColorSpace::Gray, kRGB = ColorSpace::RGB, kLab = ColorSpace::Lab;
+
+/// A file of samples all different (the ramp of the fixtures).
+RawTiff ramp(std::uint32_t w, std::uint32_t h, std::uint16_t samples, std::uint16_t bits,
+             std::uint16_t photometric) {
+    RawTiff raw{
+        .width = w, .height = h, .samples = samples, .bits = bits, .photometric = photometric};
+    raw.values = testing::rampValues(std::size_t{w} * h * samples, bits);
+    return raw;
+}
 
 class TiffReaderTest : public ::testing::Test {
   protected:
@@ -24,115 +36,82 @@ class TiffReaderTest : public ::testing::Test {
         return bitmap ? std::move(bitmap).value() : Bitmap();
     }
 
+    /// Reads the fixture and checks its format and samples (by default the file's
+    /// own).
+    void expectRead(const RawTiff& raw, PixelFormat expectedFormat,
+                    const std::vector<std::uint32_t>& expected = {}) {
+        auto bitmap = read(raw);
+        EXPECT_EQ(bitmap.format(), expectedFormat) << describe(bitmap.format());
+        EXPECT_THAT(testing::bitmapValues(bitmap),
+                    ElementsAreArray(expected.empty() ? raw.values : expected));
+    }
+
     slidebox::testing::TempDir dir;
 };
 
 TEST_F(TiffReaderTest, GrayMinIsBlackKeepsSamplesMinIsWhiteIsReversed) {
     RawTiff raw{.width = 3, .height = 1, .values = {0, 10, 255}};
-    auto black = read(raw);
-    EXPECT_EQ(black.format(), PixelFormat::make(ColorSpace::Gray, 8));
-    EXPECT_THAT(testing::bitmapValues(black), ElementsAre(0, 10, 255));
-
+    expectRead(raw, format(kGray, 8));
     raw.photometric = PHOTOMETRIC_MINISWHITE;
-    EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAre(255, 245, 0));
-
+    expectRead(raw, format(kGray, 8), {255, 245, 0});
     raw.bits = 16;
     raw.values = {0, 1000, 65535};
-    EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAre(65535, 64535, 0));
-}
-
-TEST_F(TiffReaderTest, MinIsWhiteAlphaKeepsItsMeaning) {
-    RawTiff raw{.width = 2,
-                .height = 1,
-                .samples = 2,
-                .photometric = PHOTOMETRIC_MINISWHITE,
-                .extraSamples = {EXTRASAMPLE_UNASSALPHA},
-                .values = {0, 255, 200, 30}};
-    auto bitmap = read(raw);
-    EXPECT_EQ(bitmap.format(), PixelFormat::make(ColorSpace::Gray, 8, true));
-    EXPECT_THAT(testing::bitmapValues(bitmap), ElementsAre(255, 255, 55, 30));
-}
-
-TEST_F(TiffReaderTest, RgbPackedAndPlanarKeepTheirLayout) {
-    RawTiff raw{.width = 3, .height = 2, .samples = 3, .bits = 16, .photometric = PHOTOMETRIC_RGB};
-    raw.values = testing::rampValues(18, 16);
-    auto packed = read(raw);
-    EXPECT_EQ(packed.format(), PixelFormat::make(ColorSpace::RGB, 16));
-    EXPECT_THAT(testing::bitmapValues(packed), ElementsAreArray(raw.values));
-
-    raw.planar = PLANARCONFIG_SEPARATE;
-    auto planar = read(raw);
-    EXPECT_EQ(planar.format(), PixelFormat::make(ColorSpace::RGB, 16, false, true));
-    EXPECT_EQ(planar.planeCount(), 3);
-    // The file's planes: red of all pixels first.
-    EXPECT_EQ(planar.row16(0, 0)[0], raw.values[0]);
-    EXPECT_EQ(planar.row16(1, 2)[2], raw.values[17]);
-    EXPECT_THAT(testing::bitmapValues(planar), ElementsAreArray(raw.values));
-}
-
-TEST_F(TiffReaderTest, AlphaKindComesFromTheExtraSample) {
-    RawTiff raw{.width = 2,
-                .height = 2,
-                .samples = 4,
-                .photometric = PHOTOMETRIC_RGB,
-                .extraSamples = {EXTRASAMPLE_ASSOCALPHA}};
-    raw.values = testing::rampValues(16, 8);
-    auto associated = read(raw);
-    EXPECT_TRUE(associated.format().hasAlpha);
-    EXPECT_TRUE(associated.format().alphaPremultiplied);
-    EXPECT_THAT(testing::bitmapValues(associated), ElementsAreArray(raw.values));
-
+    expectRead(raw, format(kGray, 16), {65535, 64535, 0});
+    // Alpha keeps its meaning.
+    raw = {.width = 2, .height = 1, .samples = 2, .photometric = PHOTOMETRIC_MINISWHITE};
     raw.extraSamples = {EXTRASAMPLE_UNASSALPHA};
-    EXPECT_FALSE(read(raw).format().alphaPremultiplied);
+    raw.values = {0, 255, 200, 30};
+    expectRead(raw, format(kGray, 8, true), {255, 255, 55, 30});
 }
 
-TEST_F(TiffReaderTest, CmykEightAndSixteenBits) {
+TEST_F(TiffReaderTest, LayoutsAlphaKindsAndInksAsTheFileHasThem) {
+    // Planar: the file's planes, red of all pixels first.
+    RawTiff raw = ramp(3, 2, 3, 16, PHOTOMETRIC_RGB);
+    expectRead(raw, format(kRGB, 16));
+    raw.planar = PLANARCONFIG_SEPARATE;
+    expectRead(raw, format(kRGB, 16, false, true));
+
+    // The kind of alpha comes from the extra sample.
+    raw = ramp(2, 2, 4, 8, PHOTOMETRIC_RGB);
+    raw.extraSamples = {EXTRASAMPLE_ASSOCALPHA};
+    auto premultiplied = format(kRGB, 8, true);
+    premultiplied.alphaPremultiplied = true;
+    expectRead(raw, premultiplied);
+    raw.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+    expectRead(raw, format(kRGB, 8, true));
+
     for (std::uint16_t bits : {8, 16}) {
-        RawTiff raw{.width = 2,
-                    .height = 3,
-                    .samples = 4,
-                    .bits = bits,
-                    .photometric = PHOTOMETRIC_SEPARATED,
-                    .inkSet = INKSET_CMYK};
-        raw.values = testing::rampValues(24, bits);
-        auto bitmap = read(raw);
-        EXPECT_EQ(bitmap.format(), PixelFormat::make(ColorSpace::CMYK, bits));
-        EXPECT_THAT(testing::bitmapValues(bitmap), ElementsAreArray(raw.values));
+        raw = ramp(2, 3, 4, bits, PHOTOMETRIC_SEPARATED);
+        raw.inkSet = INKSET_CMYK;
+        expectRead(raw, format(ColorSpace::CMYK, bits));
     }
+
+    // Big-endian 16-bit samples arrive in machine order.
+    expectRead({.width = 2, .height = 1, .bits = 16, .bigEndian = true, .values = {0x1234, 0xFE01}},
+               format(kGray, 16));
 }
 
 TEST_F(TiffReaderTest, CieLabSignedSamplesBecomeFields) {
     // 8 bits: L as is; a, b signed: -128 -> 0, 0 -> 128, 127 -> 255.
     RawTiff raw{.width = 3, .height = 1, .samples = 3, .photometric = PHOTOMETRIC_CIELAB};
     raw.values = {255, 0x80, 0x7F, 0, 0x00, 0xFF, 100, 0x7F, 0x80};
-    auto lab8 = read(raw);
-    EXPECT_EQ(lab8.format(), PixelFormat::make(ColorSpace::Lab, 8));
-    EXPECT_THAT(testing::bitmapValues(lab8), ElementsAre(255, 0, 255, 0, 128, 127, 100, 255, 0));
+    expectRead(raw, format(kLab, 8), {255, 0, 255, 0, 128, 127, 100, 255, 0});
 
-    // 16 bits: field = sample + 32768, so -32768 -> 0, -1 -> 32767, 0 -> 32768, 32767 -> 65535.
+    // 16 bits: field = sample + 32768, so -32768 -> 0, -1 -> 32767, 0 -> 32768,
+    // 32767 -> 65535.
     raw.bits = 16;
     raw.values = {65535, 0x8000, 0x7FFF, 0, 0xFFFF, 0x0000, 12345, 0x0001, 0xFFFE};
-    auto lab16 = read(raw);
-    EXPECT_EQ(lab16.format(), PixelFormat::make(ColorSpace::Lab, 16));
-    EXPECT_THAT(testing::bitmapValues(lab16),
-                ElementsAre(65535, 0, 65535, 0, 32767, 32768, 12345, 32769, 32766));
+    expectRead(raw, format(kLab, 16), {65535, 0, 65535, 0, 32767, 32768, 12345, 32769, 32766});
 
     // ICC Lab is already in the field encoding.
     raw.photometric = PHOTOMETRIC_ICCLAB;
-    EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAreArray(raw.values));
+    expectRead(raw, format(kLab, 16));
 }
 
-TEST_F(TiffReaderTest, BigEndianSixteenBitSamplesArriveInMachineOrder) {
-    RawTiff raw{.width = 2, .height = 1, .bits = 16, .bigEndian = true, .values = {0x1234, 0xFE01}};
-    EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAre(0x1234, 0xFE01));
-}
-
-TEST_F(TiffReaderTest, StripsWithARemainderAndTilesAtTheEdges) {
-    RawTiff raw{
-        .width = 37, .height = 21, .samples = 3, .photometric = PHOTOMETRIC_RGB, .rowsPerStrip = 4};
-    raw.values = testing::rampValues(37 * 21 * 3, 8);
-    const auto expected = raw.values;
-    EXPECT_THAT(testing::bitmapValues(read(raw, "strips.tif")), ElementsAreArray(expected));
+TEST_F(TiffReaderTest, StripsWithARemainderTilesAtTheEdgesAndCompression) {
+    RawTiff raw = ramp(37, 21, 3, 8, PHOTOMETRIC_RGB);
+    raw.rowsPerStrip = 4;
+    expectRead(raw, format(kRGB, 8));
 
     // Tiles of 16 x 16: the last column of tiles and the last row overhang.
     raw.rowsPerStrip = 0;
@@ -144,32 +123,25 @@ TEST_F(TiffReaderTest, StripsWithARemainderAndTilesAtTheEdges) {
     EXPECT_EQ(tiled->rowsPerBand(), 16);
     auto whole = tiled->readBitmap();
     ASSERT_TRUE(whole);
-    EXPECT_THAT(testing::bitmapValues(*whole), ElementsAreArray(expected));
+    EXPECT_THAT(testing::bitmapValues(*whole), ElementsAreArray(raw.values));
 
+    raw = ramp(37, 21, 3, 16, PHOTOMETRIC_RGB);
     raw.planar = PLANARCONFIG_SEPARATE;
-    raw.bits = 16;
-    raw.values = testing::rampValues(37 * 21 * 3, 16);
-    EXPECT_THAT(testing::bitmapValues(read(raw, "planar-tiles.tif")), ElementsAreArray(raw.values));
-}
+    raw.tileWidth = raw.tileLength = 16;
+    expectRead(raw, format(kRGB, 16, false, true));
 
-TEST_F(TiffReaderTest, CompressedStripsAndTiles) {
     for (std::uint16_t compression :
          {COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS}) {
-        RawTiff raw{.width = 50,
-                    .height = 30,
-                    .samples = 2,
-                    .bits = 16,
-                    .compression = compression,
-                    .rowsPerStrip = 7,
-                    .extraSamples = {EXTRASAMPLE_UNASSALPHA}};
-        raw.values = testing::rampValues(50 * 30 * 2, 16);
-        EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAreArray(raw.values))
-            << "compression " << compression;
+        SCOPED_TRACE(compression);
+        raw = ramp(50, 30, 2, 16, PHOTOMETRIC_MINISBLACK);
+        raw.compression = compression;
+        raw.rowsPerStrip = 7;
+        raw.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+        expectRead(raw, format(kGray, 16, true));
         raw.rowsPerStrip = 0;
         raw.tileWidth = 16;
         raw.tileLength = 32;
-        EXPECT_THAT(testing::bitmapValues(read(raw)), ElementsAreArray(raw.values))
-            << "tiled, compression " << compression;
+        expectRead(raw, format(kGray, 16, true));
     }
 }
 
@@ -184,7 +156,7 @@ TEST_F(TiffReaderTest, JpegYCbCrComesBackAsRgb) {
     for (int i = 0; i < 16 * 16; ++i)
         raw.values.insert(raw.values.end(), {200, 100, 50});
     auto bitmap = read(raw);
-    EXPECT_EQ(bitmap.format(), PixelFormat::make(ColorSpace::RGB, 8));
+    EXPECT_EQ(bitmap.format(), format(kRGB, 8));
     constexpr int kJpegTolerance = 4;
     const std::uint8_t* pixel = bitmap.row(9) + 3 * 5;
     EXPECT_NEAR(pixel[0], 200, kJpegTolerance);
@@ -227,9 +199,9 @@ TEST_F(TiffReaderTest, RowRangesThatDontFitAreRefused) {
     ASSERT_TRUE(testing::writeRawTiff(dir / "small.tif", raw));
     auto reader = TiffReader::open(dir / "small.tif");
     ASSERT_TRUE(reader);
-    auto rows = Bitmap::allocate(4, 2, PixelFormat::make(ColorSpace::Gray, 8));
-    auto narrow = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::Gray, 8));
-    auto wide = Bitmap::allocate(4, 2, PixelFormat::make(ColorSpace::Gray, 16));
+    auto rows = Bitmap::allocate(4, 2, format(kGray, 8));
+    auto narrow = Bitmap::allocate(3, 2, format(kGray, 8));
+    auto wide = Bitmap::allocate(4, 2, format(kGray, 16));
     EXPECT_EQ(reader->readRows(3, *rows).code(), ImageErrorCode::BadArgument);
     EXPECT_EQ(reader->readRows(-1, *rows).code(), ImageErrorCode::BadArgument);
     EXPECT_EQ(reader->readRows(0, *narrow).code(), ImageErrorCode::BadArgument);
