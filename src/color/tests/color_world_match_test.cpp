@@ -8,7 +8,7 @@
 #include "color/color_world.h"
 #include "color/profile_manager.h"
 #include "platform/log.h"
-#include "tests/temp_dir.h"
+#include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::color;
 using slidebox::image::Bitmap;
@@ -34,19 +34,12 @@ class ColorWorldMatchTest : public ::testing::Test {
         for (const auto& p : {kSRGB, kAdobe, kCMYK})
             if (!std::filesystem::exists(p))
                 GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        saved_ = ProfileManager::places();
-        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
         slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
     }
-    void TearDown() override {
-        slidebox::platform::setLogSink({});
-        if (saved_)
-            ProfileManager::setPlaces(*saved_);
-    }
+    void TearDown() override { slidebox::platform::setLogSink({}); }
     std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
 
-    TempDir home_;
-    std::optional<ProfilePlaces> saved_;
+    slidebox::testing::ScopedProfilePlaces places_;
     std::vector<std::string> log_;
 };
 

@@ -6,9 +6,10 @@
 #include "color/color_world.h"
 #include "color/profile_manager.h"
 #include "platform/log.h"
-#include "tests/temp_dir.h"
+#include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::color;
+using slidebox::testing::ScopedProfilePlaces;
 using slidebox::testing::TempDir;
 
 namespace {
@@ -29,20 +30,13 @@ class ColorWorldTest : public ::testing::Test {
         for (const auto& p : {kSRGB, kCMYK, kNamed})
             if (!std::filesystem::exists(p))
                 GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        saved_ = ProfileManager::places();
-        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
         slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
     }
-    void TearDown() override {
-        slidebox::platform::setLogSink({});
-        if (saved_)
-            ProfileManager::setPlaces(*saved_);
-    }
-
+    void TearDown() override { slidebox::platform::setLogSink({}); }
     std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
 
-    TempDir home_;
-    std::optional<ProfilePlaces> saved_;
+    ScopedProfilePlaces places_;
+    const TempDir& home_ = places_.home();
     std::vector<std::string> log_;
 };
 
@@ -64,12 +58,9 @@ TEST_F(ColorWorldTest, OneIntentMakesASourceToDestinationChain) {
     ASSERT_NE(world, nullptr);
     EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(world->dataColorSpaceOut(), cmCMYKData);
-    EXPECT_EQ(world->srcProfilePath(), kSRGB);
-    EXPECT_EQ(world->destProfilePath(), kCMYK);
     ASSERT_NE(world->cwRef(), nullptr);
     EXPECT_EQ(CWInputSpace(*world->cwRef()), cmRGBData);
     EXPECT_EQ(CWOutputSpace(*world->cwRef()), cmCMYKData);
-    EXPECT_EQ(world->completionHandler(), nullptr);
 
     CMColor white = rgb(65535, 65535, 65535);
     ASSERT_TRUE(world->matchColor(white));
@@ -191,10 +182,7 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     recipe.colorSpace = cmRGBData;
     recipe.deviceClass = fourCC("link");
     recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9}};
-    auto bytes = makeProfile(recipe);
-    ASSERT_TRUE(bytes.has_value());
-    const auto link = home_ / "link.icc";
-    slidebox::testing::writeFile(link, std::string(bytes->begin(), bytes->end()));
+    const auto link = slidebox::testing::writeProfile(home_, "link.icc", slidebox::testing::make(recipe));
 
     auto handler = std::make_shared<Counter>();
     auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);
@@ -202,26 +190,8 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     EXPECT_EQ(world->completionHandler(), handler);
     EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(world->dataColorSpaceOut(), 0u); // fits any destination
-    EXPECT_FALSE(world->destProfilePath().has_value());
-    EXPECT_EQ(world->srcProfilePath(), link);
     CMColor c = rgb(65535, 65535, 65535);
     EXPECT_TRUE(world->matchColor(c));
-}
-
-TEST_F(ColorWorldTest, HandlerIsSharedAndCanBeSetAgain) {
-    auto handler = std::make_shared<Counter>();
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0, 1, handler);
-    ASSERT_NE(world, nullptr);
-    EXPECT_EQ(handler.use_count(), 2);
-    world->setCompletionHandler(handler);
-    EXPECT_EQ(handler.use_count(), 2);
-    EXPECT_EQ(world->completionHandler(), handler);
-    world->setCompletionHandler(nullptr);
-    EXPECT_EQ(handler.use_count(), 1);
-    auto other = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 2, handler);
-    ASSERT_NE(other, nullptr);
-    other.reset();
-    EXPECT_EQ(handler.use_count(), 1); // the world's end drops its reference
 }
 
 TEST_F(ColorWorldTest, RefusedMatchIsLoggedAndLeavesTheColour) {
@@ -259,6 +229,17 @@ TEST(ColorWorldComparisonColors, DefaultsAsBytes) {
 
     ColorWorld fresh; // no initialiser ran: all zero
     EXPECT_EQ(fresh.comparisonColors().inGamutLowRGB, (RGB8{0, 0, 0}));
+
+    // The same defaults as colours; absent references are skipped.
+    ColorValue low, inLimit, outLimit, nonCompared;
+    ColorWorld::getDefaultOutGamutColors(nullptr, &outLimit);
+    ColorWorld::getDefaultInGamutColors(&low, &inLimit);
+    ColorWorld::getDefaultNonComparedColor(&nonCompared);
+    ColorWorld::getDefaultNonComparedColor(nullptr);
+    EXPECT_EQ(outLimit, ColorValue::colorWithCalibratedRed(1.0f, 0.7f, 0.0f, 1.0f));
+    EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
+    EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
+    EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
 }
 
 TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
@@ -296,23 +277,3 @@ TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
     EXPECT_EQ(ColorWorld::checkColorSpace(device), device);
 }
 
-TEST(ColorWorldComparisonColors, DefaultGettersSkipAbsentReferences) {
-    ColorValue limit = ColorValue::colorWithDeviceWhite(0.0f, 0.0f);
-    ColorWorld::getDefaultOutGamutColors(nullptr, &limit);
-    EXPECT_EQ(limit, ColorValue::colorWithCalibratedRed(1.0f, 0.7f, 0.0f, 1.0f));
-    ColorValue low, inLimit, nonCompared;
-    ColorWorld::getDefaultInGamutColors(&low, &inLimit);
-    EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
-    EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
-    ColorWorld::getDefaultNonComparedColor(&nonCompared);
-    EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
-    ColorWorld::getDefaultNonComparedColor(nullptr);
-    ColorWorld::getDefaultInGamutColors(nullptr, nullptr);
-}
-
-TEST(ColorWorldClassOperations, ColourArithmeticIsPartOfTheClass) {
-    CMColor c{};
-    ColorWorld::LabL(50.0f, 0.0f, 0.0f, c);
-    EXPECT_EQ(c.lab.L, 32767);
-    EXPECT_NEAR(ColorWorld::deltaEWithL(0, 0, 0, 3, 4, 0), 5.0f, 1e-5f);
-}
