@@ -25,7 +25,6 @@ const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cm
 // The engine's optimised 8-bit tables against its unoptimised arithmetic:
 // a few levels at most, more through a printer table than a matrix.
 constexpr int kMatrixTol8 = 1;
-constexpr int kTableTol8 = 4;
 constexpr int kTableTol16 = 4 * 257;
 
 class ColorWorldMatchTest : public ::testing::Test {
@@ -67,6 +66,28 @@ void fillPattern(Bitmap& b) {
             }
 }
 
+/// Sample s of pixel (x, y) of a packed bitmap, on the 16-bit scale.
+int sample16(const Bitmap& b, std::int32_t x, std::int32_t y, int s) {
+    const std::size_t i = static_cast<std::size_t>(x) * b.format().samplesPerPixel() + s;
+    return b.format().bytesPerSample == 1 ? b.row(y)[i] * 257 : b.row16(y)[i];
+}
+
+/// Pixels of `out` against the same pixels of `in` matched one colour at a
+/// time, within tol16 on the 16-bit scale.
+void expectLikeSingleColours(const ColorWorld& world, const Bitmap& in, const Bitmap& out,
+                             const std::vector<std::int32_t>& xs,
+                             const std::vector<std::int32_t>& ys, int tol16) {
+    for (std::int32_t y : ys)
+        for (std::int32_t x : xs) {
+            CMColor c{};
+            for (int s = 0; s < in.format().colorChannels(); ++s)
+                c.raw[s] = static_cast<std::uint16_t>(sample16(in, x, y, s));
+            ASSERT_TRUE(world.matchColor(c));
+            for (int s = 0; s < out.format().colorChannels(); ++s)
+                EXPECT_NEAR(sample16(out, x, y, s), c.raw[s], tol16) << x << "," << y << " " << s;
+        }
+}
+
 } // namespace
 
 // The tile limit is one million pixels; tests scale it down by 100 so that
@@ -89,19 +110,7 @@ TEST_F(ColorWorldMatchTest, TilesWithARemainderRowAndProgress) {
     EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
 
     // The last row, its own tile, is matched like the rest.
-    for (std::int32_t y : {0, 98, 99}) {
-        for (std::int32_t x : {0, 50, 100}) {
-            CMColor c{};
-            const std::uint8_t* p = in.row(y) + 3 * x;
-            c.rgb = {static_cast<std::uint16_t>(p[0] * 257), static_cast<std::uint16_t>(p[1] * 257),
-                     static_cast<std::uint16_t>(p[2] * 257)};
-            ASSERT_TRUE(world->matchColor(c));
-            const std::uint8_t* q = out.row(y) + 3 * x;
-            EXPECT_NEAR(q[0], c.rgb.red / 257.0, kMatrixTol8) << x << "," << y;
-            EXPECT_NEAR(q[1], c.rgb.green / 257.0, kMatrixTol8) << x << "," << y;
-            EXPECT_NEAR(q[2], c.rgb.blue / 257.0, kMatrixTol8) << x << "," << y;
-        }
-    }
+    expectLikeSingleColours(*world, in, out, {0, 50, 100}, {0, 98, 99}, kMatrixTol8 * 257);
 }
 
 TEST_F(ColorWorldMatchTest, ProgressOfTwelveTilesAndOfOneTile) {
@@ -201,18 +210,8 @@ TEST_F(ColorWorldMatchTest, SixteenBitCMYKFollowsSingleColours) {
     fillPattern(in);
     Bitmap out = make(64, 5, ColorSpace::CMYK, 16);
     ASSERT_TRUE(world->matchSourceImageRep(in, &out));
-    for (std::int32_t y = 0; y < 5; ++y)
-        for (std::int32_t x = 0; x < 64; x += 7) {
-            CMColor c{};
-            const std::uint16_t* p = in.row16(y) + 3 * x;
-            c.rgb = {p[0], p[1], p[2]};
-            ASSERT_TRUE(world->matchColor(c));
-            const std::uint16_t* q = out.row16(y) + 4 * x;
-            EXPECT_NEAR(q[0], c.cmyk.cyan, kTableTol16);
-            EXPECT_NEAR(q[1], c.cmyk.magenta, kTableTol16);
-            EXPECT_NEAR(q[2], c.cmyk.yellow, kTableTol16);
-            EXPECT_NEAR(q[3], c.cmyk.black, kTableTol16);
-        }
+    expectLikeSingleColours(*world, in, out, {0, 7, 14, 21, 28, 35, 42, 49, 56, 63},
+                            {0, 1, 2, 3, 4}, kTableTol16);
 }
 
 TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
