@@ -71,6 +71,9 @@ TEST(ProfileManagerTest, GenericProfilesAreMadeOnceUnderTheDataFolder) {
         EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, row.space);
     }
     EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
+    // The path of a profile reference is where it was opened.
+    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
+    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
 }
 
 TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
@@ -80,14 +83,6 @@ TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
     blocked.dataHome = places.home() / "file"; // a file where the folder should be
     ProfileManager::setPlaces(blocked);
     EXPECT_FALSE(ProfileManager::pathOfGenericLabProfil());
-}
-
-TEST(ProfileManagerTest, PathForProfileRefTakesTheProfileOver) {
-    ScopedProfilePlaces places;
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
-    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
-    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
 }
 
 TEST(ProfileManagerTest, UserFolderIsMadeWhenMissing) {
