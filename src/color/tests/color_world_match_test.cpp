@@ -7,40 +7,23 @@
 
 #include "color/color_world.h"
 #include "color/profile_manager.h"
-#include "platform/log.h"
-#include "color/tests/profile_fixtures.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
 using slidebox::image::Bitmap;
 using slidebox::image::ColorSpace;
 using slidebox::image::PixelFormat;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
 
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
 
 // The engine's optimised 8-bit tables against its unoptimised arithmetic:
 // a few levels at most, more through a printer table than a matrix.
 constexpr int kMatrixTol8 = 1;
 constexpr int kTableTol16 = 4 * 257;
 
-class ColorWorldMatchTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        for (const auto& p : {kSRGB, kAdobe, kCMYK})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
-    }
-    void TearDown() override { slidebox::platform::setLogSink({}); }
-    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
-
-    slidebox::testing::ScopedProfilePlaces places_;
-    std::vector<std::string> log_;
-};
+using ColorWorldMatchTest = InstalledProfilesTest;
 
 struct Recorder : CompletionHandler {
     void setAmountOfCompletion(std::int32_t percent) override { heard.push_back(percent); }

@@ -13,19 +13,14 @@
 
 #include "color/color_world.h"
 #include "color/profile_manager.h"
-#include "color/tests/profile_fixtures.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
 
 constexpr float kDeltaETol = 0.01f;
-
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::filesystem::path kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
 
 using Values = std::vector<double>;
 using Samples = std::vector<std::vector<std::uint16_t>>; // the fields of some colours
@@ -55,7 +50,7 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
             input << v << ' ';
         input << '\n';
     }
-    slidebox::testing::writeFile(dir / "in.txt", input.str());
+    writeFile(dir / "in.txt", input.str());
     const std::string command = "transicc -n -c0 -t" + std::to_string(intent) + " '-i" +
                                 in.string() + "' '-o" + out.string() + "' < '" +
                                 (dir / "in.txt").string() + "' 2>/dev/null";
@@ -125,15 +120,14 @@ float deltaE(const Values& one, const Values& two) {
                                    float(two[1]), float(two[2]));
 }
 
-class ColorWorldReference : public ::testing::Test {
+class ColorWorldReference : public InstalledProfilesTest {
   protected:
     void SetUp() override {
         if (std::system("command -v transicc >/dev/null 2>&1") != 0)
             GTEST_SKIP() << "transicc missing: run tools/setup.sh";
-        for (const auto& p : {kSRGB, kAdobe, kCMYK, kGray})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        lab_ = ProfileManager::pathOfGenericLabProfil().value();
+        InstalledProfilesTest::SetUp();
+        if (!IsSkipped())
+            lab_ = genericLab();
     }
 
     // Compares device results of `ours` with the calculator's, both in Lab
@@ -155,7 +149,6 @@ class ColorWorldReference : public ::testing::Test {
             EXPECT_LE(deltaE(ourLab[i], referenceLab[i]), kDeltaETol) << what << " sample " << i;
     }
 
-    slidebox::testing::ScopedProfilePlaces places_;
     std::filesystem::path lab_;
 };
 

@@ -4,41 +4,18 @@
 #include <vector>
 
 #include "color/color_world.h"
-#include "color/profile_manager.h"
-#include "platform/log.h"
-#include "color/tests/profile_fixtures.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
-using slidebox::testing::ScopedProfilePlaces;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
-
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::filesystem::path kNamed = "/usr/share/color/icc/colord/Crayons.icc";
 
 constexpr float kByteStep = 1.0f / 255.0f;
 // A 16-bit Lab stop between two worlds moves the result by a few fields.
 constexpr int kStepwiseTol = 64;
 
-// Every test gets a home of its own, so the generic Lab profile is made
-// there and the real home is never touched.
-class ColorWorldTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        for (const auto& p : {kSRGB, kCMYK, kNamed})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
-    }
-    void TearDown() override { slidebox::platform::setLogSink({}); }
-    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
-
-    ScopedProfilePlaces places_;
-    const TempDir& home_ = places_.home();
-    std::vector<std::string> log_;
-};
+using ColorWorldTest = InstalledProfilesTest;
 
 CMColor rgb(std::uint16_t r, std::uint16_t g, std::uint16_t b) {
     CMColor c{};
@@ -106,7 +83,7 @@ TEST_F(ColorWorldTest, TwoIntentsFailWhenTheGenericLabProfileCannotBeMade) {
     // A data folder that is a file: the generic Lab profile can't be written.
     ProfilePlaces places = ProfilePlaces::underHome(home_.path());
     places.dataHome = home_ / "not-a-folder";
-    slidebox::testing::writeFile(places.dataHome, "x");
+    writeFile(places.dataHome, "x");
     ProfileManager::setPlaces(places);
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 3, kCMYK), nullptr);
     EXPECT_NE(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 1, kCMYK), nullptr);
@@ -140,7 +117,7 @@ TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
 TEST_F(ColorWorldTest, NoObjectWithoutAUsableSource) {
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "missing.icc", kCMYK, 1), nullptr);
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::filesystem::path(), kCMYK, 1), nullptr);
-    slidebox::testing::writeFile(home_ / "broken.icc", std::string(200, 'x'));
+    writeFile(home_ / "broken.icc", std::string(200, 'x'));
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "broken.icc", 0, 0, kSRGB), nullptr);
     // 256 bytes of path are refused before the engine is asked.
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::string(256, 'a'), kSRGB, 1), nullptr);
@@ -182,7 +159,7 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     recipe.colorSpace = cmRGBData;
     recipe.deviceClass = fourCC("link");
     recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9}};
-    const auto link = slidebox::testing::writeProfile(home_, "link.icc", slidebox::testing::make(recipe));
+    const auto link = writeProfile(home_, "link.icc", make(recipe));
 
     auto handler = std::make_shared<Counter>();
     auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);
