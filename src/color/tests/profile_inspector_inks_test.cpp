@@ -48,6 +48,22 @@ ProfileRecipe grayRecipe() {
     return recipe;
 }
 
+/// The ink measures within their ranges: sums of four truncated
+/// percentages, and a start of black on the walk's grid of 655 fields.
+void expectInkMeasuresInRange(const ProfileInspector& inspector) {
+    const std::int32_t total = inspector.PCSToDeviceTotalInkMax();
+    const std::int32_t black = inspector.PCSToDeviceBlackMax();
+    const float start = inspector.PCSToDeviceLuminanceOfStartBlack();
+    EXPECT_GE(black, 0);
+    EXPECT_LE(black, 100);
+    EXPECT_GE(total, black);
+    EXPECT_LE(total, 400);
+    EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
+    EXPECT_LE(start, 100.0f);
+    const double steps = (65535.0 - start * 65535.0 / 100.0) / 655.0;
+    EXPECT_NEAR(steps, std::round(steps), 1e-3);
+}
+
 float labL(const CMColor& c) {
     float L, a, b;
     ColorWorld::CMLab(c, L, a, b);
@@ -257,17 +273,9 @@ TEST_F(InksTest, InstalledPrinterProfileGivesInksWithinTheirRanges) {
     for (std::int32_t intent : {0, 1, 2, 3}) {
         auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, intent);
         ASSERT_TRUE(inspector) << intent;
-        const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
-        const std::int32_t black = inspector->PCSToDeviceBlackMax();
-        const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
-        EXPECT_GE(total, black);
-        EXPECT_LE(total, 400);
-        EXPECT_GT(black, 50); // a press puts most of its darkest neutral in black
-        EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
-        EXPECT_LE(start, 100.0f);
-        // The walk only stops on its grid of 655.
-        const double steps = (65535.0 - start * 65535.0 / 100.0) / 655.0;
-        EXPECT_NEAR(steps, std::round(steps), 1e-3);
+        expectInkMeasuresInRange(*inspector);
+        // A press puts most of its darkest neutral in black.
+        EXPECT_GT(inspector->PCSToDeviceBlackMax(), 50);
     }
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, 1);
     // A press's dot gain at the half tint is a few to some tens of points.
@@ -300,21 +308,12 @@ TEST_F(InksTest, DamagedPrintersGiveDefaultsOrValuesInRange) {
             auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
             if (!inspector)
                 continue;
-            // Sums of four percentages, each truncated; the walk ends on its grid.
-            const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
-            const std::int32_t black = inspector->PCSToDeviceBlackMax();
-            const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
-            EXPECT_GE(total, 0);
-            EXPECT_LE(total, 400);
-            EXPECT_GE(black, 0);
-            EXPECT_LE(black, 100);
-            EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
-            EXPECT_LE(start, 100.0f);
+            expectInkMeasuresInRange(*inspector);
             measuredWithWorlds += intent == 1;
-            if (intent == -1) {
-                EXPECT_EQ(total, 400);
-                EXPECT_EQ(black, 100);
-                EXPECT_EQ(start, 100.0f);
+            if (intent == -1) { // no worlds: the defaults
+                EXPECT_EQ(inspector->PCSToDeviceTotalInkMax(), 400);
+                EXPECT_EQ(inspector->PCSToDeviceBlackMax(), 100);
+                EXPECT_EQ(inspector->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
             }
             (void)inspector->dotGainOfCyanChanel();
             EXPECT_TRUE(inspector->calculatedDotGain());

@@ -94,15 +94,6 @@ TEST(ProfileManagerTest, UserFolderIsMadeWhenMissing) {
     EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
 }
 
-TEST(ProfileManagerTest, DefaultDisplayProfileIsAnRGBDisplayProfile) {
-    ScopedProfilePlaces places;
-    auto display = ProfileManager::pathOfDefaultDisplayUseProfile();
-    ASSERT_TRUE(display);
-    auto profile = ProfileManager::profileRefForPath(*display);
-    ASSERT_TRUE(profile);
-    EXPECT_EQ(CMGetProfileHeader(*profile)->dataColorSpace, cmRGBData);
-}
-
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
     // Main screen 1440 x 900; a second one to its right, one above it inactive.
     std::vector<ScreenDevice> screens = {{QRect(0, 0, 1440, 900), true},
@@ -132,6 +123,11 @@ TEST(ScreenDevices, ScreenProfileOnlyWhereAScreenIsUnderThePoint) {
     QRect rect = screen->geometry();
     auto inside = ProfileManager::pathOfScreenProfileWithGlobalPoint(
         static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2));
+    // The default display profile, an RGB one.
+    ASSERT_TRUE(inside);
     EXPECT_EQ(inside, ProfileManager::pathOfDefaultDisplayUseProfile());
+    auto profile = ProfileManager::profileRefForPath(*inside);
+    ASSERT_TRUE(profile);
+    EXPECT_EQ(CMGetProfileHeader(*profile)->dataColorSpace, cmRGBData);
     EXPECT_FALSE(ProfileManager::pathOfScreenProfileWithGlobalPoint(-20000.0f, -20000.0f));
 }
