@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 #include "color/color_conversion.h"
 
@@ -15,56 +16,66 @@ constexpr float kFourDecimals = 5e-5f;   // values published to four decimals
 constexpr float kLStep = 100.0f / 65535; // one field step on the L and percent scales
 constexpr float kHueTol = 1e-4f;         // degrees
 
+using Fields = std::vector<int>;
+
 CMColor lab(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     CMColor c{};
     c.lab = {L, a, b};
     return c;
+}
+
+/// The first n fields of a colour record, whatever its space.
+Fields fields(const CMColor& c, int n = 3) {
+    return Fields(c.raw, c.raw + n);
+}
+
+void expectNear3(float x, float y, float z, float ex, float ey, float ez, float tol) {
+    EXPECT_NEAR(x, ex, tol);
+    EXPECT_NEAR(y, ey, tol);
+    EXPECT_NEAR(z, ez, tol);
 }
 } // namespace
 
 TEST(ColorConversionFields, LabFieldEndsReadAsTheScaleEnds) {
     float L, a, b;
     CC::CMLab(lab(65535, 65535, 65535), L, a, b);
-    EXPECT_NEAR(L, 100.0f, kFloatTol);
-    EXPECT_NEAR(a, 127.996f, kFloatTol);
-    EXPECT_NEAR(b, 127.996f, kFloatTol);
+    expectNear3(L, a, b, 100.0f, 127.996f, 127.996f, kFloatTol);
     CC::CMLab(lab(0, 0, 0), L, a, b);
-    EXPECT_EQ(L, 0.0f);
-    EXPECT_EQ(a, -128.0f);
-    EXPECT_EQ(b, -128.0f);
-
+    expectNear3(L, a, b, 0.0f, -128.0f, -128.0f, 0.0f);
     // The unit scale does not interpret the field: a neutral a reads about 0.5.
     CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
+    expectNear3(L, a, b, 1.0f, 0.500008f, 0.0f, kFloatTol);
     EXPECT_EQ(L, 1.0f);
-    EXPECT_NEAR(a, 0.500008f, kFloatTol);
     EXPECT_EQ(b, 0.0f);
 }
 
 TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
+    struct Row {
+        float L, a, b;
+        Fields expected;
+    };
+    const Row rows[] = {
+        // 32767.5 truncated; a = 0 writes as 32768: the span is 255.996.
+        {50.0f, 0.0f, 0.0f, {32767, 32768, 32768}},
+        {120.0f, 200.0f, -200.0f, {65535, 65535, 0}},
+        // The single-precision 127.996 still reaches the top.
+        {-3.0f, 127.996f, -128.0f, {0, 65535, 0}},
+        // a and b are computed in double from the start: a single-precision
+        // product with 65535 would give 19125 here.
+        {50.0f, -53.293f, 0.0f, {32767, 19124, 32768}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.a);
+        CMColor c{};
+        CC::LabL(row.L, row.a, row.b, c);
+        EXPECT_EQ(fields(c), row.expected);
+    }
     CMColor c{};
     CC::LabL(50.0f, 0.0f, 0.0f, c);
-    EXPECT_EQ(c.lab.L, 32767); // 32767.5 truncated
-    EXPECT_EQ(c.lab.a, 32768); // a = 0 writes as 32768: the span is 255.996
-    EXPECT_EQ(c.lab.b, 32768);
     float L, a, b;
     CC::CMLab(c, L, a, b);
     EXPECT_NEAR(L, 49.999f, 1e-3f); // 50 never reads back as 50
     EXPECT_NE(L, 50.0f);
-
-    CC::LabL(120.0f, 200.0f, -200.0f, c);
-    EXPECT_EQ(c.lab.L, 65535);
-    EXPECT_EQ(c.lab.a, 65535);
-    EXPECT_EQ(c.lab.b, 0);
-
-    CC::LabL(-3.0f, 127.996f, -128.0f, c);
-    EXPECT_EQ(c.lab.L, 0);
-    EXPECT_EQ(c.lab.a, 65535); // the single-precision 127.996 still reaches the top
-    EXPECT_EQ(c.lab.b, 0);
-
-    // a and b are computed in double from the start: a single-precision
-    // product with 65535 would give 19125 here.
-    CC::LabL(50.0f, -53.293f, 0.0f, c);
-    EXPECT_EQ(c.lab.a, 19124);
 }
 
 TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
@@ -73,20 +84,11 @@ TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
     // 9.514 * 65535 rounds up to 623504 in single precision, giving 6235;
     // in double it would stay below and give 6234.
     CC::RGBr(9.514f, 100.0f, 50.0f, c);
-    EXPECT_EQ(c.rgb.red, 6235);
-    EXPECT_EQ(c.rgb.green, 65535);
-    EXPECT_EQ(c.rgb.blue, 32767);
-
+    EXPECT_EQ(fields(c), (Fields{6235, 65535, 32767}));
     CC::CMYKc(0.0f, 9.514f, 100.0f, 25.0f, c);
-    EXPECT_EQ(c.cmyk.cyan, 0);
-    EXPECT_EQ(c.cmyk.magenta, 6235);
-    EXPECT_EQ(c.cmyk.yellow, 65535);
-    EXPECT_EQ(c.cmyk.black, 16383);
-
+    EXPECT_EQ(fields(c, 4), (Fields{0, 6235, 65535, 16383}));
     CC::XYZ_X(100.0f, 200.0f, 0.0f, c);
-    EXPECT_EQ(c.XYZ.X, 32767);
-    EXPECT_EQ(c.XYZ.Y, 65535);
-    EXPECT_EQ(c.XYZ.Z, 0);
+    EXPECT_EQ(fields(c), (Fields{32767, 65535, 0}));
     float X, Y, Z;
     CC::CMXYZ(c, X, Y, Z);
     EXPECT_NEAR(X, 99.99847f, kFloatTol); // 32767 * 200 / 65535
@@ -95,16 +97,13 @@ TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
     // Unit scale in single precision throughout: 65535 * 0.12813 rounds up
     // to 8397 in single precision (8396.9... in double).
     CC::RGBr_One(0.12813f, 1.0f, 0.0f, c);
-    EXPECT_EQ(c.rgb.red, 8397);
-    EXPECT_EQ(c.rgb.green, 65535);
+    EXPECT_EQ(fields(c, 2), (Fields{8397, 65535}));
     CC::Gray_One(1.0f, c);
     EXPECT_EQ(c.gray.gray, 65535);
     CC::CMYKc_One(0.5f, 0.25f, 1.0f, 0.0f, c);
-    EXPECT_EQ(c.cmyk.cyan, 32767);
-    EXPECT_EQ(c.cmyk.magenta, 16383);
+    EXPECT_EQ(fields(c, 2), (Fields{32767, 16383}));
     CC::LabL_one(1.0f, 0.5f, 0.0f, c);
-    EXPECT_EQ(c.lab.L, 65535);
-    EXPECT_EQ(c.lab.a, 32767);
+    EXPECT_EQ(fields(c, 2), (Fields{65535, 32767}));
 
     float r, g, bl, k;
     CC::CMCMYK_One(c, r, g, bl, k); // reading the same fields back as unit CMYK
@@ -133,74 +132,50 @@ TEST(ColorConversionFields, BytesScaleBy257AndLabBytesGoThroughReals) {
     CC::charGray(1, c);
     EXPECT_EQ(c.gray.gray, 257);
     CC::charRGBr(0, 128, 255, c);
-    EXPECT_EQ(c.rgb.red, 0);
-    EXPECT_EQ(c.rgb.green, 128 * 257);
-    EXPECT_EQ(c.rgb.blue, 65535);
+    EXPECT_EQ(fields(c), (Fields{0, 128 * 257, 65535}));
     CC::charCMYKc(1, 2, 3, 255, c);
-    EXPECT_EQ(c.cmyk.yellow, 771);
-    EXPECT_EQ(c.cmyk.black, 65535);
-
+    EXPECT_EQ(fields(c, 4), (Fields{257, 514, 771, 65535}));
     CC::charLabL(255, 128, 128, c);
-    EXPECT_EQ(c.lab.L, 65535);
-    EXPECT_EQ(c.lab.a, 32768);
-    EXPECT_EQ(c.lab.b, 32768);
-    CC::charLabL(0, 0, 255, c); // a = -128, b = 127
-    EXPECT_EQ(c.lab.L, 0);
-    EXPECT_EQ(c.lab.a, 0);
-    EXPECT_EQ(c.lab.b, 65280); // trunc((127 + 128) * 65535 / 255.996)
+    EXPECT_EQ(fields(c), (Fields{65535, 32768, 32768}));
+    CC::charLabL(0, 0, 255, c); // a = -128, b = 127: trunc((127 + 128) * 65535 / 255.996)
+    EXPECT_EQ(fields(c), (Fields{0, 0, 65280}));
 }
 
 TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
-    std::uint8_t L, a, b;
-    CC::LabL(100.0f, 127.996f, -200.0f, L, a, b);
-    EXPECT_EQ(L, 255);
-    EXPECT_EQ(a, 255);
-    EXPECT_EQ(b, 0);
-    CC::LabL(50.0f, 127.5f, -0.5f, L, a, b);
-    EXPECT_EQ(L, 127); // 127.5 truncated
-    EXPECT_EQ(a, 255);
-    EXPECT_EQ(b, 127);
-    CC::LabL(-1.0f, 0.0f, 0.99f, L, a, b);
-    EXPECT_EQ(L, 0);
-    EXPECT_EQ(a, 128);
-    EXPECT_EQ(b, 128);
+    struct Row {
+        float L, a, b;
+        Fields expected;
+    };
+    const Row rows[] = {{100.0f, 127.996f, -200.0f, {255, 255, 0}},
+                        {50.0f, 127.5f, -0.5f, {127, 255, 127}}, // 127.5 truncated
+                        {-1.0f, 0.0f, 0.99f, {0, 128, 128}}};
+    for (const Row& row : rows) {
+        std::uint8_t L, a, b;
+        CC::LabL(row.L, row.a, row.b, L, a, b);
+        EXPECT_EQ((Fields{L, a, b}), row.expected) << row.L;
+    }
 }
 
-TEST(ColorConversionLab, WhiteIsExactBothWays) {
+TEST(ColorConversionLab, WhiteKnownColourAndRoundTrip) {
     Lab lab;
     XYZToLab(96.42f, 100.0f, 82.49f, lab);
-    EXPECT_EQ(lab.L, 100.0f);
-    EXPECT_EQ(lab.a, 0.0f);
-    EXPECT_EQ(lab.b, 0.0f);
+    expectNear3(lab.L, lab.a, lab.b, 100.0f, 0.0f, 0.0f, 0.0f); // exact both ways
     XYZ xyz;
     EXPECT_TRUE(LabToXYZ(100.0f, 0.0f, 0.0f, xyz));
-    EXPECT_EQ(xyz.X, 96.42f);
-    EXPECT_EQ(xyz.Y, 100.0f);
-    EXPECT_EQ(xyz.Z, 82.49f);
+    expectNear3(xyz.X, xyz.Y, xyz.Z, 96.42f, 100.0f, 82.49f, 0.0f);
     EXPECT_EQ(static_cast<double>(kWhiteX), 96.41999816894531);
     EXPECT_EQ(static_cast<double>(kWhiteZ), 82.48999786376953);
-}
 
-TEST(ColorConversionLab, KnownColourAndItsRoundTrip) {
-    Lab lab;
     XYZToLab(30.0f, 40.0f, 20.0f, lab);
-    EXPECT_NEAR(lab.L, 69.470f, kThreeDecimals);
-    EXPECT_NEAR(lab.a, -29.594f, kThreeDecimals);
-    EXPECT_NEAR(lab.b, 22.650f, kThreeDecimals);
-    XYZ xyz;
+    expectNear3(lab.L, lab.a, lab.b, 69.470f, -29.594f, 22.650f, kThreeDecimals);
     EXPECT_TRUE(LabToXYZ(lab.L, lab.a, lab.b, xyz));
-    constexpr float kRoundTrip = 1e-4f;
-    EXPECT_NEAR(xyz.X, 30.0f, kRoundTrip);
-    EXPECT_NEAR(xyz.Y, 40.0f, kRoundTrip);
-    EXPECT_NEAR(xyz.Z, 20.0f, kRoundTrip);
+    expectNear3(xyz.X, xyz.Y, xyz.Z, 30.0f, 40.0f, 20.0f, 1e-4f);
 }
 
 TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
     XYZ xyz;
     EXPECT_TRUE(LabToXYZ(5.0f, 0.0f, 0.0f, xyz));
-    EXPECT_NEAR(xyz.X, 0.5337f, kFourDecimals);
-    EXPECT_NEAR(xyz.Y, 0.5535f, kFourDecimals);
-    EXPECT_NEAR(xyz.Z, 0.4566f, kFourDecimals);
+    expectNear3(xyz.X, xyz.Y, xyz.Z, 0.5337f, 0.5535f, 0.4566f, kFourDecimals);
 
     // The lightness function turns linear below 8, that is t below 0.008856.
     EXPECT_NEAR(FR(0.008856f), 8.0f, 1e-3f);
@@ -232,14 +207,9 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
         float a, b, h;
     };
     const Case cases[] = {
-        {0.05f, 0.05f, 0.0f},
-        {-1.0f, 0.05f, 180.0f},
-        {-0.05f, 0.05f, 0.0f},
-        {0.0f, 5.0f, 90.0f},
-        {0.0f, -5.0f, 270.0f},
-        {-1.0f, -1.0f, 225.0f},
-        {1.0f, 1.0f, 45.0f},
-        {1.0f, -1.0f, 315.0f},
+        {0.05f, 0.05f, 0.0f}, {-1.0f, 0.05f, 180.0f}, {-0.05f, 0.05f, 0.0f},
+        {0.0f, 5.0f, 90.0f},  {0.0f, -5.0f, 270.0f},  {-1.0f, -1.0f, 225.0f},
+        {1.0f, 1.0f, 45.0f},  {1.0f, -1.0f, 315.0f},
         {-0.0999f, 2.0f, 90.0f}, // inside the band
         {0.1f, 0.1f, 45.0f},     // 0.1 lies outside the band
         // The bounds are doubles: the single-precision -0.1 widens to just
@@ -258,9 +228,7 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
 
     Lab lab;
     LchToLab(60.0f, 10.0f, 225.0f, lab);
-    EXPECT_EQ(lab.L, 60.0f);
-    EXPECT_NEAR(lab.a, -7.0710678f, kFloatTol);
-    EXPECT_NEAR(lab.b, -7.0710678f, kFloatTol);
+    expectNear3(lab.L, lab.a, lab.b, 60.0f, -7.0710678f, -7.0710678f, kFloatTol);
 
     // Through the record: Lch in, fields out, Lch back within one field step.
     CMColor c{};
@@ -305,9 +273,7 @@ TEST(ColorConversionYxy, XyzAndYxyWritersGoThroughLab) {
     EXPECT_NEAR(lab.lab.b, 32768, 2);
 
     CC::XYZ_XToCMLab(96.42f, 100.0f, 82.49f, lab);
-    EXPECT_EQ(lab.lab.L, 65535);
-    EXPECT_EQ(lab.lab.a, 32768);
-    EXPECT_EQ(lab.lab.b, 32768);
+    EXPECT_EQ(fields(lab), (Fields{65535, 32768, 32768}));
 
     // D50 chromaticity 0.3457, 0.3585 at Y 100 is the white again.
     CC::Yxy_Y(100.0f, 0.3457f, 0.3585f, lab);

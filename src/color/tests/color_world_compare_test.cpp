@@ -111,19 +111,23 @@ class CompareTest : public ::testing::Test {
         return world.compareLabBitmapWithLabBitmapOf(other, tolerance, mask ? &mask->rep : nullptr,
                                                      image);
     }
+    // The statistics of the last comparison: average, maximum, minimum, share in gamut.
+    void expectStatistics(float average, float maxi, float mini, float inGamut) {
+        EXPECT_NEAR(world.averageDeltaE(), average, kSumTol);
+        EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
+        EXPECT_NEAR(world.miniDeltaE(), mini, kExact);
+        EXPECT_NEAR(world.inGamutPixelsPercentage(), inGamut, kExact);
+    }
     ColorWorld world, other;
     std::vector<std::string> log;
     int beeps = 0;
 };
 
-TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
+TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceAtAnyToleranceAndImageKind) {
     LabImage a(200, 40), b(200, 40);
     QImage image(200, 40, QImage::Format_RGB888);
     ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
-    EXPECT_NEAR(world.averageDeltaE(), 0.0f, kExact);
-    EXPECT_NEAR(world.maxiDeltaE(), 0.0f, kExact);
-    EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
-    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    expectStatistics(0.0f, 0.0f, 0.0f, 100.0f);
     EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 255, 255}));
     // "No Difference" in black across the middle.
     auto [first, last] = darkColumns(image);
@@ -131,21 +135,32 @@ TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceOnWhite) {
     EXPECT_GT(last, first);
     EXPECT_TRUE(log.empty());
     EXPECT_EQ(beeps, 0);
-}
 
-TEST_F(CompareTest, ToleranceZeroOnEqualBitmapsTakesTheOutOfGamutStart) {
-    // d = tol = maxiDeltaE = 0: a zero denominator counts as t = 0. The
-    // bitmaps agree, so "No Difference" is written across the middle; the
-    // corner stays clear of the text.
-    LabImage a(200, 40), b(200, 40);
-    QImage image(200, 40, QImage::Format_RGB888);
+    // A narrow image gets a smaller font: at 28 the text would run over
+    // both edges; the fitting size leaves a margin.
+    LabImage c(60, 30), d(60, 30);
+    QImage narrow(60, 30, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(c, d, 2.0f, nullptr, &narrow));
+    std::tie(first, last) = darkColumns(narrow);
+    EXPECT_GT(first, 0);
+    EXPECT_LT(last, 59);
+
+    // Tolerance 0: d = tol = maxiDeltaE = 0, and a zero denominator counts
+    // as t = 0, the start of the out-of-gamut ramp; the text still shows.
     ASSERT_TRUE(compare(a, b, 0.0f, nullptr, &image));
-    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
-    const RGB8 limit = world.comparisonColors().outGamutLimitRGB;
-    EXPECT_EQ(limit, (RGB8{255, 178, 0}));
-    EXPECT_EQ(pixelOf(image, 0, 0), limit);
-    EXPECT_EQ(pixelOf(image, 199, 39), limit);
+    EXPECT_EQ(world.comparisonColors().outGamutLimitRGB, (RGB8{255, 178, 0}));
+    EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 178, 0}));
+    EXPECT_EQ(pixelOf(image, 199, 39), (RGB8{255, 178, 0}));
     EXPECT_GE(darkColumns(image).first, 0);
+
+    // An image with alpha beeps, and the comparison and the text go on.
+    QImage alpha(200, 40, QImage::Format_ARGB32);
+    alpha.fill(Qt::white);
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &alpha));
+    EXPECT_EQ(beeps, 1);
+    EXPECT_EQ(log, (std::vector<std::string>{"Gamut image is not RGB 24 bits, etc..."}));
+    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    EXPECT_GE(darkColumns(alpha).first, 0) << "No Difference still written";
 }
 
 TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
@@ -155,11 +170,8 @@ TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
         b.setA(x, 0, fields[x]);
     QImage image(5, 1, QImage::Format_RGB888);
     ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
-    EXPECT_NEAR(world.maxiDeltaE(), 10.0f, kExact);
-    EXPECT_NEAR(world.miniDeltaE(), 0.0f, kExact);
-    EXPECT_NEAR(world.averageDeltaE(), 19.0f / 5.0f, kSumTol);
     // d = 2 is in gamut for the statistics ...
-    EXPECT_NEAR(world.inGamutPixelsPercentage(), 60.0f, kExact);
+    expectStatistics(19.0f / 5.0f, 10.0f, 0.0f, 60.0f);
     EXPECT_EQ(world.comparedCount(), 5u);
     EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 255, 255}));
     EXPECT_EQ(pixelOf(image, 1, 0), (RGB8{127, 204, 127}));
@@ -222,9 +234,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     QImage image(9, 6, QImage::Format_RGB888);
     ASSERT_TRUE(compare(a, b, 2.0f, &mask, &image));
     EXPECT_EQ(world.comparedCount(), 6u);
-    EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
-    EXPECT_NEAR(world.miniDeltaE(), 1.0f, kExact);
-    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
+    expectStatistics(1.0f, 1.0f, 1.0f, 100.0f);
     // Painted per pixel: d = 0 white, d = 2 above maxiDeltaE 1 (a negative
     // denominator) at the start of the out-of-gamut ramp, lines grey.
     EXPECT_EQ(pixelOf(image, 1, 0), (RGB8{255, 255, 255}));
@@ -240,7 +250,7 @@ TEST_F(CompareTest, PatchChartAveragesEachPatchOnce) {
     EXPECT_NEAR(world.inGamutPixelsPercentage(), 50.0f, kExact);
 }
 
-TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
+TEST_F(CompareTest, PatchAtTheEdgeEndsThereAndWithoutMaskPixelsAreCompared) {
     // No closing line at the right or the bottom: the patch is the bitmap.
     LabImage a(4, 3), b(4, 3, kA1);
     Mask mask(4, 3, 0);
@@ -248,11 +258,6 @@ TEST_F(CompareTest, PatchAtTheEdgeEndsThere) {
     ASSERT_TRUE(compare(a, b, 2.0f, &mask, nullptr));
     EXPECT_EQ(world.comparedCount(), 1u);
     EXPECT_NEAR(world.maxiDeltaE(), 1.0f, kExact);
-}
-
-TEST_F(CompareTest, PatchFlagWithoutMaskComparesPixels) {
-    LabImage a(4, 3), b(4, 3, kA1);
-    world.setAveragePatchColor(true);
     ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
     EXPECT_EQ(world.comparedCount(), 12u);
 }
@@ -265,42 +270,6 @@ TEST_F(CompareTest, AveragePatchColorTruncatesEachField) {
         2, 1, reinterpret_cast<const std::uint8_t*>(a.bitmap.image), a.bitmap);
     EXPECT_EQ(average.lab.L, 32768);
     EXPECT_EQ(average.lab.a, 101); // 101.5 truncated
-}
-
-TEST_F(CompareTest, Cie94KindIsUsed) {
-    LabImage a(1, 1), b(1, 1);
-    b.pixels[0] = 40000; // L differs too, so both kinds give different numbers
-    b.pixels[1] = kA10;
-    world.setDeltaEKindForLabBitmapComparison(1);
-    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, nullptr));
-    CMColor c1{}, c2{};
-    std::memcpy(&c1, a.pixels.data(), 6);
-    std::memcpy(&c2, b.pixels.data(), 6);
-    EXPECT_NEAR(world.maxiDeltaE(), ColorWorld::deltaE94WithC1(c1, c2), kExact);
-    EXPECT_GT(std::fabs(world.maxiDeltaE() - ColorWorld::deltaEWithC1(c1, c2)), 0.5f);
-}
-
-TEST_F(CompareTest, ImageWithAlphaBeepsAndStillCompares) {
-    LabImage a(200, 30), b(200, 30);
-    QImage image(200, 30, QImage::Format_ARGB32);
-    image.fill(Qt::white);
-    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
-    EXPECT_EQ(beeps, 1);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "Gamut image is not RGB 24 bits, etc...");
-    EXPECT_NEAR(world.inGamutPixelsPercentage(), 100.0f, kExact);
-    EXPECT_GE(darkColumns(image).first, 0) << "No Difference still written";
-}
-
-TEST_F(CompareTest, NarrowImageGetsASmallerFont) {
-    LabImage a(60, 30), b(60, 30);
-    QImage image(60, 30, QImage::Format_RGB888);
-    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
-    auto [first, last] = darkColumns(image);
-    ASSERT_GE(first, 0);
-    // At 28 the text would run over both edges; the fitting size leaves a margin.
-    EXPECT_GT(first, 0);
-    EXPECT_LT(last, 59);
 }
 
 TEST_F(CompareTest, RefusalsLogAndKeepTheStatistics) {
@@ -346,9 +315,6 @@ TEST_F(CompareTest, BigImagePaintedOnTwoCoresLikeOne) {
     EXPECT_EQ(pixelOf(image, 5, 299), (RGB8{51, 0, 0}));
 }
 
-} // namespace
-
-namespace {
 
 // Fields spread over the whole range, a different sequence for each seed.
 void scatter(LabImage& image, std::uint32_t seed) {

@@ -7,48 +7,23 @@
 
 #include "color/color_world.h"
 #include "color/profile_manager.h"
-#include "platform/log.h"
-#include "tests/temp_dir.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
 using slidebox::image::Bitmap;
 using slidebox::image::ColorSpace;
 using slidebox::image::PixelFormat;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
 
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
 
 // The engine's optimised 8-bit tables against its unoptimised arithmetic:
 // a few levels at most, more through a printer table than a matrix.
 constexpr int kMatrixTol8 = 1;
-constexpr int kTableTol8 = 4;
 constexpr int kTableTol16 = 4 * 257;
 
-class ColorWorldMatchTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        for (const auto& p : {kSRGB, kAdobe, kCMYK})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        saved_ = ProfileManager::places();
-        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
-        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
-    }
-    void TearDown() override {
-        slidebox::platform::setLogSink({});
-        if (saved_)
-            ProfileManager::setPlaces(*saved_);
-    }
-    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
-
-    TempDir home_;
-    std::optional<ProfilePlaces> saved_;
-    std::vector<std::string> log_;
-};
+using ColorWorldMatchTest = InstalledProfilesTest;
 
 struct Recorder : CompletionHandler {
     void setAmountOfCompletion(std::int32_t percent) override { heard.push_back(percent); }
@@ -74,6 +49,28 @@ void fillPattern(Bitmap& b) {
             }
 }
 
+/// Sample s of pixel (x, y) of a packed bitmap, on the 16-bit scale.
+int sample16(const Bitmap& b, std::int32_t x, std::int32_t y, int s) {
+    const std::size_t i = static_cast<std::size_t>(x) * b.format().samplesPerPixel() + s;
+    return b.format().bytesPerSample == 1 ? b.row(y)[i] * 257 : b.row16(y)[i];
+}
+
+/// Pixels of `out` against the same pixels of `in` matched one colour at a
+/// time, within tol16 on the 16-bit scale.
+void expectLikeSingleColours(const ColorWorld& world, const Bitmap& in, const Bitmap& out,
+                             const std::vector<std::int32_t>& xs,
+                             const std::vector<std::int32_t>& ys, int tol16) {
+    for (std::int32_t y : ys)
+        for (std::int32_t x : xs) {
+            CMColor c{};
+            for (int s = 0; s < in.format().colorChannels(); ++s)
+                c.raw[s] = static_cast<std::uint16_t>(sample16(in, x, y, s));
+            ASSERT_TRUE(world.matchColor(c));
+            for (int s = 0; s < out.format().colorChannels(); ++s)
+                EXPECT_NEAR(sample16(out, x, y, s), c.raw[s], tol16) << x << "," << y << " " << s;
+        }
+}
+
 } // namespace
 
 // The tile limit is one million pixels; tests scale it down by 100 so that
@@ -96,19 +93,7 @@ TEST_F(ColorWorldMatchTest, TilesWithARemainderRowAndProgress) {
     EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
 
     // The last row, its own tile, is matched like the rest.
-    for (std::int32_t y : {0, 98, 99}) {
-        for (std::int32_t x : {0, 50, 100}) {
-            CMColor c{};
-            const std::uint8_t* p = in.row(y) + 3 * x;
-            c.rgb = {static_cast<std::uint16_t>(p[0] * 257), static_cast<std::uint16_t>(p[1] * 257),
-                     static_cast<std::uint16_t>(p[2] * 257)};
-            ASSERT_TRUE(world->matchColor(c));
-            const std::uint8_t* q = out.row(y) + 3 * x;
-            EXPECT_NEAR(q[0], c.rgb.red / 257.0, kMatrixTol8) << x << "," << y;
-            EXPECT_NEAR(q[1], c.rgb.green / 257.0, kMatrixTol8) << x << "," << y;
-            EXPECT_NEAR(q[2], c.rgb.blue / 257.0, kMatrixTol8) << x << "," << y;
-        }
-    }
+    expectLikeSingleColours(*world, in, out, {0, 50, 100}, {0, 98, 99}, kMatrixTol8 * 257);
 }
 
 TEST_F(ColorWorldMatchTest, ProgressOfTwelveTilesAndOfOneTile) {
@@ -163,6 +148,13 @@ TEST_F(ColorWorldMatchTest, ChecksOfSourceDestinationAndSize) {
     EXPECT_EQ(log_.back(), "ColorWorld: No good source or not a destination Lab color space");
     EXPECT_EQ(world->labBitmap(), nullptr);
     EXPECT_TRUE(world->matchSourceImageRep(rgb, &cmyk));
+
+    // A link-like world reads four samples from any rep; an XYZ rep of three
+    // passes the colour space test but can't be read as four.
+    auto fromCMYK = ColorWorld::initColorWorldWithSrcProfil(kCMYK, kSRGB, 0);
+    ASSERT_NE(fromCMYK, nullptr);
+    Bitmap xyz = make(4, 4, ColorSpace::XYZ, 8);
+    EXPECT_FALSE(fromCMYK->matchSourceImageRep(xyz, &rgb));
 }
 
 TEST_F(ColorWorldMatchTest, PlanarWithAlphaMatchesAsPackedAndKeepsAlpha) {
@@ -208,18 +200,8 @@ TEST_F(ColorWorldMatchTest, SixteenBitCMYKFollowsSingleColours) {
     fillPattern(in);
     Bitmap out = make(64, 5, ColorSpace::CMYK, 16);
     ASSERT_TRUE(world->matchSourceImageRep(in, &out));
-    for (std::int32_t y = 0; y < 5; ++y)
-        for (std::int32_t x = 0; x < 64; x += 7) {
-            CMColor c{};
-            const std::uint16_t* p = in.row16(y) + 3 * x;
-            c.rgb = {p[0], p[1], p[2]};
-            ASSERT_TRUE(world->matchColor(c));
-            const std::uint16_t* q = out.row16(y) + 4 * x;
-            EXPECT_NEAR(q[0], c.cmyk.cyan, kTableTol16);
-            EXPECT_NEAR(q[1], c.cmyk.magenta, kTableTol16);
-            EXPECT_NEAR(q[2], c.cmyk.yellow, kTableTol16);
-            EXPECT_NEAR(q[3], c.cmyk.black, kTableTol16);
-        }
+    expectLikeSingleColours(*world, in, out, {0, 7, 14, 21, 28, 35, 42, 49, 56, 63},
+                            {0, 1, 2, 3, 4}, kTableTol16);
 }
 
 TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
@@ -294,14 +276,4 @@ TEST_F(ColorWorldMatchTest, TooWideForATileMatchesNothing) {
     EXPECT_EQ(world->tileSizeHeight(), 0);
     for (std::size_t i = 0; i < out.minRowBytes(); i += 97)
         ASSERT_EQ(out.row(0)[i], 0);
-}
-
-TEST_F(ColorWorldMatchTest, RepWithFewerSamplesThanTheWorldIsRefused) {
-    // A link-like world reads four samples from any rep; an XYZ rep of three
-    // passes the colour space test but can't be read as four.
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kCMYK, kSRGB, 0);
-    ASSERT_NE(world, nullptr);
-    Bitmap xyz = make(5, 5, ColorSpace::XYZ, 8);
-    Bitmap rgb = make(5, 5, ColorSpace::RGB, 8);
-    EXPECT_FALSE(world->matchSourceImageRep(xyz, &rgb));
 }

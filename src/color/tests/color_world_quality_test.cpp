@@ -154,12 +154,10 @@ float plainGamut(const Worlds& w, float tolerance) {
 }
 
 TEST_F(ProfileQuality, SpeedSettingIsHeldToTenToHundred) {
-    ColorWorld::setSpeedCalculation(5.0f);
-    EXPECT_EQ(ColorWorld::speedCalculation(), 10.0f);
-    ColorWorld::setSpeedCalculation(150.0f);
-    EXPECT_EQ(ColorWorld::speedCalculation(), 100.0f);
-    ColorWorld::setSpeedCalculation(42.5f);
-    EXPECT_EQ(ColorWorld::speedCalculation(), 42.5f);
+    for (auto [set, held] : {std::pair{5.0f, 10.0f}, {150.0f, 100.0f}, {42.5f, 42.5f}}) {
+        ColorWorld::setSpeedCalculation(set);
+        EXPECT_EQ(ColorWorld::speedCalculation(), held) << set;
+    }
 }
 
 TEST_F(ProfileQuality, NoAnswerForProfilesThatCantBeTested) {
@@ -202,18 +200,24 @@ TEST_F(ProfileQuality, GamutDividesByTheConnectionSpacesConstant) {
 
 TEST_F(ProfileQuality, BijectivityEqualsThePlainAlgorithm) {
     // The numbers must be those of one engine match a colour, in the
-    // grid's order, summed in single precision: compared exactly.
-    const auto rgb = profile("rgb.icc", testing::tableRGBRecipe());
-    for (bool absolute : {false, true}) {
-        SCOPED_TRACE(absolute ? "absolute" : "perceptual");
-        float plainMax = 0.0f, maxi = -1.0f;
-        const float plain = plainQuality(worldsOf(rgb, absolute ? 3 : 0), 3, plainMax);
-        const float graded =
-            absolute ? ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(rgb, &maxi)
-                     : ColorWorld::bijectivityAverageDeltaEForPerceptualMode(rgb, &maxi);
-        EXPECT_EQ(graded, plain);
-        EXPECT_EQ(maxi, plainMax);
-        EXPECT_GT(graded, 0.0f) << "a table profile of grid 9 doesn't return exactly";
+    // grid's order, summed in single precision: compared exactly. A profile
+    // of the colour-space class is graded too: its class is never its data
+    // colour space.
+    ProfileRecipe spac = testing::tableRGBRecipe();
+    spac.deviceClass = fourCC("spac");
+    for (const auto& rgb :
+         {profile("rgb.icc", testing::tableRGBRecipe()), profile("spac.icc", spac)}) {
+        for (bool absolute : {false, true}) {
+            SCOPED_TRACE(rgb.filename().string() + (absolute ? " absolute" : " perceptual"));
+            float plainMax = 0.0f, maxi = -1.0f;
+            const float plain = plainQuality(worldsOf(rgb, absolute ? 3 : 0), 3, plainMax);
+            const float graded =
+                absolute ? ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(rgb, &maxi)
+                         : ColorWorld::bijectivityAverageDeltaEForPerceptualMode(rgb, &maxi);
+            EXPECT_EQ(graded, plain);
+            EXPECT_EQ(maxi, plainMax);
+            EXPECT_GT(graded, 0.0f) << "a table profile of grid 9 doesn't return exactly";
+        }
     }
     const auto cmyk = profile("cmyk.icc", cmykRecipe());
     float plainMax = 0.0f, maxi = -1.0f;
@@ -222,20 +226,6 @@ TEST_F(ProfileQuality, BijectivityEqualsThePlainAlgorithm) {
     EXPECT_EQ(maxi, plainMax);
     // The absent reference is allowed.
     EXPECT_EQ(ColorWorld::testProfile(cmyk, true, false, 0.0f, nullptr), plain);
-}
-
-TEST_F(ProfileQuality, ColorSpaceClassProfileIsGraded) {
-    // A profile of the colour-space class is not refused: its class is
-    // never its data colour space.
-    ProfileRecipe recipe = testing::tableRGBRecipe();
-    recipe.deviceClass = fourCC("spac");
-    const auto path = profile("spac.icc", recipe);
-    float maxi = -1.0f;
-    float plainMax = 0.0f;
-    const float plain = plainQuality(worldsOf(path, 0), 3, plainMax);
-    EXPECT_EQ(ColorWorld::bijectivityAverageDeltaEForPerceptualMode(path, &maxi), plain);
-    EXPECT_EQ(maxi, plainMax);
-    EXPECT_GE(plain, 0.0f);
 }
 
 TEST_F(ProfileQuality, GamutEqualsThePlainAlgorithm) {
@@ -247,26 +237,21 @@ TEST_F(ProfileQuality, GamutEqualsThePlainAlgorithm) {
     EXPECT_LT(plain, 100.0f);
 }
 
-TEST_F(ProfileQuality, AtFullSpeedNoClockIsRead) {
-    FakeClock clock;
-    ColorWorld::setThrottleClock(&clock);
-    const auto rgb = profile("rgb.icc", testing::tableRGBRecipe());
-    float maxi;
-    ColorWorld::bijectivityAverageDeltaEForPerceptualMode(rgb, &maxi);
-    EXPECT_EQ(clock.nowCalls, 0);
-    EXPECT_TRUE(clock.pauses.empty());
-}
-
 TEST_F(ProfileQuality, ThrottlePausesBetweenSlices) {
     FakeClock clock;
     ColorWorld::setThrottleClock(&clock);
     const auto rgb = profile("rgb.icc", testing::tableRGBRecipe());
     constexpr double kPauseTol = 1e-9;
+    float maxi;
+
+    // At full speed no clock is read.
+    ColorWorld::bijectivityAverageDeltaEForPerceptualMode(rgb, &maxi);
+    EXPECT_EQ(clock.nowCalls, 0);
+    EXPECT_TRUE(clock.pauses.empty());
 
     // 50 percent: each slice rests as long as it worked. 11 slices of the
     // device grid; the first starts at once.
     ColorWorld::setSpeedCalculation(50.0f);
-    float maxi;
     const float throttled = ColorWorld::bijectivityAverageDeltaEForPerceptualMode(rgb, &maxi);
     ASSERT_EQ(clock.pauses.size(), 11u);
     EXPECT_NEAR(clock.pauses[0], 0.0, kPauseTol);
@@ -303,19 +288,11 @@ TEST(ThrottleClockTest, SystemClockSleepsUntilTheMoment) {
     EXPECT_GE(clock.now() - start, kWait);
 }
 
-TEST(ColorRuns, MatchLikeOneColourACall) {
+TEST_F(ProfileQuality, ColorRunsMatchLikeOneColourACall) {
     // Runs of colours, alone or over threads, give the fields of one
     // engine call a colour: a CMYK world both ways, many colours, sizes
     // around the run length.
-    ScopedProfilePlaces places;
-    TempDir dir;
-    ProfileRecipe recipe;
-    recipe.colorSpace = cmCMYKData;
-    recipe.deviceClass = fourCC("prtr");
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9},
-                     {fourCC("B2A0"), ProfileTableRecipe::Kind::Lut16, 9}};
-    const auto path = writeProfile(dir, "cmyk.icc", make(recipe));
-    const Worlds w = worldsOf(path, 0);
+    const Worlds w = worldsOf(profile("cmyk.icc", cmykRecipe()), 0);
     std::uint32_t seed = 12345;
     auto next = [&seed] {
         seed = seed * 1664525u + 1013904223u;

@@ -5,53 +5,34 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "color/color_world.h"
 #include "color/profile_manager.h"
-#include "tests/temp_dir.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
 
 constexpr float kDeltaETol = 0.01f;
 
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::filesystem::path kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
-
 using Values = std::vector<double>;
+using Samples = std::vector<std::vector<std::uint16_t>>; // the fields of some colours
 
-// Fields of one colour and the same colour on the calculator's scale.
-struct Sample {
-    std::vector<std::uint16_t> fields;
-};
-
-const std::vector<Sample> kRGBSamples = {
-    {{65535, 65535, 65535}}, {{0, 0, 0}},
-    {{65535, 0, 0}},         {{0, 65535, 0}},
-    {{0, 0, 65535}},         {{32768, 32768, 32768}},
-    {{12000, 40000, 23000}}, {{60000, 51000, 7000}},
-};
-const std::vector<Sample> kCMYKSamples = {
-    {{0, 0, 0, 0}},
-    {{65535, 0, 0, 0}},
-    {{0, 65535, 0, 0}},
-    {{0, 0, 65535, 0}},
-    {{0, 0, 0, 65535}},
-    {{20000, 30000, 40000, 10000}},
-    {{50000, 5000, 30000, 0}},
-};
-const std::vector<Sample> kGraySamples = {{{0}}, {{65535}}, {{32768}}, {{5000}}};
-
-bool haveCalculator() {
-    return std::system("command -v transicc >/dev/null 2>&1") == 0;
-}
+const Samples kRGBSamples = {{65535, 65535, 65535}, {0, 0, 0},           {65535, 0, 0},
+                             {0, 65535, 0},         {0, 0, 65535},       {32768, 32768, 32768},
+                             {12000, 40000, 23000}, {60000, 51000, 7000}};
+const Samples kCMYKSamples = {{0, 0, 0, 0},         {65535, 0, 0, 0},
+                              {0, 65535, 0, 0},     {0, 0, 65535, 0},
+                              {0, 0, 0, 65535},     {20000, 30000, 40000, 10000},
+                              {50000, 5000, 30000, 0}};
+const Samples kGraySamples = {{0}, {65535}, {32768}, {5000}};
 
 // The calculator's scale for a device space: RGB and gray 0..255, CMYK percent.
 double scaleOf(OSType space) {
@@ -69,26 +50,24 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
             input << v << ' ';
         input << '\n';
     }
-    slidebox::testing::writeFile(dir / "in.txt", input.str());
+    writeFile(dir / "in.txt", input.str());
     const std::string command = "transicc -n -c0 -t" + std::to_string(intent) + " '-i" +
                                 in.string() + "' '-o" + out.string() + "' < '" +
                                 (dir / "in.txt").string() + "' 2>/dev/null";
-    std::vector<Values> rows;
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe)
-        return rows;
+        return {};
     std::string text;
     char buffer[4096];
     while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe))
         text.append(buffer, n);
     pclose(pipe);
+    std::vector<Values> rows;
     std::istringstream lines(text);
-    std::string line;
-    while (std::getline(lines, line)) {
+    for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
         Values row;
-        double v;
-        while (words >> v)
+        for (double v; words >> v;)
             row.push_back(v);
         if (!row.empty())
             rows.push_back(row);
@@ -96,31 +75,44 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
     return rows;
 }
 
-Values onScale(const Sample& s, OSType space) {
-    Values v;
-    for (std::uint16_t w : s.fields)
-        v.push_back(w * scaleOf(space) / 65535.0);
-    return v;
+// Device values on the calculator's scale: of sample fields, or of matched colours.
+std::vector<Values> onScale(const Samples& samples, OSType space) {
+    std::vector<Values> out;
+    for (const auto& s : samples) {
+        Values v;
+        for (std::uint16_t w : s)
+            v.push_back(w * scaleOf(space) / 65535.0);
+        out.push_back(v);
+    }
+    return out;
 }
 
-CMColor fieldsOf(const Sample& s) {
-    CMColor c{};
-    for (std::size_t i = 0; i < s.fields.size(); ++i)
-        c.raw[i] = s.fields[i];
-    return c;
+// Every sample through a world, as colour records.
+std::vector<CMColor> matched(ColorWorld& world, const Samples& samples) {
+    std::vector<CMColor> out;
+    for (const auto& s : samples) {
+        CMColor c{};
+        std::copy(s.begin(), s.end(), c.raw);
+        EXPECT_TRUE(world.matchColor(c));
+        out.push_back(c);
+    }
+    return out;
 }
 
 // Colour fields hold their values to the encoding's range; the calculator
 // doesn't, so its results are held the same way before they are compared.
-void holdToLabFields(Values& lab) {
-    lab[0] = std::clamp(lab[0], 0.0, 100.0);
-    for (int i = 1; i < 3; ++i)
-        lab[i] = std::clamp(lab[i], -128.0, 127.996);
+void holdToLabFields(std::vector<Values>& rows) {
+    for (Values& lab : rows) {
+        lab[0] = std::clamp(lab[0], 0.0, 100.0);
+        for (int i = 1; i < 3; ++i)
+            lab[i] = std::clamp(lab[i], -128.0, 127.996);
+    }
 }
 
-void holdToScale(Values& device, OSType space) {
-    for (double& v : device)
-        v = std::clamp(v, 0.0, scaleOf(space));
+void holdToScale(std::vector<Values>& rows, OSType space) {
+    for (Values& device : rows)
+        for (double& v : device)
+            v = std::clamp(v, 0.0, scaleOf(space));
 }
 
 float deltaE(const Values& one, const Values& two) {
@@ -128,129 +120,80 @@ float deltaE(const Values& one, const Values& two) {
                                    float(two[1]), float(two[2]));
 }
 
-class ColorWorldReference : public ::testing::Test {
+class ColorWorldReference : public InstalledProfilesTest {
   protected:
     void SetUp() override {
-        if (!haveCalculator())
+        if (std::system("command -v transicc >/dev/null 2>&1") != 0)
             GTEST_SKIP() << "transicc missing: run tools/setup.sh";
-        for (const auto& p : {kSRGB, kAdobe, kCMYK, kGray})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        saved_ = ProfileManager::places();
-        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
-        lab_ = ProfileManager::pathOfGenericLabProfil().value();
-    }
-    void TearDown() override {
-        if (saved_)
-            ProfileManager::setPlaces(*saved_);
-    }
-
-    // A device colour of `space` in Lab, by the calculator, relative colorimetric.
-    std::vector<Values> inLab(const std::filesystem::path& profile,
-                              const std::vector<Values>& colours) {
-        return calculator(profile, lab_, 1, colours);
-    }
-
-    // Compares a world from source to the generic Lab profile with the calculator.
-    void checkToLab(const std::filesystem::path& source, OSType space,
-                    const std::vector<Sample>& samples) {
-        std::vector<Values> input;
-        for (const Sample& s : samples)
-            input.push_back(onScale(s, space));
-        for (int intent = 0; intent <= 3; ++intent) {
-            auto world = ColorWorld::initColorWorldWithSrcProfil(source, lab_, intent);
-            ASSERT_NE(world, nullptr) << source << " intent " << intent;
-            auto reference = calculator(source, lab_, intent, input);
-            ASSERT_EQ(reference.size(), samples.size());
-            for (Values& lab : reference)
-                holdToLabFields(lab);
-            for (std::size_t i = 0; i < samples.size(); ++i) {
-                CMColor c = fieldsOf(samples[i]);
-                ASSERT_TRUE(world->matchColor(c));
-                float L, a, b;
-                ColorWorld::CMLab(c, L, a, b);
-                EXPECT_LE(deltaE({L, a, b}, reference[i]), kDeltaETol)
-                    << source << " intent " << intent << " sample " << i << ": " << L << ' ' << a
-                    << ' ' << b << " against " << reference[i][0] << ' ' << reference[i][1] << ' '
-                    << reference[i][2];
-            }
-        }
+        InstalledProfilesTest::SetUp();
+        if (!IsSkipped())
+            lab_ = genericLab();
     }
 
     // Compares device results of `ours` with the calculator's, both in Lab
-    // through the destination profile.
+    // (relative colorimetric) through the destination profile.
     void checkDevice(const std::filesystem::path& destination, OSType space,
-                     const std::vector<CMColor>& ours, const std::vector<Values>& reference,
+                     const std::vector<CMColor>& ours, std::vector<Values> reference,
                      const std::string& what) {
+        holdToScale(reference, space);
         ASSERT_EQ(ours.size(), reference.size()) << what;
-        std::vector<Values> ourValues;
-        const std::size_t channels = space == cmCMYKData ? 4 : space == cmGrayData ? 1 : 3;
-        for (const CMColor& c : ours) {
-            Values v;
-            for (std::size_t k = 0; k < channels; ++k)
-                v.push_back(c.raw[k] * scaleOf(space) / 65535.0);
-            ourValues.push_back(v);
-        }
-        const auto ourLab = inLab(destination, ourValues);
-        const auto referenceLab = inLab(destination, reference);
+        const int channels = space == cmCMYKData ? 4 : space == cmGrayData ? 1 : 3;
+        Samples ourFields;
+        for (const CMColor& c : ours)
+            ourFields.emplace_back(c.raw, c.raw + channels);
+        const auto ourLab = calculator(destination, lab_, 1, onScale(ourFields, space));
+        const auto referenceLab = calculator(destination, lab_, 1, reference);
         ASSERT_EQ(ourLab.size(), ours.size());
         ASSERT_EQ(referenceLab.size(), ours.size());
         for (std::size_t i = 0; i < ours.size(); ++i)
             EXPECT_LE(deltaE(ourLab[i], referenceLab[i]), kDeltaETol) << what << " sample " << i;
     }
 
-    TempDir home_;
-    std::optional<ProfilePlaces> saved_;
     std::filesystem::path lab_;
 };
 
 } // namespace
 
-TEST_F(ColorWorldReference, RGBToLabAllIntents) {
-    checkToLab(kSRGB, cmRGBData, kRGBSamples);
-    checkToLab(kAdobe, cmRGBData, kRGBSamples);
-}
-
-TEST_F(ColorWorldReference, CMYKTableToLabAllIntents) {
-    checkToLab(kCMYK, cmCMYKData, kCMYKSamples);
-}
-
-TEST_F(ColorWorldReference, GrayToLabAllIntents) {
-    checkToLab(kGray, cmGrayData, kGraySamples);
+TEST_F(ColorWorldReference, DeviceToLabAllIntents) {
+    const std::tuple<std::filesystem::path, OSType, const Samples*> sources[] = {
+        {kSRGB, cmRGBData, &kRGBSamples},
+        {kAdobe, cmRGBData, &kRGBSamples},
+        {kCMYK, cmCMYKData, &kCMYKSamples},
+        {kGray, cmGrayData, &kGraySamples}};
+    for (const auto& [source, space, samples] : sources) {
+        for (int intent = 0; intent <= 3; ++intent) {
+            SCOPED_TRACE(source.string() + " intent " + std::to_string(intent));
+            auto world = ColorWorld::initColorWorldWithSrcProfil(source, lab_, intent);
+            ASSERT_NE(world, nullptr);
+            auto reference = calculator(source, lab_, intent, onScale(*samples, space));
+            ASSERT_EQ(reference.size(), samples->size());
+            holdToLabFields(reference);
+            const auto ours = matched(*world, *samples);
+            for (std::size_t i = 0; i < ours.size(); ++i) {
+                float L, a, b;
+                ColorWorld::CMLab(ours[i], L, a, b);
+                EXPECT_LE(deltaE({L, a, b}, reference[i]), kDeltaETol)
+                    << "sample " << i << ": " << L << ' ' << a << ' ' << b << " against "
+                    << reference[i][0] << ' ' << reference[i][1] << ' ' << reference[i][2];
+            }
+        }
+    }
 }
 
 TEST_F(ColorWorldReference, DeviceToDeviceAllIntents) {
-    struct Chain {
-        std::filesystem::path source, destination;
-        OSType in, out;
-        const std::vector<Sample>* samples;
-    };
-    const Chain chains[] = {
-        {kAdobe, kCMYK, cmRGBData, cmCMYKData, &kRGBSamples},
-        {kCMYK, kSRGB, cmCMYKData, cmRGBData, &kCMYKSamples},
-        {kGray, kSRGB, cmGrayData, cmRGBData, &kGraySamples},
-    };
-    for (const Chain& chain : chains) {
-        std::vector<Values> input;
-        for (const Sample& s : *chain.samples)
-            input.push_back(onScale(s, chain.in));
+    const std::tuple<std::filesystem::path, std::filesystem::path, OSType, OSType,
+                     const Samples*>
+        chains[] = {{kAdobe, kCMYK, cmRGBData, cmCMYKData, &kRGBSamples},
+                    {kCMYK, kSRGB, cmCMYKData, cmRGBData, &kCMYKSamples},
+                    {kGray, kSRGB, cmGrayData, cmRGBData, &kGraySamples}};
+    for (const auto& [source, destination, in, out, samples] : chains) {
         for (int intent = 0; intent <= 3; ++intent) {
-            auto world =
-                ColorWorld::initColorWorldWithSrcProfil(chain.source, chain.destination, intent);
+            auto world = ColorWorld::initColorWorldWithSrcProfil(source, destination, intent);
             ASSERT_NE(world, nullptr);
-            std::vector<CMColor> ours;
-            for (const Sample& s : *chain.samples) {
-                CMColor c = fieldsOf(s);
-                ASSERT_TRUE(world->matchColor(c));
-                ours.push_back(c);
-            }
-            auto reference = calculator(chain.source, chain.destination, intent, input);
-            for (Values& device : reference)
-                holdToScale(device, chain.out);
-            checkDevice(chain.destination, chain.out, ours, reference,
-                        chain.source.filename().string() + " to " +
-                            chain.destination.filename().string() + " intent " +
-                            std::to_string(intent));
+            checkDevice(destination, out, matched(*world, *samples),
+                        calculator(source, destination, intent, onScale(*samples, in)),
+                        source.filename().string() + " to " + destination.filename().string() +
+                            " intent " + std::to_string(intent));
         }
     }
 }
@@ -260,23 +203,12 @@ TEST_F(ColorWorldReference, TwoIntentsAgainstTwoSteps) {
     // so its absolute and relative renderings agree; the destination's
     // intent decides how the paper is met.
     const std::pair<int, int> intents[] = {{0, 3}, {3, 0}, {1, 2}, {2, 1}, {0, 1}};
-    std::vector<Values> input;
-    for (const Sample& s : kRGBSamples)
-        input.push_back(onScale(s, cmRGBData));
     for (auto [in, out] : intents) {
         auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, in, out, kCMYK);
         ASSERT_NE(world, nullptr);
-        std::vector<CMColor> ours;
-        for (const Sample& s : kRGBSamples) {
-            CMColor c = fieldsOf(s);
-            ASSERT_TRUE(world->matchColor(c));
-            ours.push_back(c);
-        }
-        const auto lab = calculator(kSRGB, lab_, in, input);
-        auto reference = calculator(lab_, kCMYK, out, lab);
-        for (Values& device : reference)
-            holdToScale(device, cmCMYKData);
-        checkDevice(kCMYK, cmCMYKData, ours, reference,
+        const auto lab = calculator(kSRGB, lab_, in, onScale(kRGBSamples, cmRGBData));
+        checkDevice(kCMYK, cmCMYKData, matched(*world, kRGBSamples),
+                    calculator(lab_, kCMYK, out, lab),
                     "intents " + std::to_string(in) + " and " + std::to_string(out));
     }
 }

@@ -4,47 +4,18 @@
 #include <vector>
 
 #include "color/color_world.h"
-#include "color/profile_manager.h"
-#include "platform/log.h"
-#include "tests/temp_dir.h"
+#include "color/tests/world_fixtures.h"
 
 using namespace slidebox::color;
-using slidebox::testing::TempDir;
+using namespace slidebox::testing;
 
 namespace {
-
-const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
-const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const std::filesystem::path kNamed = "/usr/share/color/icc/colord/Crayons.icc";
 
 constexpr float kByteStep = 1.0f / 255.0f;
 // A 16-bit Lab stop between two worlds moves the result by a few fields.
 constexpr int kStepwiseTol = 64;
 
-// Every test gets a home of its own, so the generic Lab profile is made
-// there and the real home is never touched.
-class ColorWorldTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        for (const auto& p : {kSRGB, kCMYK, kNamed})
-            if (!std::filesystem::exists(p))
-                GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        saved_ = ProfileManager::places();
-        ProfileManager::setPlaces(ProfilePlaces::underHome(home_.path()));
-        slidebox::platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
-    }
-    void TearDown() override {
-        slidebox::platform::setLogSink({});
-        if (saved_)
-            ProfileManager::setPlaces(*saved_);
-    }
-
-    std::filesystem::path genericLab() { return ProfileManager::pathOfGenericLabProfil().value(); }
-
-    TempDir home_;
-    std::optional<ProfilePlaces> saved_;
-    std::vector<std::string> log_;
-};
+using ColorWorldTest = InstalledProfilesTest;
 
 CMColor rgb(std::uint16_t r, std::uint16_t g, std::uint16_t b) {
     CMColor c{};
@@ -64,12 +35,9 @@ TEST_F(ColorWorldTest, OneIntentMakesASourceToDestinationChain) {
     ASSERT_NE(world, nullptr);
     EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(world->dataColorSpaceOut(), cmCMYKData);
-    EXPECT_EQ(world->srcProfilePath(), kSRGB);
-    EXPECT_EQ(world->destProfilePath(), kCMYK);
     ASSERT_NE(world->cwRef(), nullptr);
     EXPECT_EQ(CWInputSpace(*world->cwRef()), cmRGBData);
     EXPECT_EQ(CWOutputSpace(*world->cwRef()), cmCMYKData);
-    EXPECT_EQ(world->completionHandler(), nullptr);
 
     CMColor white = rgb(65535, 65535, 65535);
     ASSERT_TRUE(world->matchColor(white));
@@ -115,7 +83,7 @@ TEST_F(ColorWorldTest, TwoIntentsFailWhenTheGenericLabProfileCannotBeMade) {
     // A data folder that is a file: the generic Lab profile can't be written.
     ProfilePlaces places = ProfilePlaces::underHome(home_.path());
     places.dataHome = home_ / "not-a-folder";
-    slidebox::testing::writeFile(places.dataHome, "x");
+    writeFile(places.dataHome, "x");
     ProfileManager::setPlaces(places);
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 3, kCMYK), nullptr);
     EXPECT_NE(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 1, kCMYK), nullptr);
@@ -149,7 +117,7 @@ TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
 TEST_F(ColorWorldTest, NoObjectWithoutAUsableSource) {
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "missing.icc", kCMYK, 1), nullptr);
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::filesystem::path(), kCMYK, 1), nullptr);
-    slidebox::testing::writeFile(home_ / "broken.icc", std::string(200, 'x'));
+    writeFile(home_ / "broken.icc", std::string(200, 'x'));
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "broken.icc", 0, 0, kSRGB), nullptr);
     // 256 bytes of path are refused before the engine is asked.
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::string(256, 'a'), kSRGB, 1), nullptr);
@@ -191,10 +159,7 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     recipe.colorSpace = cmRGBData;
     recipe.deviceClass = fourCC("link");
     recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9}};
-    auto bytes = makeProfile(recipe);
-    ASSERT_TRUE(bytes.has_value());
-    const auto link = home_ / "link.icc";
-    slidebox::testing::writeFile(link, std::string(bytes->begin(), bytes->end()));
+    const auto link = writeProfile(home_, "link.icc", make(recipe));
 
     auto handler = std::make_shared<Counter>();
     auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);
@@ -202,26 +167,8 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     EXPECT_EQ(world->completionHandler(), handler);
     EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(world->dataColorSpaceOut(), 0u); // fits any destination
-    EXPECT_FALSE(world->destProfilePath().has_value());
-    EXPECT_EQ(world->srcProfilePath(), link);
     CMColor c = rgb(65535, 65535, 65535);
     EXPECT_TRUE(world->matchColor(c));
-}
-
-TEST_F(ColorWorldTest, HandlerIsSharedAndCanBeSetAgain) {
-    auto handler = std::make_shared<Counter>();
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0, 1, handler);
-    ASSERT_NE(world, nullptr);
-    EXPECT_EQ(handler.use_count(), 2);
-    world->setCompletionHandler(handler);
-    EXPECT_EQ(handler.use_count(), 2);
-    EXPECT_EQ(world->completionHandler(), handler);
-    world->setCompletionHandler(nullptr);
-    EXPECT_EQ(handler.use_count(), 1);
-    auto other = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 2, handler);
-    ASSERT_NE(other, nullptr);
-    other.reset();
-    EXPECT_EQ(handler.use_count(), 1); // the world's end drops its reference
 }
 
 TEST_F(ColorWorldTest, RefusedMatchIsLoggedAndLeavesTheColour) {
@@ -259,6 +206,17 @@ TEST(ColorWorldComparisonColors, DefaultsAsBytes) {
 
     ColorWorld fresh; // no initialiser ran: all zero
     EXPECT_EQ(fresh.comparisonColors().inGamutLowRGB, (RGB8{0, 0, 0}));
+
+    // The same defaults as colours; absent references are skipped.
+    ColorValue low, inLimit, outLimit, nonCompared;
+    ColorWorld::getDefaultOutGamutColors(nullptr, &outLimit);
+    ColorWorld::getDefaultInGamutColors(&low, &inLimit);
+    ColorWorld::getDefaultNonComparedColor(&nonCompared);
+    ColorWorld::getDefaultNonComparedColor(nullptr);
+    EXPECT_EQ(outLimit, ColorValue::colorWithCalibratedRed(1.0f, 0.7f, 0.0f, 1.0f));
+    EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
+    EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
+    EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
 }
 
 TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
@@ -296,23 +254,3 @@ TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
     EXPECT_EQ(ColorWorld::checkColorSpace(device), device);
 }
 
-TEST(ColorWorldComparisonColors, DefaultGettersSkipAbsentReferences) {
-    ColorValue limit = ColorValue::colorWithDeviceWhite(0.0f, 0.0f);
-    ColorWorld::getDefaultOutGamutColors(nullptr, &limit);
-    EXPECT_EQ(limit, ColorValue::colorWithCalibratedRed(1.0f, 0.7f, 0.0f, 1.0f));
-    ColorValue low, inLimit, nonCompared;
-    ColorWorld::getDefaultInGamutColors(&low, &inLimit);
-    EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
-    EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
-    ColorWorld::getDefaultNonComparedColor(&nonCompared);
-    EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
-    ColorWorld::getDefaultNonComparedColor(nullptr);
-    ColorWorld::getDefaultInGamutColors(nullptr, nullptr);
-}
-
-TEST(ColorWorldClassOperations, ColourArithmeticIsPartOfTheClass) {
-    CMColor c{};
-    ColorWorld::LabL(50.0f, 0.0f, 0.0f, c);
-    EXPECT_EQ(c.lab.L, 32767);
-    EXPECT_NEAR(ColorWorld::deltaEWithL(0, 0, 0, 3, 4, 0), 5.0f, 1e-5f);
-}

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "color/colorsync.h"
 #include "color/tests/profile_fixtures.h"
@@ -22,6 +23,13 @@ CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     return c;
 }
 
+// A generic profile of a space, written to dir and opened.
+CMProfileRef openGeneric(const TempDir& dir, OSType space) {
+    auto bytes = genericProfileBytes(space);
+    EXPECT_TRUE(bytes);
+    return CMOpenProfile(writeProfile(dir, std::to_string(space) + ".icc", bytes.value_or(Bytes{})));
+}
+
 double labL(const CMColor& c) {
     return c.lab.L * 100.0 / 65535.0;
 }
@@ -30,6 +38,11 @@ double labA(const CMColor& c) {
 }
 double labB(const CMColor& c) {
     return c.lab.b * 255.996 / 65535.0 - 128.0;
+}
+void expectLab(const CMColor& c, double L, double a, double b) {
+    EXPECT_NEAR(labL(c), L, kLabTolerance);
+    EXPECT_NEAR(labA(c), a, kLabTolerance);
+    EXPECT_NEAR(labB(c), b, kLabTolerance);
 }
 
 } // namespace
@@ -175,11 +188,9 @@ TEST(ColorSyncProfiles, DescriptionOfVersion2And4Profiles) {
 }
 
 TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
-    auto srgbBytes = genericProfileBytes(cmRGBData);
-    auto labBytes = genericProfileBytes(cmLabData);
     TempDir dir;
-    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *srgbBytes));
-    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *labBytes));
+    auto srgb = openGeneric(dir, cmRGBData);
+    auto lab = openGeneric(dir, cmLabData);
     ASSERT_TRUE(srgb && lab);
     ProfileSetEntry chain[] = {{srgb.get(), 1, TransformTag::DeviceToPCS},
                                {lab.get(), 1, TransformTag::PCSToDevice}};
@@ -193,12 +204,8 @@ TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
     colors[2].rgb = {0, 0, 0};
     ASSERT_TRUE(CWMatchColors(*world, colors));
     // sRGB under D50 (Bradford): white 100/0/0, red 54.29/80.80/69.89, black 0/0/0.
-    EXPECT_NEAR(labL(colors[0]), 100.0, kLabTolerance);
-    EXPECT_NEAR(labA(colors[0]), 0.0, kLabTolerance);
-    EXPECT_NEAR(labB(colors[0]), 0.0, kLabTolerance);
-    EXPECT_NEAR(labL(colors[1]), 54.29, kLabTolerance);
-    EXPECT_NEAR(labA(colors[1]), 80.80, kLabTolerance);
-    EXPECT_NEAR(labB(colors[1]), 69.89, kLabTolerance);
+    expectLab(colors[0], 100.0, 0.0, 0.0);
+    expectLab(colors[1], 54.29, 80.80, 69.89);
     EXPECT_NEAR(labL(colors[2]), 0.0, kLabTolerance);
 
     // And back: Lab -> sRGB gives the red again.
@@ -214,9 +221,8 @@ TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
 }
 
 TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
-    auto labBytes = genericProfileBytes(cmLabData);
     TempDir dir;
-    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *labBytes));
+    auto lab = openGeneric(dir, cmLabData);
     ASSERT_TRUE(lab);
     ProfileSetEntry chain[] = {{lab.get(), 0, TransformTag::DeviceToPCS}};
     auto world = NCWConcatColorWorld(chain);
@@ -229,33 +235,14 @@ TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
                                  static_cast<std::uint16_t>(65280 - ab));
             CMColor before = c;
             ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-            EXPECT_EQ(c.lab.L, before.lab.L);
-            EXPECT_EQ(c.lab.a, before.lab.a);
-            EXPECT_EQ(c.lab.b, before.lab.b);
+            EXPECT_EQ(std::memcmp(c.raw, before.raw, 6), 0) << c.raw[0] << " " << c.raw[1];
         }
-}
-
-TEST(ColorSyncWorlds, OneProfileChainEndsInItsConnectionSpace) {
-    TempDir dir;
-    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *genericProfileBytes(cmRGBData)));
-    ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS}};
-    auto world = NCWConcatColorWorld(chain);
-    ASSERT_TRUE(world);
-    EXPECT_EQ(CWOutputSpace(*world), cmXYZData);
-    CMColor white{};
-    white.rgb = {65535, 65535, 65535};
-    ASSERT_TRUE(CWMatchColors(*world, std::span(&white, 1)));
-    // D50 white 96.42/100/82.49 on the 0..200 scale.
-    constexpr double kXYZTolerance = 0.05;
-    EXPECT_NEAR(white.XYZ.X * 200.0 / 65535.0, 96.42, kXYZTolerance);
-    EXPECT_NEAR(white.XYZ.Y * 200.0 / 65535.0, 100.0, kXYZTolerance);
-    EXPECT_NEAR(white.XYZ.Z * 200.0 / 65535.0, 82.49, kXYZTolerance);
 }
 
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
     TempDir dir;
-    auto srgb = CMOpenProfile(writeProfile(dir, "srgb.icc", *genericProfileBytes(cmRGBData)));
-    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
+    auto srgb = openGeneric(dir, cmRGBData);
+    auto lab = openGeneric(dir, cmLabData);
     ASSERT_TRUE(srgb && lab);
     EXPECT_FALSE(NCWConcatColorWorld({}));
     ProfileSetEntry backwards[] = {{srgb.get(), 0, TransformTag::PCSToDevice}};
@@ -284,34 +271,11 @@ TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
     EXPECT_NEAR(grey.rgb.green, 30000, 40 * kFieldTolerance);
 }
 
-TEST(ColorSyncWorlds, InstalledCMYKProfileRoundTripsNearItself) {
-    auto cmykPath = installedProfile("ghostscript/default_cmyk.icc");
-    if (!cmykPath)
-        GTEST_SKIP() << "libgs-common isn't installed";
-    TempDir dir;
-    auto cmyk = CMOpenProfile(*cmykPath);
-    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
-    ASSERT_TRUE(cmyk && lab);
-    ProfileSetEntry toLab[] = {{cmyk.get(), 1, TransformTag::DeviceToPCS},
-                               {lab.get(), 1, TransformTag::PCSToDevice}};
-    auto world = NCWConcatColorWorld(toLab);
-    ASSERT_TRUE(world);
-    EXPECT_EQ(CWInputSpace(*world), cmCMYKData);
-    CMColor paper{};
-    ASSERT_TRUE(CWMatchColors(*world, std::span(&paper, 1)));
-    // Unprinted paper is the lightest colour the profile knows, near white.
-    EXPECT_GT(labL(paper), 90.0);
-    CMColor black{};
-    black.cmyk = {65535, 65535, 65535, 65535};
-    ASSERT_TRUE(CWMatchColors(*world, std::span(&black, 1)));
-    EXPECT_LT(labL(black), 20.0);
-}
-
 TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
     TempDir dir;
-    auto xyz = CMOpenProfile(writeProfile(dir, "xyz.icc", *genericProfileBytes(cmXYZData)));
-    auto gray = CMOpenProfile(writeProfile(dir, "gray.icc", *genericProfileBytes(cmGrayData)));
-    auto lab = CMOpenProfile(writeProfile(dir, "lab.icc", *genericProfileBytes(cmLabData)));
+    auto xyz = openGeneric(dir, cmXYZData);
+    auto gray = openGeneric(dir, cmGrayData);
+    auto lab = openGeneric(dir, cmLabData);
     ASSERT_TRUE(xyz && gray && lab);
     ProfileSetEntry identity[] = {{xyz.get(), 1, TransformTag::DeviceToPCS}};
     auto world = NCWConcatColorWorld(identity);
@@ -325,9 +289,7 @@ TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
                  static_cast<std::uint16_t>(w / 2)};
         CMColor before = c;
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        EXPECT_EQ(c.XYZ.X, before.XYZ.X);
-        EXPECT_EQ(c.XYZ.Y, before.XYZ.Y);
-        EXPECT_EQ(c.XYZ.Z, before.XYZ.Z);
+        EXPECT_EQ(std::memcmp(c.raw, before.raw, 6), 0) << c.raw[0] << " " << c.raw[1];
     }
 
     ProfileSetEntry grayToLab[] = {{gray.get(), 1, TransformTag::DeviceToPCS},

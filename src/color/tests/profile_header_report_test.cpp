@@ -39,15 +39,12 @@ TEST(ProfileHeaderReport, SevenLinesInOrder) {
 
 TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
     CM2Header h = sampleHeader();
-    h.size = 1000;
-    EXPECT_EQ(headerInfos(h).rfind("Size : 1000 / ", 0), 0u);
-    h.size = 1001;
-    EXPECT_EQ(headerInfos(h).rfind("Size : 1.001 Ko / ", 0), 0u);
-    h.size = 0;
-    EXPECT_EQ(headerInfos(h).rfind("Size : 0 / ", 0), 0u);
     // Single precision first: 4294967295 becomes 4294967296 before the division.
-    h.size = 0xFFFFFFFF;
-    EXPECT_EQ(headerInfos(h).rfind("Size : 4294967.296 Ko / ", 0), 0u);
+    for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "}, {1001u, "Size : 1.001 Ko / "},
+                               {0u, "Size : 0 / "}, {0xFFFFFFFFu, "Size : 4294967.296 Ko / "}}) {
+        h.size = size;
+        EXPECT_EQ(headerInfos(h).rfind(start, 0), 0u) << size;
+    }
 }
 
 TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
@@ -65,9 +62,6 @@ TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
         EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"),
                   std::string::npos);
     }
-    // Seven lines, no line feed at the end.
-    EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 6);
-    EXPECT_NE(report.back(), '\n');
 }
 
 TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {

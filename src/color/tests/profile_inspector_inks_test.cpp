@@ -3,6 +3,7 @@
 // whose inks are known and on the installed ones.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <random>
 
@@ -30,6 +31,37 @@ CMColor labColor(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     CMColor c{};
     c.lab = {L, a, b};
     return c;
+}
+
+/// The dot gains of cyan, magenta, yellow and black, in that order.
+std::array<float, 4> gains(ProfileInspector& inspector) {
+    return {inspector.dotGainOfCyanChanel(), inspector.dotGainOfMagentaChanel(),
+            inspector.dotGainOfYellowChanel(), inspector.dotGainOfBlackChanel()};
+}
+
+ProfileRecipe grayRecipe() {
+    ProfileRecipe recipe;
+    recipe.colorSpace = cmGrayData;
+    recipe.deviceClass = cmDisplayClass;
+    recipe.matrixShaper = true;
+    recipe.description = "Gray 2.2";
+    return recipe;
+}
+
+/// The ink measures within their ranges: sums of four truncated
+/// percentages, and a start of black on the walk's grid of 655 fields.
+void expectInkMeasuresInRange(const ProfileInspector& inspector) {
+    const std::int32_t total = inspector.PCSToDeviceTotalInkMax();
+    const std::int32_t black = inspector.PCSToDeviceBlackMax();
+    const float start = inspector.PCSToDeviceLuminanceOfStartBlack();
+    EXPECT_GE(black, 0);
+    EXPECT_LE(black, 100);
+    EXPECT_GE(total, black);
+    EXPECT_LE(total, 400);
+    EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
+    EXPECT_LE(start, 100.0f);
+    const double steps = (65535.0 - start * 65535.0 / 100.0) / 655.0;
+    EXPECT_NEAR(steps, std::round(steps), 1e-3);
 }
 
 float labL(const CMColor& c) {
@@ -60,10 +92,8 @@ TEST_F(InksTest, DensityIsLogOfTheInverseComponentWithWhiteAtMinusTwo) {
     EXPECT_NEAR(ProfileInspector::YdensityForColor(white, *world), -2.0, kFloatTolerance);
     // The colour is overwritten by its match: Lab through Lab is itself.
     EXPECT_EQ(white.lab.L, 65535);
-    white = labColor(65535, 32768, 32768);
     EXPECT_NEAR(ProfileInspector::XdensityForColor(white, *world), -std::log10(96.42),
                 kFloatTolerance);
-    white = labColor(65535, 32768, 32768);
     EXPECT_NEAR(ProfileInspector::ZdensityForColor(white, *world), -std::log10(82.49),
                 kFloatTolerance);
     // Black has no light left: its density is infinite.
@@ -77,10 +107,9 @@ TEST_F(InksTest, DotGainOfEachInkAtItsHalfTint) {
     EXPECT_FALSE(inspector->calculatedDotGain());
     EXPECT_NEAR(inspector->dotGainOfCyanChanel(), kPlainInkGain, kGainTolerance);
     EXPECT_TRUE(inspector->calculatedDotGain());
-    EXPECT_NEAR(inspector->dotGainOfMagentaChanel(), kPlainInkGain, kGainTolerance);
-    EXPECT_NEAR(inspector->dotGainOfYellowChanel(), kPlainInkGain, kGainTolerance);
     // The solid black has no light at all: 10^(Dp - Ds) is 0 and the gain stays finite.
-    EXPECT_NEAR(inspector->dotGainOfBlackChanel(), kPlainInkGain, kGainTolerance);
+    for (float gain : gains(*inspector))
+        EXPECT_NEAR(gain, kPlainInkGain, kGainTolerance);
 
     // The dot gain has a world of its own: an inspector without worlds measures it too.
     auto bare = ProfileInspector::profileInspectorWithProfilePath(inspector->profilePath(), -1);
@@ -115,27 +144,17 @@ TEST_F(InksTest, OtherSpacesHaveNoGainAndGrayOnlyBlack) {
     auto rgb = ProfileInspector::profileInspectorWithProfilePath(
         writeProfile(dir, "rgb.icc", make(tableRGBRecipe())), 0);
     ASSERT_TRUE(rgb);
-    EXPECT_EQ(rgb->dotGainOfBlackChanel(), 0.0f);
-    EXPECT_EQ(rgb->dotGainOfCyanChanel(), 0.0f);
-    EXPECT_EQ(rgb->dotGainOfMagentaChanel(), 0.0f);
-    EXPECT_EQ(rgb->dotGainOfYellowChanel(), 0.0f);
+    EXPECT_EQ(gains(*rgb), (std::array<float, 4>{}));
     EXPECT_TRUE(rgb->calculatedDotGain());
 
-    ProfileRecipe grayRecipe;
-    grayRecipe.colorSpace = cmGrayData;
-    grayRecipe.deviceClass = cmDisplayClass;
-    grayRecipe.matrixShaper = true;
-    grayRecipe.description = "Gray 2.2";
-    auto gray = ProfileInspector::profileInspectorWithProfilePath(
-        writeProfile(dir, "gray.icc", make(grayRecipe)), 0);
+    auto gray = printer("gray.icc", grayRecipe(), 0);
     ASSERT_TRUE(gray);
-    EXPECT_EQ(gray->dotGainOfCyanChanel(), 0.0f);
-    EXPECT_EQ(gray->dotGainOfMagentaChanel(), 0.0f);
-    EXPECT_EQ(gray->dotGainOfYellowChanel(), 0.0f);
+    const auto grayGains = gains(*gray);
+    for (int ink = 0; ink < 3; ++ink)
+        EXPECT_EQ(grayGains[ink], 0.0f) << ink;
     // Gray 0 is the paper here and has no light: both powers are infinite
     // and their quotient no number, which is what the measure gives.
-    EXPECT_NE(gray->dotGainOfBlackChanel(), 0.0f);
-    EXPECT_TRUE(std::isnan(gray->dotGainOfBlackChanel()));
+    EXPECT_TRUE(std::isnan(grayGains[3]));
 }
 
 TEST_F(InksTest, WithoutAWayBackTheInkMeasuresGiveTheirDefaults) {
@@ -228,11 +247,7 @@ TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
     EXPECT_EQ(p.maxChroma, p.primaryLch[5].c); // blue
 
     // A gray profile: the two ends, nothing of the inks.
-    ProfileRecipe grayRecipe;
-    grayRecipe.colorSpace = cmGrayData;
-    grayRecipe.deviceClass = cmDisplayClass;
-    grayRecipe.matrixShaper = true;
-    auto gray = printer("gray.icc", grayRecipe, 1);
+    auto gray = printer("gray.icc", grayRecipe(), 1);
     ASSERT_TRUE(gray);
     CharacteristicProfilePoints g = gray->characteristicProfilePoints();
     EXPECT_NEAR(g.lightestLch.L, 100.0, kLabTolerance);
@@ -258,22 +273,13 @@ TEST_F(InksTest, InstalledPrinterProfileGivesInksWithinTheirRanges) {
     for (std::int32_t intent : {0, 1, 2, 3}) {
         auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, intent);
         ASSERT_TRUE(inspector) << intent;
-        const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
-        const std::int32_t black = inspector->PCSToDeviceBlackMax();
-        const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
-        EXPECT_GE(total, black);
-        EXPECT_LE(total, 400);
-        EXPECT_GT(black, 50); // a press puts most of its darkest neutral in black
-        EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
-        EXPECT_LE(start, 100.0f);
-        // The walk only stops on its grid of 655.
-        const double steps = (65535.0 - start * 65535.0 / 100.0) / 655.0;
-        EXPECT_NEAR(steps, std::round(steps), 1e-3);
+        expectInkMeasuresInRange(*inspector);
+        // A press puts most of its darkest neutral in black.
+        EXPECT_GT(inspector->PCSToDeviceBlackMax(), 50);
     }
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(*cmyk, 1);
     // A press's dot gain at the half tint is a few to some tens of points.
-    for (float gain : {inspector->dotGainOfCyanChanel(), inspector->dotGainOfMagentaChanel(),
-                       inspector->dotGainOfYellowChanel(), inspector->dotGainOfBlackChanel()}) {
+    for (float gain : gains(*inspector)) {
         EXPECT_GT(gain, 0.0f);
         EXPECT_LT(gain, 50.0f);
     }
@@ -302,21 +308,12 @@ TEST_F(InksTest, DamagedPrintersGiveDefaultsOrValuesInRange) {
             auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
             if (!inspector)
                 continue;
-            // Sums of four percentages, each truncated; the walk ends on its grid.
-            const std::int32_t total = inspector->PCSToDeviceTotalInkMax();
-            const std::int32_t black = inspector->PCSToDeviceBlackMax();
-            const float start = inspector->PCSToDeviceLuminanceOfStartBlack();
-            EXPECT_GE(total, 0);
-            EXPECT_LE(total, 400);
-            EXPECT_GE(black, 0);
-            EXPECT_LE(black, 100);
-            EXPECT_GE(start, kNoBlackStart - kFloatTolerance);
-            EXPECT_LE(start, 100.0f);
+            expectInkMeasuresInRange(*inspector);
             measuredWithWorlds += intent == 1;
-            if (intent == -1) {
-                EXPECT_EQ(total, 400);
-                EXPECT_EQ(black, 100);
-                EXPECT_EQ(start, 100.0f);
+            if (intent == -1) { // no worlds: the defaults
+                EXPECT_EQ(inspector->PCSToDeviceTotalInkMax(), 400);
+                EXPECT_EQ(inspector->PCSToDeviceBlackMax(), 100);
+                EXPECT_EQ(inspector->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
             }
             (void)inspector->dotGainOfCyanChanel();
             EXPECT_TRUE(inspector->calculatedDotGain());

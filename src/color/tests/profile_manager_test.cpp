@@ -71,6 +71,9 @@ TEST(ProfileManagerTest, GenericProfilesAreMadeOnceUnderTheDataFolder) {
         EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, row.space);
     }
     EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
+    // The path of a profile reference is where it was opened.
+    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
+    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
 }
 
 TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
@@ -82,14 +85,6 @@ TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
     EXPECT_FALSE(ProfileManager::pathOfGenericLabProfil());
 }
 
-TEST(ProfileManagerTest, PathForProfileRefTakesTheProfileOver) {
-    ScopedProfilePlaces places;
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
-    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
-    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
-}
-
 TEST(ProfileManagerTest, UserFolderIsMadeWhenMissing) {
     ScopedProfilePlaces places;
     std::filesystem::path expected = places.home() / ".local/share/icc";
@@ -97,15 +92,6 @@ TEST(ProfileManagerTest, UserFolderIsMadeWhenMissing) {
     EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
     EXPECT_TRUE(slidebox::platform::isDirectory(expected));
     EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
-}
-
-TEST(ProfileManagerTest, DefaultDisplayProfileIsAnRGBDisplayProfile) {
-    ScopedProfilePlaces places;
-    auto display = ProfileManager::pathOfDefaultDisplayUseProfile();
-    ASSERT_TRUE(display);
-    auto profile = ProfileManager::profileRefForPath(*display);
-    ASSERT_TRUE(profile);
-    EXPECT_EQ(CMGetProfileHeader(*profile)->dataColorSpace, cmRGBData);
 }
 
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
@@ -137,6 +123,11 @@ TEST(ScreenDevices, ScreenProfileOnlyWhereAScreenIsUnderThePoint) {
     QRect rect = screen->geometry();
     auto inside = ProfileManager::pathOfScreenProfileWithGlobalPoint(
         static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2));
+    // The default display profile, an RGB one.
+    ASSERT_TRUE(inside);
     EXPECT_EQ(inside, ProfileManager::pathOfDefaultDisplayUseProfile());
+    auto profile = ProfileManager::profileRefForPath(*inside);
+    ASSERT_TRUE(profile);
+    EXPECT_EQ(CMGetProfileHeader(*profile)->dataColorSpace, cmRGBData);
     EXPECT_FALSE(ProfileManager::pathOfScreenProfileWithGlobalPoint(-20000.0f, -20000.0f));
 }

@@ -21,7 +21,7 @@ bool isSeparator(const QComboBox& box, int index) {
 
 } // namespace
 
-TEST(ProfilePopUpButton, RowsBecomeItemsAndNamesAlikeDifferByBlanks) {
+TEST(ProfilePopUpButton, RowsBecomeItemsNamesAlikeDifferByBlanksAndFolderListsStartWithASeparator) {
     ScopedProfilePlaces places;
     TempDir dir;
     auto put = [&](const std::string& name, OSType cls, OSType space, const char* description) {
@@ -51,17 +51,12 @@ TEST(ProfilePopUpButton, RowsBecomeItemsAndNamesAlikeDifferByBlanks) {
     EXPECT_EQ(box.itemText(4), "Name   ");
     // The catalogue keeps its own names.
     EXPECT_EQ(*m->profileNameAtIndex(1), "Name");
-}
 
-TEST(ProfilePopUpButton, FolderListStartsWithASeparator) {
-    ScopedProfilePlaces places;
-    TempDir dir;
-    writeProfile(dir, "p.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Display"));
-    auto m = ProfileManager::initWithUse(0, kSpaceRGB, false, dir.path());
-    ASSERT_TRUE(m);
-    QComboBox box;
-    updateProfilesListOnPopUpButton(*m, box);
+    // A folder list starts with a separator.
+    auto folder = ProfileManager::initWithUse(0, kSpaceCMYK, false, dir.path());
+    ASSERT_TRUE(folder);
+    updateProfilesListOnPopUpButton(*folder, box);
     ASSERT_EQ(box.count(), 2);
     EXPECT_TRUE(isSeparator(box, 0));
-    EXPECT_EQ(box.itemText(1), "Display  (p.icc)");
+    EXPECT_EQ(box.itemText(1), "Name  (d.icc)");
 }

@@ -1,0 +1,42 @@
+#pragma once
+
+// Colour-world tests on the system's installed profiles: their paths, a
+// home of the test's own (so the generic Lab profile is made there and the
+// real home is never touched) and the log lines the test caused.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "color/profile_manager.h"
+#include "color/tests/profile_fixtures.h"
+#include "platform/log.h"
+
+namespace slidebox::testing {
+
+inline const std::filesystem::path kSRGB = "/usr/share/color/icc/colord/sRGB.icc";
+inline const std::filesystem::path kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
+inline const std::filesystem::path kCMYK = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+inline const std::filesystem::path kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
+inline const std::filesystem::path kNamed = "/usr/share/color/icc/colord/Crayons.icc";
+
+class InstalledProfilesTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const auto& p : {kSRGB, kAdobe, kCMYK, kGray, kNamed})
+            if (!std::filesystem::exists(p))
+                GTEST_SKIP() << p << " missing: run tools/setup.sh";
+        platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
+    }
+    void TearDown() override { platform::setLogSink({}); }
+    static std::filesystem::path genericLab() {
+        return color::ProfileManager::pathOfGenericLabProfil().value();
+    }
+
+    ScopedProfilePlaces places_;
+    const TempDir& home_ = places_.home();
+    std::vector<std::string> log_;
+};
+
+} // namespace slidebox::testing
