@@ -327,7 +327,7 @@ void scatter(LabImage& image, std::uint32_t seed) {
 } // namespace
 
 TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
-    // The Part's own loop, one deltaEWithC1 (or deltaE94WithC1) a pixel and
+    // The plain loop, one deltaEWithC1 (or deltaE94WithC1) a pixel and
     // a running sum in single precision: the comparison must give exactly
     // these numbers, however it decodes the fields and shares the work. A
     // small bitmap, and one large enough for the first pass's two threads,

@@ -74,7 +74,7 @@ void expectLikeSingleColours(const ColorWorld& world, const Bitmap& in, const Bi
 } // namespace
 
 // The tile limit is one million pixels; tests scale it down by 100 so that
-// the Part's sizes shrink with it (1001 x 1000 becomes 101 x 100 against
+// the known sizes shrink with it (1001 x 1000 becomes 101 x 100 against
 // 10,000 pixels) and the tiles fall exactly as at full size.
 constexpr float kTestTileLimit = 10000.0f;
 
