@@ -13,10 +13,10 @@
 #include <fstream>
 #include <string>
 
+#include "bench_support.h"
 #include "library/iphoto_album_manager.h"
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -49,17 +49,6 @@ void makeTree(const fs::path& root) {
     touchFile(root / ".complete");
 }
 
-template <typename F>
-double bestOfThree(F&& f) {
-    double best = 1e30;
-    for (int i = 0; i < 3; ++i) {
-        auto start = Clock::now();
-        f();
-        best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
-    }
-    return best;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -70,12 +59,12 @@ int main(int argc, char** argv) {
         makeTree(root);
     }
     std::string command = "find '" + root.string() + "' -type d > /dev/null";
-    double reference = bestOfThree([&] {
+    double reference = bench::bestOfThree([&] {
         if (std::system(command.c_str()) != 0)
             std::fprintf(stderr, "find failed\n");
     });
     size_t found = 0;
-    double discovery = bestOfThree([&] { found = slidebox::iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(root).size(); });
+    double discovery = bench::bestOfThree([&] { found = slidebox::iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(root).size(); });
     std::printf("libraries found: %zu (expected %d)\n", found, kLibraries);
     std::printf("find -type d:    %.3f s\n", reference);
     std::printf("discovery:       %.3f s\n", discovery);

@@ -21,16 +21,43 @@
 #include <vector>
 #include <string>
 
+#include "bench_support.h"
 #include "color/color_world.h"
 #include "color/profile_manager.h"
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 using namespace slidebox::color;
 
 namespace {
 
 constexpr float kTolerance = 1.0f;
+
+// The grid of the connection space, 51 steps an axis, each point against
+// the colour that came back for it (returned(n, point)), counted against
+// the tolerance as the library counts it.
+template <typename Returned> float gamutOfReturns(OSType pcs, Returned&& returned) {
+    int outside = 0;
+    std::size_t n = 0;
+    for (int i = 0; i < 51; ++i)
+        for (int j = 0; j < 51; ++j)
+            for (int k = 0; k < 51; ++k, ++n) {
+                CMColor c1{};
+                c1.raw[0] = static_cast<std::uint16_t>(i * 1310);
+                c1.raw[1] = static_cast<std::uint16_t>(j * 1310);
+                c1.raw[2] = static_cast<std::uint16_t>(k * 1310);
+                CMColor c2 = returned(n, c1);
+                CMColor l1 = c1, l2 = c2;
+                if (pcs == cmXYZData) {
+                    ColorWorld::CMXYZ(c1, l1);
+                    ColorWorld::CMXYZ(c2, l2);
+                }
+                if (ColorWorld::deltaEWithC1(l1, l2) > kTolerance)
+                    ++outside;
+            }
+    const float divisor = pcs == cmXYZData ? 0.776f : 0.649f;
+    const float inside = static_cast<float>(132651 - outside) / 132651.0f;
+    return static_cast<float>(static_cast<double>(inside) * 100.0 / divisor);
+}
 
 // The plain algorithm: both worlds, then each grid point through the
 // engine one colour a call, fromLab then toLab, compared with itself.
@@ -46,28 +73,12 @@ float referenceGamut(const fs::path& path) {
         b.initColorWorld(fromLab, lab.get(), 3, 3, profile.get()))
         return -1.0f;
     const OSType pcs = CMGetProfileHeader(*profile)->profileConnectionSpace;
-    int outside = 0;
-    for (int i = 0; i < 51; ++i)
-        for (int j = 0; j < 51; ++j)
-            for (int k = 0; k < 51; ++k) {
-                CMColor c1{};
-                c1.raw[0] = static_cast<std::uint16_t>(i * 1310);
-                c1.raw[1] = static_cast<std::uint16_t>(j * 1310);
-                c1.raw[2] = static_cast<std::uint16_t>(k * 1310);
-                CMColor c2 = c1;
-                CWMatchColors(*fromLab, std::span(&c2, 1));
-                CWMatchColors(*toLab, std::span(&c2, 1));
-                CMColor l1 = c1, l2 = c2;
-                if (pcs == cmXYZData) {
-                    ColorWorld::CMXYZ(c1, l1);
-                    ColorWorld::CMXYZ(c2, l2);
-                }
-                if (ColorWorld::deltaEWithC1(l1, l2) > kTolerance)
-                    ++outside;
-            }
-    const float divisor = pcs == cmXYZData ? 0.776f : 0.649f;
-    const float inside = static_cast<float>(132651 - outside) / 132651.0f;
-    return static_cast<float>(static_cast<double>(inside) * 100.0 / divisor);
+    return gamutOfReturns(pcs, [&](std::size_t, const CMColor& c1) {
+        CMColor c2 = c1;
+        CWMatchColors(*fromLab, std::span(&c2, 1));
+        CWMatchColors(*toLab, std::span(&c2, 1));
+        return c2;
+    });
 }
 
 // The script's returned fields, counted against the tolerance as the
@@ -79,37 +90,12 @@ float gamutOfFields(const fs::path& fields, OSType pcs) {
             static_cast<std::streamsize>(words.size() * sizeof(std::uint16_t)));
     if (!in)
         return -1.0f;
-    int outside = 0, n = 0;
-    for (int i = 0; i < 51; ++i)
-        for (int j = 0; j < 51; ++j)
-            for (int k = 0; k < 51; ++k, ++n) {
-                CMColor c1{}, c2{};
-                c1.raw[0] = static_cast<std::uint16_t>(i * 1310);
-                c1.raw[1] = static_cast<std::uint16_t>(j * 1310);
-                c1.raw[2] = static_cast<std::uint16_t>(k * 1310);
-                for (int c = 0; c < 3; ++c)
-                    c2.raw[c] = words[static_cast<std::size_t>(n) * 3 + c];
-                CMColor l1 = c1, l2 = c2;
-                if (pcs == cmXYZData) {
-                    ColorWorld::CMXYZ(c1, l1);
-                    ColorWorld::CMXYZ(c2, l2);
-                }
-                if (ColorWorld::deltaEWithC1(l1, l2) > kTolerance)
-                    ++outside;
-            }
-    const float divisor = pcs == cmXYZData ? 0.776f : 0.649f;
-    const float inside = static_cast<float>(132651 - outside) / 132651.0f;
-    return static_cast<float>(static_cast<double>(inside) * 100.0 / divisor);
-}
-
-template <typename F> double bestOf(int runs, F&& f) {
-    double best = 1e30;
-    for (int i = 0; i < runs; ++i) {
-        auto start = Clock::now();
-        f();
-        best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
-    }
-    return best;
+    return gamutOfReturns(pcs, [&](std::size_t n, const CMColor&) {
+        CMColor c2{};
+        for (int c = 0; c < 3; ++c)
+            c2.raw[c] = words[n * 3 + c];
+        return c2;
+    });
 }
 
 std::string real(float value) {
@@ -139,19 +125,19 @@ int main(int argc, char** argv) {
     const fs::path printed = fs::temp_directory_path() / "bench_grade.out";
     const std::string scriptCommand = "python3 '" + script.string() + "' '" + profile.string() +
                                       "' '" + labPath->string() + "' 3 > '" + fields.string() + "'";
-    const double scriptTime = bestOf(2, [&] {
+    const double scriptTime = bench::bestOf(2, [&] {
         if (std::system(scriptCommand.c_str()) != 0)
             std::fprintf(stderr, "the reference script failed\n");
     });
     const float scripted = gamutOfFields(fields, pcs);
 
     float reference = 0.0f, graded = 0.0f;
-    const double referenceTime = bestOf(3, [&] { reference = referenceGamut(profile); });
+    const double referenceTime = bench::bestOf(3, [&] { reference = referenceGamut(profile); });
     const double libraryTime =
-        bestOf(3, [&] { graded = ColorWorld::inAbsoluteGamutPercentage(profile, kTolerance); });
+        bench::bestOf(3, [&] { graded = ColorWorld::inAbsoluteGamutPercentage(profile, kTolerance); });
     const std::string command = "'" + cli.string() + "' icc grade '" + profile.string() +
                                 "' --gamut --absolute --tolerance 1 > '" + printed.string() + "'";
-    const double cliTime = bestOf(3, [&] {
+    const double cliTime = bench::bestOf(3, [&] {
         if (std::system(command.c_str()) != 0)
             std::fprintf(stderr, "icc grade failed\n");
     });
