@@ -31,20 +31,6 @@ std::optional<std::string> rootDirectory(const TempDir& home) {
     return slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory");
 }
 
-void makeLibrary6(const std::filesystem::path& folder) {
-    writeFile(folder / "Library6.iPhoto", "");
-    std::filesystem::create_directories(folder / "Data");
-}
-
-struct StandInCleanup {
-    std::filesystem::path home;
-    std::vector<pid_t> children;
-    ~StandInCleanup() {
-        stopLaunchedStandIns(home);
-        for (pid_t pid : children)
-            stopChild(pid);
-    }
-};
 
 } // namespace
 
@@ -89,7 +75,7 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheLibrary) {
     const auto env = standInEnvironment(home.path());
     const auto libraryA = home / "Libraries" / "Library A";
     const auto newFolder = home / "Libraries" / "New Library";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     std::filesystem::create_directories(newFolder);
     writePreferences(home, libraryA.string());
     const pid_t first = startStandIn(home.path());
@@ -130,7 +116,7 @@ TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     StandInLock lock;
     TempDir home;
     const auto libraryA = home / "Library A";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     // No stand-in on PATH: the launch script finds nothing and says so.
     auto run = runCli({"switch", libraryA.string()},
                       {"HOME=" + home.path().string(), "PATH=/usr/bin:/bin"});

@@ -158,21 +158,6 @@ class LogCapture {
     std::vector<std::string> lines_;
 };
 
-void makeLibrary6(const std::filesystem::path& folder) {
-    writeFile(folder / "Library6.iPhoto", "");
-    std::filesystem::create_directories(folder / "Data");
-}
-
-// Ends every stand-in a test started, however the test ends.
-struct StandInCleanup {
-    std::filesystem::path home;
-    std::vector<pid_t> children;
-    ~StandInCleanup() {
-        stopLaunchedStandIns(home);
-        for (pid_t pid : children)
-            stopChild(pid);
-    }
-};
 
 // A preference file holding only the root directory.
 void writeRootOnly(const TempDir& home, const std::filesystem::path& root, platform::PlistFormat format) {
@@ -357,7 +342,7 @@ TEST(iPhotoSwitch, StandInIsQuitBeforeTheRewriteAndStartedOnTheNewLibrary) {
     StandInCleanup cleanup{home.path(), {}};
     const auto libraryA = home / "Libraries" / "Library A";
     const auto libraryB = home / "Libraries" / "Library B";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     std::filesystem::create_directories(libraryB);
     std::string prefs = kXmlPreferences;
     prefs.replace(prefs.find(kOldLibrary), kOldLibrary.size(), libraryA.string());
@@ -401,7 +386,7 @@ TEST(iPhotoSwitch, StandInWritesItsPreferencesBackWhenItQuits) {
     TempDir home;
     StandInCleanup cleanup{home.path(), {}};
     const auto libraryA = home / "Library A";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     writeRootOnly(home, libraryA, platform::PlistFormat::Binary);
     const pid_t pid = startOpenedStandIn(home, cleanup);
     const iPhotoApplication app(home.path(), home.path());
@@ -416,7 +401,7 @@ TEST(iPhotoSwitch, CloseQuitsOnlyWhenItWorksOnThatPath) {
     StandInEnvironment environment(home.path());
     StandInCleanup cleanup{home.path(), {}};
     const auto libraryA = home / "Library A";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     writeRootOnly(home, libraryA, platform::PlistFormat::Xml);
     const pid_t pid = startOpenedStandIn(home, cleanup);
 
@@ -437,7 +422,7 @@ TEST(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
               "echo launch >> \"" + steps.string() + "\"\n");
     writeFile(onlyQuit / "QuitiPhoto.applescript", "echo quit >> \"" + steps.string() + "\"\n");
     const auto libraryA = home / "Library A";
-    makeLibrary6(libraryA);
+    makeEmptyLibrary6(libraryA);
     writeRootOnly(home, libraryA, platform::PlistFormat::Xml);
     const pid_t pid = startOpenedStandIn(home, cleanup);
 

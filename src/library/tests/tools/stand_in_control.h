@@ -221,4 +221,23 @@ inline void stopLaunchedStandIns(const std::filesystem::path& home) {
     }
 }
 
+/// Ends every stand-in a test started, its own children and those the
+/// launch script started for home, however the test ends.
+struct StandInCleanup {
+    std::filesystem::path home;
+    std::vector<pid_t> children;
+    ~StandInCleanup() {
+        stopLaunchedStandIns(home);
+        for (pid_t pid : children)
+            stopChild(pid);
+    }
+};
+
+/// An empty generation-6 library, as the stand-in makes one: its marker
+/// and a "Data" folder.
+inline void makeEmptyLibrary6(const std::filesystem::path& folder) {
+    writeFile(folder / "Library6.iPhoto", "");
+    std::filesystem::create_directories(folder / "Data");
+}
+
 } // namespace slidebox::testing
