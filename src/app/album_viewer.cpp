@@ -7,13 +7,16 @@
 #include <QFile>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPixmap>
+#include <QPromise>
 #include <QSignalBlocker>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
 
 #include "app/current_event.h"
+#include "app/image_view.h"
+#include "platform/file_system.h"
 #include "ui_album_viewer.h"
 
 namespace slidebox::app {
@@ -35,10 +38,24 @@ std::function<double()>& clock() {
     return current;
 }
 
+// Runs on a worker thread with the path alone: no record is touched there.
+QImage readImageFile(const std::filesystem::path& path) {
+    const auto bytes = platform::readWholeFile(path);
+    if (!bytes)
+        return {};
+    QImage image;
+    if (!image.loadFromData(QByteArrayView(bytes->data(), static_cast<qsizetype>(bytes->size()))))
+        return {};
+    iPhotoAlbumManager::setResolutionAt72dpi(image);
+    return image;
+}
+
 } // namespace
 
 AlbumViewer::AlbumViewer(QWidget* parent) : QWidget(parent) {
     CurrentEvent::install();
+    imageLoad_ = new QFutureWatcher<QImage>(this);
+    connect(imageLoad_, &QFutureWatcherBase::finished, this, &AlbumViewer::showLoadedImage);
     buildView();
     setFirstImage();
     setIsSelectable(false);
@@ -52,6 +69,8 @@ std::unique_ptr<AlbumViewer> AlbumViewer::viewerWithFrame(const RectF& frame) {
 }
 
 AlbumViewer::~AlbumViewer() {
+    // A read under way ends on its own and finds nobody to show it.
+    ++*loadGeneration_;
     unregisterForNotifications();
     stopTimer();
     photoManager_.reset();
@@ -106,20 +125,57 @@ void AlbumViewer::setImage() {
     if (!ui_)
         return;
     const int n = photoManager_ ? photoManager_->numberOfImage() : 0;
-    if (n > 0 && currentPhotoIndex_ >= 0) {
+    const auto* paths = photoManager_ && photoManager_->imagePaths() ? &*photoManager_->imagePaths() : nullptr;
+    if (n > 0 && currentPhotoIndex_ >= 0 && paths && currentPhotoIndex_ < static_cast<int>(paths->size())) {
         ui_->numberField->setText(QStringLiteral("%1/%2").arg(currentPhotoIndex_ + 1).arg(n));
         ui_->nameField->setText(
             QFile::decodeName(photoManager_->fileNameAtIndex(currentPhotoIndex_).c_str()));
-        const QImage image = photoManager_->imageAtIndex(currentPhotoIndex_);
-        if (image.isNull())
-            ui_->imageView->clear();
-        else
-            ui_->imageView->setPixmap(QPixmap::fromImage(image));
+        loadImage((*paths)[static_cast<size_t>(currentPhotoIndex_)]);
     } else {
         ui_->numberField->setText(QStringLiteral("%1/%2").arg(0).arg(0));
         ui_->nameField->clear();
+        ++*loadGeneration_;
+        loadingImage_ = false;
         ui_->imageView->clear();
     }
+    updateControls();
+}
+
+void AlbumViewer::loadImage(const std::filesystem::path& path) {
+    // The image on show stays until the new one has been read, so that
+    // stepping through a library doesn't flash an empty view.
+    const unsigned generation = ++*loadGeneration_;
+    auto promise = std::make_shared<QPromise<QImage>>();
+    promise->start();
+    loadingImage_ = true;
+    imageLoad_->setFuture(promise->future());
+    QThreadPool::globalInstance()->start([promise, path, generation, current = loadGeneration_] {
+        if (current->load() == generation)
+            promise->addResult(readImageFile(path));
+        promise->finish();
+    });
+}
+
+void AlbumViewer::showLoadedImage() {
+    // A late signal of an overtaken load finds the watcher on a newer one.
+    const QFuture<QImage> future = imageLoad_->future();
+    if (!loadingImage_ || !future.isFinished() || future.resultCount() == 0)
+        return;
+    loadingImage_ = false;
+    ui_->imageView->setImage(future.result());
+    emit imageLoaded();
+}
+
+void AlbumViewer::updateControls() {
+    if (!ui_)
+        return;
+    const bool hasImages = photoManager_ && photoManager_->numberOfImage() > 0;
+    ui_->previousButton->setEnabled(hasImages);
+    ui_->nextButton->setEnabled(hasImages);
+    ui_->slider->setEnabled(hasImages);
+    // A slide show under way can always be stopped.
+    ui_->autoRepeatButton->setEnabled(hasImages || autoActive());
+    ui_->openFolderButton->setEnabled(photoManager_ && photoManager_->albumPath());
 }
 
 void AlbumViewer::setSliderPosition() {
@@ -195,6 +251,7 @@ void AlbumViewer::startTimer() {
     autoTimer_->setInterval(slideShowIntervalMs);
     connect(autoTimer_.get(), &QTimer::timeout, this, &AlbumViewer::slideShow);
     autoTimer_->start();
+    updateControls();
 }
 
 void AlbumViewer::stopTimer() {
@@ -204,6 +261,7 @@ void AlbumViewer::stopTimer() {
         ui_->autoRepeatButton->setChecked(false);
     autoTimer_->stop();
     autoTimer_.reset();
+    updateControls();
 }
 
 void AlbumViewer::openPhotoFolder(QObject*) {
@@ -252,7 +310,7 @@ void AlbumViewer::mousePressEvent(QMouseEvent* event) {
     update();
 }
 
-QLabel* AlbumViewer::imageView() const { return ui_ ? ui_->imageView : nullptr; }
+ImageView* AlbumViewer::imageView() const { return ui_ ? ui_->imageView : nullptr; }
 QLabel* AlbumViewer::numberField() const { return ui_ ? ui_->numberField : nullptr; }
 QLabel* AlbumViewer::nameField() const { return ui_ ? ui_->nameField : nullptr; }
 QPushButton* AlbumViewer::autoRepeatButton() const { return ui_ ? ui_->autoRepeatButton : nullptr; }

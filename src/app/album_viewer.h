@@ -1,8 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
+#include <QFutureWatcher>
+#include <QImage>
 #include <QWidget>
 
 #include "app/rect_geometry.h"
@@ -22,8 +25,11 @@ class AlbumViewer;
 
 namespace slidebox::app {
 
-/// The slide view of one photo library: one image at a time at one point per
-/// pixel, its file name and its place ("%d/%d"), a slider across the
+class ImageView;
+
+/// The slide view of one photo library: one image at a time (scaled down to
+/// fit the view when it is larger, else at one point per pixel), read from
+/// its file off the event loop, its file name and its place ("%d/%d"), a slider across the
 /// library, previous and next steps held to one in 0.3 seconds, and a slide
 /// show that steps every 1.6 seconds. Reads everything from the record it is
 /// given and follows that record's modification notification.
@@ -54,8 +60,14 @@ public:
     void setSliderPosition();
     /// Goes to the record's default image and moves the slider there.
     void setFirstImage();
-    /// Fills the place, the name and the image from the current index.
+    /// Fills the place and the name from the current index at once, and asks
+    /// for the image, which comes when its file has been read on a worker
+    /// thread (the image of the last index asked for wins). With no image
+    /// the view is emptied at once. The step, slide-show and show-folder
+    /// controls are enabled only where they can act.
     void setImage();
+    /// Whether the image of the current index is still being read.
+    bool isLoadingImage() const { return loadingImage_; }
 
     /// One step back or on. A sender other than the viewer itself stops the
     /// slide show first; the step is made only when doIt() allows it.
@@ -99,7 +111,7 @@ public:
 
     // Outlets: widgets of the interface file, owned by the view.
     QWidget* overallView() const { return overallView_; }
-    QLabel* imageView() const;
+    ImageView* imageView() const;
     QLabel* numberField() const;
     QLabel* nameField() const;
     QPushButton* autoRepeatButton() const;
@@ -121,8 +133,16 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
 
+signals:
+    /// The image asked for by setImage() is on show (or the view emptied
+    /// because its file could not be read).
+    void imageLoaded();
+
 private:
     void step(QObject* sender, int delta);
+    void loadImage(const std::filesystem::path& path);
+    void showLoadedImage();
+    void updateControls();
 
     PhotoManagerPtr photoManager_;
     std::unique_ptr<Ui::AlbumViewer> ui_;
@@ -131,6 +151,12 @@ private:
     bool viewSelected_ = false;
     bool isSelectable_ = false;
     std::unique_ptr<QTimer> autoTimer_;
+    QFutureWatcher<QImage>* imageLoad_ = nullptr; // child of the viewer
+    // Shared with the loads under way: a load that a later one has
+    // overtaken before it started reads nothing.
+    std::shared_ptr<std::atomic<unsigned>> loadGeneration_ =
+        std::make_shared<std::atomic<unsigned>>(0);
+    bool loadingImage_ = false;
     platform::NotificationCenter::Observation observation_;
 };
 

@@ -13,7 +13,8 @@ AppContext::Folders AppContext::Folders::standard() {
 
 AppContext::AppContext(Folders folders, std::unique_ptr<UserDialogs> dialogs)
     : folders_(std::move(folders)), defaults_(folders_.userDefaults), dialogs_(std::move(dialogs)),
-      switcher_(std::make_unique<AlbumSwitcher>(iPhotoApplication(folders_.home, folders_.resources))) {
+      photoApplication_(folders_.home, folders_.resources),
+      switcher_(std::make_unique<AlbumSwitcher>(photoApplication_)) {
     if (!dialogs_)
         dialogs_ = makeDesktopDialogs();
 }

@@ -43,12 +43,16 @@ public:
     /// One switcher for the whole process, so that switches asked by two
     /// controllers in turn keep their order as well.
     AlbumSwitcher& switcher() { return *switcher_; }
+    /// The photo application the switcher works on, for checks made before
+    /// a switch is asked for.
+    const iPhotoApplication& photoApplication() const { return photoApplication_; }
     UserDialogs& dialogs() { return *dialogs_; }
 
 private:
     Folders folders_;
     platform::UserDefaults defaults_;
     std::unique_ptr<UserDialogs> dialogs_;
+    iPhotoApplication photoApplication_;
     std::unique_ptr<AlbumSwitcher> switcher_;
 };
 

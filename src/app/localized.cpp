@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QTranslator>
 
 namespace slidebox::app {
@@ -14,6 +15,22 @@ constexpr const char* tableContext = "localized";
 std::unique_ptr<QTranslator>& installedTable() {
     static std::unique_ptr<QTranslator> table;
     return table;
+}
+
+// Qt's own texts (the buttons of the question, the folder chooser), from
+// the tables that Qt installs for its languages.
+std::unique_ptr<QTranslator>& installedQtTable() {
+    static std::unique_ptr<QTranslator> table;
+    return table;
+}
+
+void installQtTable(const QLocale& locale) {
+    auto table = std::make_unique<QTranslator>();
+    if (!table->load(locale, QStringLiteral("qtbase"), QStringLiteral("_"),
+                     QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        return;
+    QCoreApplication::installTranslator(table.get());
+    installedQtTable() = std::move(table);
 }
 
 } // namespace
@@ -33,6 +50,7 @@ QString localizedString(const char* key, const char* value) {
 
 bool installLocalizedTable(const std::filesystem::path& folder, const QLocale& locale) {
     removeLocalizedTable();
+    installQtTable(locale);
     auto table = std::make_unique<QTranslator>();
     const QString dir = QString::fromStdString(folder.string());
     bool loaded = table->load(locale, QStringLiteral("slidebox"), QStringLiteral("_"), dir);
@@ -46,11 +64,12 @@ bool installLocalizedTable(const std::filesystem::path& folder, const QLocale& l
 }
 
 void removeLocalizedTable() {
-    auto& table = installedTable();
-    if (!table)
-        return;
-    QCoreApplication::removeTranslator(table.get());
-    table.reset();
+    for (auto* table : {&installedTable(), &installedQtTable()}) {
+        if (!*table)
+            continue;
+        QCoreApplication::removeTranslator(table->get());
+        table->reset();
+    }
 }
 
 } // namespace slidebox::app

@@ -17,11 +17,14 @@ QString localizedString(const char* key, const char* value = nullptr);
 
 /// Loads "slidebox_<language>.qm" for the locale from the folder (English
 /// when the locale's language has no table) and installs it in the
-/// application. Replaces a table installed before. False when no table
-/// could be loaded; the texts then stay English through the fallbacks.
+/// application, with Qt's own table for the locale ("qtbase_<language>.qm"
+/// from Qt's translations folder) so that Qt's dialogs speak the same
+/// language. Replaces the tables installed before. False when no table of
+/// Slidebox could be loaded; the texts then stay English through the
+/// fallbacks.
 bool installLocalizedTable(const std::filesystem::path& folder, const QLocale& locale = QLocale());
 
-/// Takes the installed table out again (tests).
+/// Takes the installed tables out again (tests).
 void removeLocalizedTable();
 
 } // namespace slidebox::app

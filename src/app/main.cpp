@@ -12,21 +12,27 @@
 #include "app/quit_signal_handler.h"
 
 int main(int argc, char** argv) {
+    using namespace slidebox::app;
+    // First of all: a quit signal while Qt and the settings load must end
+    // the program the normal way, not outright.
+    QuitSignalHandler quitSignals;
     QApplication application(argc, argv);
+    // Not quit(), which would first ask the windows to close and be refused.
+    QObject::connect(&quitSignals, &QuitSignalHandler::quitSignalReceived, &application,
+                     [] { QCoreApplication::exit(0); });
+    quitSignals.startWatching();
     QApplication::setApplicationName(QStringLiteral("Slidebox"));
     QApplication::setDesktopFileName(QStringLiteral("slidebox"));
     // Hiding the main window leaves the application running; it ends by its
     // Quit command or a quit signal.
     QApplication::setQuitOnLastWindowClosed(false);
 
-    using namespace slidebox::app;
     AppContext context(AppContext::Folders::standard(), makeDesktopDialogs());
     installLocalizedTable(context.resourceFolder() / "translations");
     const QString icon = QFile::decodeName(context.resourcePath("slidebox.png").c_str());
     if (QFile::exists(icon))
         QApplication::setWindowIcon(QIcon(icon));
 
-    QuitSignalHandler quitSignals;
     forwardApplicationWillTerminate(application);
 
     AppDelegate delegate(context);

@@ -1,13 +1,14 @@
 #include "app/photo_manager_table_model.h"
 
+#include <QFile>
 #include <QPixmap>
 
 namespace slidebox::app {
 
 PhotoManagerTableModel::PhotoManagerTableModel(RowCount rowCount, RowImage rowImage,
-                                               QObject* parent)
+                                               RowPath rowPath, QObject* parent)
     : QAbstractTableModel(parent), rowCountSource_(std::move(rowCount)),
-      rowImageSource_(std::move(rowImage)) {}
+      rowImageSource_(std::move(rowImage)), rowPathSource_(std::move(rowPath)) {}
 
 void PhotoManagerTableModel::noteNumberOfRowsChanged() {
     const int rows = std::max(0, rowCountSource_());
@@ -28,7 +29,17 @@ void PhotoManagerTableModel::reloadData() {
         endRemoveRows();
     }
     if (rows_ > 0)
-        emit dataChanged(index(0, 0), index(rows_ - 1, 0), {Qt::DecorationRole});
+        emit dataChanged(index(0, 0), index(rows_ - 1, 0),
+                         {Qt::DecorationRole, Qt::DisplayRole, Qt::ToolTipRole});
+}
+
+QString PhotoManagerTableModel::libraryName(const std::filesystem::path& path) {
+    std::string name = path.native();
+    while (name.size() > 1 && name.back() == '/')
+        name.pop_back();
+    if (const auto slash = name.rfind('/'); slash != std::string::npos && name != "/")
+        name = name.substr(slash + 1);
+    return QFile::decodeName(name.c_str());
 }
 
 int PhotoManagerTableModel::rowCount(const QModelIndex& parent) const {
@@ -40,9 +51,23 @@ int PhotoManagerTableModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant PhotoManagerTableModel::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || index.row() >= rows_ || role != Qt::DecorationRole)
+    if (!index.isValid() || index.row() >= rows_)
         return {};
-    return QPixmap::fromImage(rowImageSource_(index.row()));
+    switch (role) {
+    case Qt::DecorationRole:
+        return QPixmap::fromImage(rowImageSource_(index.row()));
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole: {
+        const auto path = rowPathSource_ ? rowPathSource_(index.row()) : std::nullopt;
+        if (!path)
+            return {};
+        return role == Qt::DisplayRole ? libraryName(*path) : QFile::decodeName(path->c_str());
+    }
+    case Qt::TextAlignmentRole:
+        return QVariant::fromValue(Qt::AlignHCenter | Qt::AlignVCenter);
+    default:
+        return {};
+    }
 }
 
 } // namespace slidebox::app

@@ -5,6 +5,9 @@
 #include <QCoreApplication>
 #include <QDialog>
 #include <QKeySequence>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include "app/album_viewer.h"
@@ -34,9 +37,14 @@ UIController::UIController(int windowKind, AppContext& context) : context_(conte
         firstStart_ = true;
         context_.userDefaults().setObject(firstStartDone, true);
     }
+    saveTimer_ = new QTimer(this);
+    saveTimer_->setSingleShot(true);
+    saveTimer_->setInterval(listSaveDelayMs);
+    connect(saveTimer_, &QTimer::timeout, this, &UIController::registerDefaults);
 }
 
 UIController::~UIController() {
+    saveTimer_->stop();
     unregisterForNotifications();
     listOfPhotoManager_.clear();
     // The viewer lets go of its record with the window.
@@ -62,9 +70,14 @@ void UIController::loadWindow() {
     ui_->iPhotoButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+Return")));
 
     // The table's data source and delegate are the controller.
-    tableModel_ = new PhotoManagerTableModel([this] { return numberOfRowsInTableView(); },
-                                             [this](int row) { return tableViewObjectValue(row); },
-                                             ui_->photoManagersTableView);
+    tableModel_ = new PhotoManagerTableModel(
+        [this] { return numberOfRowsInTableView(); },
+        [this](int row) { return tableViewObjectValue(row); },
+        [this](int row) -> std::optional<std::filesystem::path> {
+            const PhotoManagerPtr record = photoManagerAtIndex(row);
+            return record ? record->albumPath() : std::nullopt;
+        },
+        ui_->photoManagersTableView);
     ui_->photoManagersTableView->setModel(tableModel_);
     connect(ui_->photoManagersTableView->selectionModel(), &QItemSelectionModel::selectionChanged,
             this, &UIController::tableViewSelectionDidChange);
@@ -97,6 +110,10 @@ void UIController::loadWindow() {
     // (whose own tag is stored after this).
     connect(chooseLibraryNameDialog_, &QDialog::rejected, this,
             [this] { libraryNameDialogChoice_ = 0; });
+    // Only one folder name makes a library beside the others: the create
+    // button waits for one and the dialog says why.
+    connect(ui_->libraryNameTextField, &QLineEdit::textChanged, this, &UIController::checkLibraryName);
+    checkLibraryName();
 }
 
 void UIController::activateWindow() {
@@ -126,7 +143,10 @@ void UIController::unregisterForNotifications() { observations_.clear(); }
 void UIController::getDefaults() {
     window();
     ui_->deleteButton->setEnabled(false);
+    // What is read back is no change to save.
+    loadingList_ = true;
     getAlbums();
+    loadingList_ = false;
     setNumberOfAlbumField();
     reloadData();
     const platform::UserDefaults& defaults = context_.userDefaults();
@@ -172,9 +192,21 @@ void UIController::registerDefaults() {
     defaults.setObject(viewerCurrentPhotoManagerIndexKey, currentPhotoManagerIndex());
 }
 
-void UIController::applicationWillTerminateNotification() { registerDefaults(); }
+void UIController::listDidChange() {
+    if (!loadingList_)
+        saveTimer_->start();
+}
 
-void UIController::libraryModificationNotification(const void*) { reloadData(); }
+void UIController::applicationWillTerminateNotification() {
+    saveTimer_->stop();
+    registerDefaults();
+}
+
+void UIController::libraryModificationNotification(const void*) {
+    reloadData();
+    // The record has rescanned itself: its stored images and date changed.
+    listDidChange();
+}
 
 int UIController::currentPhotoManagerIndex() const {
     return ui_ ? ui_->photoManagersTableView->selectedRow() : -1;
@@ -199,6 +231,7 @@ void UIController::addPhotoManagerToList(PhotoManagerPtr photoManager) {
         return;
     listOfPhotoManager_.push_back(std::move(photoManager));
     setNumberOfAlbumField();
+    listDidChange();
     if (ui_)
         ui_->deleteButton->setEnabled(true);
 }
@@ -208,6 +241,7 @@ void UIController::removePhotoManagerAtIndex(int index) {
         return;
     listOfPhotoManager_.erase(listOfPhotoManager_.begin() + index);
     setNumberOfAlbumField();
+    listDidChange();
 }
 
 void UIController::removePhotoManagerFromList(const iPhotoAlbumManager* photoManager) {

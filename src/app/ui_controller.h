@@ -17,6 +17,8 @@ class QDialog;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QStatusBar;
+class QTimer;
 
 namespace Ui {
 class UIController;
@@ -72,6 +74,11 @@ public:
     void getAlbums();
     /// Saves the list, the image index and the selected row.
     void registerDefaults();
+    /// Asks for registerDefaults() listSaveDelayMs after the last change of
+    /// the list, so that a program that ends without quitting (a lost
+    /// display, a crash) loses at most that last moment.
+    void listDidChange();
+    static constexpr int listSaveDelayMs = 500;
     void applicationWillTerminateNotification();
     void libraryModificationNotification(const void* object);
 
@@ -124,6 +131,14 @@ public:
     void updatePhotoManager(QObject* sender);
     /// The tag of the button that closed the name dialog (0 cancels).
     int libraryNameDialogChoice() const { return libraryNameDialogChoice_; }
+    /// Why the text can't name the new library's folder (empty, "." or "..",
+    /// a "/" or a NUL, longer than a file name may be); nothing when it can.
+    static std::optional<QString> libraryNameRefusal(const QString& name);
+
+    /// A short message in the main window's status line that goes away by
+    /// itself, for outcomes that have no alert; the log gets it too.
+    void showStatusMessage(const QString& text);
+    static constexpr int statusMessageTimeoutMs = 8000;
 
     // --- the window ------------------------------------------------------------
     void showWindow(QObject* sender);
@@ -156,6 +171,8 @@ public:
     QPushButton* rescanButton() const;
     QLabel* albumNameField() const;
     QLabel* albumNumberField() const;
+    QStatusBar* statusLine() const;
+    QLabel* libraryNameRefusalField() const;
     QDialog* chooseLibraryNameDialog() const { return chooseLibraryNameDialog_; }
     QLineEdit* libraryNameTextField() const;
     QPushButton* libraryNameCancelButton() const;
@@ -163,6 +180,10 @@ public:
 
 private:
     void loadWindow();
+    void checkLibraryName();
+    /// Tells the user in the status line why a switch to the record can't
+    /// run as asked; false when the switch must not start at all.
+    bool checkSwitchTo(const iPhotoAlbumManager& record);
     void reloadData();
     void scrollSelectedRowToVisible();
     const QImage& filmStrip() const;
@@ -176,6 +197,8 @@ private:
     int windowKind_ = 0;
     bool firstStart_ = false;
     int libraryNameDialogChoice_ = 0;
+    QTimer* saveTimer_ = nullptr; // child of the controller
+    bool loadingList_ = false;
     mutable std::optional<QImage> filmStrip_;
     std::vector<platform::NotificationCenter::Observation> observations_;
 };

@@ -6,8 +6,10 @@
 
 #include <QDialog>
 #include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStatusBar>
 
 #include "app/album_viewer.h"
 #include "app/app_context.h"
@@ -15,6 +17,7 @@
 #include "app/localized.h"
 #include "app/ui_window.h"
 #include "platform/file_system.h"
+#include "platform/log.h"
 #include "ui_ui_controller.h"
 
 namespace slidebox::app {
@@ -62,7 +65,40 @@ std::string deletingLastPathComponent(const std::string& path) {
 // proposal has two blanks before its number.
 const std::string newLibraryStem = "iPhoto Library ";
 
+// The longest file name of the usual Linux file systems, in bytes.
+constexpr qsizetype maxNameBytes = 255;
+
+QString quotedPath(const std::filesystem::path& path) {
+    return QFile::decodeName(path.c_str());
+}
+
 } // namespace
+
+std::optional<QString> UIController::libraryNameRefusal(const QString& name) {
+    if (name.isEmpty())
+        return localizedString(QT_TRANSLATE_NOOP("localized", "Type a name for the new Library."));
+    if (name == QLatin1String(".") || name == QLatin1String(".."))
+        return localizedString(QT_TRANSLATE_NOOP("localized", "“.” and “..” can't name a folder."));
+    if (name.contains(QLatin1Char('/')) || name.contains(QChar(u'\0')))
+        return localizedString(QT_TRANSLATE_NOOP(
+            "localized", "A name can't hold “/”: the Library is made in the Pictures folder."));
+    if (QFile::encodeName(name).size() > maxNameBytes)
+        return localizedString(QT_TRANSLATE_NOOP("localized", "This name is too long for a folder."));
+    return std::nullopt;
+}
+
+void UIController::checkLibraryName() {
+    const auto refusal = libraryNameRefusal(ui_->libraryNameTextField->text());
+    ui_->libraryNameCreateButton->setEnabled(!refusal);
+    ui_->libraryNameRefusalField->setText(refusal.value_or(QString()));
+    ui_->libraryNameRefusalField->setVisible(refusal.has_value());
+}
+
+void UIController::showStatusMessage(const QString& text) {
+    platform::log(text.toStdString());
+    if (ui_)
+        ui_->statusLine->showMessage(text, statusMessageTimeoutMs);
+}
 
 void UIController::newPhotoManager(QObject*) { newPhotoManagerWithPaths(std::nullopt, true); }
 
@@ -82,6 +118,10 @@ void UIController::newPhotoManagerWithPaths(
         const auto candidates = testiPhotoLibrary
                                     ? iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(folder)
                                     : iPhotoAlbumManager::PathList{folder};
+        if (candidates.empty())
+            showStatusMessage(
+                localizedString(QT_TRANSLATE_NOOP("localized", "No iPhoto Library was found in “%1”."))
+                    .arg(quotedPath(folder)));
         for (const auto& candidate : candidates) {
             if (isAlbumPathAlreadyInList(candidate))
                 continue;
@@ -127,6 +167,10 @@ void UIController::launchiPhotoWithNewAlbum(QObject*) {
         path = path + "_" + std::to_string(++counter);
 
     if (libraryNameDialogChoice_ == 0)
+        return;
+    // The dialog lets no such name through; a name set from elsewhere
+    // must not make a folder outside Pictures either.
+    if (libraryNameRefusal(ui_->libraryNameTextField->text()))
         return;
     std::error_code error;
     if (!std::filesystem::create_directory(path, error) || error)
@@ -177,9 +221,19 @@ void UIController::updatePhotoManager(QObject*) {
     const PhotoManagerPtr record = ui_->albumViewer->photoManager();
     if (!record)
         return;
+    if (record->albumPath() && !platform::fileExistsAtPath(*record->albumPath()))
+        showStatusMessage(localizedString(QT_TRANSLATE_NOOP(
+                              "localized", "The Library “%1” is no longer on the disk."))
+                              .arg(quotedPath(*record->albumPath())));
     record->updateDatas();
     setPhotoManagerToViewer(record);
     reloadData();
+    listDidChange();
+}
+
+QStatusBar* UIController::statusLine() const { return ui_ ? ui_->statusLine : nullptr; }
+QLabel* UIController::libraryNameRefusalField() const {
+    return ui_ ? ui_->libraryNameRefusalField : nullptr;
 }
 
 } // namespace slidebox::app

@@ -72,7 +72,8 @@ void UIController::configurePhotoManagersTableView() {
     if (!strip.isNull()) {
         table->setIconSize(strip.size());
         table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-        table->verticalHeader()->setDefaultSectionSize(strip.height() + 2);
+        // The picture, and the library's name on one line under it.
+        table->verticalHeader()->setDefaultSectionSize(strip.height() + 4 + table->fontMetrics().height());
     }
     connect(table, &QAbstractItemView::doubleClicked, this, &UIController::doubleClickOnCell,
             Qt::UniqueConnection);

@@ -4,13 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <QDesktopServices>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QSlider>
 #include <QTest>
+#include <QTimer>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "app/album_viewer.h"
 #include "app/current_event.h"
+#include "app/image_view.h"
 #include "library/tests/support/library_fixtures.h"
 #include "platform/notification_center.h"
 #include "support/url_recorder.h"
@@ -45,25 +52,34 @@ protected:
     slidebox::testing::TempDir temp;
 };
 
-TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndStepsChangeNothing) {
+TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndOnlyWhatCanActIsEnabled) {
     AlbumViewer viewer;
     for (PhotoManagerPtr record : {PhotoManagerPtr(), library("Empty", 0)}) {
         viewer.setPhotoManager(record);
         EXPECT_EQ(viewer.currentPhotoIndex(), -1);
         EXPECT_EQ(viewer.numberField()->text(), "0/0");
         EXPECT_TRUE(viewer.nameField()->text().isEmpty());
-        EXPECT_TRUE(viewer.imageView()->pixmap().isNull());
+        EXPECT_TRUE(viewer.imageView()->image().isNull());
         EXPECT_EQ(viewer.slider()->value(), 0);
+        for (QWidget* control : std::initializer_list<QWidget*>{viewer.previousButton(), viewer.nextButton(),
+                                                                viewer.autoRepeatButton(), viewer.slider()})
+            EXPECT_FALSE(control->isEnabled()) << control->objectName().toStdString();
+        EXPECT_EQ(viewer.openFolderButton()->isEnabled(), record != nullptr) << "an empty library has a folder";
 
-        click(viewer.autoRepeatButton());
+        // A show started otherwise can still be stopped; a step ends it.
+        viewer.autoImage(nullptr);
         ASSERT_TRUE(viewer.autoActive());
-        click(viewer.nextButton());
+        EXPECT_TRUE(viewer.autoRepeatButton()->isEnabled());
+        viewer.nextImage(viewer.nextButton());
         EXPECT_FALSE(viewer.autoActive()) << "a step by the user ends the slide show";
-        EXPECT_FALSE(viewer.autoRepeatButton()->isChecked());
-        click(viewer.previousButton());
+        EXPECT_FALSE(viewer.autoRepeatButton()->isEnabled());
+        viewer.previousImage(viewer.previousButton());
         EXPECT_EQ(viewer.currentPhotoIndex(), -1);
         EXPECT_EQ(viewer.numberField()->text(), "0/0");
     }
+    viewer.setPhotoManager(library("One", 1));
+    EXPECT_TRUE(viewer.nextButton()->isEnabled());
+    EXPECT_TRUE(viewer.autoRepeatButton()->isEnabled());
 }
 
 TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
@@ -88,7 +104,8 @@ TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
     EXPECT_EQ(viewer.currentPhotoIndex(), 0);
     EXPECT_EQ(viewer.numberField()->text(), "1/1");
     EXPECT_EQ(viewer.nameField()->text(), "1.jpg");
-    EXPECT_FALSE(viewer.imageView()->pixmap().isNull());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
+    EXPECT_FALSE(viewer.imageView()->image().isNull());
     EXPECT_EQ(viewer.slider()->value(), 0);
 }
 
@@ -268,6 +285,76 @@ TEST_F(AlbumViewerTest, SelectionMarkTogglesOnlyWhenSelectable) {
     EXPECT_TRUE(viewer.viewSelected());
     viewer.setIsSelectable(true);
     EXPECT_FALSE(viewer.viewSelected()) << "setIsSelectable clears the mark either way";
+}
+
+TEST(ImageView, LargerImagesAreScaledDownToFitSmallerOnesStayAtOnePointPerPixel) {
+    struct Case {
+        QSizeF image;
+        QRectF expected;
+    };
+    const QSizeF view(400, 300);
+    for (const Case& c : std::initializer_list<Case>{
+             {{1600, 300}, {0, 112.5, 400, 75}}, // too wide: a quarter, centred
+             {{300, 600}, {125, 0, 150, 300}},   // too tall: half
+             {{800, 900}, {66.6667, 0, 266.6667, 300}},
+             {{100, 50}, {150, 125, 100, 50}},   // smaller: as it is, centred
+             {{400, 300}, {0, 0, 400, 300}},
+             {{0, 0}, {}}}) {
+        const QRectF shown = ImageView::displayRect(c.image, view);
+        constexpr double tolerance = 1e-3;
+        EXPECT_NEAR(shown.x(), c.expected.x(), tolerance) << c.image.width() << "x" << c.image.height();
+        EXPECT_NEAR(shown.y(), c.expected.y(), tolerance);
+        EXPECT_NEAR(shown.width(), c.expected.width(), tolerance);
+        EXPECT_NEAR(shown.height(), c.expected.height(), tolerance);
+    }
+}
+
+TEST_F(AlbumViewerTest, AWideImageFitsTheViewAndTheLayoutStaysStillBetweenImages) {
+    const auto images = slidebox::testing::makeLibrary6(temp / "Sizes", {"Roll"}, 2);
+    slidebox::testing::makeJpeg(images[0], 1600, 300, 72, 1);
+    slidebox::testing::makeJpeg(images[1], 20, 10, 300, 2);
+    AlbumViewer viewer;
+    viewer.resize(420, 360);
+    viewer.show();
+    viewer.setPhotoManager(iPhotoAlbumManager::initWithAlbumPath(temp / "Sizes"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
+    const QRect view = viewer.imageView()->geometry();
+    const QRect slider = viewer.slider()->geometry();
+    const QRectF wide = viewer.imageView()->imageRect();
+    EXPECT_NEAR(wide.width(), view.width(), 1.0) << "scaled down to the view's width";
+    EXPECT_NEAR(wide.height() / wide.width(), 300.0 / 1600.0, 1e-3) << "keeping its proportions";
+
+    viewer.setCurrentPhotoIndex(1);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
+    QTest::qWait(20); // any layout change would land now
+    EXPECT_EQ(viewer.imageView()->imageRect().size(), QSizeF(20, 10)) << "one point per pixel, whatever its dpi";
+    EXPECT_EQ(viewer.imageView()->geometry(), view);
+    EXPECT_EQ(viewer.slider()->geometry(), slider);
+}
+
+TEST_F(AlbumViewerTest, AThumbnailThatBlocksItsReaderLeavesTheEventLoopRunning) {
+    const auto images = slidebox::testing::makeLibrary6(temp / "Fifo", {"Roll"}, 2);
+    std::filesystem::remove(images[1]);
+    ASSERT_EQ(::mkfifo(images[1].c_str(), 0600), 0);
+    AlbumViewer viewer;
+    viewer.setPhotoManager(iPhotoAlbumManager::initWithAlbumPath(temp / "Fifo"));
+    QElapsedTimer clock;
+    clock.start();
+    viewer.setCurrentPhotoIndex(1);
+    EXPECT_LT(clock.elapsed(), 1000);
+    EXPECT_EQ(viewer.numberField()->text(), "2/2") << "the place is shown at once";
+    bool ticked = false;
+    QTimer::singleShot(10, [&] { ticked = true; });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ticked; }, 1000));
+
+    // Let a reader that opened the pipe go (one that refused it is done).
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        const int fd = ::open(images[1].c_str(), O_WRONLY | O_NONBLOCK);
+        if (fd >= 0)
+            ::close(fd);
+        return !viewer.isLoadingImage();
+    }, 10000));
+    EXPECT_TRUE(viewer.imageView()->image().isNull());
 }
 
 } // namespace

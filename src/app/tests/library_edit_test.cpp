@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTest>
 
 #include "app/album_viewer.h"
@@ -59,6 +60,8 @@ TEST_F(AddLibraries, SeveralFoldersAtOnceAndAFolderWithoutLibraryEnablesRemove) 
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 0);
     EXPECT_TRUE(controller->deleteButton()->isEnabled()) << "enabled all the same";
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(QString::fromStdString(empty.string())))
+        << "and the status line says why nothing came";
 
     const auto a = makeLibrary("A", 1, fixture.home());
     const auto b = makeLibrary("B", 1, fixture.home());
@@ -143,6 +146,33 @@ TEST_F(CreateLibrary, AFileWithTheConfirmedNameFailsSilently) {
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 0);
     EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
+}
+
+TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
+    auto controller = start();
+    const QStringList refused{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')};
+    fixture.dialogs().onModal = [&](QDialog& dialog) {
+        QLineEdit* field = controller->libraryNameTextField();
+        for (const QString& name : refused) {
+            field->selectAll();
+            QTest::keyClick(field, Qt::Key_Backspace);
+            QTest::keyClicks(field, name);
+            EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
+            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty()) << name.toStdString();
+            EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
+            QTest::keyClick(field, Qt::Key_Return);
+            EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
+        }
+        field->setText("Good name");
+        EXPECT_TRUE(controller->libraryNameCreateButton()->isEnabled());
+        EXPECT_FALSE(controller->libraryNameRefusalField()->isVisible());
+        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Escaped"));
+    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Pictures_2"));
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
 }
 
 using RemoveLibrary = ControllerTest;

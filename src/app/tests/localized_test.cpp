@@ -2,6 +2,7 @@
 // fallback value when the table lacks a key.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QLabel>
 #include <QPushButton>
 
@@ -47,6 +48,7 @@ TEST_F(LocalizedTest, FrenchTableTranslatesTheControllersTexts) {
     EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
     EXPECT_EQ(controller->hideButton()->toolTip(), QString::fromUtf8("Fermer la fenêtre ou l'application"));
     EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Oui") << "and Qt's own";
     controller->deletePhotoManager(nullptr);
     EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
 }

@@ -2,6 +2,7 @@
 // pictures, selection, Control-move and the switch by double click.
 #include <QLabel>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTest>
 
 #include "app/album_viewer.h"
@@ -62,6 +63,16 @@ TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
     EXPECT_FALSE(controller->deleteButton()->isEnabled());
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled());
     EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
+    AlbumViewer* viewer = controller->albumViewer();
+    for (QWidget* control : std::initializer_list<QWidget*>{controller->rescanButton(), viewer->nextButton(),
+                                                            viewer->previousButton(), viewer->autoRepeatButton(),
+                                                            viewer->openFolderButton()})
+        EXPECT_FALSE(control->isEnabled()) << control->objectName().toStdString();
+
+    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{makeLibrary("A", 2)}, true);
+    EXPECT_TRUE(controller->rescanButton()->isEnabled());
+    EXPECT_TRUE(viewer->nextButton()->isEnabled());
+    EXPECT_TRUE(viewer->openFolderButton()->isEnabled());
 }
 
 TEST_F(ControllerStart, SavedImageIndexWinsOverTheDefaultImageAndNothingIsScanned) {
@@ -177,6 +188,25 @@ TEST_F(ControllerList, WillTerminateSavesListSelectionAndImage) {
     EXPECT_EQ(stored->root[viewerCurrentPhotoIndexKey].intValue(), 1);
 }
 
+TEST_F(ControllerList, AChangedListIsWrittenSoonWithoutQuitting) {
+    auto controller = start();
+    const auto file = fixture.context().userDefaults().filePath();
+    const auto storedPaths = [&] {
+        std::vector<std::string> paths;
+        if (const auto stored = platform::readPlistFile(file))
+            if (const platform::PlistArray* list = stored->root[photoAlbumDictionariesKey].array())
+                for (const auto& entry : *list)
+                    paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+        return paths;
+    };
+    const auto a = makeLibrary("A", 1);
+    const auto b = makeLibrary("B", 1);
+    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{a, b}, true);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{a.string(), b.string()}; }, 3000));
+    controller->removePhotoManagerAtIndex(0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{b.string()}; }, 3000));
+}
+
 TEST_F(ControllerList, ALibraryGoneFromDiskStaysListedAndIsSavedEmpty) {
     const auto a = makeLibrary("Gone", 3);
     {
@@ -224,6 +254,12 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12)) << "above the thumbnail: film frame";
     EXPECT_EQ(controller->tableViewObjectValue(0).pixelColor(42, 12), strip.pixelColor(42, 12))
         << "the shared film strip is never drawn on";
+
+    // The library's name goes with its picture, the whole path in the tool tip.
+    const QAbstractItemModel* model = controller->photoManagersTableView()->model();
+    EXPECT_EQ(model->data(model->index(0, 0), Qt::DisplayRole).toString(), "A");
+    EXPECT_EQ(model->data(model->index(0, 0), Qt::ToolTipRole).toString().toStdString(), a.string());
+    EXPECT_FALSE(model->data(model->index(0, 0), Qt::DecorationRole).isNull()) << "the first column keeps its picture";
 }
 
 TEST_F(ControllerTable, AdaptRectFitsAndCentresWithTwoPointsClear) {
@@ -335,9 +371,33 @@ TEST_F(ControllerSwitch, AFolderThatIsNoLibraryIsNotSwitchedTo) {
     std::filesystem::remove(a / "Library6.iPhoto");
     EXPECT_TRUE(controller->iPhotoButton()->isEnabled()) << "the button keeps its state until the next selection";
     QTest::mouseClick(controller->iPhotoButton(), Qt::LeftButton);
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("is not an iPhoto Library"));
+    std::filesystem::remove_all(a);
     doubleClickRow(*controller, 0);
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("is no longer on the disk"));
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), "/old");
+}
+
+TEST_F(ControllerSwitch, APathThePreferenceCantHoldIsRefusedAndEveryOutcomeIsSaid) {
+    const auto odd = makeLibrary("Caf\xe9", 1); // Latin-1, no UTF-8
+    const auto plain = makeLibrary("Plain", 1);
+    const auto file = fixture.iPhotoPreferenceFile();
+    std::filesystem::create_directories(file.parent_path());
+    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"), platform::PlistFormat::Xml));
+    const std::string before = slidebox::testing::readFile(file);
+    auto controller = start();
+    ASSERT_EQ(pathAt(*controller, 0), odd.string());
+    doubleClickRow(*controller, 0);
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("can't be written into iPhoto's preferences"));
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    EXPECT_EQ(slidebox::testing::readFile(file), before) << "refused: the file is untouched";
+
+    // The fixture ships no scripts: the preference is set, nothing starts.
+    doubleClickRow(*controller, 1);
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("iPhoto was not found"));
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), plain.string());
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <QButtonGroup>
 #include <QDialog>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QLinearGradient>
 #include <QPainter>
@@ -35,8 +36,11 @@ QString gOutput;
 bool saveGrab(QWidget* widget, const QString& name) {
     widget->show();
     widget->raise();
-    for (int i = 0; i < 5; ++i)
-        QApplication::processEvents();
+    // A moment for the viewer's image, which is read off the event loop.
+    QElapsedTimer settle;
+    settle.start();
+    while (settle.elapsed() < 300)
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
     const QString path = QDir(gOutput).filePath(name);
     if (!widget->window()->grab().save(path)) {
         std::fprintf(stderr, "slidebox-screenshots: could not write %s\n", qPrintable(path));

@@ -233,5 +233,49 @@
         <source>Libraries</source>
         <translation>Libraries</translation>
     </message>
+    <message>
+        <source>Type a name for the new Library.</source>
+        <translation>Type a name for the new Library.</translation>
+    </message>
+    <message>
+        <source>“.” and “..” can&apos;t name a folder.</source>
+        <translation>“.” and “..” can&apos;t name a folder.</translation>
+    </message>
+    <message>
+        <source>A name can&apos;t hold “/”: the Library is made in the Pictures folder.</source>
+        <translation>A name can&apos;t hold “/”: the Library is made in the Pictures folder.</translation>
+    </message>
+    <message>
+        <source>This name is too long for a folder.</source>
+        <translation>This name is too long for a folder.</translation>
+    </message>
+    <message>
+        <source>No iPhoto Library was found in “%1”.</source>
+        <translation>No iPhoto Library was found in “%1”.</translation>
+    </message>
+    <message>
+        <source>The Library “%1” is no longer on the disk.</source>
+        <translation>The Library “%1” is no longer on the disk.</translation>
+    </message>
+    <message>
+        <source>“%1” is not an iPhoto Library.</source>
+        <translation>“%1” is not an iPhoto Library.</translation>
+    </message>
+    <message>
+        <source>The path of “%1” can&apos;t be written into iPhoto&apos;s preferences.</source>
+        <translation>The path of “%1” can&apos;t be written into iPhoto&apos;s preferences.</translation>
+    </message>
+    <message>
+        <source>iPhoto was not found: it can&apos;t be started on the Library.</source>
+        <translation>iPhoto was not found: it can&apos;t be started on the Library.</translation>
+    </message>
+    <message>
+        <source>iPhoto&apos;s preference file is missing: iPhoto opens its own Library.</source>
+        <translation>iPhoto&apos;s preference file is missing: iPhoto opens its own Library.</translation>
+    </message>
+    <message>
+        <source>iPhoto&apos;s preference file can&apos;t be read: iPhoto opens its own Library.</source>
+        <translation>iPhoto&apos;s preference file can&apos;t be read: iPhoto opens its own Library.</translation>
+    </message>
 </context>
 </TS>

@@ -242,5 +242,49 @@
         <source>Libraries</source>
         <translation>photothèques</translation>
     </message>
+    <message>
+        <source>Type a name for the new Library.</source>
+        <translation>Tapez un nom pour la nouvelle photothèque.</translation>
+    </message>
+    <message>
+        <source>“.” and “..” can&apos;t name a folder.</source>
+        <translation>« . » et « .. » ne peuvent pas nommer un dossier.</translation>
+    </message>
+    <message>
+        <source>A name can&apos;t hold “/”: the Library is made in the Pictures folder.</source>
+        <translation>Un nom ne peut pas contenir « / » : la photothèque est créée dans le dossier Images.</translation>
+    </message>
+    <message>
+        <source>This name is too long for a folder.</source>
+        <translation>Ce nom est trop long pour un dossier.</translation>
+    </message>
+    <message>
+        <source>No iPhoto Library was found in “%1”.</source>
+        <translation>Aucune photothèque iPhoto n’a été trouvée dans « %1 ».</translation>
+    </message>
+    <message>
+        <source>The Library “%1” is no longer on the disk.</source>
+        <translation>La photothèque « %1 » n’est plus sur le disque.</translation>
+    </message>
+    <message>
+        <source>“%1” is not an iPhoto Library.</source>
+        <translation>« %1 » n’est pas une photothèque iPhoto.</translation>
+    </message>
+    <message>
+        <source>The path of “%1” can&apos;t be written into iPhoto&apos;s preferences.</source>
+        <translation>Le chemin de « %1 » ne peut pas être écrit dans les préférences d’iPhoto.</translation>
+    </message>
+    <message>
+        <source>iPhoto was not found: it can&apos;t be started on the Library.</source>
+        <translation>iPhoto est introuvable : il ne peut pas être lancé sur la photothèque.</translation>
+    </message>
+    <message>
+        <source>iPhoto&apos;s preference file is missing: iPhoto opens its own Library.</source>
+        <translation>Le fichier de préférences d’iPhoto manque : iPhoto ouvre sa propre photothèque.</translation>
+    </message>
+    <message>
+        <source>iPhoto&apos;s preference file can&apos;t be read: iPhoto opens its own Library.</source>
+        <translation>Le fichier de préférences d’iPhoto est illisible : iPhoto ouvre sa propre photothèque.</translation>
+    </message>
 </context>
 </TS>
