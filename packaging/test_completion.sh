@@ -14,21 +14,22 @@ source "$2"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
-# The sorted offers for a command line whose last word is being completed.
-offers() {
+# Completes the last word of a command line into COMPREPLY.
+complete_line() {
     COMP_WORDS=(slidebox-cli "$@")
     COMP_CWORD=$#
     COMP_LINE="slidebox-cli $*"
     COMP_POINT=${#COMP_LINE}
     COMPREPLY=()
     _slidebox_cli slidebox-cli "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
-    printf '%s\n' "${COMPREPLY[@]}" | sort
 }
 
 expect_offer() { # WORD, then the command line
-    local word=$1
+    local word=$1 offer
     shift
-    offers "$@" | grep -qxF -- "$word" || fail "'slidebox-cli $*' does not offer '$word'"
+    complete_line "$@"
+    for offer in "${COMPREPLY[@]}"; do [[ $offer == "$word" ]] && return; done
+    fail "'slidebox-cli $*' does not offer '$word'"
 }
 
 # Every entry of --help: "  GROUP [SUB] synopsis   description", continued
@@ -68,7 +69,8 @@ profiles=$'a.icc\nb.ICM\nfolder'
 images=$'c.tif\nd.tiff\ne.png\nf.jpg\nfolder'
 while IFS='|' read -r expected line; do
     # shellcheck disable=SC2086
-    got=$(offers $line '' | paste -sd' ')
+    complete_line $line ''
+    got=$(printf '%s\n' "${COMPREPLY[@]}" | sort | paste -sd' ')
     [[ $got == "$expected" ]] || fail "'slidebox-cli $line ' offers '$got', not '$expected'"
 done <<EOF_CASES
 $(paste -sd' ' <<<"$profiles")|icc info
