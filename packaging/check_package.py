@@ -95,6 +95,19 @@ def build_package(build, out):
     return debs[0]
 
 
+def check_release_notes(deb, root):
+    """The change log and the AppStream releases both begin with this version."""
+    version = run("dpkg-deb", "-f", deb, "Version").stdout.strip()
+    changelog = run("zcat", os.path.join(root, "usr/share/doc/slidebox/changelog.gz")).stdout
+    metainfo = open(os.path.join(root, f"usr/share/metainfo/{APPSTREAM_ID}.metainfo.xml")).read()
+    problems = []
+    if not changelog.startswith(f"slidebox ({version})"):
+        problems.append(f"packaging/changelog does not begin with version {version}")
+    if re.search(r'<release version="([^"]+)"', metainfo).group(1) != version:
+        problems.append(f"the AppStream file's latest release is not {version}")
+    return problems
+
+
 def check_tools(deb, root):
     problems = []
     lint = run("lintian", "--fail-on", "error", "--tag-display-limit", "0", deb)
@@ -118,7 +131,7 @@ def check_tools(deb, root):
                     os.path.join(root, f"usr/share/metainfo/{APPSTREAM_ID}.metainfo.xml"))
     if appstream.returncode != 0:
         problems.append("appstreamcli validate: " + appstream.stdout.strip())
-    return problems
+    return problems + check_release_notes(deb, root)
 
 
 def check_depends(deb):
