@@ -1,5 +1,5 @@
 # The two commands of the README: `make run` and `make test`.
-.PHONY: setup build run test asan fuzz bench clean
+.PHONY: setup build run test package package-check install-check asan fuzz bench clean
 
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
@@ -16,6 +16,21 @@ run: build
 
 test: build
 	@ctest --preset default
+
+# The Debian package of the build, slidebox_<version>_<arch>.deb, put here.
+package: build
+	@rm -rf build/default/package slidebox_*.deb
+	@cpack -G DEB --config build/default/CPackConfig.cmake -B build/default/package >/dev/null
+	@cp build/default/package/slidebox_*.deb .
+	@ls slidebox_*.deb
+
+# The package checked with Debian's tools (also part of `make test`), then
+# installed into a bare Debian 12 root and run from there.
+package-check: build
+	@ctest --preset default -L package
+
+install-check: package
+	@./tools/install_check.sh slidebox_*.deb
 
 # GCC 12's leak checker follows the __tls_get_addr interception into a
 # dynamic TLS slot glibc has not filled (Qt's image plugins make one) and

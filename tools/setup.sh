@@ -13,6 +13,8 @@ PACKAGES="
   xvfb xauth xdotool findutils procps
   clang libclang-rt-14-dev
   colord-data icc-profiles-free libgs-common liblcms2-utils python3
+  dpkg-dev fakeroot file lintian debootstrap appstream desktop-file-utils
+  help2man man-db bash-completion
 "
 
 missing=""

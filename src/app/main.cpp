@@ -8,10 +8,13 @@
 #include "app/app_context.h"
 #include "app/app_delegate.h"
 #include "app/app_notifications.h"
+#include "app/command_line.h"
 #include "app/localized.h"
 #include "app/quit_signal_handler.h"
 
 int main(int argc, char** argv) {
+    if (const auto status = slidebox::app::answerCommandLine(argc, argv))
+        return *status;
     using namespace slidebox::app;
     // First of all: a quit signal while Qt and the settings load must end
     // the program the normal way, not outright.

@@ -3,6 +3,8 @@
 //                       the thumbnail goes into x 12, y 6, 60 x 72 (y up)
 //   SmallFilmStrip.tif  32 x 32, the application's small icon
 //   slidebox.png        128 x 128, the icon of the desktop entry
+// and, given an icon theme folder, the icon at the theme's usual sizes as
+// <theme>/<n>x<n>/apps/slidebox.png.
 #include <cstdio>
 
 #include <QCoreApplication>
@@ -105,8 +107,8 @@ bool save(const QImage& image, const QString& path, const char* format) {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: draw_film_strips <folder>\n");
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: draw_film_strips <folder> [<icon theme folder>]\n");
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
@@ -115,5 +117,13 @@ int main(int argc, char** argv) {
     bool ok = save(filmStrip(), folder.filePath(QStringLiteral("FilmStrip.tif")), "tiff");
     ok = save(icon(32), folder.filePath(QStringLiteral("SmallFilmStrip.tif")), "tiff") && ok;
     ok = save(icon(128), folder.filePath(QStringLiteral("slidebox.png")), "png") && ok;
+    if (argc == 3) {
+        const QDir theme(QString::fromLocal8Bit(argv[2]));
+        for (int size : {16, 32, 48, 64, 128, 256}) {
+            const QString apps = QStringLiteral("%1x%1/apps").arg(size);
+            ok = QDir().mkpath(theme.filePath(apps)) &&
+                 save(icon(size), theme.filePath(apps + QStringLiteral("/slidebox.png")), "png") && ok;
+        }
+    }
     return ok ? 0 : 1;
 }
