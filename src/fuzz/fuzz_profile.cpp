@@ -77,6 +77,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)inspector->DeviceToPCSNbGridPoints();
     (void)inspector->availableRenderingIntent(2);
     (void)headerInfos(inspector->profileHeader());
+    // The ink measures through the profile's own worlds: within their
+    // ranges (or their defaults) whatever the tables hold.
+    if (auto measured =
+            ProfileInspector::profileInspectorWithProfilePath(inspector->profilePath(), 1)) {
+        (void)measured->dotGainOfCyanChanel();
+        const std::int32_t total = measured->PCSToDeviceTotalInkMax();
+        const std::int32_t black = measured->PCSToDeviceBlackMax();
+        (void)measured->PCSToDeviceLuminanceOfStartBlack();
+        (void)measured->characteristicProfilePoints();
+        if (black < 0 || black > 100 || total < black || total > 400)
+            __builtin_trap();
+    }
     if (auto profile = ProfileManager::profileRefForPath(inspector->profilePath())) {
         for (std::int32_t intent : {0, 1, 2}) {
             TabInfos a, b;

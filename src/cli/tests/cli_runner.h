@@ -4,16 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/child_process.h"
 #include "tests/temp_dir.h"
 
 namespace slidebox::testing {
 
 /// What one run of slidebox-cli gave.
-struct CliRun {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using CliRun = ChildRun;
 
 /// Runs the built slidebox-cli with the arguments (no shell in between) and
 /// an optional environment added to the test's own ("NAME=value").

@@ -4,17 +4,16 @@
 #include <vector>
 
 #include "color/color_conversion.h"
+#include "tests/known_value.h"
 
 using namespace slidebox::color;
 using CC = ColorConversion;
 
 namespace {
-// Named tolerances: each check states its known value and one of these.
-constexpr float kFloatTol = 1e-5f;       // single-precision rounding of values near 1..100
-constexpr float kThreeDecimals = 5e-4f;  // values published to three decimals
-constexpr float kFourDecimals = 5e-5f;   // values published to four decimals
-constexpr float kLStep = 100.0f / 65535; // one field step on the L and percent scales
-constexpr float kHueTol = 1e-4f;         // degrees
+using namespace slidebox::testing::tolerance;
+constexpr double kFloatTol = kFloat;
+constexpr double kLStep = kLabStep;
+constexpr double kHueTol = 1e-4; // degrees
 
 using Fields = std::vector<int>;
 
@@ -29,22 +28,17 @@ Fields fields(const CMColor& c, int n = 3) {
     return Fields(c.raw, c.raw + n);
 }
 
-void expectNear3(float x, float y, float z, float ex, float ey, float ez, float tol) {
-    EXPECT_NEAR(x, ex, tol);
-    EXPECT_NEAR(y, ey, tol);
-    EXPECT_NEAR(z, ez, tol);
-}
 } // namespace
 
 TEST(ColorConversionFields, LabFieldEndsReadAsTheScaleEnds) {
     float L, a, b;
     CC::CMLab(lab(65535, 65535, 65535), L, a, b);
-    expectNear3(L, a, b, 100.0f, 127.996f, 127.996f, kFloatTol);
+    EXPECT_KNOWN3(100.0f, 127.996f, 127.996f, kFloatTol, L, a, b);
     CC::CMLab(lab(0, 0, 0), L, a, b);
-    expectNear3(L, a, b, 0.0f, -128.0f, -128.0f, 0.0f);
+    EXPECT_KNOWN3(0.0f, -128.0f, -128.0f, 0.0f, L, a, b);
     // The unit scale does not interpret the field: a neutral a reads about 0.5.
     CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
-    expectNear3(L, a, b, 1.0f, 0.500008f, 0.0f, kFloatTol);
+    EXPECT_KNOWN3(1.0f, 0.500008f, 0.0f, kFloatTol, L, a, b);
     EXPECT_EQ(L, 1.0f);
     EXPECT_EQ(b, 0.0f);
 }
@@ -159,23 +153,23 @@ TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
 TEST(ColorConversionLab, WhiteKnownColourAndRoundTrip) {
     Lab lab;
     XYZToLab(96.42f, 100.0f, 82.49f, lab);
-    expectNear3(lab.L, lab.a, lab.b, 100.0f, 0.0f, 0.0f, 0.0f); // exact both ways
+    EXPECT_KNOWN3(100.0f, 0.0f, 0.0f, 0.0f, lab.L, lab.a, lab.b); // exact both ways
     XYZ xyz;
     EXPECT_TRUE(LabToXYZ(100.0f, 0.0f, 0.0f, xyz));
-    expectNear3(xyz.X, xyz.Y, xyz.Z, 96.42f, 100.0f, 82.49f, 0.0f);
+    EXPECT_KNOWN3(96.42f, 100.0f, 82.49f, 0.0f, xyz.X, xyz.Y, xyz.Z);
     EXPECT_EQ(static_cast<double>(kWhiteX), 96.41999816894531);
     EXPECT_EQ(static_cast<double>(kWhiteZ), 82.48999786376953);
 
     XYZToLab(30.0f, 40.0f, 20.0f, lab);
-    expectNear3(lab.L, lab.a, lab.b, 69.470f, -29.594f, 22.650f, kThreeDecimals);
+    EXPECT_KNOWN3(69.470f, -29.594f, 22.650f, kThreeDecimals, lab.L, lab.a, lab.b);
     EXPECT_TRUE(LabToXYZ(lab.L, lab.a, lab.b, xyz));
-    expectNear3(xyz.X, xyz.Y, xyz.Z, 30.0f, 40.0f, 20.0f, 1e-4f);
+    EXPECT_KNOWN3(30.0f, 40.0f, 20.0f, 1e-4f, xyz.X, xyz.Y, xyz.Z);
 }
 
 TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
     XYZ xyz;
     EXPECT_TRUE(LabToXYZ(5.0f, 0.0f, 0.0f, xyz));
-    expectNear3(xyz.X, xyz.Y, xyz.Z, 0.5337f, 0.5535f, 0.4566f, kFourDecimals);
+    EXPECT_KNOWN3(0.5337f, 0.5535f, 0.4566f, kFourDecimals, xyz.X, xyz.Y, xyz.Z);
 
     // The lightness function turns linear below 8, that is t below 0.008856.
     EXPECT_NEAR(FR(0.008856f), 8.0f, 1e-3f);
@@ -228,7 +222,7 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
 
     Lab lab;
     LchToLab(60.0f, 10.0f, 225.0f, lab);
-    expectNear3(lab.L, lab.a, lab.b, 60.0f, -7.0710678f, -7.0710678f, kFloatTol);
+    EXPECT_KNOWN3(60.0f, -7.0710678f, -7.0710678f, kFloatTol, lab.L, lab.a, lab.b);
 
     // Through the record: Lch in, fields out, Lch back within one field step.
     CMColor c{};

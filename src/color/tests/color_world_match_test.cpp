@@ -78,45 +78,41 @@ void expectLikeSingleColours(const ColorWorld& world, const Bitmap& in, const Bi
 // 10,000 pixels) and the tiles fall exactly as at full size.
 constexpr float kTestTileLimit = 10000.0f;
 
-TEST_F(ColorWorldMatchTest, TilesWithARemainderRowAndProgress) {
+TEST_F(ColorWorldMatchTest, TilesAndProgress) {
     auto recorder = std::make_shared<Recorder>();
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0, recorder);
     ASSERT_NE(world, nullptr);
-    world->setTilePixelLimit(kTestTileLimit);
-    Bitmap in = make(101, 100, ColorSpace::RGB, 8);
-    fillPattern(in);
-    Bitmap out = make(101, 100, ColorSpace::RGB, 8);
-    ASSERT_TRUE(world->matchSourceImageRep(in, &out));
-    EXPECT_EQ(world->tileSizeHeight(), 99);
-    EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{99, 100}));
-    EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
-    EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
-
-    // The last row, its own tile, is matched like the rest.
-    expectLikeSingleColours(*world, in, out, {0, 50, 100}, {0, 98, 99}, kMatrixTol8 * 257);
-}
-
-TEST_F(ColorWorldMatchTest, ProgressOfTwelveTilesAndOfOneTile) {
-    auto recorder = std::make_shared<Recorder>();
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kSRGB, 0, recorder);
-    ASSERT_NE(world, nullptr);
-    world->setTilePixelLimit(kTestTileLimit);
-    // 4000 x 3000 at full size: tiles of 250 rows here 25.
-    Bitmap rgbIn = make(400, 300, ColorSpace::RGB, 8);
-    Bitmap rgbOut = make(400, 300, ColorSpace::RGB, 8);
-    ASSERT_TRUE(world->matchSourceImageRep(rgbIn, &rgbOut));
-    EXPECT_EQ(world->tileSizeHeight(), 25);
-    EXPECT_EQ(recorder->heard,
-              (std::vector<std::int32_t>{8, 16, 25, 33, 41, 50, 58, 66, 75, 83, 91, 100}));
-
-    // Exactly one million pixels is one tile, at the real limit.
-    recorder->heard.clear();
-    world->setTilePixelLimit(1000000.0f);
-    Bitmap square = make(1000, 1000, ColorSpace::RGB, 8);
-    Bitmap squareOut = make(1000, 1000, ColorSpace::RGB, 8);
-    ASSERT_TRUE(world->matchSourceImageRep(square, &squareOut));
-    EXPECT_EQ(world->tileSizeHeight(), 1000);
-    EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
+    struct Row {
+        std::int32_t width, height;
+        float limit;
+        std::int32_t tileHeight;
+        std::vector<std::int32_t> heard;
+    };
+    const Row rows[] = {
+        // 1001 x 1000 at full size: a tile of 99 rows here, then a remainder row.
+        {101, 100, kTestTileLimit, 99, {99, 100}},
+        // 4000 x 3000 at full size: tiles of 25 rows here.
+        {400, 300, kTestTileLimit, 25, {8, 16, 25, 33, 41, 50, 58, 66, 75, 83, 91, 100}},
+        // Exactly one million pixels is one tile, at the real limit.
+        {1000, 1000, 1000000.0f, 1000, {100}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.width);
+        recorder->heard.clear();
+        world->setTilePixelLimit(row.limit);
+        Bitmap in = make(row.width, row.height, ColorSpace::RGB, 8);
+        fillPattern(in);
+        Bitmap out = make(row.width, row.height, ColorSpace::RGB, 8);
+        ASSERT_TRUE(world->matchSourceImageRep(in, &out));
+        EXPECT_EQ(world->tileSizeHeight(), row.tileHeight);
+        EXPECT_EQ(recorder->heard, row.heard);
+        EXPECT_EQ(world->bitmapIn().cmBitmap.image, nullptr);
+        EXPECT_EQ(world->bitmapOut().cmBitmap.image, nullptr);
+        // The last row, which may be its own tile, is matched like the rest.
+        const std::int32_t w = row.width, h = row.height;
+        expectLikeSingleColours(*world, in, out, {0, w / 2, w - 1}, {0, h - 2, h - 1},
+                                kMatrixTol8 * 257);
+    }
 
     // A gray rep against an RGB world fails the source test, silently for
     // the handler.

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -14,6 +12,8 @@
 #include "color/color_world.h"
 #include "color/profile_manager.h"
 #include "color/tests/world_fixtures.h"
+#include "platform/script_runner.h"
+#include "tests/child_process.h"
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -42,7 +42,6 @@ double scaleOf(OSType space) {
 // Runs transicc over some colours; one row of reals per colour.
 std::vector<Values> calculator(const std::filesystem::path& in, const std::filesystem::path& out,
                                int intent, const std::vector<Values>& colours) {
-    TempDir dir;
     std::ostringstream input;
     input.precision(12);
     for (const Values& c : colours) {
@@ -50,20 +49,11 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
             input << v << ' ';
         input << '\n';
     }
-    writeFile(dir / "in.txt", input.str());
-    const std::string command = "transicc -n -c0 -t" + std::to_string(intent) + " '-i" +
-                                in.string() + "' '-o" + out.string() + "' < '" +
-                                (dir / "in.txt").string() + "' 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return {};
-    std::string text;
-    char buffer[4096];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe))
-        text.append(buffer, n);
-    pclose(pipe);
+    const auto run = runChild("transicc", {"-n", "-c0", "-t" + std::to_string(intent),
+                                           "-i" + in.string(), "-o" + out.string()},
+                              {}, input.str());
     std::vector<Values> rows;
-    std::istringstream lines(text);
+    std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
         Values row;
@@ -123,7 +113,7 @@ float deltaE(const Values& one, const Values& two) {
 class ColorWorldReference : public InstalledProfilesTest {
   protected:
     void SetUp() override {
-        if (std::system("command -v transicc >/dev/null 2>&1") != 0)
+        if (!slidebox::platform::findInPath("transicc"))
             GTEST_SKIP() << "transicc missing: run tools/setup.sh";
         InstalledProfilesTest::SetUp();
         if (!IsSkipped())

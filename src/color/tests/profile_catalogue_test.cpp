@@ -3,13 +3,11 @@
 // source — on folder trees made for each test.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
-
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 #include "color/profile_table_model.h"
 #include "color/tests/catalogue_fixtures.h"
+#include "tests/scoped_env.h"
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -26,28 +24,6 @@ std::vector<std::string> rows(const ProfileManager& m) {
         names.push_back(m.isASeparatorAtIndex(i) ? "|" : *m.profileNameAtIndex(i));
     return names;
 }
-
-/// Sets an environment variable for the test's life and restores it after.
-class ScopedEnv {
-  public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name))
-            previous_ = old;
-        ::setenv(name, value, 1);
-        ::tzset();
-    }
-    ~ScopedEnv() {
-        if (previous_)
-            ::setenv(name_, previous_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-        ::tzset();
-    }
-
-  private:
-    const char* name_;
-    std::optional<std::string> previous_;
-};
 
 } // namespace
 

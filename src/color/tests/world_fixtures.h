@@ -11,7 +11,7 @@
 
 #include "color/profile_manager.h"
 #include "color/tests/profile_fixtures.h"
-#include "platform/log.h"
+#include "tests/log_capture.h"
 
 namespace slidebox::testing {
 
@@ -27,16 +27,15 @@ class InstalledProfilesTest : public ::testing::Test {
         for (const auto& p : {kSRGB, kAdobe, kCMYK, kGray, kNamed})
             if (!std::filesystem::exists(p))
                 GTEST_SKIP() << p << " missing: run tools/setup.sh";
-        platform::setLogSink([this](std::string_view line) { log_.emplace_back(line); });
     }
-    void TearDown() override { platform::setLogSink({}); }
     static std::filesystem::path genericLab() {
         return color::ProfileManager::pathOfGenericLabProfil().value();
     }
 
     ScopedProfilePlaces places_;
     const TempDir& home_ = places_.home();
-    std::vector<std::string> log_;
+    LogCapture logs_;
+    std::vector<std::string>& log_ = logs_.lines;
 };
 
 } // namespace slidebox::testing
