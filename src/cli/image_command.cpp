@@ -33,7 +33,8 @@ int scale(const std::vector<std::string>& args) {
             if (arg == "--profile") {
                 profile = value;
             } else if (!(size = sizeArgument(value))) {
-                return usageError("image scale: --size takes N or WxH, positive numbers, not '" + value + "'");
+                return usageError("image scale: --size takes N or WxH, positive numbers, not '" +
+                                  value + "'");
             }
         } else if (arg.rfind("--", 0) == 0) {
             return usageError("image scale: unknown option '" + arg + "'");
@@ -54,8 +55,9 @@ int scale(const std::vector<std::string>& args) {
                            (profile && message.rfind(profile->string() + ":", 0) == 0);
         return failure(named ? message : files[0] + ": " + message);
     }
-    printLine(files[1] + ": " + std::to_string(made->pixelsWide) + " x " + std::to_string(made->pixelsHigh) +
-              " " + made->layout + (made->profileEmbedded ? ", profile embedded" : ""));
+    printLine(files[1] + ": " + std::to_string(made->pixelsWide) + " x " +
+              std::to_string(made->pixelsHigh) + " " + made->layout +
+              (made->profileEmbedded ? ", profile embedded" : ""));
     return Done;
 }
 

@@ -43,8 +43,9 @@ std::uint8_t premultiply(unsigned value, unsigned alpha) {
 unsigned sample8(const Bitmap& bitmap, std::int32_t x, std::int32_t y, int channel) {
     const PixelFormat& f = bitmap.format();
     const int plane = f.isPlanar ? channel : 0;
-    const std::size_t index = f.isPlanar ? static_cast<std::size_t>(x)
-                                         : static_cast<std::size_t>(x) * f.samplesPerPixel() + channel;
+    const std::size_t index = f.isPlanar
+                                  ? static_cast<std::size_t>(x)
+                                  : static_cast<std::size_t>(x) * f.samplesPerPixel() + channel;
     if (f.bytesPerSample == 2)
         return (bitmap.row16(y, plane)[index] + 128u) / 257u;
     return bitmap.row(y, plane)[index];
@@ -66,8 +67,9 @@ std::optional<Bitmap> packed8(const Bitmap& source) {
             const unsigned alpha = from.hasAlpha ? sample8(source, x, y, colors) : 255;
             for (int c = 0; c < to.colorChannels(); ++c) {
                 const unsigned value = sample8(source, x, y, grayAlpha ? 0 : c);
-                out[c] = from.hasAlpha && !from.alphaPremultiplied ? premultiply(value, alpha)
-                                                                   : static_cast<std::uint8_t>(value);
+                out[c] = from.hasAlpha && !from.alphaPremultiplied
+                             ? premultiply(value, alpha)
+                             : static_cast<std::uint8_t>(value);
             }
             if (from.hasAlpha)
                 out[toSamples - 1] = static_cast<std::uint8_t>(alpha);
@@ -98,8 +100,9 @@ bool isBlackSpaceName(std::string_view name) {
 }
 
 BitmapImageRep::BitmapImageRep(image::Bitmap pixels, std::string colorSpaceName)
-    : pixels_(std::move(pixels)), colorSpaceName_(std::move(colorSpaceName)),
-      size_{static_cast<float>(pixels_.width()), static_cast<float>(pixels_.height())} {}
+    : pixels_(std::move(pixels)),
+      colorSpaceName_(std::move(colorSpaceName)), size_{static_cast<float>(pixels_.width()),
+                                                        static_cast<float>(pixels_.height())} {}
 
 std::optional<BitmapImageRep> BitmapImageRep::fromQImage(const QImage& picture) {
     if (picture.isNull())
@@ -116,7 +119,8 @@ std::optional<BitmapImageRep> BitmapImageRep::fromQImage(const QImage& picture) 
     } else {
         PixelFormat format = PixelFormat::make(ColorSpace::RGB, 8, true);
         format.alphaPremultiplied = true;
-        bitmap = bitmapFromRows(picture.convertToFormat(QImage::Format_RGBA8888_Premultiplied), format);
+        bitmap =
+            bitmapFromRows(picture.convertToFormat(QImage::Format_RGBA8888_Premultiplied), format);
     }
     if (!bitmap)
         return std::nullopt;
@@ -142,7 +146,8 @@ std::optional<BitmapImageRep> BitmapImageRep::fromBitmap(image::Bitmap pixels) {
     case ColorSpace::XYZ:
         return BitmapImageRep(std::move(pixels), std::string(NSCustomColorSpace));
     }
-    const bool convert = f.bytesPerSample != 1 || f.isPlanar || (f.hasAlpha && !f.alphaPremultiplied) ||
+    const bool convert = f.bytesPerSample != 1 || f.isPlanar ||
+                         (f.hasAlpha && !f.alphaPremultiplied) ||
                          (f.space == ColorSpace::Gray && f.hasAlpha);
     if (!convert)
         return BitmapImageRep(std::move(pixels), std::string(name));
@@ -168,13 +173,15 @@ QImage BitmapImageRep::toQImage() const {
         return {};
     const PixelFormat& f = pixels_.format();
     const bool black = isBlackSpaceName(colorSpaceName_);
-    if ((black || isWhiteSpaceName(colorSpaceName_)) && f.space == ColorSpace::Gray && !f.hasAlpha) {
+    if ((black || isWhiteSpaceName(colorSpaceName_)) && f.space == ColorSpace::Gray &&
+        !f.hasAlpha) {
         QImage picture = pictureFromRows(pixels_, QImage::Format_Grayscale8);
         if (black)
             picture.invertPixels();
         return picture;
     }
-    if ((colorSpaceName_ == NSCalibratedRGBColorSpace || colorSpaceName_ == NSDeviceRGBColorSpace) &&
+    if ((colorSpaceName_ == NSCalibratedRGBColorSpace ||
+         colorSpaceName_ == NSDeviceRGBColorSpace) &&
         f.space == ColorSpace::RGB) {
         if (!f.hasAlpha)
             return pictureFromRows(pixels_, QImage::Format_RGB888);
@@ -189,10 +196,12 @@ QImage BitmapImageRep::toQImage() const {
 std::optional<image::Bitmap> BitmapImageRep::toBitmap() const {
     const PixelFormat& f = pixels_.format();
     const bool gray = isWhiteSpaceName(colorSpaceName_) || isBlackSpaceName(colorSpaceName_);
-    const bool rgb = colorSpaceName_ == NSCalibratedRGBColorSpace || colorSpaceName_ == NSDeviceRGBColorSpace;
+    const bool rgb =
+        colorSpaceName_ == NSCalibratedRGBColorSpace || colorSpaceName_ == NSDeviceRGBColorSpace;
     const bool cmyk = colorSpaceName_ == NSDeviceCMYKColorSpace;
-    if (pixels_.isNull() || !((gray && f.space == ColorSpace::Gray) || (rgb && f.space == ColorSpace::RGB) ||
-                              (cmyk && f.space == ColorSpace::CMYK)))
+    if (pixels_.isNull() ||
+        !((gray && f.space == ColorSpace::Gray) || (rgb && f.space == ColorSpace::RGB) ||
+          (cmyk && f.space == ColorSpace::CMYK)))
         return std::nullopt;
     auto copy = pixels_.clone();
     if (!copy)

@@ -81,7 +81,8 @@ void DrawContext::setRGBFillColor(float red, float green, float blue, float alph
     fillAlpha_ = alpha;
 }
 
-void DrawContext::setCMYKFillColor(float cyan, float magenta, float yellow, float black, float alpha) {
+void DrawContext::setCMYKFillColor(float cyan, float magenta, float yellow, float black,
+                                   float alpha) {
     fillSpace_ = Model::CMYK;
     fill_ = {cyan, magenta, yellow, black};
     fillAlpha_ = alpha;

@@ -40,7 +40,8 @@ class DrawColorSpace {
 
     static std::unique_ptr<DrawColorSpace> createDevice(Model model);
     /// Null unless components is 1, 3 or 4.
-    static std::unique_ptr<DrawColorSpace> createICCBased(int components, const DataProvider& profile);
+    static std::unique_ptr<DrawColorSpace> createICCBased(int components,
+                                                          const DataProvider& profile);
     /// Entries of base's channels one after the other; null for an indexed base.
     static std::unique_ptr<DrawColorSpace> createIndexed(const DrawColorSpace& base,
                                                          std::vector<std::uint8_t> table);

@@ -13,20 +13,6 @@ Image Image::fromQImage(const QImage& picture) {
     return result;
 }
 
-Image Image::copy() const {
-    Image result;
-    result.size_ = size_;
-    for (const auto& rep : reps_) {
-        auto pixels = rep->pixels().clone();
-        if (!pixels)
-            continue;
-        auto twin = std::make_unique<BitmapImageRep>(std::move(pixels).value(), rep->colorSpaceName());
-        twin->setSize(rep->size());
-        result.reps_.push_back(std::move(twin));
-    }
-    return result;
-}
-
 void Image::addRepresentation(std::unique_ptr<BitmapImageRep> rep) {
     if (rep)
         reps_.push_back(std::move(rep));
@@ -36,6 +22,8 @@ void Image::removeRepresentation(const BitmapImageRep* rep) {
     std::erase_if(reps_, [rep](const auto& own) { return own.get() == rep; });
 }
 
-QImage Image::toQImage() const { return reps_.empty() ? QImage() : reps_.front()->toQImage(); }
+QImage Image::toQImage() const {
+    return reps_.empty() ? QImage() : reps_.front()->toQImage();
+}
 
 } // namespace slidebox::draw

@@ -11,8 +11,8 @@
 namespace slidebox::draw {
 
 /// An image as a list of bitmap representations, each with its own size in
-/// points and pixels, and a size of its own. Move-only; copy() copies the
-/// pixels too, for a caller who changes an image that others share.
+/// points and pixels, and a size of its own. Move-only: an image that
+/// others share is changed in a copy made from its picture.
 class Image {
   public:
     Image() = default;
@@ -22,9 +22,6 @@ class Image {
     /// An image of one representation of the picture, both sized in points
     /// as the picture in pixels; an image of none for a null picture.
     static Image fromQImage(const QImage& picture);
-
-    /// A deep copy; a representation that can't be copied is left out.
-    Image copy() const;
 
     const std::vector<std::unique_ptr<BitmapImageRep>>& representations() const { return reps_; }
     /// Appends a representation; null is ignored.

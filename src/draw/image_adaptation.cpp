@@ -136,7 +136,8 @@ QImage filmStripCell(const QImage& strip, const QImage& picture, const RectF& fr
         return strip;
     DrawContext& ctx = cell->contextRef();
     ctx.drawImage({0.0f, 0.0f, stripSize.width, stripSize.height}, strip);
-    const RectF source{0.0f, 0.0f, static_cast<float>(picture.width()), static_cast<float>(picture.height())};
+    const RectF source{0.0f, 0.0f, static_cast<float>(picture.width()),
+                       static_cast<float>(picture.height())};
     const RectF destination = adaptRect(source, frame);
     if (!picture.isNull() && destination.width > 0.0f && destination.height > 0.0f)
         ctx.drawImage(destination, picture);

@@ -45,7 +45,8 @@ image::ImageResult<Source> readSource(const std::filesystem::path& input) {
 std::optional<int> profileChannels(const std::string& bytes) {
     if (bytes.empty())
         return std::nullopt;
-    const std::span<const std::uint8_t> data(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    const std::span<const std::uint8_t> data(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                             bytes.size());
     auto inspector = color::ProfileInspector::profileInspectorWithProfileData(data, -1);
     if (!inspector)
         return std::nullopt;
@@ -68,11 +69,12 @@ ImageStatus refuse(ImageErrorCode code, std::string message) {
 
 } // namespace
 
-image::ImageResult<ScaledImageFile> scaleImageFile(const std::filesystem::path& input,
-                                                   const std::filesystem::path& output, SizeF size,
-                                                   const std::optional<std::filesystem::path>& profile) {
+image::ImageResult<ScaledImageFile>
+scaleImageFile(const std::filesystem::path& input, const std::filesystem::path& output, SizeF size,
+               const std::optional<std::filesystem::path>& profile) {
     if (image::imageFileKind(output) != image::ImageFileKind::Tiff)
-        return refuse(ImageErrorCode::BadArgument, output.string() + ": the output is written as .tif or .tiff");
+        return refuse(ImageErrorCode::BadArgument,
+                      output.string() + ": the output is written as .tif or .tiff");
     if (pixelsForPoints(size.width) == 0 || pixelsForPoints(size.height) == 0)
         return refuse(ImageErrorCode::BadArgument, "the size gives no pixels");
     std::string chosenProfile;
@@ -99,7 +101,8 @@ image::ImageResult<ScaledImageFile> scaleImageFile(const std::filesystem::path& 
     if (!scaled) {
         if (rep->colorSpaceName() == NSCustomColorSpace)
             return refuse(ImageErrorCode::Unsupported,
-                          "the image is in " + std::string(image::colorSpaceName(rep->pixels().format().space)) +
+                          "the image is in " +
+                              std::string(image::colorSpaceName(rep->pixels().format().space)) +
                               ", not in gray, RGB or CMYK, and is not scaled");
         return refuse(ImageErrorCode::OutOfMemory, "the scaled image can't be made");
     }

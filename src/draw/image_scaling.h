@@ -14,7 +14,7 @@ namespace slidebox::draw {
 struct ScaledImageFile {
     std::int32_t pixelsWide = 0;
     std::int32_t pixelsHigh = 0;
-    std::string layout;         ///< "gray", "RGB with alpha" or "CMYK"
+    std::string layout; ///< "gray", "RGB with alpha" or "CMYK"
     bool profileEmbedded = false;
 };
 
@@ -32,8 +32,8 @@ struct ScaledImageFile {
 /// profile that can't be read, isn't one or doesn't fit; the writer's
 /// status when the output can't be written. Messages name the file at
 /// fault where it isn't the input.
-image::ImageResult<ScaledImageFile> scaleImageFile(const std::filesystem::path& input,
-                                                   const std::filesystem::path& output, SizeF size,
-                                                   const std::optional<std::filesystem::path>& profile);
+image::ImageResult<ScaledImageFile>
+scaleImageFile(const std::filesystem::path& input, const std::filesystem::path& output, SizeF size,
+               const std::optional<std::filesystem::path>& profile);
 
 } // namespace slidebox::draw

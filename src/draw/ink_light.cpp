@@ -25,8 +25,8 @@ std::array<std::uint8_t, 3> lightFromInks(unsigned cyan, unsigned magenta, unsig
 
 QImage lightFromInks(const image::Bitmap& cmyk) {
     const image::PixelFormat& f = cmyk.format();
-    if (cmyk.isNull() || f.space != image::ColorSpace::CMYK || f.bytesPerSample != 1 || f.isPlanar ||
-        f.hasAlpha)
+    if (cmyk.isNull() || f.space != image::ColorSpace::CMYK || f.bytesPerSample != 1 ||
+        f.isPlanar || f.hasAlpha)
         return {};
     QImage picture(cmyk.width(), cmyk.height(), QImage::Format_RGB888);
     if (picture.isNull())

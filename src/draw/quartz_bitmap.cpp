@@ -18,7 +18,8 @@ std::optional<std::vector<std::uint8_t>> fileBytes(const std::filesystem::path& 
     std::ifstream file(path, std::ios::binary);
     if (!file)
         return std::nullopt;
-    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)),
+                                    std::istreambuf_iterator<char>());
     if (file.bad())
         return std::nullopt;
     return bytes;
@@ -78,7 +79,8 @@ QuartzBitmap::initWithSize(SizeF size, const std::optional<std::filesystem::path
     std::optional<std::vector<std::uint8_t>> fromFile;
     if (profile) {
         fromFile = fileBytes(*profile);
-        profileData = fromFile ? std::optional<std::span<const std::uint8_t>>(*fromFile) : std::nullopt;
+        profileData =
+            fromFile ? std::optional<std::span<const std::uint8_t>>(*fromFile) : std::nullopt;
     }
     if (!bitmap->createBitmapContext(profileData, colorSpace))
         return nullptr;
@@ -91,15 +93,16 @@ std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size, std::string
 std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size, const char* colorSpace) {
     return initWithSize(size, std::string_view(colorSpace ? colorSpace : ""));
 }
-std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size, const std::string& colorSpace) {
+std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size,
+                                                         const std::string& colorSpace) {
     return initWithSize(size, std::string_view(colorSpace));
 }
 std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size,
                                                          const std::filesystem::path& profile) {
     return initWithSize(size, profile, std::nullopt, std::nullopt);
 }
-std::unique_ptr<QuartzBitmap> QuartzBitmap::initWithSize(SizeF size,
-                                                         std::span<const std::uint8_t> profileData) {
+std::unique_ptr<QuartzBitmap>
+QuartzBitmap::initWithSize(SizeF size, std::span<const std::uint8_t> profileData) {
     return initWithSize(size, std::nullopt, profileData, std::nullopt);
 }
 
@@ -118,7 +121,8 @@ bool QuartzBitmap::createBitmapContext(std::optional<std::span<const std::uint8_
         // The trash keeps the provider for this scope, inspector or not.
         DrawingTrash trash;
         auto provider = std::make_unique<DataProvider>(*profileData);
-        if (auto inspector = color::ProfileInspector::profileInspectorWithProfileData(*profileData, -1)) {
+        if (auto inspector =
+                color::ProfileInspector::profileInspectorWithProfileData(*profileData, -1)) {
             profileDecides = true;
             const int channels = static_cast<int>(inspector->nbComponents());
             if (channels == 1 || channels == 3 || channels == 4) {
@@ -149,7 +153,8 @@ bool QuartzBitmap::createBitmapContext(std::optional<std::span<const std::uint8_
     return true;
 }
 
-void QuartzBitmap::createBitmapRep(int samplesPerPixel, bool alpha, std::string_view colorSpaceName) {
+void QuartzBitmap::createBitmapRep(int samplesPerPixel, bool alpha,
+                                   std::string_view colorSpaceName) {
     using image::ColorSpace;
     const ColorSpace space = samplesPerPixel == 1 ? ColorSpace::Gray
                              : alpha              ? ColorSpace::RGB
@@ -158,12 +163,14 @@ void QuartzBitmap::createBitmapRep(int samplesPerPixel, bool alpha, std::string_
     format.alphaPremultiplied = alpha;
     // Rows on 16-byte boundaries, as a representation that picks its own
     // row length would have them.
-    const std::size_t need = static_cast<std::size_t>(pixelsWide_) * static_cast<std::size_t>(samplesPerPixel);
+    const std::size_t need =
+        static_cast<std::size_t>(pixelsWide_) * static_cast<std::size_t>(samplesPerPixel);
     const std::size_t rowBytes = (need + 15) / 16 * 16;
     auto pixels = image::Bitmap::allocate(pixelsWide_, pixelsHigh_, format, rowBytes);
     if (!pixels)
         return;
-    imageRep_ = std::make_unique<BitmapImageRep>(std::move(pixels).value(), std::string(colorSpaceName));
+    imageRep_ =
+        std::make_unique<BitmapImageRep>(std::move(pixels).value(), std::string(colorSpaceName));
 }
 
 std::unique_ptr<BitmapImageRep> QuartzBitmap::takeBitmapRep() {
@@ -181,7 +188,9 @@ void QuartzBitmap::fillBitmap() {
     ctx_->fillRect({0.0f, 0.0f, static_cast<float>(pixelsWide_), static_cast<float>(pixelsHigh_)});
 }
 
-void QuartzBitmap::setGrayFillColor(float gray) { ctx_->setGrayFillColor(gray, 1.0f); }
+void QuartzBitmap::setGrayFillColor(float gray) {
+    ctx_->setGrayFillColor(gray, 1.0f);
+}
 
 void QuartzBitmap::fillPath(const QPainterPath& path) {
     QPainterPath current;
@@ -211,7 +220,8 @@ void QuartzBitmap::fillPath(const QPainterPath& path) {
         }
         // A subpath ends at the next move or at the path's end; it closes
         // when it comes back to where it began.
-        const bool subpathEnds = i + 1 >= count || path.elementAt(i + 1).type == QPainterPath::MoveToElement;
+        const bool subpathEnds =
+            i + 1 >= count || path.elementAt(i + 1).type == QPainterPath::MoveToElement;
         if (subpathEnds && e.type != QPainterPath::MoveToElement && last == start) {
             ctx_->fillPath(current);
             current = QPainterPath();

@@ -54,7 +54,8 @@ class QuartzBitmap {
     static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size, std::string_view colorSpace);
     static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size, const char* colorSpace);
     static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size, const std::string& colorSpace);
-    static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size, const std::filesystem::path& profile);
+    static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size,
+                                                      const std::filesystem::path& profile);
     static std::unique_ptr<QuartzBitmap> initWithSize(SizeF size,
                                                       std::span<const std::uint8_t> profileData);
 

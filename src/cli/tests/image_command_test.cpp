@@ -42,8 +42,10 @@ std::string asMinIsWhite(const TempDir& dir, const std::string& tiff) {
 
 TEST(CliImageScale, KeepsTheLayoutAndThePicture) {
     TempDir dir;
-    const std::string gray = uniformTiff(dir, "gray.tif", PixelFormat::make(ColorSpace::Gray, 8), {70});
-    const std::string cmyk = uniformTiff(dir, "cmyk.tif", PixelFormat::make(ColorSpace::CMYK, 8), {10, 80, 150, 220});
+    const std::string gray =
+        uniformTiff(dir, "gray.tif", PixelFormat::make(ColorSpace::Gray, 8), {70});
+    const std::string cmyk =
+        uniformTiff(dir, "cmyk.tif", PixelFormat::make(ColorSpace::CMYK, 8), {10, 80, 150, 220});
     QImage png(4, 4, QImage::Format_RGB32);
     png.fill(QColor(30, 130, 230));
     ASSERT_TRUE(png.save(QString::fromStdString((dir / "rgb.png").string())));
@@ -57,14 +59,26 @@ TEST(CliImageScale, KeepsTheLayoutAndThePicture) {
     const std::string out = (dir / "out.tif").string();
     PixelFormat rgba = PixelFormat::make(ColorSpace::RGB, 8, true);
     rgba.alphaPremultiplied = true;
-    for (const Row& row : {
-             Row{{gray, out, "--size", "8x6"}, "8 x 6 gray", PixelFormat::make(ColorSpace::Gray, 8), {70}, false},
-             Row{{asMinIsWhite(dir, gray), out, "--size", "3"}, "3 x 3 gray", PixelFormat::make(ColorSpace::Gray, 8),
-                 {185}, false},
-             Row{{cmyk, out, "--size", "2.5", "--profile", kCMYK}, "3 x 3 CMYK, profile embedded",
-                 PixelFormat::make(ColorSpace::CMYK, 8), {10, 80, 150, 220}, true},
-             Row{{(dir / "rgb.png").string(), out, "--size", "16"}, "16 x 16 RGB with alpha", rgba,
-                 {30, 130, 230, 255}, false}}) {
+    for (const Row& row : {Row{{gray, out, "--size", "8x6"},
+                               "8 x 6 gray",
+                               PixelFormat::make(ColorSpace::Gray, 8),
+                               {70},
+                               false},
+                           Row{{asMinIsWhite(dir, gray), out, "--size", "3"},
+                               "3 x 3 gray",
+                               PixelFormat::make(ColorSpace::Gray, 8),
+                               {185},
+                               false},
+                           Row{{cmyk, out, "--size", "2.5", "--profile", kCMYK},
+                               "3 x 3 CMYK, profile embedded",
+                               PixelFormat::make(ColorSpace::CMYK, 8),
+                               {10, 80, 150, 220},
+                               true},
+                           Row{{(dir / "rgb.png").string(), out, "--size", "16"},
+                               "16 x 16 RGB with alpha",
+                               rgba,
+                               {30, 130, 230, 255},
+                               false}}) {
         SCOPED_TRACE(row.args[0]);
         if (row.profile && !firstMissing({kCMYK}).empty())
             continue;
@@ -87,17 +101,27 @@ TEST(CliImageScale, KeepsTheLayoutAndThePicture) {
 
 TEST(CliImageScale, RefusesWhatItCannotDoAndWritesNothing) {
     TempDir dir;
-    const std::string lab = uniformTiff(dir, "lab.tif", PixelFormat::make(ColorSpace::Lab, 8), {50, 128, 128});
-    const std::string rgb = uniformTiff(dir, "rgb.tif", PixelFormat::make(ColorSpace::RGB, 8), {1, 2, 3});
+    const std::string lab =
+        uniformTiff(dir, "lab.tif", PixelFormat::make(ColorSpace::Lab, 8), {50, 128, 128});
+    const std::string rgb =
+        uniformTiff(dir, "rgb.tif", PixelFormat::make(ColorSpace::RGB, 8), {1, 2, 3});
     writeFile(dir / "corrupt.tif", "II*\0garbage that is no image");
     writeFile(dir / "junk.icc", std::string(200, 'x'));
     const std::string out = (dir / "out.tif").string();
-    const struct { std::vector<std::string> args; int status; std::string says; } rows[] = {
+    const struct {
+        std::vector<std::string> args;
+        int status;
+        std::string says;
+    } rows[] = {
         {{lab, out, "--size", "4"}, 1, "not in gray, RGB or CMYK"},
         {{(dir / "missing.tif").string(), out, "--size", "4"}, 1, "missing.tif: "},
         {{(dir / "corrupt.tif").string(), out, "--size", "4"}, 1, "corrupt.tif: "},
-        {{rgb, out, "--size", "4", "--profile", (dir / "junk.icc").string()}, 1, "not an ICC profile"},
-        {{rgb, out, "--size", "4", "--profile", kCMYK}, 1, "its 4 channels don't fit the scaled image (RGB with alpha)"},
+        {{rgb, out, "--size", "4", "--profile", (dir / "junk.icc").string()},
+         1,
+         "not an ICC profile"},
+        {{rgb, out, "--size", "4", "--profile", kCMYK},
+         1,
+         "its 4 channels don't fit the scaled image (RGB with alpha)"},
         {{rgb, (dir / "out.png").string(), "--size", "4"}, 1, ".tif or .tiff"},
         {{rgb, out}, 2, "--size is required"},
         {{rgb, out, "--size", "0"}, 2, "--size takes"},

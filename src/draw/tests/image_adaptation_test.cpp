@@ -22,12 +22,14 @@ BitmapImageRep rep(std::string_view name, PixelFormat format, int w, int h, Fill
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             for (int c = 0; c < format.samplesPerPixel(); ++c)
-                pixels->row(y)[x * format.samplesPerPixel() + c] = static_cast<std::uint8_t>(fill(x, y, c));
+                pixels->row(y)[x * format.samplesPerPixel() + c] =
+                    static_cast<std::uint8_t>(fill(x, y, c));
     return BitmapImageRep(std::move(pixels).value(), std::string(name));
 }
 
 int at(const BitmapImageRep& r, int x, int y, int c = 0) {
-    return r.bitmapData()[std::size_t(y) * r.bytesPerRow() + std::size_t(x * r.samplesPerPixel() + c)];
+    return r
+        .bitmapData()[std::size_t(y) * r.bytesPerRow() + std::size_t(x * r.samplesPerPixel() + c)];
 }
 
 const PixelFormat kGray = PixelFormat::make(ColorSpace::Gray, 8);
@@ -36,10 +38,12 @@ const PixelFormat kGray = PixelFormat::make(ColorSpace::Gray, 8);
 
 TEST(AdaptRect, FitsCentredWithTwoPointsClear) {
     const RectF frame{12.0f, 6.0f, 60.0f, 72.0f};
-    const struct { RectF source, expected; } rows[] = {
+    const struct {
+        RectF source, expected;
+    } rows[] = {
         {{0, 0, 120, 80}, {14.0f, 23.33f, 56.0f, 37.33f}},
         {{5, 5, 80, 120}, {19.33f, 8.0f, 45.33f, 68.0f}},
-        {{0, 0, 60, 72}, {14.0f, 8.4f, 56.0f, 67.2f}}, // equal proportions: the width's rule
+        {{0, 0, 60, 72}, {14.0f, 8.4f, 56.0f, 67.2f}},  // equal proportions: the width's rule
         {{0, 0, 14, 10}, {14.0f, 22.0f, 56.0f, 40.0f}}, // small sources grow
     };
     for (const auto& row : rows) {
@@ -53,9 +57,13 @@ TEST(AdaptRect, FitsCentredWithTwoPointsClear) {
 
 TEST(BitmapWithPixelsSize, GrayOfAWhiteSpaceComesOutReversed) {
     auto sampleOf = [](int x, int y, int) { return 10 + 40 * x + y; };
-    const struct { std::string_view name; bool reversed; } rows[] = {
-        {NSCalibratedWhiteColorSpace, true}, {NSDeviceWhiteColorSpace, true},
-        {NSCalibratedBlackColorSpace, false}, {NSDeviceBlackColorSpace, false}};
+    const struct {
+        std::string_view name;
+        bool reversed;
+    } rows[] = {{NSCalibratedWhiteColorSpace, true},
+                {NSDeviceWhiteColorSpace, true},
+                {NSCalibratedBlackColorSpace, false},
+                {NSDeviceBlackColorSpace, false}};
     for (const auto& row : rows) {
         const BitmapImageRep source = rep(row.name, kGray, 4, 3, sampleOf);
         auto scaled = bitmapWithPixelsSize({4.0f, 3.0f}, source);
@@ -63,7 +71,8 @@ TEST(BitmapWithPixelsSize, GrayOfAWhiteSpaceComesOutReversed) {
         EXPECT_EQ(scaled->colorSpaceName(), NSCalibratedBlackColorSpace);
         for (int y = 0; y < 3; ++y)
             for (int x = 0; x < 4; ++x)
-                ASSERT_EQ(at(*scaled, x, y), row.reversed ? 255 - sampleOf(x, y, 0) : sampleOf(x, y, 0))
+                ASSERT_EQ(at(*scaled, x, y),
+                          row.reversed ? 255 - sampleOf(x, y, 0) : sampleOf(x, y, 0))
                     << row.name << " " << x << "," << y;
         // Both show the picture of their source.
         EXPECT_EQ(qGray(scaled->toQImage().pixel(3, 2)), qGray(source.toQImage().pixel(3, 2)));
@@ -71,37 +80,43 @@ TEST(BitmapWithPixelsSize, GrayOfAWhiteSpaceComesOutReversed) {
 }
 
 TEST(BitmapWithPixelsSize, LayoutsFollowTheSourceSpace) {
-    const BitmapImageRep rgb = rep(NSDeviceRGBColorSpace, PixelFormat::make(ColorSpace::RGB, 8), 2, 2,
-                                   [](int, int, int c) { return 60 * (c + 1); });
+    const BitmapImageRep rgb = rep(NSDeviceRGBColorSpace, PixelFormat::make(ColorSpace::RGB, 8), 2,
+                                   2, [](int, int, int c) { return 60 * (c + 1); });
     auto rgba = bitmapWithPixelsSize({6.0f, 5.0f}, rgb);
     ASSERT_TRUE(rgba);
     EXPECT_EQ(rgba->samplesPerPixel(), 4) << "24 bits a pixel come out with alpha";
-    EXPECT_EQ((std::array{at(*rgba, 3, 2, 0), at(*rgba, 3, 2, 1), at(*rgba, 3, 2, 2), at(*rgba, 3, 2, 3)}),
+    EXPECT_EQ((std::array{at(*rgba, 3, 2, 0), at(*rgba, 3, 2, 1), at(*rgba, 3, 2, 2),
+                          at(*rgba, 3, 2, 3)}),
               (std::array{60, 120, 180, 255}));
 
-    const BitmapImageRep cmyk = rep(NSDeviceCMYKColorSpace, PixelFormat::make(ColorSpace::CMYK, 8), 3, 3,
-                                    [](int, int, int c) { return 11 + 50 * c; });
+    const BitmapImageRep cmyk = rep(NSDeviceCMYKColorSpace, PixelFormat::make(ColorSpace::CMYK, 8),
+                                    3, 3, [](int, int, int c) { return 11 + 50 * c; });
     auto inks = bitmapWithPixelsSize({10.5f, 2.0f}, cmyk);
     ASSERT_TRUE(inks);
     EXPECT_EQ(inks->colorSpaceName(), NSDeviceCMYKColorSpace);
     EXPECT_EQ(inks->pixelsWide(), 11);
     EXPECT_EQ(inks->size(), (SizeF{3.0f, 3.0f})) << "the source's points";
     for (int x : {0, 5, 9})
-        EXPECT_EQ((std::array{at(*inks, x, 1, 0), at(*inks, x, 1, 1), at(*inks, x, 1, 2), at(*inks, x, 1, 3)}),
+        EXPECT_EQ((std::array{at(*inks, x, 1, 0), at(*inks, x, 1, 1), at(*inks, x, 1, 2),
+                              at(*inks, x, 1, 3)}),
                   (std::array{11, 61, 111, 161}))
             << x;
-    EXPECT_NEAR(at(*inks, 10, 1, 3), 161 / 2, 1) << "the drawing keeps the fraction: half the last pixel";
+    EXPECT_NEAR(at(*inks, 10, 1, 3), 161 / 2, 1)
+        << "the drawing keeps the fraction: half the last pixel";
 }
 
 TEST(BitmapWithPixelsSize, GivesNothingForWhatItCannotRead) {
     const BitmapImageRep lab = rep(NSCustomColorSpace, PixelFormat::make(ColorSpace::Lab, 8), 2, 2,
                                    [](int, int, int) { return 128; });
     EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, lab));
-    const BitmapImageRep mislabelled = rep("NSPatternColorSpace", kGray, 2, 2, [](int, int, int) { return 0; });
+    const BitmapImageRep mislabelled =
+        rep("NSPatternColorSpace", kGray, 2, 2, [](int, int, int) { return 0; });
     EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, mislabelled));
-    EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, BitmapImageRep(Bitmap(), std::string(NSCalibratedWhiteColorSpace))))
+    EXPECT_FALSE(bitmapWithPixelsSize(
+        {2.0f, 2.0f}, BitmapImageRep(Bitmap(), std::string(NSCalibratedWhiteColorSpace))))
         << "a gray without bits per pixel";
-    const BitmapImageRep gray = rep(NSCalibratedWhiteColorSpace, kGray, 2, 2, [](int, int, int) { return 0; });
+    const BitmapImageRep gray =
+        rep(NSCalibratedWhiteColorSpace, kGray, 2, 2, [](int, int, int) { return 0; });
     EXPECT_FALSE(bitmapWithPixelsSize({0.0f, 2.0f}, gray));
 }
 
@@ -146,5 +161,6 @@ TEST(FilmStripCell, DrawsThePictureIntoTheFrameOfACopy) {
     EXPECT_EQ(cell.pixelColor(42, 84 - 15), QColor(20, 20, 20));
     EXPECT_EQ(cell.pixelColor(5, 42), QColor(20, 20, 20));
     EXPECT_EQ(strip, before);
-    EXPECT_EQ(filmStripCell(strip, QImage(), {12.0f, 6.0f, 60.0f, 72.0f}).pixelColor(42, 44), QColor(20, 20, 20));
+    EXPECT_EQ(filmStripCell(strip, QImage(), {12.0f, 6.0f, 60.0f, 72.0f}).pixelColor(42, 44),
+              QColor(20, 20, 20));
 }

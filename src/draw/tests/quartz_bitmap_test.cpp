@@ -28,8 +28,13 @@ Bytes profileWithSpace(const char* space) {
 } // namespace
 
 TEST(QuartzBitmap, SizesRoundUpToWholePixels) {
-    const struct { SizeF size; int wide, high; } rows[] = {
-        {{10.5f, 3.0f}, 11, 3}, {{0.2f, 0.2f}, 1, 1}, {{1.0f, 7.999f}, 1, 8}, {{16.0f, 16.0f}, 16, 16}};
+    const struct {
+        SizeF size;
+        int wide, high;
+    } rows[] = {{{10.5f, 3.0f}, 11, 3},
+                {{0.2f, 0.2f}, 1, 1},
+                {{1.0f, 7.999f}, 1, 8},
+                {{16.0f, 16.0f}, 16, 16}};
     for (const auto& row : rows) {
         auto bitmap = QuartzBitmap::initWithSize(row.size, kCGColorSpaceUserGray);
         ASSERT_TRUE(bitmap) << row.size.width;
@@ -42,7 +47,12 @@ TEST(QuartzBitmap, SizesRoundUpToWholePixels) {
 }
 
 TEST(QuartzBitmap, NamesGiveTheThreeLayoutsAndNothingElse) {
-    const struct { const char* name; int samples; bool alpha; std::string_view label; } rows[] = {
+    const struct {
+        const char* name;
+        int samples;
+        bool alpha;
+        std::string_view label;
+    } rows[] = {
         {"kCGColorSpaceUserGray", 1, false, NSCalibratedBlackColorSpace},
         {"kCGColorSpaceUserRGB", 4, true, NSCalibratedRGBColorSpace},
         {"kCGColorSpaceUserCMYK", 4, false, NSDeviceCMYKColorSpace},
@@ -60,7 +70,8 @@ TEST(QuartzBitmap, NamesGiveTheThreeLayoutsAndNothingElse) {
     }
     EXPECT_GT(QuartzBitmap::initWithSize({11.0f, 2.0f}, kCGColorSpaceUserGray)->bytesPerRow(), 11u)
         << "rows longer than the pixels need, so that walks must step by them";
-    for (const char* refused : {"kcgcolorspaceusergray", "kCGColorSpaceUserRGB ", "", "kCGColorSpaceGenericRGB"})
+    for (const char* refused :
+         {"kcgcolorspaceusergray", "kCGColorSpaceUserRGB ", "", "kCGColorSpaceGenericRGB"})
         EXPECT_FALSE(QuartzBitmap::initWithSize({4.0f, 4.0f}, refused)) << refused;
 }
 
@@ -87,7 +98,10 @@ TEST(QuartzBitmap, AProfileDecidesBeforeTheName) {
     EXPECT_EQ(junkAndName->bitmapRep().samplesPerPixel(), 1);
     EXPECT_FALSE(QuartzBitmap::initWithSize(size, std::span<const std::uint8_t>(notAProfile)));
 
-    const struct { const char* space; int samples; } rows[] = {{"GRAY", 1}, {"CMYK", 4}, {"MCH5", 0}};
+    const struct {
+        const char* space;
+        int samples;
+    } rows[] = {{"GRAY", 1}, {"CMYK", 4}, {"MCH5", 0}};
     for (const auto& row : rows) {
         const Bytes bytes = profileWithSpace(row.space);
         auto bitmap = QuartzBitmap::initWithSize(size, std::nullopt, bytes, gray);
@@ -105,9 +119,10 @@ TEST(QuartzBitmap, GrayShortcutsWriteEveryLayoutThroughTheSharedPixels) {
         const char* name;
         std::array<int, 4> erased, filled, half;
     };
-    for (const Row& row : {Row{"kCGColorSpaceUserGray", {0}, {255}, {128}},
-                           Row{"kCGColorSpaceUserRGB", {0, 0, 0, 255}, {255, 255, 255, 255}, {128, 128, 128, 255}},
-                           Row{"kCGColorSpaceUserCMYK", {0, 0, 0, 255}, {0, 0, 0, 0}, {0, 0, 0, 127}}}) {
+    for (const Row& row :
+         {Row{"kCGColorSpaceUserGray", {0}, {255}, {128}},
+          Row{"kCGColorSpaceUserRGB", {0, 0, 0, 255}, {255, 255, 255, 255}, {128, 128, 128, 255}},
+          Row{"kCGColorSpaceUserCMYK", {0, 0, 0, 255}, {0, 0, 0, 0}, {0, 0, 0, 127}}}) {
         SCOPED_TRACE(row.name);
         auto bitmap = QuartzBitmap::initWithSize({5.0f, 3.0f}, row.name);
         ASSERT_TRUE(bitmap);
@@ -116,7 +131,8 @@ TEST(QuartzBitmap, GrayShortcutsWriteEveryLayoutThroughTheSharedPixels) {
             for (int y = 0; y < 3; ++y)
                 for (int x = 0; x < 5; ++x)
                     for (int c = 0; c < samples; ++c)
-                        ASSERT_EQ(sample(*bitmap, x, y, c), values[c]) << x << "," << y << " #" << c;
+                        ASSERT_EQ(sample(*bitmap, x, y, c), values[c])
+                            << x << "," << y << " #" << c;
         };
         bitmap->eraseBitmap();
         expectEverywhere(row.erased);
@@ -142,8 +158,8 @@ TEST(QuartzBitmap, CMYKFillsLandInTheirOwnInks) {
     bitmap->contextRef().fillRect({0.0f, 0.0f, 3.0f, 2.0f});
     for (int x = 0; x < 3; ++x)
         for (int y = 0; y < 2; ++y)
-            EXPECT_EQ((std::array{sample(*bitmap, x, y, 0), sample(*bitmap, x, y, 1), sample(*bitmap, x, y, 2),
-                                  sample(*bitmap, x, y, 3)}),
+            EXPECT_EQ((std::array{sample(*bitmap, x, y, 0), sample(*bitmap, x, y, 1),
+                                  sample(*bitmap, x, y, 2), sample(*bitmap, x, y, 3)}),
                       (std::array{51, 102, 153, 204}));
 }
 
