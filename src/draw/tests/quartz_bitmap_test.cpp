@@ -201,3 +201,29 @@ TEST(QuartzBitmap, PathsFillEachClosedSubpathAlone) {
     EXPECT_EQ(sample(*bitmap, 20, 40 - 12), 0);
     EXPECT_EQ(sample(*bitmap, 2, 40 - 30), 200);
 }
+
+TEST(QuartzBitmap, PicturesOfLightReachCMYKAsInks) {
+    // Black takes what the three share; each ink the share of what black leaves.
+    const struct {
+        QColor light;
+        std::array<int, 4> inks;
+    } rows[] = {
+        {QColor(255, 0, 0), {0, 255, 255, 0}},    {QColor(255, 255, 255), {0, 0, 0, 0}},
+        {QColor(0, 0, 0), {0, 0, 0, 255}},        {QColor(128, 128, 128), {0, 0, 0, 127}},
+        {QColor(102, 51, 0), {0, 128, 255, 153}}, {QColor(0, 0, 255, 0), {9, 9, 9, 9}},
+    };
+    for (const auto& row : rows) {
+        auto bitmap = QuartzBitmap::initWithSize({2.0f, 2.0f}, kCGColorSpaceUserCMYK);
+        ASSERT_TRUE(bitmap);
+        bitmap->contextRef().setCMYKFillColor(9 / 255.0f, 9 / 255.0f, 9 / 255.0f, 9 / 255.0f);
+        bitmap->contextRef().fillRect({0.0f, 0.0f, 2.0f, 2.0f});
+        QImage picture(2, 2, QImage::Format_ARGB32);
+        picture.fill(row.light);
+        bitmap->contextRef().drawImage({0.0f, 0.0f, 2.0f, 2.0f}, picture);
+        EXPECT_EQ((std::array{sample(*bitmap, 1, 1, 0), sample(*bitmap, 1, 1, 1),
+                              sample(*bitmap, 1, 1, 2), sample(*bitmap, 1, 1, 3)}),
+                  row.inks)
+            << row.light.name(QColor::HexArgb).toStdString()
+            << " (a transparent picture leaves the inks)";
+    }
+}
