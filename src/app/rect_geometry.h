@@ -5,17 +5,13 @@
 #include <QRect>
 #include <QRectF>
 
+#include "draw/rect_f.h"
+
 namespace slidebox::app {
 
 /// A rectangle of the user interface in points, single precision, with y
 /// growing upwards from the bottom edge of whatever holds it.
-struct RectF {
-    float x = 0.0f;
-    float y = 0.0f;
-    float width = 0.0f;
-    float height = 0.0f;
-    friend bool operator==(const RectF&, const RectF&) = default;
-};
+using draw::RectF;
 
 /// The same rectangle in Qt's coordinates (y growing downwards) inside a
 /// container of the given height.

@@ -10,6 +10,7 @@
 #include <QObject>
 
 #include "app/rect_geometry.h"
+#include "draw/image_adaptation.h"
 #include "library/iphoto_album_manager.h"
 #include "platform/notification_center.h"
 
@@ -156,7 +157,9 @@ public:
 
     /// Fits the source into the destination, keeping its proportions,
     /// centred, 2 points clear on each side along the limiting axis.
-    static RectF adaptRect(const RectF& source, const RectF& destination);
+    static RectF adaptRect(const RectF& source, const RectF& destination) {
+        return draw::adaptRect(source, destination);
+    }
     /// The frame of the film strip picture that takes the thumbnail.
     static constexpr RectF filmStripThumbnailFrame{12.0f, 6.0f, 60.0f, 72.0f};
 

@@ -14,6 +14,7 @@
 #include "app/library_table_view.h"
 #include "app/localized.h"
 #include "app/ui_window.h"
+#include "draw/image_adaptation.h"
 #include "ui_ui_controller.h"
 
 namespace slidebox::app {
@@ -80,21 +81,10 @@ void UIController::configurePhotoManagersTableView() {
 }
 
 QImage UIController::tableViewObjectValue(int row) const {
-    // A copy: the shared film strip is never drawn on.
-    QImage cell = filmStrip().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    // The cell is a copy: the shared film strip is never drawn on.
     const PhotoManagerPtr record = photoManagerAtIndex(row);
-    if (!record || cell.isNull())
-        return cell;
-    const QImage image = record->defaultImage();
-    const RectF source{0.0f, 0.0f, static_cast<float>(image.width()), static_cast<float>(image.height())};
-    const RectF destination = adaptRect(source, filmStripThumbnailFrame);
-    if (image.isNull() || !(destination.width > 0.0f) || !(destination.height > 0.0f))
-        return cell;
-    QPainter painter(&cell);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.drawImage(toQtRect(destination, cell.height()), image, QRectF(image.rect()));
-    return cell;
+    return draw::filmStripCell(filmStrip(), record ? record->defaultImage() : QImage(),
+                               filmStripThumbnailFrame);
 }
 
 void UIController::setNameOfSelectedAlbumField() {
@@ -123,23 +113,6 @@ void UIController::setNumberOfAlbumField() {
     const QString word = n < 2 ? localizedString(QT_TRANSLATE_NOOP("localized", "Library"))
                                : localizedString(QT_TRANSLATE_NOOP("localized", "Libraries"));
     ui_->albumNumberField->setText(QStringLiteral("%1 %2").arg(n).arg(word));
-}
-
-RectF UIController::adaptRect(const RectF& source, const RectF& destination) {
-    const float sw = source.width;
-    const float sh = source.height;
-    const float dw = destination.width;
-    const float dh = destination.height;
-    float scale;
-    if (sh / sw > dh / dw)
-        scale = sh / (dh - 4.0f);
-    else
-        scale = sw / (dw - 4.0f);
-    const float w = sw / scale;
-    const float h = sh / scale;
-    const float x = (dw - w) * 0.5f + destination.x;
-    const float y = (dh - h) * 0.5f + destination.y;
-    return {x, y, w, h};
 }
 
 const QImage& UIController::filmStrip() const {

@@ -86,6 +86,8 @@ std::uint16_t TiffReader::compression() const {
     return impl_->compression;
 }
 
+bool TiffReader::isMinIsWhite() const { return impl_->minIsWhite; }
+
 std::string TiffReader::iccProfile() const {
     std::uint32_t length = 0;
     void* data = nullptr;

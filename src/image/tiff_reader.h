@@ -70,6 +70,9 @@ class TiffReader {
     bool isTiled() const;
     /// libtiff's compression code (1 none, 5 LZW, 8 Deflate, ...).
     std::uint16_t compression() const;
+    /// Whether the file stores gray with white as 0 (its rows still come
+    /// with black as 0).
+    bool isMinIsWhite() const;
     /// The embedded ICC profile's bytes, empty without one.
     std::string iccProfile() const;
 

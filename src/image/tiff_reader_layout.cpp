@@ -143,6 +143,7 @@ ImageStatus TiffReader::Impl::describe(std::uint64_t fileSize) {
             format.alphaPremultiplied = extraKinds[0] == EXTRASAMPLE_ASSOCALPHA;
     }
     masks = tiff::sampleMasks(format, minIsWhite, labSigned);
+    this->minIsWhite = minIsWhite;
     width = static_cast<std::int32_t>(w);
     height = static_cast<std::int32_t>(h);
 

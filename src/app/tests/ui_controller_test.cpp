@@ -262,24 +262,6 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     EXPECT_FALSE(model->data(model->index(0, 0), Qt::DecorationRole).isNull()) << "the first column keeps its picture";
 }
 
-TEST_F(ControllerTable, AdaptRectFitsAndCentresWithTwoPointsClear) {
-    // Equal proportions take the width rule; small sources are enlarged.
-    const struct { RectF source, expected; } rows[] = {
-        {{0, 0, 120, 80}, {14.0f, 23.33f, 56.0f, 37.33f}},
-        {{5, 5, 80, 120}, {19.33f, 8.0f, 45.33f, 68.0f}},
-        {{0, 0, 60, 72}, {14.0f, 8.4f, 56.0f, 67.2f}},
-        {{0, 0, 14, 10}, {14.0f, 22.0f, 56.0f, 40.0f}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.source.width);
-        const RectF fitted = UIController::adaptRect(row.source, UIController::filmStripThumbnailFrame);
-        EXPECT_NEAR(fitted.x, row.expected.x, 0.005f);
-        EXPECT_NEAR(fitted.y, row.expected.y, 0.005f);
-        EXPECT_NEAR(fitted.width, row.expected.width, 0.005f);
-        EXPECT_NEAR(fitted.height, row.expected.height, 0.005f);
-    }
-}
-
 using ControllerSelection = ControllerTest;
 
 TEST_F(ControllerSelection, ClickingARowShowsItsLibraryWithoutTouchingDefaultImages) {
