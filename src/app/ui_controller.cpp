@@ -13,7 +13,9 @@
 #include "app/current_event.h"
 #include "app/library_table_view.h"
 #include "app/photo_manager_table_model.h"
+#include "app/status_item.h"
 #include "app/ui_window.h"
+#include "app/window_kind.h"
 #include "platform/file_system.h"
 #include "ui_ui_controller.h"
 
@@ -38,6 +40,7 @@ UIController::UIController(int windowKind, AppContext& context) : context_(conte
 
 UIController::~UIController() {
     unregisterForNotifications();
+    statusItem_.reset();
     listOfPhotoManager_.clear();
     // The viewer lets go of its record with the window.
     window_.reset();
@@ -76,6 +79,12 @@ void UIController::loadWindow() {
     connect(ui_->deleteButton, &QPushButton::clicked, this,
             [this] { deletePhotoManager(ui_->deleteButton); });
     connect(ui_->hideButton, &QPushButton::clicked, this, [this] { hideWindow(ui_->hideButton); });
+    connect(window_.get(), &UIWindow::droppedOnMenubar, this, [this] {
+        // Only the status item kind has a way back to a hidden window.
+        if (windowKind_ == statusItemWindowKind)
+            hideWindow(window_.get());
+    });
+    connect(window_.get(), &UIWindow::closeRequested, this, &UIController::windowCloseRequested);
     connect(ui_->rescanButton, &QPushButton::clicked, this,
             [this] { updatePhotoManager(ui_->rescanButton); });
 
@@ -102,12 +111,12 @@ void UIController::loadWindow() {
 void UIController::activateWindow() {
     UIWindow* mainWindow = window();
     mainWindow->setFrameAutosaveName(viewerFrameAutoSaveName, context_.userDefaults());
-    if (windowKind_ != 2 || firstStart_)
+    if (windowKind_ != statusItemWindowKind || firstStart_)
         showWindow(this);
     getDefaults();
     registerForNotifications();
     configurePhotoManagersTableView();
-    if (windowKind_ == 2)
+    if (windowKind_ == statusItemWindowKind)
         activateStatusItem();
     otherInit();
 }
