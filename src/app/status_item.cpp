@@ -18,7 +18,9 @@ namespace {
 constexpr int handleWidth = 40;
 constexpr int handleHeight = 20;
 
-QString translated(const char* text) { return QCoreApplication::translate("StatusItem", text); }
+QString translated(const char* text) {
+    return QCoreApplication::translate("StatusItem", text);
+}
 
 // A tray entry needs a picture to be found at all: without the icon, a
 // plain frame.
@@ -61,7 +63,8 @@ void StatusItemHandle::paintEvent(QPaintEvent*) {
     // A tab hanging from the edge: square top, round bottom.
     painter.drawRoundedRect(QRectF(0.5, -6.0, width() - 1.0, height() + 5.5), 6.0, 6.0);
     if (!icon_.isNull())
-        painter.drawImage(QPoint((width() - icon_.width()) / 2, (height() - icon_.height()) / 2), icon_);
+        painter.drawImage(QPoint((width() - icon_.width()) / 2, (height() - icon_.height()) / 2),
+                          icon_);
 }
 
 void StatusItemHandle::mouseReleaseEvent(QMouseEvent* event) {
@@ -81,7 +84,8 @@ StatusItem::StatusItem(const QImage& icon, std::function<bool()> isWindowVisible
     preferencesAction_ = menu_->addAction(translated("Preferences..."));
     quitAction_ = menu_->addAction(translated("Quit Slidebox"));
     connect(menu_.get(), &QMenu::aboutToShow, this, [this, visible = std::move(isWindowVisible)] {
-        showHideAction_->setText(visible && visible() ? translated("Hide Slidebox") : translated("Show Slidebox"));
+        showHideAction_->setText(visible && visible() ? translated("Hide Slidebox")
+                                                      : translated("Show Slidebox"));
     });
     connect(showHideAction_, &QAction::triggered, this, &StatusItem::clicked);
     connect(preferencesAction_, &QAction::triggered, this, &StatusItem::preferencesRequested);
@@ -101,7 +105,9 @@ StatusItem::~StatusItem() {
     handle_.reset();
 }
 
-bool StatusItem::usesTray() const { return trayIcon_ && trayIcon_->isVisible(); }
+bool StatusItem::usesTray() const {
+    return trayIcon_ && trayIcon_->isVisible();
+}
 
 StatusItemHandle* StatusItem::handle() const {
     return handle_ && handle_->isVisible() ? handle_.get() : nullptr;
@@ -140,11 +146,13 @@ void StatusItem::useTray(bool tray) {
     }
     if (trayIcon_ && trayIcon_->isVisible()) {
         trayIcon_->hide();
-        platform::log("The tray of the panel has gone: Slidebox is reached through a handle at the top of the screen");
+        platform::log("The tray of the panel has gone: Slidebox is reached through a handle at the "
+                      "top of the screen");
     } else if (!handle_) {
         static bool said = false; // once per process, also across changes of kind
         if (!said)
-            platform::log("The desktop has no tray for Slidebox's icon: a handle at the top of the screen stands in for it");
+            platform::log("The desktop has no tray for Slidebox's icon: a handle at the top of the "
+                          "screen stands in for it");
         said = true;
     }
     if (!handle_) {

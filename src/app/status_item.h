@@ -20,21 +20,21 @@ namespace slidebox::app {
 /// the item's menu.
 class StatusItemHandle : public QWidget {
     Q_OBJECT
-public:
+  public:
     StatusItemHandle(const QImage& icon, QMenu* menu);
     /// Puts the handle at the right end of the top edge of the primary
     /// screen's available area.
     void placeAtTopEdge();
 
-signals:
+  signals:
     void clicked();
 
-protected:
+  protected:
     void paintEvent(QPaintEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
-private:
+  private:
     QImage icon_;
     QMenu* menu_; // owned by the status item
 };
@@ -47,7 +47,7 @@ private:
 /// offers Show/Hide, Preferences and Quit.
 class StatusItem : public QObject {
     Q_OBJECT
-public:
+  public:
     /// icon: the 16-pixel picture. isWindowVisible names the menu's first
     /// entry ("Hide Slidebox" or "Show Slidebox").
     StatusItem(const QImage& icon, std::function<bool()> isWindowVisible);
@@ -70,13 +70,13 @@ public:
     static constexpr int trayWait = 2000;
     static constexpr int trayCheckInterval = 3000;
 
-signals:
+  signals:
     /// A click on the tray icon or the handle, or Show/Hide in the menu.
     void clicked();
     void preferencesRequested();
     void quitRequested();
 
-private:
+  private:
     void checkTray();
     void useTray(bool tray);
 

@@ -58,8 +58,6 @@ public:
     /// Length of a slide, in milliseconds.
     static constexpr int slideDuration = 180;
 
-    const WidgetDrag& drag() const { return drag_; }
-
 signals:
     /// A moved window was dropped with its top edge at or above the top of
     /// the available area.

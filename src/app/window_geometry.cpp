@@ -13,7 +13,9 @@ namespace {
 
 // Conversion to an integer towards zero and back, as the window arithmetic
 // has always done it.
-float truncated(float value) { return static_cast<float>(static_cast<int>(value)); }
+float truncated(float value) {
+    return static_cast<float>(static_cast<int>(value));
+}
 
 constexpr float rightMargin = 10.0f;
 
@@ -66,7 +68,8 @@ bool WidgetDrag::mouseUp(const RectF& windowFrame, const RectF& visibleFrame) {
 }
 
 RectF rectFromScreen(const QRectF& rect, double primaryScreenHeight) {
-    return {static_cast<float>(rect.x()), static_cast<float>(primaryScreenHeight - rect.y() - rect.height()),
+    return {static_cast<float>(rect.x()),
+            static_cast<float>(primaryScreenHeight - rect.y() - rect.height()),
             static_cast<float>(rect.width()), static_cast<float>(rect.height())};
 }
 

@@ -35,9 +35,10 @@ bool isOnMenubar(const RectF& frame, const RectF& visibleFrame);
 /// place under the mouse and follows it. A window dropped with its top edge
 /// at or above the top of the visible frame asks to be hidden.
 class WidgetDrag {
-public:
+  public:
     /// A press in the window: the window's frame and the mouse now.
-    void mouseDown(int windowKind, const RectF& windowFrame, PointF mouse, const RectF& visibleFrame);
+    void mouseDown(int windowKind, const RectF& windowFrame, PointF mouse,
+                   const RectF& visibleFrame);
     /// One step of the drag with the mouse now: the new origin of the window,
     /// or nothing when it stays (also when no press began in the window).
     std::optional<PointF> moveWidgetWindow(PointF mouse);
@@ -51,7 +52,7 @@ public:
     /// How far down (points) the mouse must go before a held window moves.
     static constexpr float pullLimit = 50.0f;
 
-private:
+  private:
     RectF initialWindowFrame_;
     PointF initialMouseLocation_;
     bool mouseDownOccured_ = false;

@@ -28,7 +28,7 @@ using slidebox::testing::waitFor;
 namespace st = slidebox::testing;
 
 class TrayTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
             GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
@@ -42,7 +42,11 @@ protected:
             tray_ = spawn({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
                            "--height", "24", "--SetDockType", "true", "--SetPartialStrut", "true"},
                           environment, temp / "trayer.log");
-            waitFor([&] { return !xdotool({"search", "--onlyvisible", "--class", "trayer"}).value_or("").empty(); });
+            waitFor([&] {
+                return !xdotool({"search", "--onlyvisible", "--class", "trayer"})
+                            .value_or("")
+                            .empty();
+            });
         }
     }
     void TearDown() override {
@@ -57,7 +61,8 @@ protected:
     }
     /// The first visible window whose name is exactly the text, or "".
     std::string visibleWindow(const std::string& name) {
-        const std::string found = xdotool({"search", "--onlyvisible", "--name", "^" + name + "$"}).value_or("");
+        const std::string found =
+            xdotool({"search", "--onlyvisible", "--name", "^" + name + "$"}).value_or("");
         return found.substr(0, found.find('\n'));
     }
     /// "X=..", "Y=.." of the window's position.
@@ -72,10 +77,10 @@ protected:
         const fs::path config = temp / "home" / ".config";
         fs::create_directories(config / "slidebox");
         fs::create_directories(temp / "home" / "Pictures");
-        ASSERT_TRUE(platform::writePlistFile(config / "slidebox" / "defaults.plist",
-                                             platform::PlistDictionary{{"AM_viewerWindowKind", 2},
-                                                                       {"AM_firstStartDone", true}},
-                                             platform::PlistFormat::Xml));
+        ASSERT_TRUE(platform::writePlistFile(
+            config / "slidebox" / "defaults.plist",
+            platform::PlistDictionary{{"AM_viewerWindowKind", 2}, {"AM_firstStartDone", true}},
+            platform::PlistFormat::Xml));
         Environment environment = currentEnvironment();
         environment["DISPLAY"] = display_->name();
         environment["QT_QPA_PLATFORM"] = "xcb";
@@ -85,7 +90,8 @@ protected:
         // No session bus: the icon goes to the X tray, not to a watcher.
         environment.erase("DBUS_SESSION_BUS_ADDRESS");
         environment.erase("SESSION_MANAGER");
-        app_ = spawn({(st::buildDir() / "bin" / "slidebox").string()}, environment, temp / "slidebox.log");
+        app_ = spawn({(st::buildDir() / "bin" / "slidebox").string()}, environment,
+                     temp / "slidebox.log");
         ASSERT_GT(app_, 0);
     }
 
@@ -103,24 +109,30 @@ TEST_F(TrayTest, TrayIconTogglesTheWindowAndAHandleReplacesAGoneTray) {
         std::string window;
         // Clicks a double-click interval apart: a double click toggles nothing.
         const auto apart = std::chrono::milliseconds(800);
-        ASSERT_TRUE(waitFor([&] {
-            xdotool({"mousemove", "1268", "12", "click", "1"});
-            std::this_thread::sleep_for(apart);
-            window = visibleWindow("Slidebox");
-            return !window.empty();
-        }, std::chrono::seconds(20))) << log();
-        EXPECT_TRUE(waitFor([&] { return windowY(window) == 24; })) << "docked under the panel, at y " << windowY(window);
+        ASSERT_TRUE(waitFor(
+            [&] {
+                xdotool({"mousemove", "1268", "12", "click", "1"});
+                std::this_thread::sleep_for(apart);
+                window = visibleWindow("Slidebox");
+                return !window.empty();
+            },
+            std::chrono::seconds(20)))
+            << log();
+        EXPECT_TRUE(waitFor([&] { return windowY(window) == 24; }))
+            << "docked under the panel, at y " << windowY(window);
         EXPECT_EQ(log().find("no tray"), std::string::npos) << log();
         std::this_thread::sleep_for(apart);
         xdotool({"mousemove", "1268", "12", "click", "1"});
-        EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); })) << "a second click hides it";
+        EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))
+            << "a second click hides it";
         stopProcess(tray_);
         tray_ = -1;
     }
     // No tray (any more): the handle stands in, and says so in the log.
     std::string handle;
     ASSERT_TRUE(waitFor([&] { return !(handle = visibleWindow("Slidebox Handle")).empty(); },
-                        std::chrono::seconds(15))) << log();
+                        std::chrono::seconds(15)))
+        << log();
     EXPECT_NE(log().find("handle at the top of the screen"), std::string::npos) << log();
     xdotool({"mousemove", "--window", handle, "20", "8", "click", "1"});
     EXPECT_TRUE(waitFor([&] { return !visibleWindow("Slidebox").empty(); })) << log();

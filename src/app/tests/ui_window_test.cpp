@@ -24,7 +24,7 @@ using slidebox::testing::ControllerTest;
 namespace {
 
 class WindowTest : public ControllerTest {
-protected:
+  protected:
     static QRect available() { return QGuiApplication::primaryScreen()->availableGeometry(); }
 
     // The mouse goes there (global Qt coordinates) before the event says so:
@@ -55,9 +55,14 @@ protected:
 };
 
 TEST_F(WindowTest, FlagsComeFromTheKind) {
-    const struct { int kind; bool titled, onTop; } rows[] = {
-        {floatingWindowKind, true, true}, {normalWindowKind, true, false},
-        {statusItemWindowKind, false, true}, {3, true, true},
+    const struct {
+        int kind;
+        bool titled, onTop;
+    } rows[] = {
+        {floatingWindowKind, true, true},
+        {normalWindowKind, true, false},
+        {statusItemWindowKind, false, true},
+        {3, true, true},
     };
     for (const auto& row : rows) {
         const Qt::WindowFlags flags = UIWindow::flagsForKind(row.kind);
@@ -73,7 +78,8 @@ TEST_F(WindowTest, DockedWindowSlidesDownIsPulledLooseAndHidesWhenDroppedBack) {
     ASSERT_TRUE(window->isVisible());
     const QRect area = available();
     EXPECT_EQ(window->frameGeometry().top(), area.top()) << "docked under the top edge";
-    EXPECT_EQ(window->frameGeometry().right(), area.right() - 10) << "10 points clear of the right edge";
+    EXPECT_EQ(window->frameGeometry().right(), area.right() - 10)
+        << "10 points clear of the right edge";
     EXPECT_FALSE(controller->hideButton()->isHidden());
 
     const QPoint start = window->frameGeometry().center();
@@ -120,7 +126,8 @@ TEST_F(WindowTest, TitledKindsAreHeldLikeADockedWindowAndNeverHideByADrop) {
 TEST_F(WindowTest, CloseButtonQuitsTheTitledKindsAndHidesTheStatusItemKind) {
     auto titled = start(floatingWindowKind);
     EXPECT_EQ(runLoopWith([&] { titled->window()->close(); }), 0);
-    EXPECT_TRUE(titled->window()->isVisible()) << "the program ends, the window was not closed on its own";
+    EXPECT_TRUE(titled->window()->isVisible())
+        << "the program ends, the window was not closed on its own";
     titled.reset();
 
     auto docked = start(statusItemWindowKind);
@@ -135,7 +142,8 @@ TEST_F(WindowTest, HidingWithAltHeldQuitsOnlyInTheStatusItemKind) {
     auto docked = start(statusItemWindowKind);
     EXPECT_EQ(runLoopWith([&] {
                   QTest::mouseClick(docked->hideButton(), Qt::LeftButton, Qt::AltModifier);
-              }), 0);
+              }),
+              0);
     EXPECT_FALSE(docked->window()->isVisible()) << "the slide ends before the quit";
 }
 

@@ -10,7 +10,9 @@
 
 namespace slidebox::app {
 // Failures print rectangles in their stored text form.
-void PrintTo(const RectF& rect, std::ostream* out) { *out << stringFromRect(rect); }
+void PrintTo(const RectF& rect, std::ostream* out) {
+    *out << stringFromRect(rect);
+}
 } // namespace slidebox::app
 
 using namespace slidebox::app;
@@ -19,7 +21,11 @@ namespace {
 
 TEST(StatusItemFrames, EdgesComeFromTheTruncatedSumsOfTheVisibleFrame) {
     // Truncation is towards zero, also left of or below the origin.
-    const struct { RectF visible; float width, height; RectF parked; } rows[] = {
+    const struct {
+        RectF visible;
+        float width, height;
+        RectF parked;
+    } rows[] = {
         {{0.5f, 40.25f, 1279.75f, 759.5f}, 400, 300, {870, 799, 400, 300}},
         {{-1024.5f, -0.75f, 1024.25f, 768.5f}, 400, 300, {-410, 767, 400, 300}},
         {{-2000.5f, 0, 500, 800.9f}, 300.5f, 200, {-1810.5f, 800, 300.5f, 200}},
@@ -54,6 +60,7 @@ TEST(WidgetDrag, PullLimitJumpAndDropFollowTheKindAndThePlace) {
         std::optional<PointF> lastOrigin; // of the last step; nothing: the window stayed
         bool hides;
     } rows[] = {
+        // clang-format off
         {"docked, 50.0 down stays", statusItemWindowKind, docked, true, {{1000, 650}}, std::nullopt, false},
         {"docked, 50.5 down jumps", statusItemWindowKind, docked, true, {{1000, 649.5f}}, PointF{870, 425.5f}, false},
         {"docked, sideways and up stay", statusItemWindowKind, docked, true, {{1500, 651}, {400, 900}}, std::nullopt, false},
@@ -66,6 +73,7 @@ TEST(WidgetDrag, PullLimitJumpAndDropFollowTheKindAndThePlace) {
         {"normal kind held, then follows", normalWindowKind, loose, true, {{1000, 649}, {1000, 700}}, PointF{870, 300}, false},
         {"unknown kind held", 3, loose, true, {{1000, 650}}, std::nullopt, false},
         {"no press, no move", statusItemWindowKind, loose, false, {{1000, 876}}, std::nullopt, false},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -41,7 +41,8 @@ pid_t spawn(const std::vector<std::string>& arguments, const Environment& enviro
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     if (extraFd >= 0)
         posix_spawn_file_actions_adddup2(&actions, extraFd, extraFd); // keeps it open across exec
@@ -54,13 +55,15 @@ pid_t spawn(const std::vector<std::string>& arguments, const Environment& enviro
 
 std::optional<int> waitForExit(pid_t pid, std::chrono::seconds timeout) {
     std::optional<int> result;
-    waitFor([&] {
-        int status = 0;
-        if (::waitpid(pid, &status, WNOHANG) != pid)
-            return false;
-        result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        return true;
-    }, timeout);
+    waitFor(
+        [&] {
+            int status = 0;
+            if (::waitpid(pid, &status, WNOHANG) != pid)
+                return false;
+            result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            return true;
+        },
+        timeout);
     return result;
 }
 
@@ -75,7 +78,8 @@ void stopProcess(pid_t pid) {
 }
 
 std::optional<std::string> runOnDisplay(const std::vector<std::string>& command,
-                                        const std::string& display, const std::filesystem::path& out) {
+                                        const std::string& display,
+                                        const std::filesystem::path& out) {
     std::filesystem::remove(out);
     Environment environment = currentEnvironment();
     environment["DISPLAY"] = display;
@@ -105,6 +109,8 @@ VirtualDisplay::VirtualDisplay(const std::filesystem::path& log) {
         display_ = ":" + number;
 }
 
-VirtualDisplay::~VirtualDisplay() { stopProcess(pid_); }
+VirtualDisplay::~VirtualDisplay() {
+    stopProcess(pid_);
+}
 
 } // namespace slidebox::testing::x11
