@@ -10,7 +10,7 @@ PACKAGES="
   qt6-l10n-tools qt6-translations-l10n qt6-image-formats-plugins qt6-qpa-plugins libgl-dev libxkbcommon-dev
   liblcms2-dev libplist-dev libplist-utils libtiff-dev libjpeg-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb xauth xdotool findutils procps
+  xvfb xauth xdotool openbox trayer findutils procps
   clang libclang-rt-14-dev
   colord-data icc-profiles-free libgs-common liblcms2-utils python3
   dpkg-dev fakeroot file lintian debootstrap appstream desktop-file-utils

@@ -16,6 +16,7 @@
 #include "app/app_context.h"
 #include "app/ui_controller.h"
 #include "app/ui_window.h"
+#include "app/window_kind.h"
 #include "platform/script_runner.h"
 #include "ui_app_delegate.h"
 
@@ -95,6 +96,14 @@ void AppDelegate::newUIControllerWithWindowKind(int kind) {
     if (uiController_)
         uiController_->registerDefaults();
     setUIController(std::make_unique<UIController>(kind, context_));
+    // Nothing opened for the old kind stays above the new main window.
+    for (QWidget* window : {preferencesWindow_, helpWindow_, aboutWindow_})
+        keepAboveMainWindow(window);
+    UIWindow* mainWindow = uiController_->window();
+    if (mainWindow->isVisible()) {
+        mainWindow->raise();
+        mainWindow->activateWindow();
+    }
 }
 
 void AppDelegate::setUIController(std::unique_ptr<UIController> controller) {
@@ -111,29 +120,40 @@ void AppDelegate::changePrefs(QButtonGroup* sender) {
 
 void AppDelegate::userPrefs(QObject* sender) {
     if (qobject_cast<QAbstractButton*>(sender)) {
-        preferencesWindow_->lower();
-        if (!uiController_ || uiController_->windowKind() == 2)
+        // "Done" closes the preferences.
+        preferencesWindow_->hide();
+        if (!uiController_ || uiController_->windowKind() == statusItemWindowKind)
             return;
         bringToFront(uiController_->window());
         return;
     }
     center(preferencesWindow_);
-    if (uiController_ && uiController_->windowKind() == 0 &&
-        !preferencesWindow_->windowFlags().testFlag(Qt::WindowStaysOnTopHint)) {
-        // Over the floating main window; not undone after a change of kind.
-        preferencesWindow_->setWindowFlag(Qt::WindowStaysOnTopHint, true);
-    }
+    keepAboveMainWindow(preferencesWindow_);
     bringToFront(preferencesWindow_);
 }
 
 void AppDelegate::showHelp(QObject*) {
     center(helpWindow_);
+    keepAboveMainWindow(helpWindow_);
     bringToFront(helpWindow_);
 }
 
 void AppDelegate::showAbout(QObject*) {
     center(aboutWindow_);
+    keepAboveMainWindow(aboutWindow_);
     bringToFront(aboutWindow_);
+}
+
+void AppDelegate::keepAboveMainWindow(QWidget* window) const {
+    // Over a floating main window only a floating window can be seen; over
+    // a normal one it would stay in the way.
+    const bool floating = uiController_ && UIWindow::isFloatingKind(uiController_->windowKind());
+    if (!window || window->windowFlags().testFlag(Qt::WindowStaysOnTopHint) == floating)
+        return;
+    const bool visible = window->isVisible();
+    window->setWindowFlag(Qt::WindowStaysOnTopHint, floating);
+    if (visible)
+        window->show(); // changing the flags took it off the screen
 }
 
 QUrl AppDelegate::homePageUrl() {

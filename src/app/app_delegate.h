@@ -57,11 +57,13 @@ public:
     UIController* uiController() const { return uiController_.get(); }
 
     /// Stores the sender's selected row as the kind and rebuilds the
-    /// controller, also for the kind already in use.
+    /// controller, also for the kind already in use. The new main window
+    /// comes up above the delegate's other windows.
     void changePrefs(QButtonGroup* sender);
-    /// From the preferences window's button: sends that window back and
-    /// brings the main window forward (not in kind 2). From anything else:
-    /// centres and shows the preferences, floating in kind 0.
+    /// From the preferences window's button ("Done"): closes that window and
+    /// brings the main window forward (not in the status item kind). From
+    /// anything else: centres and shows the preferences, above the main
+    /// window.
     void userPrefs(QObject* sender);
     void showHelp(QObject* sender);
     void showAbout(QObject* sender);
@@ -96,6 +98,9 @@ public:
 private:
     QWidget* makeWindow(QWidget* pane, const QString& title);
     static void center(QWidget* window);
+    /// Floats the window when the main window floats, so that it opens
+    /// above it, and lets it down to the normal level otherwise.
+    void keepAboveMainWindow(QWidget* window) const;
     static void bringToFront(QWidget* window);
 
     AppContext& context_;

@@ -16,7 +16,9 @@
 #include "app/current_event.h"
 #include "app/library_table_view.h"
 #include "app/photo_manager_table_model.h"
+#include "app/status_item.h"
 #include "app/ui_window.h"
+#include "app/window_kind.h"
 #include "platform/file_system.h"
 #include "ui_ui_controller.h"
 
@@ -46,6 +48,7 @@ UIController::UIController(int windowKind, AppContext& context) : context_(conte
 UIController::~UIController() {
     saveTimer_->stop();
     unregisterForNotifications();
+    statusItem_.reset();
     listOfPhotoManager_.clear();
     // The viewer lets go of its record with the window.
     window_.reset();
@@ -89,6 +92,14 @@ void UIController::loadWindow() {
     connect(ui_->deleteButton, &QPushButton::clicked, this,
             [this] { deletePhotoManager(ui_->deleteButton); });
     connect(ui_->hideButton, &QPushButton::clicked, this, [this] { hideWindow(ui_->hideButton); });
+    connect(window_.get(), &UIWindow::droppedOnMenubar, this, [this] {
+        hideWindow(window_.get());
+        // The other kinds have no status item of their own: while their
+        // window is away one stands in, so that the window can come back.
+        if (windowKind_ != statusItemWindowKind && !window_->isVisible() && !statusItem_)
+            activateStatusItem();
+    });
+    connect(window_.get(), &UIWindow::closeRequested, this, &UIController::windowCloseRequested);
     connect(ui_->rescanButton, &QPushButton::clicked, this,
             [this] { updatePhotoManager(ui_->rescanButton); });
 
@@ -119,12 +130,12 @@ void UIController::loadWindow() {
 void UIController::activateWindow() {
     UIWindow* mainWindow = window();
     mainWindow->setFrameAutosaveName(viewerFrameAutoSaveName, context_.userDefaults());
-    if (windowKind_ != 2 || firstStart_)
+    if (windowKind_ != statusItemWindowKind || firstStart_)
         showWindow(this);
     getDefaults();
     registerForNotifications();
     configurePhotoManagersTableView();
-    if (windowKind_ == 2)
+    if (windowKind_ == statusItemWindowKind)
         activateStatusItem();
     otherInit();
 }

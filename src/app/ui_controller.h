@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <QImage>
+#include <QRect>
 #include <QObject>
 
 #include "app/rect_geometry.h"
@@ -31,6 +32,7 @@ class AlbumViewer;
 class AppContext;
 class LibraryTableView;
 class PhotoManagerTableModel;
+class StatusItem;
 class UIWindow;
 
 /// User-defaults keys of the library list, the selection and the window.
@@ -142,10 +144,23 @@ public:
     static constexpr int statusMessageTimeoutMs = 8000;
 
     // --- the window ------------------------------------------------------------
+    /// Shows the window in the manner of the kind: in the status item kind
+    /// it slides down from above the top edge of the available area and
+    /// returns when it has arrived.
     void showWindow(QObject* sender);
+    /// Hides the window in the manner of the kind: in the status item kind
+    /// it slides up first, and the Alt key held then quits the application.
     void hideWindow(QObject* sender);
-    /// The status item is not built yet: the window itself stands in.
+    /// Puts the status item (tray icon, else the handle) on the screen; with
+    /// no application delegate there is none.
     void activateStatusItem();
+    /// A click on the status item: toggles the window by its visibility.
+    void statusItemAction();
+    /// The status item's picture: the delegate's icon at 16 pixels.
+    QImage statusItemImage() const;
+    /// The status item of the status item kind; in the other kinds, the one
+    /// that stands in while the window is away after a drop at the top edge.
+    StatusItem* statusItem() const { return statusItem_.get(); }
     void otherInit();
     void configurePhotoManagersTableView();
     int numberOfRowsInTableView() const { return numberOfPhotoManager(); }
@@ -187,6 +202,9 @@ private:
     /// Tells the user in the status line why a switch to the record can't
     /// run as asked; false when the switch must not start at all.
     bool checkSwitchTo(const iPhotoAlbumManager& record);
+    void windowCloseRequested();
+    void keepWindowReachable();
+    void followPrimaryScreen();
     void reloadData();
     void scrollSelectedRowToVisible();
     const QImage& filmStrip() const;
@@ -195,6 +213,9 @@ private:
     std::vector<PhotoManagerPtr> listOfPhotoManager_;
     std::unique_ptr<UIWindow> window_;
     std::unique_ptr<Ui::UIController> ui_;
+    std::unique_ptr<StatusItem> statusItem_;
+    QRect lastAvailableGeometry_; // the available area the window was last placed in
+    QMetaObject::Connection screenConnection_;
     PhotoManagerTableModel* tableModel_ = nullptr; // child of the table
     QDialog* chooseLibraryNameDialog_ = nullptr;   // child of the window
     int windowKind_ = 0;

@@ -1,49 +1,161 @@
-// UIController: the window side, that is showing and hiding by kind, tool
-// tips, the table's pictures, the name and count fields.
+// UIController: the window side, that is showing and hiding by kind, the
+// status item, tool tips, the table's pictures, the name and count fields.
 #include "app/ui_controller.h"
 
 #include <QApplication>
 #include <QFile>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QPainter>
 #include <QPushButton>
+#include <QScreen>
 
 #include "app/album_viewer.h"
 #include "app/app_context.h"
+#include "app/app_delegate.h"
 #include "app/current_event.h"
 #include "app/library_table_view.h"
 #include "app/localized.h"
+#include "app/status_item.h"
 #include "app/ui_window.h"
 #include "draw/image_adaptation.h"
+#include "app/window_geometry.h"
+#include "app/window_kind.h"
 #include "ui_ui_controller.h"
 
 namespace slidebox::app {
 
 void UIController::showWindow(QObject*) {
     UIWindow* mainWindow = window();
-    if (windowKind_ != 2) {
-        // The hide button serves the status item kind only; the other kinds
-        // put it out of view once.
-        if (!ui_->hideButton->isHidden())
-            ui_->hideButton->hide();
-        if (firstStart_)
-            mainWindow->center();
+    if (windowKind_ == statusItemWindowKind) {
+        if (mainWindow->isSliding())
+            return;
+        // From just above the top edge of the available area down under it.
+        const ScreenFrames screen = mainScreenFrames();
+        const RectF current = mainWindow->frame();
+        const RectF parked = statusItemHiddenFrame(screen.visibleFrame, current.width, current.height);
+        mainWindow->setFrameOrigin({parked.x, parked.y});
+        mainWindow->show();
+        mainWindow->raise();
+        mainWindow->activateWindow();
+        mainWindow->setFrame(statusItemShownFrame(screen.visibleFrame, current.width, current.height), true);
+        if (QScreen* primary = QGuiApplication::primaryScreen())
+            lastAvailableGeometry_ = primary->availableGeometry();
+        if (statusItem_ && statusItem_->handle())
+            statusItem_->handle()->raise();
+        return;
     }
+    // The hide button serves the status item kind only; the other kinds put
+    // it out of view once.
+    if (!ui_->hideButton->isHidden())
+        ui_->hideButton->hide();
+    if (firstStart_)
+        mainWindow->center();
     mainWindow->show();
     mainWindow->raise();
     mainWindow->activateWindow();
+    // The stand-in item of a window that was dropped at the top edge goes
+    // once the window is back; later, since its own click may have led here.
+    if (statusItem_)
+        QTimer::singleShot(0, this, [this] {
+            if (window_ && window_->isVisible())
+                statusItem_.reset();
+        });
 }
 
 void UIController::hideWindow(QObject*) {
-    window()->hide();
-    if (windowKind_ == 2 && CurrentEvent::hasOptionKey())
+    UIWindow* mainWindow = window();
+    if (windowKind_ != statusItemWindowKind) {
+        mainWindow->hide();
+        return;
+    }
+    if (mainWindow->isSliding())
+        return;
+    // The key of the event that asked for the hide, read before the slide
+    // brings events of its own.
+    const bool quit = CurrentEvent::hasOptionKey() ||
+                      QGuiApplication::queryKeyboardModifiers().testFlag(Qt::AltModifier);
+    const ScreenFrames screen = mainScreenFrames();
+    const RectF current = mainWindow->frame();
+    mainWindow->setFrame(statusItemHiddenFrame(screen.visibleFrame, current.width, current.height), true);
+    mainWindow->hide();
+    if (quit)
         QCoreApplication::exit(0);
 }
 
 void UIController::activateStatusItem() {
-    // Until the status item exists the window itself is what the user
-    // finds on the screen, also after the first start.
+    followPrimaryScreen();
+    AppDelegate* delegate = AppDelegate::sharedDelegate();
+    if (!delegate)
+        return;
+    statusItem_ = std::make_unique<StatusItem>(statusItemImage(),
+                                               [this] { return window_ && window_->isVisible(); });
+    connect(statusItem_.get(), &StatusItem::clicked, this, &UIController::statusItemAction);
+    connect(statusItem_.get(), &StatusItem::preferencesRequested, this, [this] {
+        if (AppDelegate* current = AppDelegate::sharedDelegate())
+            current->userPrefs(statusItem_->preferencesAction());
+    });
+    connect(statusItem_.get(), &StatusItem::quitRequested, this, [] { QCoreApplication::exit(0); });
+}
+
+void UIController::statusItemAction() {
+    if (window()->isVisible()) {
+        hideWindow(this);
+        return;
+    }
     showWindow(this);
+    window()->activateWindow();
+}
+
+QImage UIController::statusItemImage() const {
+    const AppDelegate* delegate = AppDelegate::sharedDelegate();
+    if (!delegate || delegate->iPhotoIcon().isNull())
+        return QImage();
+    // A copy of the shared icon, brought to the square of the status bar.
+    return draw::statusItemIcon(delegate->iPhotoIcon());
+}
+
+void UIController::windowCloseRequested() {
+    if (windowKind_ == statusItemWindowKind) {
+        hideWindow(window_.get());
+        return;
+    }
+    // The way the Quit command ends the program: the list is saved on the way out.
+    QCoreApplication::exit(0);
+}
+
+void UIController::followPrimaryScreen() {
+    auto follow = [this](QScreen* screen) {
+        disconnect(screenConnection_);
+        if (screen)
+            screenConnection_ = connect(screen, &QScreen::availableGeometryChanged, this,
+                                        &UIController::keepWindowReachable);
+    };
+    follow(QGuiApplication::primaryScreen());
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, [this, follow](QScreen* screen) {
+        follow(screen);
+        keepWindowReachable();
+    });
+}
+
+void UIController::keepWindowReachable() {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    if (!window_ || !screen)
+        return;
+    const QRect previous = lastAvailableGeometry_;
+    const QRect area = screen->availableGeometry();
+    lastAvailableGeometry_ = area;
+    if (!window_->isVisible() || window_->isSliding())
+        return;
+    // Docked under the old top edge: docked under the new one. Loose and
+    // now out of reach: brought back under the top edge too.
+    const QRect frame = window_->frameGeometry();
+    const bool docked = frame.top() <= previous.top();
+    if (docked || !area.intersects(frame)) {
+        const RectF current = window_->frame();
+        window_->setFrame(statusItemShownFrame(mainScreenFrames().visibleFrame, current.width, current.height),
+                          false);
+    }
 }
 
 void UIController::otherInit() {

@@ -1,12 +1,17 @@
 #include "app/ui_window.h"
 
 #include <QCloseEvent>
+#include <QCursor>
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QMenuBar>
+#include <QMouseEvent>
+#include <QPropertyAnimation>
 #include <QScreen>
 
 #include "app/app_delegate.h"
 #include "app/ui_controller.h"
+#include "app/window_kind.h"
 #include "platform/user_defaults.h"
 
 namespace slidebox::app {
@@ -29,7 +34,11 @@ UIWindow::~UIWindow() {
         saveFrame();
 }
 
+bool UIWindow::isFloatingKind(int kind) { return kind != normalWindowKind; }
+
 Qt::WindowFlags UIWindow::flagsForKind(int kind) {
+    if (kind == statusItemWindowKind)
+        return Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
     Qt::WindowFlags flags = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                             Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint;
     if (isFloatingKind(kind))
@@ -67,9 +76,79 @@ void UIWindow::center() {
 }
 
 void UIWindow::closeEvent(QCloseEvent* event) {
-    // There is no close control; the window leaves by hiding or with the
-    // application.
+    // Window managers draw a close button whatever the window asks for; the
+    // controller decides what it means for the kind.
     event->ignore();
+    emit closeRequested();
+}
+
+RectF UIWindow::frame() const {
+    return rectFromScreen(QRectF(frameGeometry()), mainScreenFrames().primaryScreenHeight);
+}
+
+void UIWindow::setFrameOrigin(PointF origin) {
+    RectF target = frame();
+    target.x = origin.x;
+    target.y = origin.y;
+    setFrame(target, false);
+}
+
+void UIWindow::setFrame(const RectF& target, bool animate) {
+    const QPointF topLeft =
+        screenRectFromRect(target, mainScreenFrames().primaryScreenHeight).topLeft();
+    const QPoint destination(qRound(topLeft.x()), qRound(topLeft.y()));
+    if (!animate || !isVisible() || pos() == destination) {
+        move(destination);
+        return;
+    }
+    // Synchronous, as the callers expect: what follows a slide (hiding the
+    // window, quitting) comes after it. Input waits until the slide is over.
+    QPropertyAnimation slide(this, "pos");
+    slide.setDuration(slideDuration);
+    slide.setStartValue(pos());
+    slide.setEndValue(destination);
+    slide.setEasingCurve(QEasingCurve::InOutQuad);
+    QEventLoop loop;
+    connect(&slide, &QPropertyAnimation::finished, &loop, &QEventLoop::quit);
+    sliding_ = true;
+    slide.start();
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    sliding_ = false;
+    move(destination);
+}
+
+void UIWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) {
+        QMainWindow::mousePressEvent(event);
+        return;
+    }
+    const ScreenFrames screen = mainScreenFrames();
+    drag_.mouseDown(windowKind_, frame(), pointFromScreen(event->globalPosition(), screen.primaryScreenHeight),
+                    screen.visibleFrame);
+    event->accept();
+}
+
+void UIWindow::mouseMoveEvent(QMouseEvent* event) {
+    event->accept();
+    if (drag_.mouseDownOccured())
+        moveWidgetWindow();
+}
+
+void UIWindow::moveWidgetWindow() {
+    // The mouse where it is now, not where a queued event saw it.
+    const ScreenFrames screen = mainScreenFrames();
+    if (const auto origin = drag_.moveWidgetWindow(pointFromScreen(QCursor::pos(), screen.primaryScreenHeight)))
+        setFrameOrigin(*origin);
+}
+
+void UIWindow::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) {
+        QMainWindow::mouseReleaseEvent(event);
+        return;
+    }
+    event->accept();
+    if (drag_.mouseUp(frame(), mainScreenFrames().visibleFrame))
+        emit droppedOnMenubar();
 }
 
 void UIWindow::moveEvent(QMoveEvent* event) {

@@ -5,6 +5,8 @@
 #include <QMainWindow>
 #include <QTimer>
 
+#include "app/window_geometry.h"
+
 namespace slidebox::platform {
 class UserDefaults;
 }
@@ -13,11 +15,12 @@ namespace slidebox::app {
 
 /// The main window. Its style and level come from the window kind of the
 /// application delegate's current controller, not from the interface file:
-/// kind 1 is a titled window at the normal level, every other kind a titled
-/// window that floats above the others. No kind has a close control.
+/// the normal kind gives a titled window at the normal level, the status
+/// item kind an untitled window that floats, every other kind a titled
+/// window that floats. Every kind can become the active window.
 ///
-/// The status item kind's untitled window that docks under the top bar and
-/// its dragging are not built yet: kind 2 shows the floating titled window.
+/// Its background can be dragged (see WidgetDrag): a docked window, or one
+/// of a titled kind, must first be pulled down more than 50 points.
 class UIWindow : public QMainWindow {
     Q_OBJECT
 public:
@@ -31,7 +34,7 @@ public:
     /// The window flags of a kind.
     static Qt::WindowFlags flagsForKind(int kind);
     /// Whether the kind floats above normal windows.
-    static bool isFloatingKind(int kind) { return kind != 1; }
+    static bool isFloatingKind(int kind);
 
     /// Keeps the window's frame in the user defaults under the name: the
     /// stored frame is applied now, and the frame is stored again a moment
@@ -43,14 +46,38 @@ public:
     /// Centres the window on its screen's available area.
     void center();
 
+    /// The window's frame (title bar included) in screen points, y upwards.
+    RectF frame() const;
+    /// Moves the frame's lower left corner there (screen points, y upwards).
+    void setFrameOrigin(PointF origin);
+    /// Moves the frame there; with animate the window slides and the call
+    /// returns when it has arrived. The size is the window's own.
+    void setFrame(const RectF& frame, bool animate);
+    /// Whether a slide is under way.
+    bool isSliding() const { return sliding_; }
+    /// Length of a slide, in milliseconds.
+    static constexpr int slideDuration = 180;
+
+signals:
+    /// A moved window was dropped with its top edge at or above the top of
+    /// the available area.
+    void droppedOnMenubar();
+    /// The window manager's close button was used; the window stays until
+    /// whoever listens decides.
+    void closeRequested();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
     void saveFrame();
+    void moveWidgetWindow();
 
     int windowKind_ = 0;
     std::string autosaveName_;
@@ -58,6 +85,8 @@ private:
     QTimer saveTimer_;
     bool restoredFrame_ = false;
     bool wasShown_ = false; // a window never shown has no frame worth keeping
+    bool sliding_ = false;
+    WidgetDrag drag_;
 };
 
 } // namespace slidebox::app

@@ -101,28 +101,32 @@ TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
     EXPECT_FALSE(delegate->uiController()->window()->isVisible());
 }
 
-TEST_F(AppDelegateTest, PreferencesFromTheMenuFloatInTheFloatingKindOnly) {
+TEST_F(AppDelegateTest, WindowsOpenAboveAFloatingMainWindowAndNeverStayAboveANewOne) {
     auto delegate = launch();
-    delegate->preferencesAction()->trigger();
     QWidget* preferences = delegate->preferencesWindow();
-    EXPECT_TRUE(preferences->isVisible());
-    EXPECT_TRUE(preferences->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    // The button sends the window back and brings the main window forward.
+    delegate->preferencesAction()->trigger();
+    delegate->helpAction()->trigger();
+    for (QWidget* window : {preferences, delegate->helpWindow()}) {
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    }
+    // "Done" closes the preferences and brings the main window forward.
     delegate->uiController()->window()->hide();
     QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
+    EXPECT_FALSE(preferences->isVisible());
     EXPECT_TRUE(delegate->uiController()->window()->isVisible());
 
-    delegate->windowKindMatrix()->button(1)->click();
-    ASSERT_EQ(delegate->windowKindMatrix()->checkedId(), 1);
-    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    // A normal main window has nothing floating above it, also what was
+    // opened before the change.
     delegate->preferencesAction()->trigger();
-    EXPECT_TRUE(preferences->windowFlags().testFlag(Qt::WindowStaysOnTopHint)) << "the raise is not undone";
-
-    auto fresh = std::make_unique<AppDelegate>(fixture.context());
-    fresh->applicationDidFinishLaunching(); // kind 1 now
-    ASSERT_EQ(fresh->uiController()->windowKind(), 1);
-    fresh->preferencesAction()->trigger();
-    EXPECT_FALSE(fresh->preferencesWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    delegate->windowKindMatrix()->button(1)->click();
+    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    for (QWidget* window : {preferences, delegate->helpWindow()}) {
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    }
+    delegate->aboutAction()->trigger();
+    EXPECT_FALSE(delegate->aboutWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
 }
 
 TEST_F(AppDelegateTest, HelpAndAboutAreCentredEachTimeTheyOpen) {

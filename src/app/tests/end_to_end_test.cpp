@@ -21,9 +21,8 @@
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
+#include "support/virtual_display.h"
 #include "tests/temp_dir.h"
-
-extern char** environ;
 
 namespace {
 
@@ -31,96 +30,7 @@ namespace fs = std::filesystem;
 using namespace slidebox;
 namespace st = slidebox::testing;
 using slidebox::testing::waitFor;
-
-using Environment = std::map<std::string, std::string>;
-
-Environment currentEnvironment() {
-    Environment environment;
-    for (char** e = environ; *e; ++e) {
-        const std::string entry = *e;
-        const size_t eq = entry.find('=');
-        if (eq != std::string::npos)
-            environment[entry.substr(0, eq)] = entry.substr(eq + 1);
-    }
-    return environment;
-}
-
-/// Starts a program with the environment; its output goes to the log file.
-pid_t spawn(const std::vector<std::string>& arguments, const Environment& environment,
-            const fs::path& log, int extraFd = -1) {
-    std::vector<std::string> envStore;
-    for (const auto& [name, value] : environment)
-        envStore.push_back(name + "=" + value);
-    std::vector<char*> envp;
-    for (auto& e : envStore)
-        envp.push_back(e.data());
-    envp.push_back(nullptr);
-    std::vector<std::string> args = arguments;
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    if (extraFd >= 0)
-        posix_spawn_file_actions_adddup2(&actions, extraFd, extraFd); // keeps it open across exec
-    pid_t pid = -1;
-    if (posix_spawnp(&pid, args[0].c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
-        pid = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
-}
-
-/// Waits for a child's end; its exit status, or nothing after the timeout.
-std::optional<int> waitForExit(pid_t pid, std::chrono::seconds timeout) {
-    std::optional<int> result;
-    waitFor([&] {
-        int status = 0;
-        if (::waitpid(pid, &status, WNOHANG) != pid)
-            return false;
-        result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        return true;
-    }, timeout);
-    return result;
-}
-
-/// A virtual X server on a free display, ended with the object.
-class VirtualDisplay {
-public:
-    explicit VirtualDisplay(const fs::path& log) {
-        int fds[2];
-        if (::pipe(fds) != 0)
-            return;
-        pid_ = spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1280x800x24",
-                      "-nolisten", "tcp"},
-                     currentEnvironment(), log, fds[1]);
-        ::close(fds[1]);
-        std::string number;
-        char c;
-        while (::read(fds[0], &c, 1) == 1 && c != '\n')
-            number += c;
-        ::close(fds[0]);
-        if (!number.empty())
-            display_ = ":" + number;
-    }
-    ~VirtualDisplay() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            if (!waitForExit(pid_, std::chrono::seconds(5))) {
-                ::kill(pid_, SIGKILL);
-                ::waitpid(pid_, nullptr, 0);
-            }
-        }
-    }
-    const std::string& name() const { return display_; }
-
-private:
-    pid_t pid_ = -1;
-    std::string display_;
-};
+using namespace slidebox::testing::x11;
 
 class EndToEnd : public ::testing::Test {
 protected:

@@ -1,7 +1,10 @@
 // Builds the application's windows in a temporary world with a few made-up
 // libraries and saves pictures of them, for people to look at:
 //   main-window-kind0.png, main-window-kind1.png, preferences.png,
-//   new-library-dialog.png, help.png, about.png
+//   new-library-dialog.png, help.png, about.png, and of the status item
+//   kind: main-window-kind2-docked.png, main-window-kind2-loose.png (the
+//   whole screen) and status-item.png (the tray icon, or the handle where
+//   the desktop has no tray).
 // Usage: slidebox-screenshots <folder>. Runs under any Qt platform
 // (offscreen in the tests, Xvfb from tools/screenshots.sh).
 #include <cstdio>
@@ -16,14 +19,18 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPushButton>
+#include <QScreen>
+#include <QThread>
 #include <QTemporaryDir>
 
 #include "app/album_viewer.h"
 #include "app/app_context.h"
 #include "app/app_delegate.h"
 #include "app/localized.h"
+#include "app/status_item.h"
 #include "app/ui_controller.h"
 #include "app/ui_window.h"
+#include "app/window_kind.h"
 #include "platform/file_system.h"
 #include "platform/script_runner.h"
 
@@ -43,6 +50,31 @@ bool saveGrab(QWidget* widget, const QString& name) {
         QApplication::processEvents(QEventLoop::AllEvents, 20);
     const QString path = QDir(gOutput).filePath(name);
     if (!widget->window()->grab().save(path)) {
+        std::fprintf(stderr, "slidebox-screenshots: could not write %s\n", qPrintable(path));
+        return false;
+    }
+    std::printf("%s\n", qPrintable(path));
+    return true;
+}
+
+void settle(int milliseconds) {
+    for (int waited = 0; waited < milliseconds; waited += 50) {
+        QApplication::processEvents();
+        QThread::msleep(50);
+    }
+}
+
+// A part of the screen as a desktop shows it (under X); on a platform
+// that cannot grab the screen, the widget alone.
+bool saveScreen(QWidget* fallback, const QRect& part, const QString& name) {
+    settle(300);
+    QPixmap shot;
+    if (QGuiApplication::platformName() != QLatin1String("offscreen"))
+        shot = QGuiApplication::primaryScreen()->grabWindow(0).copy(part);
+    if (shot.isNull() && fallback)
+        shot = fallback->grab();
+    const QString path = QDir(gOutput).filePath(name);
+    if (shot.isNull() || !shot.save(path)) {
         std::fprintf(stderr, "slidebox-screenshots: could not write %s\n", qPrintable(path));
         return false;
     }
@@ -137,6 +169,23 @@ int main(int argc, char** argv) {
         ok = saveGrab(delegate.helpWindow(), QStringLiteral("help.png")) && ok;
         delegate.aboutAction()->trigger();
         ok = saveGrab(delegate.aboutWindow(), QStringLiteral("about.png")) && ok;
+
+        // The status item kind: the tray icon (or the handle), the window
+        // docked under the top edge and pulled loose.
+        for (QWidget* window : {delegate.preferencesWindow(), delegate.helpWindow(), delegate.aboutWindow()})
+            window->hide();
+        delegate.windowKindMatrix()->button(statusItemWindowKind)->click();
+        controller = delegate.uiController();
+        settle(StatusItem::trayWait + 500);
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        const QRect corner(screen.right() - 299, screen.top(), 300, 60);
+        if (StatusItem* item = controller->statusItem())
+            ok = saveScreen(item->handle(), corner, QStringLiteral("status-item.png")) && ok;
+        controller->statusItemAction();
+        ok = saveScreen(controller->window(), screen, QStringLiteral("main-window-kind2-docked.png")) && ok;
+        controller->window()->move(controller->window()->pos() + QPoint(-200, 150));
+        ok = saveScreen(controller->window(), screen, QStringLiteral("main-window-kind2-loose.png")) && ok;
+        controller->hideWindow(nullptr);
 
         controller->launchiPhotoWithNewAlbum(nullptr);
         context.switcher().waitUntilIdle(std::chrono::seconds(5));
