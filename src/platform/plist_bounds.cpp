@@ -106,7 +106,8 @@ class BinaryList {
   private:
     struct Size {
         std::uint64_t objects = 0, bytes = 0;
-        int state = 0; // 0 not seen, 1 on the current path, 2 measured
+        int state = 0;  // 0 not seen, 1 on the current path, 2 measured
+        int height = 1; // levels from this value down to its deepest leaf
     };
 
     Status malformed(const std::string& what) {
@@ -182,6 +183,9 @@ class BinaryList {
         if (depth > PlistLimits::maxDepth)
             return fail(tooLarge(kTooDeep));
         Size& memo = memo_[index];
+        // A value used again deeper down nests as deep as it reaches from there.
+        if (memo.state == 2 && depth + memo.height - 1 > PlistLimits::maxDepth)
+            return fail(tooLarge(kTooDeep));
         if (memo.state == 2)
             return memo;
         if (memo.state == 1)
@@ -193,7 +197,7 @@ class BinaryList {
         if (marker == 0xFF || !extent(marker, start, payload, refs) || start + payload > tableOffset_)
             return fail(Status::failure(ErrorCode::Malformed, "binary property list with a broken value"));
         memo_[index].state = 1;
-        Size size{1, payload + 1, 1};
+        Size size{1, payload + 1, 1, 1};
         for (std::uint64_t k = 0; k < refs; ++k) {
             const std::uint64_t child = be(&b_[start + k * refSize_], refSize_);
             if (child >= count_)
@@ -203,6 +207,7 @@ class BinaryList {
                 return std::nullopt;
             size.objects += childSize->objects;
             size.bytes += childSize->bytes;
+            size.height = std::max(size.height, childSize->height + 1);
             if (size.objects > PlistLimits::maxObjects)
                 return fail(tooLarge(kTooMany));
             if (size.bytes > PlistLimits::maxExpandedBytes)
