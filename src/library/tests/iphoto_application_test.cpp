@@ -323,34 +323,18 @@ TEST(iPhotoScripts, RunWaitsForTheEndAndLogsTheTextOnly) {
     EXPECT_EQ(log.lines(), std::vector<std::string>{"iPhoto is busy\nsecond line"});
 }
 
-TEST(iPhotoProcess, RunsOnlyWhileAProcessNamedExactlyiPhotoRuns) {
+TEST(iPhotoProcess, RunsOnlyWhileTheStandInRuns) {
+    // Names, ended processes and other users are told apart on a process
+    // table of the test's own making (platform tests); here the real one.
     StandInLock lock;
     TempDir home;
     StandInCleanup cleanup{home.path(), {}};
     const iPhotoApplication app(home.path(), home.path());
-    EXPECT_FALSE(app.isiPhotoActive()) << "an iPhoto process runs outside the tests";
-
-    // A process of a near name does not count.
-    std::filesystem::copy_file(fakeBinFolder() / "iPhoto", home / "iPhotoHelper");
-    const pid_t helper = startStandIn(home.path(), home / "iPhotoHelper");
-    cleanup.children.push_back(helper);
-    ASSERT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
-    EXPECT_FALSE(app.isiPhotoActive());
-    stopChild(helper);
-
+    EXPECT_FALSE(app.isiPhotoActive()) << "an iPhoto process of this user runs outside the test";
     const pid_t pid = startStandIn(home.path());
     cleanup.children.push_back(pid);
     ASSERT_TRUE(waitFor([&] { return app.isiPhotoActive(); }));
     EXPECT_TRUE(stopChild(pid));
-    EXPECT_FALSE(app.isiPhotoActive());
-
-    // One that has ended but is not yet collected by its parent runs no more.
-    const pid_t killed = startStandIn(home.path());
-    cleanup.children.push_back(killed);
-    ASSERT_TRUE(waitFor([&] { return app.isiPhotoActive(); }));
-    ::kill(killed, SIGKILL);
-    ASSERT_TRUE(waitFor([&] { return !processRuns(killed); }));
-    EXPECT_EQ(::kill(killed, 0), 0); // still in the process table
     EXPECT_FALSE(app.isiPhotoActive());
 }
 
