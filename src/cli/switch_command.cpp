@@ -38,8 +38,8 @@ int run(const std::vector<std::string>& args) {
 
     const iPhotoApplication application;
     if (platform::Status status = application.threadSwitchAlbum(library.native()); !status)
-        return failure("the preference file " + application.preferenceFilePath().native() + " was not changed: " +
-                       status.message());
+        return failure("the preference file " + application.preferenceFilePath().native() +
+                       " was not changed: " + status.message());
     return Done;
 }
 

@@ -133,7 +133,9 @@ void AlbumSwitcher::switchAlbum(const std::string& path) {
     });
 }
 
-void AlbumSwitcher::setFailureHandler(FailureHandler handler) { state_->onFailure = std::move(handler); }
+void AlbumSwitcher::setFailureHandler(FailureHandler handler) {
+    state_->onFailure = std::move(handler);
+}
 
 bool AlbumSwitcher::waitUntilIdle(std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;

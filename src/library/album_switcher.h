@@ -32,7 +32,8 @@ class AlbumSwitcher {
     /// Called on the main thread, after a switch, with its path and the
     /// reason when it failed or was refused (see
     /// iPhotoApplication::threadSwitchAlbum): what a window shows the user.
-    using FailureHandler = std::function<void(const std::string& path, const platform::Status& why)>;
+    using FailureHandler =
+        std::function<void(const std::string& path, const platform::Status& why)>;
     void setFailureHandler(FailureHandler handler);
 
     /// Runs the event loop until no switch is pending (scheduled, queued or

@@ -24,7 +24,8 @@ iPhotoApplication::iPhotoApplication(std::filesystem::path homeFolder,
                                      std::filesystem::path resourceFolder)
     : homeFolder_(std::move(homeFolder)), resourceFolder_(std::move(resourceFolder)),
       probe_([](std::string_view name) { return platform::isApplicationRunning(name); }),
-      switchLock_(platform::runtimeDirectory() / ("slidebox-switch-" + std::to_string(::getuid()) + ".lock")) {}
+      switchLock_(platform::runtimeDirectory() /
+                  ("slidebox-switch-" + std::to_string(::getuid()) + ".lock")) {}
 
 std::filesystem::path iPhotoApplication::preferenceFilePath() const {
     return homeFolder_ / "Library" / "Preferences" / "com.apple.iPhoto.plist";
@@ -71,14 +72,17 @@ platform::Status iPhotoApplication::threadSwitchAlbum(const std::string& path) c
     // interleaved switches would leave two photo applications running.
     const platform::FileLock lock(switchLock_);
     if (!lock.isLocked())
-        platform::log("The switch lock " + switchLock_.string() + " could not be taken; switching all the same.");
+        platform::log("The switch lock " + switchLock_.string() +
+                      " could not be taken; switching all the same.");
 
     const std::filesystem::path preferences = preferenceFilePath();
     std::error_code ec;
-    const bool hasPreferences = std::filesystem::exists(std::filesystem::symlink_status(preferences, ec));
+    const bool hasPreferences =
+        std::filesystem::exists(std::filesystem::symlink_status(preferences, ec));
     auto refuse = [&](const platform::Status& why) {
-        platform::log("The photo application was not switched to " + path + ": its preference file " +
-                      preferences.string() + " can't take it (" + why.message() + ").");
+        platform::log("The photo application was not switched to " + path +
+                      ": its preference file " + preferences.string() + " can't take it (" +
+                      why.message() + ").");
         return why;
     };
     // Asked before anything is done, so that a refused switch leaves the
@@ -94,7 +98,8 @@ platform::Status iPhotoApplication::threadSwitchAlbum(const std::string& path) c
         executeAppleScript(getAppleScript(quitScriptName));
     platform::Status status;
     if (!hasPreferences) {
-        status = platform::Status::failure(platform::ErrorCode::CannotOpen, "the preference file is missing");
+        status = platform::Status::failure(platform::ErrorCode::CannotOpen,
+                                           "the preference file is missing");
         platform::log("The photo application's preference file " + preferences.string() +
                       " is missing; its library was not set to " + path + ".");
     } else if (status = changeiPhotoRootDirectoryPathTo(path); !status) {

@@ -12,10 +12,14 @@ namespace slidebox::platform::plist_bounds {
 
 namespace {
 
-Status tooLarge(const std::string& what) { return Status::failure(ErrorCode::TooLarge, what); }
+Status tooLarge(const std::string& what) {
+    return Status::failure(ErrorCode::TooLarge, what);
+}
 
-const std::string kTooDeep = "property list nested deeper than " + std::to_string(PlistLimits::maxDepth) + " levels";
-const std::string kTooMany = "property list of more than " + std::to_string(PlistLimits::maxObjects) + " values";
+const std::string kTooDeep =
+    "property list nested deeper than " + std::to_string(PlistLimits::maxDepth) + " levels";
+const std::string kTooMany =
+    "property list of more than " + std::to_string(PlistLimits::maxObjects) + " values";
 
 // Element nesting and count by the tags alone; comments, declarations and
 // character data sections are skipped.
@@ -154,21 +158,36 @@ class BinaryList {
 
     // The payload's size in bytes and the number of references it holds.
     // Moves start past a count that follows the marker.
-    bool extent(unsigned char marker, std::size_t& start, std::size_t& payload, std::uint64_t& refs) const {
+    bool extent(unsigned char marker, std::size_t& start, std::size_t& payload,
+                std::uint64_t& refs) const {
         std::uint64_t n = 0;
         refs = 0;
         switch (marker >> 4) {
-        case 0x0: payload = 0; return marker == 0x00 || marker == 0x08 || marker == 0x09 || marker == 0x0F;
-        case 0x1: payload = std::size_t(1) << (marker & 0x0F); return (marker & 0x0F) <= 4;
-        case 0x2: payload = std::size_t(1) << (marker & 0x0F); return (marker & 0x0F) == 2 || (marker & 0x0F) == 3;
-        case 0x3: payload = 8; return marker == 0x33;
-        case 0x8: payload = (marker & 0x0F) + 1u; return true;
-        case 0x4: case 0x5: case 0x6:
+        case 0x0:
+            payload = 0;
+            return marker == 0x00 || marker == 0x08 || marker == 0x09 || marker == 0x0F;
+        case 0x1:
+            payload = std::size_t(1) << (marker & 0x0F);
+            return (marker & 0x0F) <= 4;
+        case 0x2:
+            payload = std::size_t(1) << (marker & 0x0F);
+            return (marker & 0x0F) == 2 || (marker & 0x0F) == 3;
+        case 0x3:
+            payload = 8;
+            return marker == 0x33;
+        case 0x8:
+            payload = (marker & 0x0F) + 1u;
+            return true;
+        case 0x4:
+        case 0x5:
+        case 0x6:
             if (!length(marker, start, n) || n > b_.size())
                 return false;
             payload = (marker >> 4) == 0x6 ? n * 2 : n;
             return true;
-        case 0xA: case 0xC: case 0xD:
+        case 0xA:
+        case 0xC:
+        case 0xD:
             if (!length(marker, start, n) || n > b_.size())
                 return false;
             refs = (marker >> 4) == 0xD ? 2 * n : n;
@@ -189,19 +208,23 @@ class BinaryList {
         if (memo.state == 2)
             return memo;
         if (memo.state == 1)
-            return fail(Status::failure(ErrorCode::Malformed, "binary property list that contains itself"));
+            return fail(
+                Status::failure(ErrorCode::Malformed, "binary property list that contains itself"));
         std::size_t start = 0;
         const unsigned char marker = markerAt(index, start);
         std::size_t payload = 0;
         std::uint64_t refs = 0;
-        if (marker == 0xFF || !extent(marker, start, payload, refs) || start + payload > tableOffset_)
-            return fail(Status::failure(ErrorCode::Malformed, "binary property list with a broken value"));
+        if (marker == 0xFF || !extent(marker, start, payload, refs) ||
+            start + payload > tableOffset_)
+            return fail(
+                Status::failure(ErrorCode::Malformed, "binary property list with a broken value"));
         memo_[index].state = 1;
         Size size{1, payload + 1, 1, 1};
         for (std::uint64_t k = 0; k < refs; ++k) {
             const std::uint64_t child = be(&b_[start + k * refSize_], refSize_);
             if (child >= count_)
-                return fail(Status::failure(ErrorCode::Malformed, "binary property list with a reference past its end"));
+                return fail(Status::failure(ErrorCode::Malformed,
+                                            "binary property list with a reference past its end"));
             auto childSize = measure(child, depth + 1);
             if (!childSize)
                 return std::nullopt;
@@ -240,7 +263,8 @@ class BinaryList {
                 out += std::to_string(be(p, 8)) + ';';
             return true;
         }
-        case 0x2: case 0x3: { // reals and dates by the bits of their double
+        case 0x2:
+        case 0x3: { // reals and dates by the bits of their double
             double d = 0;
             if (payload == 4) {
                 std::uint32_t bits = static_cast<std::uint32_t>(be(p, 4));
@@ -256,21 +280,26 @@ class BinaryList {
             out += ((marker >> 4) == 0x2 ? 'r' : 'd') + std::to_string(bits) + ';';
             return true;
         }
-        case 0x5: case 0x6: { // text by its UTF-16 code units
+        case 0x5:
+        case 0x6: { // text by its UTF-16 code units
             out += 's' + std::to_string(n) + ':';
             for (std::uint64_t k = 0; k < n; ++k) {
-                const std::uint64_t unit = (marker >> 4) == 0x5 ? static_cast<unsigned char>(p[k]) : be(p + 2 * k, 2);
+                const std::uint64_t unit =
+                    (marker >> 4) == 0x5 ? static_cast<unsigned char>(p[k]) : be(p + 2 * k, 2);
                 out += static_cast<char>(unit >> 8);
                 out += static_cast<char>(unit & 0xFF);
             }
             return true;
         }
-        case 0x4: case 0x8:
+        case 0x4:
+        case 0x8:
             out += static_cast<char>(marker >> 4);
             out += std::to_string(payload) + ':';
             out.append(p, payload);
             return true;
-        case 0xA: case 0xC: case 0xD: {
+        case 0xA:
+        case 0xC:
+        case 0xD: {
             std::vector<std::string> items(refs);
             for (std::uint64_t k = 0; k < refs; ++k)
                 if (!encode(be(p + k * refSize_, refSize_), items[k], depth + 1))
@@ -306,7 +335,8 @@ class BinaryList {
 
 Status check(std::string_view bytes, bool binary) {
     if (bytes.size() > PlistLimits::maxBytes)
-        return tooLarge("property list of more than " + std::to_string(PlistLimits::maxBytes) + " bytes");
+        return tooLarge("property list of more than " + std::to_string(PlistLimits::maxBytes) +
+                        " bytes");
     if (!binary)
         return checkXml(bytes);
     BinaryList list(bytes);
@@ -343,7 +373,8 @@ std::string declaredEncoding(std::string_view xml) {
         return {};
     const std::size_t end = declaration.find(declaration[at], at + 1);
     std::string name(declaration.substr(at + 1, end == std::string_view::npos ? 0 : end - at - 1));
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
     return name;
 }
 

@@ -23,9 +23,11 @@ struct PlistDocument {
 /// beyond these is refused whole, before the parser sees it.
 struct PlistLimits {
     static constexpr std::size_t maxBytes = std::size_t(16) << 20; ///< file size
-    static constexpr int maxDepth = 512;                           ///< nesting of arrays and dictionaries
-    static constexpr std::size_t maxObjects = 1'000'000;           ///< values, shared ones counted at each use
-    static constexpr std::size_t maxExpandedBytes = std::size_t(64) << 20; ///< bytes of those values
+    static constexpr int maxDepth = 512; ///< nesting of arrays and dictionaries
+    static constexpr std::size_t maxObjects =
+        1'000'000; ///< values, shared ones counted at each use
+    static constexpr std::size_t maxExpandedBytes = std::size_t(64)
+                                                    << 20; ///< bytes of those values
 };
 
 /// Parses property-list bytes (XML or binary, told by the content; a UTF-8
@@ -50,7 +52,8 @@ std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path);
 
 /// Writes a value atomically (temporary file, fsync, rename). On failure
 /// the old file is untouched and the status says why.
-Status writePlistFile(const std::filesystem::path& path, const PlistValue& value, PlistFormat format);
+Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
+                      PlistFormat format);
 
 /// The bytes of a dictionary property list with one top-level string entry
 /// set, in the list's own format, every other key and value kept exactly.

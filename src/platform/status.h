@@ -12,7 +12,8 @@ namespace slidebox::platform {
 enum class ErrorCode : std::uint8_t {
     None,        ///< it didn't
     BadArgument, ///< the caller's value doesn't fit the call (a path a file format can't hold)
-    CannotOpen,  ///< the file can't be opened, read, or isn't of the kind needed (not a regular file)
+    CannotOpen,  ///< the file can't be opened, read, or isn't of the kind needed (not a regular
+                 ///< file)
     CannotWrite, ///< the output (or its temporary file) can't be written
     Truncated,   ///< the data ends before it should
     Malformed,   ///< the data's description of itself is inconsistent or unparsable

@@ -40,7 +40,8 @@ bool replaceAllStrings(QString& receiver, const QString& target, const QString& 
     const bool sameLength = replacement.size() == target.size();
     const qsizetype startLength = receiver.size();
     const qsizetype firstPass =
-        startLength + receiver.count(target) * std::max<qsizetype>(0, replacement.size() - target.size());
+        startLength +
+        receiver.count(target) * std::max<qsizetype>(0, replacement.size() - target.size());
     const qsizetype maxLength = std::max<qsizetype>(firstPass * 16, firstPass + 4096);
     const qint64 maxReplacements = (qint64(startLength) + 1) * (qint64(startLength) + 1);
 

@@ -9,7 +9,8 @@
 
 namespace slidebox::testing {
 
-int runAsUnprivilegedUser(const std::function<int()>& body, const std::vector<std::filesystem::path>& handOver) {
+int runAsUnprivilegedUser(const std::function<int()>& body,
+                          const std::vector<std::filesystem::path>& handOver) {
     if (::geteuid() != 0)
         return body();
     const passwd* nobody = ::getpwnam("nobody");
@@ -22,7 +23,8 @@ int runAsUnprivilegedUser(const std::function<int()>& body, const std::vector<st
     if (child < 0)
         return -1;
     if (child == 0) {
-        if (::setgroups(0, nullptr) != 0 || ::setgid(gid) != 0 || ::setuid(uid) != 0 || ::geteuid() == 0)
+        if (::setgroups(0, nullptr) != 0 || ::setgid(gid) != 0 || ::setuid(uid) != 0 ||
+            ::geteuid() == 0)
             ::_exit(255);
         ::_exit(body() & 0xFF);
     }

@@ -24,8 +24,10 @@ TEST(CliLibraries, FindPrintsEachFoldersLibrariesInOrderAsRawBytes) {
     // A name holding a newline: -0 ends each path with a NUL instead.
     fx::makeLibrary3(dir / "c" / "two\nlines", {});
     for (const char* option : {"-0", "--null"}) {
-        auto nul = runCli({"libraries", "find", option, (dir / "c").string(), (dir / "b").string()});
-        EXPECT_EQ(nul.out, (dir / "c" / "two\nlines").string() + '\0' + (dir / "b").string() + '\0');
+        auto nul =
+            runCli({"libraries", "find", option, (dir / "c").string(), (dir / "b").string()});
+        EXPECT_EQ(nul.out,
+                  (dir / "c" / "two\nlines").string() + '\0' + (dir / "b").string() + '\0');
     }
 }
 

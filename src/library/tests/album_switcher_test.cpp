@@ -165,7 +165,8 @@ TEST(AlbumSwitcher, NoScriptsStillRewritesThePreferenceAndARefusalIsHandedBack) 
 
     std::vector<std::string> refused;
     switcher.setFailureHandler([&](const std::string& path, const platform::Status& why) {
-        refused.push_back(path + ": " + (why.code() == platform::ErrorCode::BadArgument ? "bad" : why.message()));
+        refused.push_back(path + ": " +
+                          (why.code() == platform::ErrorCode::BadArgument ? "bad" : why.message()));
     });
     switcher.switchAlbum("/Users/ann/caf\xe9");
     ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(5)));

@@ -64,12 +64,15 @@ TEST(RunningApplications, ThisUsersLiveProcessesOfTheExactNameOnly) {
         std::string uid; // real, then effective
         char state;
     };
-    for (const Row& row : {Row{"12", "iPhoto", "0 " + me, 'S'}, Row{"13", "iPhotoHelper", me + " " + me, 'S'},
-                           Row{"14", "iphoto", me + " " + me, 'R'}, Row{"15", "iPhoto", me + " " + other, 'S'},
-                           Row{"16", "iPhoto", me + " " + me, 'Z'}, Row{"self", "iPhoto", me + " " + me, 'S'}}) {
+    for (const Row& row :
+         {Row{"12", "iPhoto", "0 " + me, 'S'}, Row{"13", "iPhotoHelper", me + " " + me, 'S'},
+          Row{"14", "iphoto", me + " " + me, 'R'}, Row{"15", "iPhoto", me + " " + other, 'S'},
+          Row{"16", "iPhoto", me + " " + me, 'Z'}, Row{"self", "iPhoto", me + " " + me, 'S'}}) {
         writeFile(proc / row.pid / "comm", std::string(row.comm) + "\n");
-        writeFile(proc / row.pid / "status", "Name:\t" + std::string(row.comm) + "\nUid:\t" + row.uid + "\t0\t0\n");
-        writeFile(proc / row.pid / "stat", std::string(row.pid) + " (" + row.comm + ") " + row.state + " 1");
+        writeFile(proc / row.pid / "status",
+                  "Name:\t" + std::string(row.comm) + "\nUid:\t" + row.uid + "\t0\t0\n");
+        writeFile(proc / row.pid / "stat",
+                  std::string(row.pid) + " (" + row.comm + ") " + row.state + " 1");
     }
     EXPECT_EQ(processesNamed("iPhoto", proc.path()), std::vector<pid_t>{12});
     EXPECT_FALSE(isApplicationRunning("Photo", proc.path()));
