@@ -19,14 +19,17 @@ function(slidebox_add_library name)
   target_link_libraries(slidebox_${name} PUBLIC ${ARG_PUBLIC_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
 endfunction()
 
-# slidebox_add_test(SUBSYSTEM NAME SOURCES ... [LIBS ...] [MAIN core|gui|widgets|none])
+# slidebox_add_test(SUBSYSTEM NAME SOURCES ... [LIBS ...] [MAIN core|gui|widgets|none]
+#                   [OWN_PID_NAMESPACE])
 # One GoogleTest executable; every case becomes a CTest test labelled with
 # its subsystem. MAIN picks the Qt application object the test main makes.
+# OWN_PID_NAMESPACE runs each case in a PID namespace of its own where the
+# machine allows (tests that start processes and look for them by name).
 function(slidebox_add_test subsystem name)
   if(NOT SLIDEBOX_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "MAIN" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "OWN_PID_NAMESPACE" "MAIN" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_MAIN)
     set(ARG_MAIN core)
   endif()
@@ -38,6 +41,10 @@ function(slidebox_add_test subsystem name)
     target_link_libraries(${target} PRIVATE slidebox_testmain_${ARG_MAIN})
   endif()
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  if(ARG_OWN_PID_NAMESPACE)
+    set_target_properties(${target} PROPERTIES
+      CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tools/in_own_pid_namespace.sh)
+  endif()
   gtest_discover_tests(${target}
     DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS ${subsystem} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;SLIDEBOX_BUILD_DIR=${CMAKE_BINARY_DIR}")

@@ -25,24 +25,21 @@ int run(const std::vector<std::string>& args) {
     if (paths.size() != 1)
         return usageError("switch takes one library folder");
 
-    // The preference holds an absolute path; a relative one is taken from
-    // the current folder, and otherwise left as written.
+    // The preference holds an absolute, lexically normal path: "." and ".."
+    // are resolved by name (links are left as they are), and no trailing "/".
     std::error_code ec;
-    const std::filesystem::path library = std::filesystem::absolute(paths[0], ec);
+    std::filesystem::path library = std::filesystem::absolute(paths[0], ec).lexically_normal();
+    if (!library.has_filename() && library.has_relative_path())
+        library = library.parent_path();
     if (ec || !platform::fileExistsAtPath(library))
         return failure("no such folder: " + paths[0]);
     if (testLibrary && !iPhotoAlbumManager::isiPhotoLibrary(library))
         return failure("not a photo library: " + paths[0] + " (--no-test switches all the same)");
 
     const iPhotoApplication application;
-    application.threadSwitchAlbum(library.native());
-    // The switch itself notices nothing; here the user learns whether the
-    // preference now names the library (the application, just launched,
-    // writes its preferences only when it quits).
-    if (application.iPhotoRootDirectoryPath() != library.native())
+    if (platform::Status status = application.threadSwitchAlbum(library.native()); !status)
         return failure("the preference file " + application.preferenceFilePath().native() +
-                       " is missing or unreadable: its " + iPhotoApplication::rootDirectoryKey +
-                       " was not set");
+                       " was not changed: " + status.message());
     return Done;
 }
 

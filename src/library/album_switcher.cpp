@@ -8,6 +8,7 @@
 #include <thread>
 
 #include <QCoreApplication>
+#include <QMetaObject>
 
 #include "platform/repeating_timer.h"
 
@@ -17,7 +18,7 @@ namespace {
 constexpr std::chrono::milliseconds kSwitchDelay{200};
 } // namespace
 
-struct AlbumSwitcher::State {
+struct AlbumSwitcher::State : std::enable_shared_from_this<AlbumSwitcher::State> {
     explicit State(iPhotoApplication app) : application(std::move(app)) {}
 
     const iPhotoApplication application; // only const operations: safe from the worker
@@ -29,6 +30,7 @@ struct AlbumSwitcher::State {
     std::deque<std::string> queue; // handed over, waiting for the worker
     bool workerRunning = false;    // the worker takes paths until the queue is empty
     std::thread worker;
+    FailureHandler onFailure; // main thread only
 
     // Called with the mutex held.
     bool isIdle() const { return delayed.empty() && queue.empty() && !workerRunning; }
@@ -49,6 +51,22 @@ struct AlbumSwitcher::State {
             finished.join(); // it had taken its last path and was on its way out
     }
 
+    // From the worker: the handler runs on the main thread, if the switcher
+    // is still there by then.
+    void reportFailure(const std::string& path, platform::Status status) {
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app)
+            return;
+        std::weak_ptr<State> weak = weak_from_this();
+        QMetaObject::invokeMethod(
+            app,
+            [weak, path, status = std::move(status)] {
+                if (auto state = weak.lock(); state && state->onFailure)
+                    state->onFailure(path, status);
+            },
+            Qt::QueuedConnection);
+    }
+
     // The worker thread: one switch after the other, each to its end.
     void work() {
         std::unique_lock lock(mutex);
@@ -56,7 +74,9 @@ struct AlbumSwitcher::State {
             const std::string path = std::move(queue.front());
             queue.pop_front();
             lock.unlock();
-            application.threadSwitchAlbum(path);
+            platform::Status status = application.threadSwitchAlbum(path);
+            if (!status)
+                reportFailure(path, std::move(status));
             lock.lock();
         }
         workerRunning = false;
@@ -111,6 +131,10 @@ void AlbumSwitcher::switchAlbum(const std::string& path) {
         for (auto& [earlier, path] : due)
             state->handOver(std::move(path));
     });
+}
+
+void AlbumSwitcher::setFailureHandler(FailureHandler handler) {
+    state_->onFailure = std::move(handler);
 }
 
 bool AlbumSwitcher::waitUntilIdle(std::chrono::milliseconds timeout) {

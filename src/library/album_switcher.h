@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,6 +28,13 @@ class AlbumSwitcher {
 
     /// Schedules a switch to the path; returns at once. Main thread.
     void switchAlbum(const std::string& path);
+
+    /// Called on the main thread, after a switch, with its path and the
+    /// reason when it failed or was refused (see
+    /// iPhotoApplication::threadSwitchAlbum): what a window shows the user.
+    using FailureHandler =
+        std::function<void(const std::string& path, const platform::Status& why)>;
+    void setFailureHandler(FailureHandler handler);
 
     /// Runs the event loop until no switch is pending (scheduled, queued or
     /// under way) or the timeout has passed; true when nothing is pending.

@@ -16,7 +16,7 @@
 namespace slidebox {
 
 namespace walk {
-class DescentPath;
+class VisitedFolders;
 }
 
 /// Name of the notification a record posts when its library changed on disk;
@@ -111,6 +111,12 @@ public:
     /// empty or the file is gone or undecodable. An index past the end gives
     /// the first image.
     QImage imageAtIndex(int index) const;
+    /// An image file decoded at one point per pixel; null when it is not a
+    /// regular file, is larger than maxImageFileBytes, or doesn't decode.
+    /// Touches no record: safe on any thread, so a viewer may read off its
+    /// event loop.
+    static QImage imageAtPath(const Path& path);
+    static constexpr std::size_t maxImageFileBytes = std::size_t(32) << 20; ///< 32 MiB
     /// The last path component of the image's path; "" for -1 or no list.
     std::string fileNameAtIndex(int index) const;
     /// Makes one point of the image one pixel (72 dots per inch).
@@ -132,14 +138,14 @@ private:
     void initManager(std::optional<Path> albumPath);
     void initDatas();
 
-    // The walks list each folder once and hand the listing down; the folders
-    // on the current descent path are kept so that a link loop ends.
+    // The walks list each folder once and hand the listing down; a folder
+    // reached again through a link is not entered again.
     void recursiveSearchOfLibDirectoryIn(const Path& folder);
     void recursiveSearchOfLibDirectoryIn(const Path& folder, const platform::DirectoryListing& listing,
-                                         walk::DescentPath& descent);
+                                         walk::VisitedFolders& visited);
     void recursiveSearchOfThumbsDirectoryIn(const Path& folder);
-    void searchOfThumbsDirectoryIn(const Path& folder, walk::DescentPath& descent);
-    bool searchOfDirectoryIn(const Path& folder, walk::DescentPath& descent);
+    void searchOfThumbsDirectoryIn(const Path& folder, walk::VisitedFolders& visited);
+    bool searchOfDirectoryIn(const Path& folder, walk::VisitedFolders& visited);
     void collectImagePathsInArray(PathList& paths) const;
 
     std::optional<PathList> imagePaths_;

@@ -59,27 +59,26 @@ void iPhotoAlbumManager::recursiveSearchOfLibDirectoryIn(const Path& folder) {
     auto listing = listDirectory(folder);
     if (!listing)
         return;
-    walk::DescentPath descent;
-    descent.enter(*listing);
-    recursiveSearchOfLibDirectoryIn(folder, *listing, descent);
+    walk::VisitedFolders visited;
+    visited.enter(*listing);
+    recursiveSearchOfLibDirectoryIn(folder, *listing, visited);
 }
 
 void iPhotoAlbumManager::recursiveSearchOfLibDirectoryIn(const Path& folder, const DirectoryListing& listing,
-                                                         walk::DescentPath& descent) {
+                                                         walk::VisitedFolders& visited) {
     for (const auto& entry : listing.entries) {
         if (!platform::isDirectoryEntry(folder, entry))
             continue;
         Path child = folder / entry.name;
         DirectoryListing childListing = listingOf(child);
+        // A folder reached before, through a link or a loop, is not looked at again.
+        if (!visited.enter(childListing))
+            continue;
         if (walk::isLibrary(child, childListing)) {
             directoryArray_.push_back(std::move(child));
             continue;
         }
-        // A link back to a folder on the way down is not entered again.
-        if (!descent.enter(childListing))
-            continue;
-        recursiveSearchOfLibDirectoryIn(child, childListing, descent);
-        descent.leave();
+        recursiveSearchOfLibDirectoryIn(child, childListing, visited);
     }
 }
 
@@ -98,19 +97,19 @@ std::optional<iPhotoAlbumManager::PathList> iPhotoAlbumManager::searchForImages(
 }
 
 void iPhotoAlbumManager::recursiveSearchOfThumbsDirectoryIn(const Path& folder) {
-    walk::DescentPath descent;
+    walk::VisitedFolders visited;
     if (isiPhotoLibrary6(folder)) {
         Path data = folder / iPhoto6DataDirectoryName;
         if (platform::isDirectory(data))
-            searchOfDirectoryIn(data, descent);
+            searchOfDirectoryIn(data, visited);
         return;
     }
-    searchOfThumbsDirectoryIn(folder, descent);
+    searchOfThumbsDirectoryIn(folder, visited);
 }
 
-void iPhotoAlbumManager::searchOfThumbsDirectoryIn(const Path& folder, walk::DescentPath& descent) {
+void iPhotoAlbumManager::searchOfThumbsDirectoryIn(const Path& folder, walk::VisitedFolders& visited) {
     auto listing = listDirectory(folder);
-    if (!listing || !descent.enter(*listing))
+    if (!listing || !visited.enter(*listing))
         return;
     for (const auto& entry : listing->entries) {
         if (!platform::isDirectoryEntry(folder, entry))
@@ -119,29 +118,27 @@ void iPhotoAlbumManager::searchOfThumbsDirectoryIn(const Path& folder, walk::Des
         if (entry.name == imageDirectoryName)
             directoryArray_.push_back(std::move(child));
         else
-            searchOfThumbsDirectoryIn(child, descent);
+            searchOfThumbsDirectoryIn(child, visited);
     }
-    descent.leave();
 }
 
-bool iPhotoAlbumManager::searchOfDirectoryIn(const Path& folder, walk::DescentPath& descent) {
+bool iPhotoAlbumManager::searchOfDirectoryIn(const Path& folder, walk::VisitedFolders& visited) {
     auto listing = listDirectory(folder);
     if (!listing)
         return false;
-    // A link back to a folder on the way down: that folder has sub-folders
-    // (the path we came by), so it is neither entered again nor collected.
-    if (!descent.enter(*listing))
+    // A folder reached before through another link was collected or walked
+    // then: it is neither entered again nor collected twice.
+    if (!visited.enter(*listing))
         return true;
     bool hasSubfolders = false;
     for (const auto& entry : listing->entries) {
         if (!platform::isDirectoryEntry(folder, entry))
             continue;
         Path child = folder / entry.name;
-        if (!searchOfDirectoryIn(child, descent))
+        if (!searchOfDirectoryIn(child, visited))
             directoryArray_.push_back(std::move(child));
         hasSubfolders = true;
     }
-    descent.leave();
     return hasSubfolders;
 }
 
@@ -164,8 +161,14 @@ QImage iPhotoAlbumManager::imageAtIndex(int index) const {
         return {};
     if (index >= count || index < 0)
         index = 0;
-    // Read the bytes ourselves: the path need not be valid UTF-8.
-    auto bytes = platform::readWholeFile((*imagePaths_)[static_cast<size_t>(index)]);
+    return imageAtPath((*imagePaths_)[static_cast<size_t>(index)]);
+}
+
+QImage iPhotoAlbumManager::imageAtPath(const Path& path) {
+    // Read the bytes ourselves: the path need not be valid UTF-8, and only a
+    // regular file of bounded size is read (a FIFO or a link to a device
+    // named like a thumbnail must not hold the caller).
+    auto bytes = platform::readWholeFile(path, maxImageFileBytes);
     if (!bytes)
         return {};
     QImage image;

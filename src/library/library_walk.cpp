@@ -44,12 +44,8 @@ bool isLibrary(const std::filesystem::path& folder, const DirectoryListing& list
     return six || three || two;
 }
 
-bool DescentPath::enter(const DirectoryListing& listing) {
-    std::pair<dev_t, ino_t> id{listing.device, listing.inode};
-    if (std::find(folders_.begin(), folders_.end(), id) != folders_.end())
-        return false;
-    folders_.push_back(id);
-    return true;
+bool VisitedFolders::enter(const DirectoryListing& listing) {
+    return !listing.isKernelFileSystem && folders_.emplace(listing.device, listing.inode).second;
 }
 
 } // namespace slidebox::walk

@@ -5,8 +5,8 @@
 
 #include <filesystem>
 #include <string_view>
+#include <set>
 #include <utility>
-#include <vector>
 
 #include "platform/file_system.h"
 
@@ -24,15 +24,17 @@ bool isLibrary2(const std::filesystem::path& folder, const platform::DirectoryLi
 /// All three tests, always all three, as one answer.
 bool isLibrary(const std::filesystem::path& folder, const platform::DirectoryListing& listing);
 
-/// The folders of the current descent, by identity.
-class DescentPath {
+/// The folders a walk has entered, by identity (device and inode), so that
+/// each is entered once however many links lead to it: a loop of links ends
+/// and a "diamond" of links costs no more than one path through it.
+class VisitedFolders {
 public:
-    /// False when the folder is already on the path (a link loop): don't enter.
+    /// False when the folder was entered before, or is one of the kernel's
+    /// own file systems (/proc, /sys), which hold no library: don't enter.
     bool enter(const platform::DirectoryListing& listing);
-    void leave() { folders_.pop_back(); }
 
 private:
-    std::vector<std::pair<dev_t, ino_t>> folders_;
+    std::set<std::pair<dev_t, ino_t>> folders_;
 };
 
 } // namespace slidebox::walk

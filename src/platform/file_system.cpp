@@ -4,14 +4,35 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <csignal>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <pwd.h>
+#include <sys/statfs.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace slidebox::platform {
+
+namespace {
+bool isKernelFileSystem(unsigned long type) {
+    switch (type) {
+    case PROC_SUPER_MAGIC:
+    case SYSFS_MAGIC:
+    case DEVPTS_SUPER_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+    case SECURITYFS_MAGIC:
+    case CGROUP_SUPER_MAGIC:
+    case CGROUP2_SUPER_MAGIC:
+        return true;
+    default:
+        return false;
+    }
+}
+} // namespace
 
 std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folder) {
     DIR* dir = opendir(folder.c_str());
@@ -23,6 +44,8 @@ std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folde
         listing.device = st.st_dev;
         listing.inode = st.st_ino;
     }
+    if (struct statfs fs{}; fstatfs(dirfd(dir), &fs) == 0)
+        listing.isKernelFileSystem = isKernelFileSystem(static_cast<unsigned long>(fs.f_type));
     while (dirent* entry = readdir(dir)) {
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
@@ -128,62 +151,140 @@ bool writeAll(int fd, std::string_view bytes) {
     return true;
 }
 
+Status failure(ErrorCode code, const std::string& what, int error) {
+    return Status::failure(code, what + ": " + std::strerror(error));
+}
+
+std::string temporaryPrefix(const std::filesystem::path& path) {
+    return "." + path.filename().native() + ".tmp-";
+}
+
+// The file a write lands in: a symbolic link's final target (relative
+// targets taken from the link's folder), else the path itself.
+std::filesystem::path writeTarget(const std::filesystem::path& path) {
+    std::filesystem::path current = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        std::error_code ec;
+        if (!std::filesystem::is_symlink(current, ec))
+            return current;
+        std::filesystem::path target = std::filesystem::read_symlink(current, ec);
+        if (ec)
+            return current;
+        current = target.is_absolute() ? target : current.parent_path() / target;
+    }
+    return current;
+}
+
 } // namespace
 
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+void removeStaleTemporaries(const std::filesystem::path& path) {
     std::filesystem::path folder = path.parent_path();
     if (folder.empty())
         folder = ".";
-    std::string temp = (folder / ("." + path.filename().native() + ".XXXXXX")).native();
+    const std::string prefix = temporaryPrefix(path);
+    const std::string legacyPrefix = "." + path.filename().native() + ".";
+    const Date hourAgo{Date::now().seconds - 3600, 0};
+    for (const std::string& name : directoryContentsAtPath(folder)) {
+        bool stale = false;
+        if (name.rfind(prefix, 0) == 0) {
+            const std::string rest = name.substr(prefix.size());
+            char* end = nullptr;
+            const long pid = std::strtol(rest.c_str(), &end, 10);
+            stale = pid > 0 && *end == '-' && pid != ::getpid() && ::kill(static_cast<pid_t>(pid), 0) != 0 &&
+                    errno == ESRCH;
+        } else if (name.size() == legacyPrefix.size() + 6 && name.rfind(legacyPrefix, 0) == 0) {
+            auto date = modificationDate(folder / name, false);
+            stale = date && *date < hourAgo;
+        }
+        struct stat st{};
+        if (stale && ::lstat((folder / name).c_str(), &st) == 0 && S_ISREG(st.st_mode))
+            ::unlink((folder / name).c_str());
+    }
+}
+
+Status writeFileAtomically(const std::filesystem::path& requested, std::string_view bytes) {
+    const std::filesystem::path path = writeTarget(requested);
+    std::filesystem::path folder = path.parent_path();
+    if (folder.empty())
+        folder = ".";
+    struct stat old{};
+    const bool exists = ::stat(path.c_str(), &old) == 0;
+    if (exists && !S_ISREG(old.st_mode))
+        return Status::failure(ErrorCode::CannotWrite, "not a regular file");
+    if (exists && old.st_nlink > 1)
+        return Status::failure(ErrorCode::Unsupported,
+                               "the file has other hard links, which a rewrite would part from it");
+    removeStaleTemporaries(path);
+    std::string temp =
+        (folder / (temporaryPrefix(path) + std::to_string(::getpid()) + "-XXXXXX")).native();
     int fd = mkstemp(temp.data());
     if (fd < 0)
-        return false;
+        return failure(ErrorCode::CannotWrite, "cannot make a temporary file", errno);
     // Keep the permissions of the file being replaced.
-    struct stat old{};
-    if (::stat(path.c_str(), &old) == 0)
-        fchmod(fd, old.st_mode & 07777);
-    else
-        fchmod(fd, 0644);
+    fchmod(fd, exists ? (old.st_mode & 07777) : 0644);
     bool ok = writeAll(fd, bytes) && ::fsync(fd) == 0;
+    int error = errno;
     ok = (::close(fd) == 0) && ok;
-    if (ok)
-        ok = ::rename(temp.c_str(), path.c_str()) == 0;
+    if (ok && ::rename(temp.c_str(), path.c_str()) != 0) {
+        ok = false;
+        error = errno;
+    }
     if (!ok) {
         ::unlink(temp.c_str());
-        return false;
+        return failure(ErrorCode::CannotWrite, "cannot write", error);
     }
-    if (int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY); dirFd >= 0) {
+    if (int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dirFd >= 0) {
         ::fsync(dirFd);
         ::close(dirFd);
     }
-    return true;
+    return {};
 }
 
-std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+Result<std::string> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
+    // O_NONBLOCK: opening a FIFO with no writer would wait for one.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
-        return std::nullopt;
+        return failure(ErrorCode::CannotOpen, "cannot open", errno);
     struct stat st{};
-    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
-        return std::nullopt;
+        return Status::failure(ErrorCode::CannotOpen, "not a regular file");
+    }
+    if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
+        ::close(fd);
+        return Status::failure(ErrorCode::TooLarge, "larger than " + std::to_string(maxBytes) + " bytes");
     }
     std::string data;
+    data.reserve(static_cast<size_t>(st.st_size));
     char buf[65536];
     for (;;) {
         ssize_t n = ::read(fd, buf, sizeof buf);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
+            const int error = errno;
             ::close(fd);
-            return std::nullopt;
+            return failure(ErrorCode::CannotOpen, "cannot read", error);
         }
         if (n == 0)
             break;
+        // A file that grows while it is read (or reports no size, as the
+        // kernel's own files do) is held to the same limit.
+        if (data.size() + static_cast<size_t>(n) > maxBytes) {
+            ::close(fd);
+            return Status::failure(ErrorCode::TooLarge, "larger than " + std::to_string(maxBytes) + " bytes");
+        }
         data.append(buf, static_cast<size_t>(n));
     }
     ::close(fd);
     return data;
+}
+
+std::optional<std::string> readWholeFile(const std::filesystem::path& path, std::size_t maxBytes) {
+    auto result = readRegularFile(path, maxBytes);
+    if (!result)
+        return std::nullopt;
+    return std::move(*result);
 }
 
 } // namespace slidebox::platform

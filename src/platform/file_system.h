@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include "platform/date.h"
+#include "platform/status.h"
 
 namespace slidebox::platform {
 
@@ -26,6 +27,7 @@ struct DirectoryListing {
     std::vector<DirectoryEntry> entries;
     dev_t device = 0;
     ino_t inode = 0;
+    bool isKernelFileSystem = false; ///< /proc, /sys and their kin: no files of a user's
 };
 
 /// Lists a folder once; nothing for a path that can't be listed.
@@ -60,12 +62,31 @@ std::filesystem::path expandTilde(const std::filesystem::path& path);
 /// $HOME, or the password database's entry when it is unset.
 std::filesystem::path homeDirectory();
 
-/// Writes bytes to a file atomically: a temporary file beside it, fsync,
-/// rename over the target, fsync of the folder. On failure the target is
-/// untouched, the temporary file removed, and the result is false.
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
+/// Writes bytes to a file atomically: a temporary file beside it (named
+/// ".<name>.tmp-<pid>-XXXXXX"), fsync, rename over the target, fsync of the
+/// folder. A symbolic link is written through: its final target gets the
+/// bytes and the link stays. A file with other hard links is refused (the
+/// rename would part it from them). On failure the target is untouched, the
+/// temporary file removed, and the status says why. Stale temporaries of the
+/// same file, left by a process that no longer runs, are removed first.
+Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
-/// The whole file; nothing when it can't be read.
-std::optional<std::string> readWholeFile(const std::filesystem::path& path);
+/// Removes the temporaries writeFileAtomically left beside path when a
+/// process was killed while writing: those of processes that no longer run,
+/// and nameless older ones (".<name>.XXXXXX") more than an hour old.
+void removeStaleTemporaries(const std::filesystem::path& path);
+
+/// The largest file read whole unless the caller says otherwise: 64 MiB.
+inline constexpr std::size_t kDefaultReadLimit = std::size_t(64) << 20;
+
+/// A regular file's whole contents (links followed). The file is opened
+/// without blocking, so a FIFO or a device never holds the caller; anything
+/// but a regular file, and a file past maxBytes, is refused with its reason.
+Result<std::string> readRegularFile(const std::filesystem::path& path,
+                                    std::size_t maxBytes = kDefaultReadLimit);
+
+/// readRegularFile without the reason: nothing when it can't be read.
+std::optional<std::string> readWholeFile(const std::filesystem::path& path,
+                                         std::size_t maxBytes = kDefaultReadLimit);
 
 } // namespace slidebox::platform

@@ -1,6 +1,9 @@
 #include "platform/plist_file.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <map>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -8,12 +11,28 @@
 #include <plist/plist.h>
 
 #include "platform/file_system.h"
+#include "platform/plist_bounds.h"
 
 namespace slidebox::platform {
 
 namespace {
 
 constexpr const char* kDateKey = "$date-ns";
+constexpr const char* kBytesKey = "$string-bytes";
+// The format's dates count seconds from 2001-01-01 in a signed 32-bit number.
+constexpr std::int64_t k2001 = 978307200;
+
+bool isUtf8(std::string_view text);
+
+// Text both encodings hold as it is: UTF-8 with no control character but
+// tab and line feed (XML has no NUL and turns a carriage return into a line
+// feed; the binary writer cuts at a NUL).
+bool isPlainText(std::string_view text) {
+    for (char c : text)
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n')
+            return false;
+    return isUtf8(text);
+}
 
 struct PlistFree {
     void operator()(plist_t node) const { plist_free(node); }
@@ -24,11 +43,21 @@ Node toNode(const PlistValue& value);
 
 struct ToNode {
     plist_t operator()(std::monostate) const { return plist_new_string(""); }
-    plist_t operator()(const std::string& s) const { return plist_new_string(s.c_str()); }
+    plist_t operator()(const std::string& s) const {
+        if (isPlainText(s))
+            return plist_new_string(s.c_str());
+        plist_t dict = plist_new_dict();
+        plist_dict_set_item(dict, kBytesKey, plist_new_data(s.data(), s.size()));
+        return dict;
+    }
     plist_t operator()(std::int64_t i) const { return plist_new_uint(static_cast<uint64_t>(i)); }
     plist_t operator()(double d) const { return plist_new_real(d); }
     plist_t operator()(bool b) const { return plist_new_bool(b ? 1 : 0); }
     plist_t operator()(const Date& d) const {
+        const std::int64_t since2001 = d.seconds - k2001;
+        if (d.nanoseconds == 0 && since2001 >= std::numeric_limits<std::int32_t>::min() &&
+            since2001 <= std::numeric_limits<std::int32_t>::max())
+            return plist_new_date(static_cast<int32_t>(since2001), 0);
         plist_t dict = plist_new_dict();
         plist_dict_set_item(dict, kDateKey, plist_new_uint(static_cast<uint64_t>(d.totalNanoseconds())));
         return dict;
@@ -59,7 +88,7 @@ std::int64_t signedInteger(plist_t node) {
 }
 
 PlistValue fromNode(plist_t node, int depth) {
-    if (!node || depth > 512) // a hostile file may nest deeply; stop well before the stack does
+    if (!node || depth > PlistLimits::maxDepth) // bounded before parsing; never reached
         return {};
     switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
@@ -82,8 +111,6 @@ PlistValue fromNode(plist_t node, int depth) {
     case PLIST_DATE: {
         int32_t sec = 0, usec = 0;
         plist_get_date_val(node, &sec, &usec);
-        // The format counts from 2001-01-01.
-        constexpr std::int64_t k2001 = 978307200;
         return PlistValue(Date::fromTotalNanoseconds((k2001 + sec) * 1'000'000'000LL + usec * 1000LL));
     }
     case PLIST_DATA: {
@@ -104,6 +131,12 @@ PlistValue fromNode(plist_t node, int depth) {
             plist_t ns = plist_dict_get_item(node, kDateKey);
             if (ns && plist_get_node_type(ns) == PLIST_UINT)
                 return PlistValue(Date::fromTotalNanoseconds(signedInteger(ns)));
+            plist_t bytes = plist_dict_get_item(node, kBytesKey);
+            if (bytes && plist_get_node_type(bytes) == PLIST_DATA) {
+                uint64_t length = 0;
+                const char* p = plist_get_data_ptr(bytes, &length);
+                return PlistValue(std::string(p ? p : "", p ? length : 0));
+            }
         }
         PlistDictionary dict;
         plist_dict_iter it = nullptr;
@@ -172,20 +205,30 @@ bool isCutOffXml(std::string_view bytes) {
     return last == std::string_view::npos || !bytes.substr(0, last + 1).ends_with("</plist>");
 }
 
-Node parseNode(std::string_view bytes) {
-    if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max())
-        return nullptr;
-    if (!plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())) && isCutOffXml(bytes))
-        return nullptr;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool isBinary(std::string_view bytes) {
+    return bytes.size() >= 8 && plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+
+Result<Node> parseNode(std::string_view bytes) {
+    const bool binary = isBinary(bytes);
+    if (!binary && bytes.starts_with(kByteOrderMark))
+        bytes.remove_prefix(kByteOrderMark.size());
+    if (bytes.empty())
+        return Status::failure(ErrorCode::Malformed, "empty file");
+    if (!binary && isCutOffXml(bytes))
+        return Status::failure(ErrorCode::Truncated, "property list cut off before its end");
+    if (Status bounded = plist_bounds::check(bytes, binary); !bounded)
+        return bounded;
     plist_t root = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+    if (!root)
+        return Status::failure(ErrorCode::Malformed, "not a property list");
     return Node(root);
 }
 
-PlistFormat formatOf(std::string_view bytes) {
-    return plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())) ? PlistFormat::Binary
-                                                                              : PlistFormat::Xml;
-}
+PlistFormat formatOf(std::string_view bytes) { return isBinary(bytes) ? PlistFormat::Binary : PlistFormat::Xml; }
 
 std::string serializeNode(plist_t node, PlistFormat format) {
     char* out = nullptr;
@@ -205,13 +248,87 @@ std::string serializeNode(plist_t node, PlistFormat format) {
     return result;
 }
 
+// Exact equality of two parsed trees: reals and dates to the bit, strings
+// and data to the byte. skipKey names a top-level key left out.
+bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
+    const plist_type type = plist_get_node_type(a);
+    if (type != plist_get_node_type(b) || depth > PlistLimits::maxDepth)
+        return false;
+    switch (type) {
+    case PLIST_STRING:
+    case PLIST_KEY:
+    case PLIST_DATA: {
+        uint64_t la = 0, lb = 0;
+        const char* pa = type == PLIST_DATA ? plist_get_data_ptr(a, &la) : plist_get_string_ptr(a, &la);
+        const char* pb = type == PLIST_DATA ? plist_get_data_ptr(b, &lb) : plist_get_string_ptr(b, &lb);
+        return std::string_view(pa ? pa : "", pa ? la : 0) == std::string_view(pb ? pb : "", pb ? lb : 0);
+    }
+    case PLIST_REAL: {
+        double da = 0, db = 0;
+        plist_get_real_val(a, &da);
+        plist_get_real_val(b, &db);
+        return std::memcmp(&da, &db, sizeof da) == 0;
+    }
+    case PLIST_DATE: {
+        int32_t sa = 0, ua = 0, sb = 0, ub = 0;
+        plist_get_date_val(a, &sa, &ua);
+        plist_get_date_val(b, &sb, &ub);
+        return sa == sb && ua == ub;
+    }
+    case PLIST_ARRAY: {
+        const uint32_t n = plist_array_get_size(a);
+        if (n != plist_array_get_size(b))
+            return false;
+        for (uint32_t i = 0; i < n; ++i)
+            if (!sameNode(plist_array_get_item(a, i), plist_array_get_item(b, i), nullptr, depth + 1))
+                return false;
+        return true;
+    }
+    case PLIST_DICT: {
+        bool same = true;
+        uint32_t countA = 0;
+        plist_dict_iter it = nullptr;
+        plist_dict_new_iter(a, &it);
+        for (;;) {
+            char* key = nullptr;
+            plist_t item = nullptr;
+            plist_dict_next_item(a, it, &key, &item);
+            if (!item) {
+                std::free(key);
+                break;
+            }
+            if (!skipKey || std::strcmp(key, skipKey) != 0) {
+                ++countA;
+                plist_t other = plist_dict_get_item(b, key);
+                same = same && other && sameNode(item, other, nullptr, depth + 1);
+            }
+            std::free(key);
+        }
+        std::free(it);
+        const uint32_t countB = plist_dict_get_size(b) - (skipKey && plist_dict_get_item(b, skipKey) ? 1 : 0);
+        return same && countA == countB;
+    }
+    default:
+        return plist_compare_node_value(a, b) != 0;
+    }
+}
+
+Status refused(ErrorCode code, const std::string& why) { return Status::failure(code, why); }
+
 } // namespace
 
-std::optional<PlistDocument> parsePlist(std::string_view bytes) {
-    Node root = parseNode(bytes);
+Result<PlistDocument> parsePlistChecked(std::string_view bytes) {
+    auto root = parseNode(bytes);
     if (!root)
+        return root.status();
+    return PlistDocument{fromNode(root->get(), 0), formatOf(bytes)};
+}
+
+std::optional<PlistDocument> parsePlist(std::string_view bytes) {
+    auto document = parsePlistChecked(bytes);
+    if (!document)
         return std::nullopt;
-    return PlistDocument{fromNode(root.get(), 0), formatOf(bytes)};
+    return std::move(*document);
 }
 
 std::string serializePlist(const PlistValue& value, PlistFormat format) {
@@ -220,43 +337,97 @@ std::string serializePlist(const PlistValue& value, PlistFormat format) {
 }
 
 std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path) {
-    auto bytes = readWholeFile(path);
+    auto bytes = readWholeFile(path, PlistLimits::maxBytes);
     if (!bytes)
         return std::nullopt;
     return parsePlist(*bytes);
 }
 
-bool writePlistFile(const std::filesystem::path& path, const PlistValue& value, PlistFormat format) {
+Status writePlistFile(const std::filesystem::path& path, const PlistValue& value, PlistFormat format) {
     std::string bytes = serializePlist(value, format);
-    return !bytes.empty() && writeFileAtomically(path, bytes);
+    if (bytes.empty())
+        return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
+    return writeFileAtomically(path, bytes);
 }
 
-bool setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
-                          const std::string& value) {
-    auto bytes = readWholeFile(path);
+Result<std::string> plistWithString(std::string_view bytes, const std::string& key, const std::string& value) {
+    auto root = parseNode(bytes);
+    if (!root)
+        return root.status();
+    if (plist_get_node_type(root->get()) != PLIST_DICT)
+        return refused(ErrorCode::Malformed, "the property list is not a dictionary");
+    const PlistFormat format = formatOf(bytes);
+    const bool binary = format == PlistFormat::Binary;
+    if (!isUtf8(value) || value.find('\0') != std::string::npos)
+        return refused(ErrorCode::BadArgument, "the value is not UTF-8 text, which the file can't hold");
+    if (!binary && !isPlainText(value))
+        return refused(ErrorCode::BadArgument, "the value holds control characters, which XML can't hold");
+    const bool bom = !binary && bytes.starts_with(kByteOrderMark);
+    if (const std::string encoding = plist_bounds::declaredEncoding(bytes.substr(bom ? kByteOrderMark.size() : 0));
+        !binary && !encoding.empty() && encoding != "utf-8" && encoding != "utf8")
+        return refused(ErrorCode::Unsupported, "the file is declared in the encoding " + encoding +
+                                                   ", which can't be written back as it is");
+    std::optional<std::map<std::string, std::string>> before;
+    if (binary) {
+        if (std::any_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
+            return refused(ErrorCode::BadArgument, "the key is not ASCII");
+        before = plist_bounds::binaryTopLevel(bytes);
+        if (!before)
+            return refused(ErrorCode::Malformed, "the property list can't be read");
+    }
+
+    plist_dict_set_item(root->get(), key.c_str(), plist_new_string(value.c_str()));
+    std::string out = serializeNode(root->get(), format);
+    if (out.empty())
+        return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
+    if (bom)
+        out.insert(0, kByteOrderMark);
+
+    // What would be written is read back: every other value as before, the
+    // new one as given; anything else, and the file is left as it is.
+    const std::string changed = "a value of the file would not be written back exactly";
+    auto written = parseNode(out);
+    if (!written)
+        return refused(ErrorCode::Unsupported, changed);
+    plist_t item = plist_dict_get_item(written->get(), key.c_str());
+    uint64_t length = 0;
+    const char* p = item && plist_get_node_type(item) == PLIST_STRING ? plist_get_string_ptr(item, &length) : nullptr;
+    if (!p || std::string_view(p, length) != value)
+        return refused(ErrorCode::Unsupported, "the value would not be written back exactly");
+    if (binary) {
+        auto after = plist_bounds::binaryTopLevel(out);
+        if (!after)
+            return refused(ErrorCode::Unsupported, changed);
+        before->erase(plist_bounds::encodedKey(key));
+        after->erase(plist_bounds::encodedKey(key));
+        if (*before != *after)
+            return refused(ErrorCode::Unsupported, changed);
+    } else {
+        auto original = parseNode(bytes);
+        if (!original || !sameNode(original->get(), written->get(), key.c_str(), 0))
+            return refused(ErrorCode::Unsupported, changed);
+    }
+    return out;
+}
+
+Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key, const std::string& value) {
+    auto bytes = readRegularFile(path, PlistLimits::maxBytes);
     if (!bytes)
-        return false;
-    Node root = parseNode(*bytes);
-    if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
-        return false;
-    // libplist's string ends at a NUL, and its binary writer cuts a string at
-    // the first byte that isn't UTF-8: such a value would be written wrong.
-    const PlistFormat format = formatOf(*bytes);
-    if (value.find('\0') != std::string::npos || (format == PlistFormat::Binary && !isUtf8(value)))
-        return false;
-    plist_dict_set_item(root.get(), key.c_str(), plist_new_string(value.c_str()));
-    std::string out = serializeNode(root.get(), format);
-    return !out.empty() && writeFileAtomically(path, out);
+        return bytes.status();
+    auto out = plistWithString(*bytes, key, value);
+    if (!out)
+        return out.status();
+    return writeFileAtomically(path, *out);
 }
 
 std::optional<std::string> stringInPlistFile(const std::filesystem::path& path, const std::string& key) {
-    auto bytes = readWholeFile(path);
+    auto bytes = readWholeFile(path, PlistLimits::maxBytes);
     if (!bytes)
         return std::nullopt;
-    Node root = parseNode(*bytes);
-    if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
+    auto root = parseNode(*bytes);
+    if (!root || plist_get_node_type(root->get()) != PLIST_DICT)
         return std::nullopt;
-    plist_t item = plist_dict_get_item(root.get(), key.c_str());
+    plist_t item = plist_dict_get_item(root->get(), key.c_str());
     if (!item || plist_get_node_type(item) != PLIST_STRING)
         return std::nullopt;
     uint64_t length = 0;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/plist_value.h"
+#include "platform/status.h"
 
 namespace slidebox::platform {
 
@@ -18,32 +19,58 @@ struct PlistDocument {
     PlistFormat format = PlistFormat::Xml;
 };
 
-/// Parses property-list bytes (XML or binary, told by the content).
-/// Nothing for bytes that are not a property list.
+/// What a property list may hold before it is parsed or written: a file
+/// beyond these is refused whole, before the parser sees it.
+struct PlistLimits {
+    static constexpr std::size_t maxBytes = std::size_t(16) << 20; ///< file size
+    static constexpr int maxDepth = 512; ///< nesting of arrays and dictionaries
+    static constexpr std::size_t maxObjects =
+        1'000'000; ///< values, shared ones counted at each use
+    static constexpr std::size_t maxExpandedBytes = std::size_t(64)
+                                                    << 20; ///< bytes of those values
+};
+
+/// Parses property-list bytes (XML or binary, told by the content; a UTF-8
+/// byte-order mark before XML is accepted). Refused with the reason: bytes
+/// that are not a property list, and lists beyond PlistLimits.
+Result<PlistDocument> parsePlistChecked(std::string_view bytes);
+
+/// parsePlistChecked without the reason.
 std::optional<PlistDocument> parsePlist(std::string_view bytes);
 
-/// Encodes a value. Dates keep their nanoseconds: a date is written as the
-/// one-entry dictionary {"$date-ns": integer nanoseconds since 1970}, since
-/// the file format's own date holds whole seconds (XML) or microseconds
-/// (binary) at best; parsePlist turns such a dictionary back into a date.
-/// Strings are written byte for byte in XML, so non-UTF-8 paths survive.
+/// Encodes a value. A date is written in the format's own date form when
+/// that holds it exactly (whole seconds, 1902..2037); otherwise as the
+/// one-entry dictionary {"$date-ns": integer nanoseconds since 1970}. A
+/// string that either encoding can't hold as text (bytes that aren't UTF-8,
+/// control characters) is written as {"$string-bytes": data}. parsePlist
+/// turns both dictionaries back, so every value comes back exactly.
 std::string serializePlist(const PlistValue& value, PlistFormat format);
 
-/// Reads and parses a whole file; nothing when missing or not a property list.
+/// Reads and parses a whole file; nothing when missing, not a regular file,
+/// not a property list or beyond PlistLimits.
 std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path);
 
-/// Writes a value atomically (temporary file, fsync, rename). False on failure,
-/// with the old file untouched.
-bool writePlistFile(const std::filesystem::path& path, const PlistValue& value, PlistFormat format);
+/// Writes a value atomically (temporary file, fsync, rename). On failure
+/// the old file is untouched and the status says why.
+Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
+                      PlistFormat format);
 
-/// Rewrites one top-level string entry of a dictionary file, keeping every
-/// other key and value as the file holds them (through the library's own
-/// nodes, so no type is lost) and the file's own format. A missing file, or
-/// one that is not a dictionary, is not written and gives false; so is a
-/// value the file can't hold as given (a NUL byte; in a binary file, bytes
-/// that aren't UTF-8, which the binary format has no way to store).
-bool setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
-                          const std::string& value);
+/// The bytes of a dictionary property list with one top-level string entry
+/// set, in the list's own format, every other key and value kept exactly.
+/// Refused with the reason, rather than changing anything else: bytes that
+/// are no dictionary list or exceed PlistLimits; a value the format can't
+/// hold as text (not UTF-8, a NUL or another control character); an XML
+/// file declared in another encoding than UTF-8; any other value the
+/// writer would not give back exactly (a NUL inside a binary string, -0.0
+/// in XML).
+Result<std::string> plistWithString(std::string_view bytes, const std::string& key,
+                                    const std::string& value);
+
+/// plistWithString applied to a file, written back atomically (through a
+/// symbolic link to its target; a file with other hard links is refused).
+/// On any refusal the file stays byte-identical and the status says why.
+Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
+                            const std::string& value);
 
 /// One top-level string entry of a dictionary file; nothing when absent.
 std::optional<std::string> stringInPlistFile(const std::filesystem::path& path,

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include <unistd.h>
+
 #include "platform/file_system.h"
 
 namespace slidebox::platform {
@@ -20,6 +22,21 @@ bool hasEnded(const std::filesystem::path& processFolder) {
     const char state = (*stat)[close + 2];
     return state == 'Z' || state == 'X';
 }
+
+// Whether the process runs with this process's effective user: the second
+// number of the "Uid:" line of its status.
+bool isOwnProcess(const std::filesystem::path& processFolder) {
+    auto status = readWholeFile(processFolder / "status");
+    if (!status)
+        return false;
+    const size_t at = status->find("\nUid:");
+    if (at == std::string::npos)
+        return false;
+    char* end = nullptr;
+    std::strtoul(status->c_str() + at + 5, &end, 10); // real
+    const unsigned long effective = std::strtoul(end, nullptr, 10);
+    return effective == ::geteuid();
+}
 } // namespace
 
 std::vector<pid_t> processesNamed(std::string_view name, const std::filesystem::path& procRoot) {
@@ -32,7 +49,7 @@ std::vector<pid_t> processesNamed(std::string_view name, const std::filesystem::
             continue; // the process ended while we looked
         if (!comm->empty() && comm->back() == '\n')
             comm->pop_back();
-        if (*comm == name && !hasEnded(procRoot / entry))
+        if (*comm == name && !hasEnded(procRoot / entry) && isOwnProcess(procRoot / entry))
             pids.push_back(static_cast<pid_t>(std::strtol(entry.c_str(), nullptr, 10)));
     }
     return pids;

@@ -11,22 +11,35 @@ namespace slidebox::platform {
 
 UserDefaults::UserDefaults(std::filesystem::path folder)
     : folder_(std::move(folder)), file_(folder_ / "defaults.plist") {
-    auto bytes = readWholeFile(file_);
-    if (!bytes)
+    removeStaleTemporaries(file_);
+    std::error_code ec;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file_, ec)))
         return; // no file yet: an empty store
-    auto doc = parsePlist(*bytes);
-    if (doc && doc->root.dictionary()) {
+    Status why;
+    if (auto bytes = readRegularFile(file_, PlistLimits::maxBytes); !bytes) {
+        why = bytes.status();
+    } else if (auto doc = parsePlistChecked(*bytes); !doc) {
+        why = doc.status();
+    } else if (!doc->root.dictionary()) {
+        why = Status::failure(ErrorCode::Malformed, "not a dictionary");
+    } else {
         values_ = *doc->root.dictionary();
         return;
     }
-    // Never delete what the user had: keep the broken file beside the new one.
+    // Never write over what the user had: keep the file beside the new one.
     std::filesystem::path aside = file_;
     aside += ".broken-" + std::to_string(Date::now().seconds);
-    std::error_code ec;
     std::filesystem::rename(file_, aside, ec);
-    if (!ec)
-        movedAside_ = aside;
-    log("The settings file " + file_.string() + " could not be read; it was kept as " +
+    if (ec) {
+        notSavingReason_ = "the settings file " + file_.string() + " could not be read (" + why.message() +
+                           ") nor kept aside (" + ec.message() + ")";
+        log("The settings file " + file_.string() + " could not be read (" + why.message() +
+            ") and could not be moved aside (" + ec.message() +
+            "); the settings start empty and will not be saved.");
+        return;
+    }
+    movedAside_ = aside;
+    log("The settings file " + file_.string() + " could not be read (" + why.message() + "); it was kept as " +
         aside.string() + " and the settings start empty.");
 }
 
@@ -66,10 +79,12 @@ bool UserDefaults::setObject(const std::string& key, PlistValue value) {
 bool UserDefaults::removeObjectForKey(const std::string& key) { return setObject(key, PlistValue()); }
 
 bool UserDefaults::synchronize() const {
+    if (!isSaving())
+        return false;
     std::error_code ec;
     std::filesystem::create_directories(folder_, ec);
-    if (!writePlistFile(file_, PlistValue(values_), PlistFormat::Xml)) {
-        log("The settings could not be written to " + file_.string());
+    if (Status written = writePlistFile(file_, PlistValue(values_), PlistFormat::Xml); !written) {
+        log("The settings could not be written to " + file_.string() + ": " + written.message());
         return false;
     }
     return true;

@@ -13,9 +13,13 @@ namespace slidebox::platform {
 /// default $XDG_CONFIG_HOME/slidebox/ (~/.config/slidebox/).
 ///
 /// Registered defaults answer for keys the file doesn't hold and are never
-/// written. Every set writes the whole file atomically. A file that can't be
-/// parsed is renamed aside ("defaults.plist.broken-<seconds>"), kept, and the
-/// store starts empty.
+/// written. Every set writes the whole file atomically; values the program
+/// doesn't own come back as they were read. A file that exists but can't be
+/// read or parsed (unreadable, not a regular file, too large, broken) is
+/// renamed aside ("defaults.plist.broken-<seconds>"), kept, logged, and the
+/// store starts empty. When it can't be moved aside, the store runs without
+/// saving for its whole life (it never writes over a file it couldn't read)
+/// and the log says why. Temporaries a killed save left are removed at load.
 class UserDefaults {
 public:
     /// Opens the store of the folder and loads its file, if any.
@@ -45,6 +49,11 @@ public:
     /// Writes everything held now; false on failure.
     bool synchronize() const;
 
+    /// False when the file could be neither read nor moved aside: nothing is
+    /// written, and notSavingReason() says why.
+    bool isSaving() const { return notSavingReason_.empty(); }
+    const std::string& notSavingReason() const { return notSavingReason_; }
+
     /// Where a broken file was moved at load, if one was.
     const std::optional<std::filesystem::path>& movedAsideFile() const { return movedAside_; }
 
@@ -54,6 +63,7 @@ private:
     PlistDictionary values_;
     PlistDictionary registered_;
     std::optional<std::filesystem::path> movedAside_;
+    std::string notSavingReason_;
 };
 
 } // namespace slidebox::platform

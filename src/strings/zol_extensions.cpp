@@ -30,14 +30,19 @@ bool replaceAllStrings(QString& receiver, const QString& target, const QString& 
         return !receiver.contains(target); // would replace forever; nothing to do is fine
 
     // A replacement shorter than its target shrinks the text at every step,
-    // so the loop ends. A longer one may grow the text forever without
-    // holding its target ("ab" -> "bbaa"): the text may grow sixteenfold and
-    // no more. One as long may move occurrences about: the replacements may
-    // not outnumber the square of the length, more than a reordering needs.
+    // so the loop ends. A longer one that doesn't hold its target ends too,
+    // but may be made to grow without measure ("ab" -> "bbaa" doubles at
+    // each "a"): the text may grow to sixteen times what replacing the
+    // occurrences it holds at the start gives, and no more. One as long may
+    // move occurrences about: the replacements may not outnumber the square
+    // of the length, more than a reordering needs.
     const bool shrinks = replacement.size() < target.size();
     const bool sameLength = replacement.size() == target.size();
     const qsizetype startLength = receiver.size();
-    const qsizetype maxLength = std::max<qsizetype>(startLength * 16, startLength + 4096);
+    const qsizetype firstPass =
+        startLength +
+        receiver.count(target) * std::max<qsizetype>(0, replacement.size() - target.size());
+    const qsizetype maxLength = std::max<qsizetype>(firstPass * 16, firstPass + 4096);
     const qint64 maxReplacements = (qint64(startLength) + 1) * (qint64(startLength) + 1);
 
     // The first occurrence from the start is also the first to end, so the

@@ -20,6 +20,15 @@ TEST(CliLibraries, FindPrintsEachFoldersLibrariesInOrderAsRawBytes) {
     EXPECT_EQ(run.out, (dir / "a" / raw).string() + "\n" + (dir / "a" / "z").string() + "\n" +
                            (dir / "b").string() + "\n");
     EXPECT_TRUE(run.err.empty());
+
+    // A name holding a newline: -0 ends each path with a NUL instead.
+    fx::makeLibrary3(dir / "c" / "two\nlines", {});
+    for (const char* option : {"-0", "--null"}) {
+        auto nul =
+            runCli({"libraries", "find", option, (dir / "c").string(), (dir / "b").string()});
+        EXPECT_EQ(nul.out,
+                  (dir / "c" / "two\nlines").string() + '\0' + (dir / "b").string() + '\0');
+    }
 }
 
 TEST(CliLibraries, ImagesInWalkOrder) {
@@ -46,4 +55,5 @@ TEST(CliLibraries, MissingPathsAndWrongUsage) {
     EXPECT_EQ(runCli({"libraries", "find"}).status, 2);
     EXPECT_EQ(runCli({"libraries", "images", "a", "b"}).status, 2);
     EXPECT_EQ(runCli({"libraries", "sort"}).status, 2);
+    EXPECT_EQ(runCli({"libraries", "find", "-z", (dir / "lib").string()}).status, 2);
 }

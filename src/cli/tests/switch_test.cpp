@@ -96,10 +96,10 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheLibrary) {
     const pid_t second = findEvent(home.path(), "opened", newFolder.string())->pid;
 
     // Back to A, tested this time; a path relative to the current folder
-    // goes in made absolute.
+    // goes in made absolute and lexically normal.
     const auto cwd = std::filesystem::current_path();
-    std::filesystem::current_path(home.path());
-    auto runBack = runCli({"switch", "Libraries/Library A"}, env);
+    std::filesystem::current_path(home / "Libraries");
+    auto runBack = runCli({"switch", "./../Libraries/./Library A/"}, env);
     std::filesystem::current_path(cwd);
     EXPECT_EQ(runBack.status, 0) << runBack.err;
     EXPECT_FALSE(processRuns(second));
@@ -119,9 +119,9 @@ TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     makeEmptyLibrary6(libraryA);
     // No stand-in on PATH: the launch script finds nothing and says so.
     auto run = runCli({"switch", libraryA.string()},
-                      {"HOME=" + home.path().string(), "PATH=/usr/bin:/bin"});
+                      {"HOME=" + home.path().string(), "XDG_RUNTIME_DIR=" + home.path().string(), "PATH=/usr/bin:/bin"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("is missing or unreadable"));
+    EXPECT_THAT(run.err, HasSubstr("the preference file is missing"));
     EXPECT_THAT(run.err, HasSubstr("] iPhoto was not found on PATH")); // a log line
     EXPECT_FALSE(std::filesystem::exists(preferenceFile(home)));
 }

@@ -10,7 +10,6 @@
 #include <sstream>
 
 #include "library/album_switcher.h"
-#include "library/tests/tools/stand_in_control.h"
 #include "platform/plist_file.h"
 #include "tests/temp_dir.h"
 
@@ -47,19 +46,21 @@ class SwitchBench {
                   "echo \"begin $(" + root + ") $(date +%s.%N)\"" + record + "sleep " +
                       std::to_string(launchSeconds) + "\n" + "echo \"end $(" + root + ")\"" +
                       record);
-        // Runs only if some "iPhoto" happens to run on this machine.
-        writeFile(resources_ / "QuitiPhoto.applescript", "echo quit" + record);
     }
-    iPhotoApplication app() const { return iPhotoApplication(home_.path(), resources_.path()); }
+    // No photo application runs for it, and its switches lock a file of its own.
+    iPhotoApplication app() const {
+        iPhotoApplication app(home_.path(), resources_.path());
+        app.setProcessProbe([](std::string_view) { return false; });
+        app.setSwitchLockFile(home_ / "lock");
+        return app;
+    }
     std::filesystem::path stepsFile() const { return home_ / "steps"; }
 
-    // The recorded steps, the quit lines left out, times cut off the begin lines.
+    // The recorded steps, times cut off the begin lines.
     std::vector<std::string> steps() const {
         std::vector<std::string> result;
         std::istringstream lines(readFile(stepsFile()));
         for (std::string line; std::getline(lines, line);) {
-            if (line == "quit")
-                continue;
             if (line.rfind("begin ", 0) == 0)
                 line = line.substr(0, line.rfind(' '));
             result.push_back(line);
@@ -91,7 +92,6 @@ void runEventLoopFor(int milliseconds) {
 } // namespace
 
 TEST(AlbumSwitcher, ReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread) {
-    StandInLock lock;
     SwitchBench bench(0.5);
     AlbumSwitcher switcher(bench.app());
     EXPECT_TRUE(switcher.waitUntilIdle(std::chrono::milliseconds(0)));
@@ -121,7 +121,6 @@ TEST(AlbumSwitcher, ReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread
 }
 
 TEST(AlbumSwitcher, SwitchesAskedCloseTogetherRunInOrderOneAfterTheOther) {
-    StandInLock lock;
     SwitchBench bench(0.3);
     AlbumSwitcher switcher(bench.app());
     switcher.switchAlbum("/A");
@@ -137,7 +136,6 @@ TEST(AlbumSwitcher, SwitchesAskedCloseTogetherRunInOrderOneAfterTheOther) {
 }
 
 TEST(AlbumSwitcher, EndingTheSwitcherFinishesWhatWasAsked) {
-    StandInLock lock;
     SwitchBench bench(0.2);
     {
         AlbumSwitcher switcher(bench.app());
@@ -153,14 +151,26 @@ TEST(AlbumSwitcher, EndingTheSwitcherFinishesWhatWasAsked) {
     EXPECT_EQ(bench.steps().size(), 4u);
 }
 
-TEST(AlbumSwitcher, NoScriptsStillRewritesThePreference) {
+TEST(AlbumSwitcher, NoScriptsStillRewritesThePreferenceAndARefusalIsHandedBack) {
     TempDir home, noScripts;
-    const iPhotoApplication app(home.path(), noScripts.path());
+    iPhotoApplication app(home.path(), noScripts.path());
+    app.setSwitchLockFile(home / "lock");
     writeFile(app.preferenceFilePath(),
               platform::serializePlist(PlistValue(PlistDictionary{{"RootDirectory", "/start"}}),
                                        platform::PlistFormat::Binary));
     AlbumSwitcher switcher(app);
     switcher.switchAlbum("/Users/ann/Library B");
     ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(5)));
+    EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
+
+    std::vector<std::string> refused;
+    switcher.setFailureHandler([&](const std::string& path, const platform::Status& why) {
+        refused.push_back(path + ": " +
+                          (why.code() == platform::ErrorCode::BadArgument ? "bad" : why.message()));
+    });
+    switcher.switchAlbum("/Users/ann/caf\xe9");
+    ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(5)));
+    runEventLoopFor(50); // the report comes through the event loop
+    EXPECT_EQ(refused, std::vector<std::string>{"/Users/ann/caf\xe9: bad"});
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
 }

@@ -1,6 +1,8 @@
 // The thumbnail walks of the three generations and how one image is handed out.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include "library/iphoto_album_manager.h"
 #include "library/tests/support/library_fixtures.h"
 #include "tests/temp_dir.h"
@@ -106,6 +108,22 @@ TEST(ImageAccess, IndexRulesNamesAndOnePointPerPixel) {
     std::filesystem::remove(dir / "lib" / "Thumbs" / "small.jpg");
     EXPECT_TRUE(record->imageAtIndex(1).isNull()); // gone: null, the list stays until the next update
     EXPECT_EQ(record->numberOfImage(), 2);
+}
+
+TEST(ImageAccess, OnlyRegularFilesWithinTheLimitAreRead) {
+    TempDir dir;
+    fx::makeLibrary3(dir / "lib", {});
+    const auto thumbs = dir / "lib" / "Thumbs";
+    fx::makeJpeg(thumbs / "1.jpg"); // made by the fixture: the one image that shows
+    ASSERT_EQ(mkfifo((thumbs / "2.jpg").c_str(), 0600), 0); // an open that blocks would never return
+    std::filesystem::create_symlink("/dev/zero", thumbs / "3.jpg");
+    writeFile(thumbs / "4.jpg", std::string(iPhotoAlbumManager::maxImageFileBytes + 1, '\xff'));
+    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib");
+    record->stopLookAtModificationDate();
+    ASSERT_EQ(record->numberOfImage(), 4);
+    EXPECT_FALSE(record->imageAtIndex(0).isNull());
+    for (int index = 1; index < 4; ++index)
+        EXPECT_TRUE(record->imageAtIndex(index).isNull()) << index;
 }
 
 TEST(ImageAccess, EmptyLibraryAndRecordWithoutPathHaveNoImages) {

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <mutex>
+#include <thread>
 #include <sys/wait.h>
 
 #include "library/iphoto_application.h"
@@ -256,24 +257,42 @@ TEST(iPhotoPreferences, MissingOrForeignFileIsNotWrittenNorMade) {
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
 }
 
-TEST(iPhotoPreferences, BytesThatAreNotUtf8GoIntoXmlButNeverHalfIntoBinary) {
-    const std::string latin1 = "/Users/ann/caf\xe9 Library"; // a file name that isn't UTF-8
+TEST(iPhotoSwitch, APathTheFileCantHoldRefusesTheWholeSwitch) {
     for (const Fixture& fixture : fixtures()) {
         SCOPED_TRACE(fixture.name);
         TempDir home;
         const auto file = writePreferences(home, fixture.bytes);
-        const iPhotoApplication app(home.path(), home.path());
-        if (fixture.format == platform::PlistFormat::Xml) {
-            ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo(latin1));
-            EXPECT_EQ(app.iPhotoRootDirectoryPath(), latin1);
-        } else {
-            // The binary format stores text as ASCII or UTF-16 only: refused,
-            // rather than cut at the first foreign byte.
-            EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo(latin1));
+        const auto steps = home / "steps";
+        for (const char* script : {"QuitiPhoto", "LaunchiPhoto"})
+            writeFile(home / (std::string(script) + ".applescript"), "echo " + std::string(script) + " >> \"" + steps.string() + "\"\n");
+        iPhotoApplication app(home.path(), home.path());
+        app.setSwitchLockFile(home / "lock");
+        app.setProcessProbe([](std::string_view) { return true; }); // it runs: a switch would quit it
+        for (const std::string& path : {std::string("/Users/ann/caf\xe9 Library"), std::string("/Users/ann\0/x", 12)}) {
+            const platform::Status status = app.threadSwitchAlbum(path);
+            EXPECT_EQ(status.code(), platform::ErrorCode::BadArgument);
             EXPECT_EQ(readFile(file), fixture.bytes);
         }
-        EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo(std::string("/Users/ann\0/x", 12)));
+        EXPECT_FALSE(std::filesystem::exists(steps)); // neither quit nor launched
     }
+}
+
+TEST(iPhotoSwitch, SwitchesOfTwoProcessesRunOneAfterTheOther) {
+    TempDir home;
+    writeRootOnly(home, "/Library A", platform::PlistFormat::Xml);
+    const auto steps = home / "steps";
+    writeFile(home / "QuitiPhoto.applescript",
+              "echo in >> \"" + steps.string() + "\"; sleep 0.3; echo out >> \"" + steps.string() + "\"\n");
+    auto switchTo = [&](const std::string& path) {
+        iPhotoApplication app(home.path(), home.path());
+        app.setSwitchLockFile(home / "lock");
+        app.setProcessProbe([](std::string_view) { return true; });
+        app.threadSwitchAlbum(path);
+    };
+    std::thread other(switchTo, "/Library B");
+    switchTo("/Library C");
+    other.join();
+    EXPECT_EQ(readFile(steps), "in\nout\nin\nout\n");
 }
 
 TEST(iPhotoScripts, FoundInTheResourceFolderOnly) {
@@ -304,34 +323,18 @@ TEST(iPhotoScripts, RunWaitsForTheEndAndLogsTheTextOnly) {
     EXPECT_EQ(log.lines(), std::vector<std::string>{"iPhoto is busy\nsecond line"});
 }
 
-TEST(iPhotoProcess, RunsOnlyWhileAProcessNamedExactlyiPhotoRuns) {
+TEST(iPhotoProcess, RunsOnlyWhileTheStandInRuns) {
+    // Names, ended processes and other users are told apart on a process
+    // table of the test's own making (platform tests); here the real one.
     StandInLock lock;
     TempDir home;
     StandInCleanup cleanup{home.path(), {}};
     const iPhotoApplication app(home.path(), home.path());
-    EXPECT_FALSE(app.isiPhotoActive()) << "an iPhoto process runs outside the tests";
-
-    // A process of a near name does not count.
-    std::filesystem::copy_file(fakeBinFolder() / "iPhoto", home / "iPhotoHelper");
-    const pid_t helper = startStandIn(home.path(), home / "iPhotoHelper");
-    cleanup.children.push_back(helper);
-    ASSERT_TRUE(waitFor([&] { return findEvent(home.path(), "opened").has_value(); }));
-    EXPECT_FALSE(app.isiPhotoActive());
-    stopChild(helper);
-
+    EXPECT_FALSE(app.isiPhotoActive()) << "an iPhoto process of this user runs outside the test";
     const pid_t pid = startStandIn(home.path());
     cleanup.children.push_back(pid);
     ASSERT_TRUE(waitFor([&] { return app.isiPhotoActive(); }));
     EXPECT_TRUE(stopChild(pid));
-    EXPECT_FALSE(app.isiPhotoActive());
-
-    // One that has ended but is not yet collected by its parent runs no more.
-    const pid_t killed = startStandIn(home.path());
-    cleanup.children.push_back(killed);
-    ASSERT_TRUE(waitFor([&] { return app.isiPhotoActive(); }));
-    ::kill(killed, SIGKILL);
-    ASSERT_TRUE(waitFor([&] { return !processRuns(killed); }));
-    EXPECT_EQ(::kill(killed, 0), 0); // still in the process table
     EXPECT_FALSE(app.isiPhotoActive());
 }
 
@@ -416,6 +419,7 @@ TEST(iPhotoSwitch, CloseQuitsOnlyWhenItWorksOnThatPath) {
 TEST(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
     StandInLock lock;
     TempDir home, onlyLaunch, onlyQuit;
+    StandInEnvironment environment(home.path());
     StandInCleanup cleanup{home.path(), {}};
     const auto steps = home / "steps";
     writeFile(onlyLaunch / "LaunchiPhoto.applescript",
@@ -439,7 +443,8 @@ TEST(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
 
     // No preference file: nothing is made, the launch still runs.
     std::filesystem::remove(iPhotoApplication(home.path(), home.path()).preferenceFilePath());
-    iPhotoApplication(home.path(), onlyLaunch.path()).threadSwitchAlbum("/Library D");
+    EXPECT_EQ(iPhotoApplication(home.path(), onlyLaunch.path()).threadSwitchAlbum("/Library D").code(),
+              platform::ErrorCode::CannotOpen);
     EXPECT_EQ(readFile(steps), "launch\nquit\nlaunch\n");
     EXPECT_FALSE(
         std::filesystem::exists(iPhotoApplication(home.path(), home.path()).preferenceFilePath()));

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/file_system.h"
@@ -85,5 +86,64 @@ TEST(AtomicWrite, ReplacesWholeAndKeepsOldOnFailure) {
     EXPECT_EQ(directoryContentsAtPath(dir.path()), std::vector<std::string>{"f"}); // no temporary left
 
     EXPECT_FALSE(writeFileAtomically(dir / "no-such-folder" / "f", "x"));
-    EXPECT_FALSE(readWholeFile(dir.path()).has_value());
+}
+
+TEST(AtomicWrite, WritesThroughALinkAndRefusesToPartHardLinks) {
+    TempDir dir;
+    writeFile(dir / "real" / "f", "old");
+    std::filesystem::create_symlink("real/f", dir / "link"); // relative to the link's folder
+    std::filesystem::create_directory(dir / "via");
+    std::filesystem::create_symlink("../link", dir / "via" / "f"); // a chain of two
+    ASSERT_TRUE(writeFileAtomically(dir / "via" / "f", "new"));
+    EXPECT_TRUE(std::filesystem::is_symlink(dir / "via" / "f"));
+    EXPECT_TRUE(std::filesystem::is_symlink(dir / "link"));
+    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new");
+
+    std::filesystem::create_hard_link(dir / "real" / "f", dir / "hard");
+    const Status refused = writeFileAtomically(dir / "hard", "newer");
+    EXPECT_EQ(refused.code(), ErrorCode::Unsupported);
+    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new");
+    EXPECT_EQ(std::filesystem::hard_link_count(dir / "hard"), 2u);
+}
+
+TEST(AtomicWrite, RemovesTheStaleTemporariesOfEndedProcessesOnly) {
+    TempDir dir;
+    const pid_t ended = fork();
+    if (ended == 0)
+        _exit(0);
+    waitpid(ended, nullptr, 0);
+    const std::string stale = ".f.tmp-" + std::to_string(ended) + "-abcdef";
+    const std::string live = ".f.tmp-" + std::to_string(getppid()) + "-abcdef"; // a save under way
+    const std::string legacy = ".f.Xy12Z9", other = ".g.tmp-" + std::to_string(ended) + "-abcdef";
+    for (const std::string& name : {stale, live, legacy, other})
+        writeFile(dir / name, std::string(1000, 'x'));
+    const timespec old[2] = {{0, UTIME_OMIT}, {1600000000, 0}};
+    utimensat(AT_FDCWD, (dir / legacy).c_str(), old, 0);
+    ASSERT_TRUE(writeFileAtomically(dir / "f", "saved"));
+    EXPECT_EQ(directoryContentsAtPath(dir.path()), (std::vector<std::string>{live, other, "f"}));
+}
+
+TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks) {
+    TempDir dir;
+    writeFile(dir / "small", "12345");
+    writeFile(dir / "large", std::string(4097, 'x'));
+    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0); // no writer: a blocking open would wait for ever
+    std::filesystem::create_symlink("/dev/zero", dir / "zero");
+    std::filesystem::create_directory(dir / "folder");
+    const struct {
+        const char* name;
+        ErrorCode code;
+    } refused[] = {{"large", ErrorCode::TooLarge},
+                   {"fifo", ErrorCode::CannotOpen},
+                   {"zero", ErrorCode::CannotOpen},
+                   {"folder", ErrorCode::CannotOpen},
+                   {"missing", ErrorCode::CannotOpen}};
+    for (const auto& row : refused) {
+        auto read = readRegularFile(dir / row.name, 4096);
+        EXPECT_EQ(read.status().code(), row.code) << row.name;
+        EXPECT_FALSE(readWholeFile(dir / row.name, 4096)) << row.name;
+    }
+    EXPECT_EQ(readWholeFile(dir / "small", 5), "12345");
+    EXPECT_EQ(readRegularFile(dir / "small", 4).status().code(), ErrorCode::TooLarge);
+    EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(), ErrorCode::TooLarge); // sizeless files too
 }

@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include <QString>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -10,10 +12,12 @@
 #include "platform/plist_file.h"
 #include "platform/user_defaults.h"
 #include "tests/temp_dir.h"
+#include "tests/unprivileged.h"
 
 using namespace slidebox::platform;
 using slidebox::testing::TempDir;
 using slidebox::testing::writeFile;
+using slidebox::testing::runAsUnprivilegedUser;
 
 namespace {
 PlistValue everyType() {
@@ -30,6 +34,34 @@ PlistValue everyType() {
         {"array", PlistValue(PlistArray{PlistValue(1), PlistValue("two"), PlistValue(PlistArray{})})},
         {"dict", PlistValue(PlistDictionary{{"inner", PlistValue(2.5)}})},
     });
+}
+// A binary property list of the given objects (object 0 at the top), with
+// one-byte references and two-byte offsets.
+std::string binaryPlist(const std::vector<std::string>& objects) {
+    std::string out = "bplist00";
+    std::vector<size_t> offsets;
+    for (const std::string& object : objects) {
+        offsets.push_back(out.size());
+        out += object;
+    }
+    const size_t table = out.size();
+    for (size_t offset : offsets)
+        out += {char(offset >> 8), char(offset & 0xFF)};
+    std::string trailer(32, '\0');
+    trailer[6] = 2, trailer[7] = 1, trailer[15] = char(objects.size());
+    trailer[30] = char(table >> 8), trailer[31] = char(table & 0xFF);
+    return out + trailer;
+}
+
+// {"RootDirectory": "/old", key: value}
+std::string binaryPreferences(const std::string& key, const std::string& valueObject) {
+    return binaryPlist({"\xD2\x01\x02\x03\x04", "\x5D" "RootDirectory", char(0x50 + key.size()) + key,
+                        std::string("\x54/old"), valueObject});
+}
+
+std::string xmlPreferences(const std::string& value, const std::string& encoding = "UTF-8") {
+    return "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>RootDirectory</key><string>/old</string>" + value + "</dict></plist>\n";
 }
 } // namespace
 
@@ -60,6 +92,72 @@ TEST(PlistFile, NativeDatesAreReadAndNonsenseIsRefused) {
     EXPECT_FALSE(parsePlist(""));
     EXPECT_FALSE(parsePlist("not a property list"));
     EXPECT_FALSE(parsePlist("bplist00\x01\x02"));
+}
+
+TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
+    std::string deepXml = "<?xml version=\"1.0\"?><plist>";
+    for (int i = 0; i < 40000; ++i)
+        deepXml += "<array>";
+    for (int i = 0; i < 40000; ++i)
+        deepXml += "</array>";
+    deepXml += "</plist>";
+    // 23 arrays each holding the next one twice: 8 million values from 150 bytes.
+    std::vector<std::string> shared;
+    for (int i = 0; i < 23; ++i)
+        shared.push_back({'\xA2', char(i + 1), char(i + 1)});
+    shared.push_back("\x10\x07");
+    const struct {
+        const char* defect;
+        std::string bytes;
+        ErrorCode code;
+    } hostile[] = {
+        {"xml nested 40000 deep", deepXml, ErrorCode::TooLarge},
+        {"shared references doubling 23 times", binaryPlist(shared), ErrorCode::TooLarge},
+        {"an array holding itself", binaryPlist({"\xA1\x00"}), ErrorCode::Malformed},
+        {"a reference past the end", binaryPlist({"\xA1\x05"}), ErrorCode::Malformed},
+        {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>", ErrorCode::TooLarge},
+    };
+    for (const auto& row : hostile)
+        EXPECT_EQ(parsePlistChecked(row.bytes).status().code(), row.code) << row.defect;
+
+    std::string fine = "<?xml version=\"1.0\"?><plist>";
+    for (int i = 0; i < 500; ++i)
+        fine += "<array>";
+    for (int i = 0; i < 500; ++i)
+        fine += "</array>";
+    EXPECT_TRUE(parsePlist(fine + "</plist>"));
+}
+
+TEST(PlistFile, RewriteRefusesRatherThanChangeAnyOtherValue) {
+    TempDir dir;
+    const struct {
+        const char* defect;
+        std::string bytes;
+        std::string value;
+    } refused[] = {
+        {"binary string holding a NUL", binaryPreferences("s", std::string("\x53" "a\0b", 4)), "/new"},
+        {"xml declared ISO-8859-1", xmlPreferences("<key>s</key><string>caf\xe9</string>", "ISO-8859-1"), "/new"},
+        {"xml -0.0", xmlPreferences("<key>r</key><real>-0.0</real>"), "/new"},
+        {"xml, a value that isn't UTF-8", xmlPreferences(""), "/caf\xe9"},
+        {"xml, a control character", xmlPreferences(""), "/a\x01b"},
+        {"binary, a value that isn't UTF-8", binaryPreferences("s", "\x51x"), "/caf\xe9"},
+    };
+    for (const auto& row : refused) {
+        ASSERT_TRUE(parsePlist(row.bytes)) << row.defect;
+        writeFile(dir / "p.plist", row.bytes);
+        EXPECT_FALSE(setStringInPlistFile(dir / "p.plist", "RootDirectory", row.value)) << row.defect;
+        EXPECT_EQ(readWholeFile(dir / "p.plist"), row.bytes) << row.defect;
+    }
+
+    // What can be kept exactly is: a binary string of both encodings, a
+    // byte-order mark, a UTF-8 value.
+    for (const std::string& bytes : {binaryPreferences("s", std::string("\x62\x00\xE9\x00\x41", 5)),
+                                     "\xEF\xBB\xBF" + xmlPreferences("<key>r</key><real>-1.5</real>")}) {
+        writeFile(dir / "p.plist", bytes);
+        ASSERT_TRUE(setStringInPlistFile(dir / "p.plist", "RootDirectory", "/caf\xC3\xA9"));
+        EXPECT_EQ(stringInPlistFile(dir / "p.plist", "RootDirectory"), "/caf\xC3\xA9");
+    }
+    EXPECT_EQ(readWholeFile(dir / "p.plist")->substr(0, 3), "\xEF\xBB\xBF");
 }
 
 TEST(UserDefaults, RegisteredValuesAnswerButAreNeverWritten) {
@@ -111,6 +209,66 @@ TEST(UserDefaults, BrokenFileIsKeptAsideAndTheStoreStartsEmpty) {
     // A property list that is not a dictionary is no settings file either.
     writeFile(dir / "cfg2" / "defaults.plist", serializePlist(PlistValue(PlistArray{}), PlistFormat::Xml));
     EXPECT_TRUE(UserDefaults(dir / "cfg2").movedAsideFile());
+}
+
+TEST(UserDefaults, UnreadableFileIsKeptAsideOrNeverWrittenOver) {
+    TempDir dir;
+    const std::filesystem::path folder = dir / "cfg", file = folder / "defaults.plist";
+    const std::string bytes = serializePlist(PlistValue(PlistDictionary{{"AM_x", PlistValue(1)}}), PlistFormat::Xml);
+    writeFile(file, bytes);
+    chmod(file.c_str(), 0); // left by an earlier run as another user
+    std::filesystem::permissions(dir.path(), std::filesystem::perms::all); // the other user passes through
+    // Kept aside, the store saves anew.
+    EXPECT_EQ(runAsUnprivilegedUser(
+                  [&] {
+                      UserDefaults defaults(folder);
+                      if (!defaults.movedAsideFile() || !defaults.isSaving())
+                          return 1;
+                      return defaults.setObject("AM_x", PlistValue(2)) ? 0 : 2;
+                  },
+                  {folder}),
+              0);
+    auto names = directoryContentsAtPath(folder);
+    ASSERT_EQ(names.size(), 2u);
+    EXPECT_EQ(readWholeFile(folder / names[1]), bytes); // "defaults.plist.broken-..." sorts second
+    EXPECT_EQ(UserDefaults(folder).integerForKey("AM_x"), 2);
+
+    // Neither readable nor movable: nothing is ever written over it.
+    std::filesystem::remove(folder / names[1]);
+    writeFile(file, bytes);
+    chmod(file.c_str(), 0);
+    chmod(folder.c_str(), 0555);
+    EXPECT_EQ(runAsUnprivilegedUser([&] {
+                  UserDefaults defaults(folder);
+                  if (defaults.isSaving() || defaults.movedAsideFile())
+                      return 1;
+                  return defaults.setObject("AM_x", PlistValue(3)) ? 2 : 0;
+              }),
+              0);
+    chmod(folder.c_str(), 0755);
+    EXPECT_EQ(readWholeFile(file), bytes);
+}
+
+TEST(UserDefaults, ForeignValuesAndOddPathsComeBackExactly) {
+    TempDir dir;
+    const std::string foreign = "<key>other</key><date>2001-01-01T00:00:10Z</date>"
+                                "<key>pi</key><real>3.25</real>";
+    writeFile(dir / "cfg" / "defaults.plist", "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                              "<plist version=\"1.0\"><dict>" + foreign + "</dict></plist>\n");
+    const std::string path = "/home/u/caf\xe9\x01\r";
+    {
+        UserDefaults defaults(dir / "cfg");
+        EXPECT_FALSE(defaults.movedAsideFile()); // the byte-order mark is fine
+        ASSERT_TRUE(defaults.setObject("AM_path", PlistValue(path)));
+    }
+    const std::string written = *readWholeFile(dir / "cfg" / "defaults.plist");
+    EXPECT_NE(written.find("<date>2001-01-01T00:00:10Z</date>"), std::string::npos); // in its own form
+    EXPECT_EQ(QString::fromUtf8(written).toUtf8().toStdString(), written); // well-formed UTF-8 throughout
+    EXPECT_EQ(written.find('\x01'), std::string::npos);
+    EXPECT_EQ(written.find('\r'), std::string::npos);
+    UserDefaults reread(dir / "cfg");
+    EXPECT_EQ(reread.objectForKey("AM_path"), PlistValue(path));
+    EXPECT_EQ(*reread.objectForKey("other").date(), (Date{978307210, 0}));
 }
 
 TEST(UserDefaults, UnwritableFolderReportsFailureButKeepsTheValue) {

@@ -55,12 +55,25 @@ TEST(RepeatingTimer, TicksRepeatedlyAndMayEndItselfInsideATick) {
     EXPECT_FALSE(timer);
 }
 
-TEST(RunningApplications, ExactProcessNameOnly) {
+TEST(RunningApplications, ThisUsersLiveProcessesOfTheExactNameOnly) {
     TempDir proc;
-    writeFile(proc / "12" / "comm", "iPhoto\n");
-    writeFile(proc / "13" / "comm", "iPhotoHelper\n");
-    writeFile(proc / "14" / "comm", "iphoto\n");
-    writeFile(proc / "self" / "comm", "iPhoto\n"); // not a process number
+    const std::string me = std::to_string(::geteuid()), other = std::to_string(::geteuid() + 1);
+    struct Row {
+        const char* pid;
+        const char* comm;
+        std::string uid; // real, then effective
+        char state;
+    };
+    for (const Row& row :
+         {Row{"12", "iPhoto", "0 " + me, 'S'}, Row{"13", "iPhotoHelper", me + " " + me, 'S'},
+          Row{"14", "iphoto", me + " " + me, 'R'}, Row{"15", "iPhoto", me + " " + other, 'S'},
+          Row{"16", "iPhoto", me + " " + me, 'Z'}, Row{"self", "iPhoto", me + " " + me, 'S'}}) {
+        writeFile(proc / row.pid / "comm", std::string(row.comm) + "\n");
+        writeFile(proc / row.pid / "status",
+                  "Name:\t" + std::string(row.comm) + "\nUid:\t" + row.uid + "\t0\t0\n");
+        writeFile(proc / row.pid / "stat",
+                  std::string(row.pid) + " (" + row.comm + ") " + row.state + " 1");
+    }
     EXPECT_EQ(processesNamed("iPhoto", proc.path()), std::vector<pid_t>{12});
     EXPECT_FALSE(isApplicationRunning("Photo", proc.path()));
     EXPECT_TRUE(isApplicationRunning(std::string(program_invocation_short_name).substr(0, 15)));

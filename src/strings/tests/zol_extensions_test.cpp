@@ -18,6 +18,7 @@ TEST(ReplaceAllStrings, SearchesAgainFromTheStartSoMadeTextIsReplacedToo) {
         {"aab", "ab", "bba", "bbbbaa"}, // longer, but ends: aab, abba, bbaba, bbbbaa
         {"abc", "", "x", "abc"},       // empty target
         {"abc", "B", "x", "abc"},      // exact: case counts
+        {"x-x", "x", QString(5000, u'y'), QString(5000, u'y') + "-" + QString(5000, u'y')}, // grows, and ends
     };
     for (const auto& row : rows) {
         QString text = row.text;

@@ -1,9 +1,10 @@
 #pragma once
 // Test support for the stand-in "iPhoto" (stand_in_iphoto.cpp): starting and
 // ending it by process id, reading what it did, and one lock that every test
-// running it holds, since the running test and the quit script see every
-// process named "iPhoto" on the machine. Header only, so that the tests of
-// the command line can use it as well.
+// running it holds. The tests that run it go in a PID namespace of their own
+// where the machine allows (tools/in_own_pid_namespace.sh), where they see
+// only their own processes; the lock keeps them apart where it doesn't.
+// Header only, so that the tests of the command line can use it as well.
 
 #include <chrono>
 #include <csignal>
@@ -119,16 +120,17 @@ inline bool processRuns(pid_t pid) {
            stat[close + 2] != 'X';
 }
 
-/// The environment of a process started by the tests: the given home, the
-/// stand-in first on PATH, a short lifetime for the stand-in.
+/// The environment of a process started by the tests: the given home (also
+/// the runtime folder, where the switch lock goes), the stand-in first on
+/// PATH, a short lifetime for the stand-in.
 inline std::vector<std::string> standInEnvironment(const std::filesystem::path& home) {
     const char* path = std::getenv("PATH");
-    return {"HOME=" + home.string(),
+    return {"HOME=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
             "PATH=" + fakeBinFolder().string() + ":" + (path ? path : "/usr/bin:/bin"),
             "IPHOTO_STAND_IN_LIFETIME=30"};
 }
 
-/// Sets HOME, PATH and the stand-in's lifetime in this process for the
+/// Sets HOME, XDG_RUNTIME_DIR, PATH and the stand-in's lifetime in this process for the
 /// object's lifetime, so that the scripts and what they start see them.
 class StandInEnvironment {
   public:
@@ -164,6 +166,7 @@ inline pid_t startStandIn(const std::filesystem::path& home,
     for (char** e = environ; *e; ++e) {
         const std::string entry = *e;
         if (entry.rfind("HOME=", 0) != 0 && entry.rfind("PATH=", 0) != 0 &&
+            entry.rfind("XDG_RUNTIME_DIR=", 0) != 0 &&
             entry.rfind("IPHOTO_STAND_IN_LIFETIME=", 0) != 0)
             envStore.push_back(entry);
     }
