@@ -104,10 +104,16 @@ TEST_F(WindowTest, DockedWindowSlidesDownIsPulledLooseAndHidesWhenDroppedBack) {
     EXPECT_EQ(window->frameGeometry().top(), area.top() + 1);
 }
 
-TEST_F(WindowTest, TitledKindsAreHeldLikeADockedWindowAndNeverHideByADrop) {
+TEST_F(WindowTest, TitledKindsAreHeldLikeADockedWindowAndADropAtTheTopHidesWithAWayBack) {
+    fixture.context().userDefaults().setObject(slidebox::app::firstStartDone, true);
     for (const int kind : {floatingWindowKind, normalWindowKind}) {
-        auto controller = start(kind);
+        fixture.context().userDefaults().setObject(viewerWindowKind, kind);
+        AppDelegate delegate(fixture.context());
+        delegate.applicationDidFinishLaunching();
+        UIController* controller = delegate.uiController();
         UIWindow* window = controller->window();
+        ASSERT_TRUE(window->isVisible()) << kind;
+        EXPECT_EQ(controller->statusItem(), nullptr) << kind;
         const QPoint origin = window->pos();
         const QPoint start = window->mapToGlobal(QPoint(5, window->height() - 5));
         press(window, start);
@@ -118,8 +124,16 @@ TEST_F(WindowTest, TitledKindsAreHeldLikeADockedWindowAndNeverHideByADrop) {
         moveTo(window, start - QPoint(0, origin.y() + 10)); // the top edge above the area's
         ASSERT_LT(window->frameGeometry().top(), available().top());
         release(window, start);
-        // Without a tray item nothing would bring it back.
+        EXPECT_FALSE(window->isVisible()) << kind;
+
+        // A stand-in item brings the window back, and goes with its return.
+        ASSERT_NE(controller->statusItem(), nullptr) << kind;
+        controller->statusItem()->stopWaitingForTray();
+        ASSERT_NE(controller->statusItem()->handle(), nullptr) << kind;
+        QTest::mouseClick(controller->statusItem()->handle(), Qt::LeftButton);
         EXPECT_TRUE(window->isVisible()) << kind;
+        QCoreApplication::processEvents();
+        EXPECT_EQ(controller->statusItem(), nullptr) << kind;
     }
 }
 
