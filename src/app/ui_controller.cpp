@@ -4,9 +4,11 @@
 
 #include <QCoreApplication>
 #include <QDialog>
+#include <QFile>
 #include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -15,6 +17,7 @@
 #include "app/app_notifications.h"
 #include "app/current_event.h"
 #include "app/library_table_view.h"
+#include "app/localized.h"
 #include "app/photo_manager_table_model.h"
 #include "app/status_item.h"
 #include "app/ui_window.h"
@@ -32,6 +35,15 @@ const std::string viewerFrameAutoSaveName = "AM_viewerFrameAutoSaveName";
 
 UIController::UIController(int windowKind, AppContext& context) : context_(context) {
     CurrentEvent::install();
+    // A switch that failed or was refused tells its reason in the status
+    // line of whichever controller is current when it ends.
+    context_.switcher().setFailureHandler(
+        [self = QPointer<UIController>(this)](const std::string& path, const platform::Status& why) {
+            if (self)
+                self->showStatusMessage(
+                    localizedString(QT_TRANSLATE_NOOP("localized", "iPhoto was not switched to “%1”: %2"))
+                        .arg(QFile::decodeName(path.c_str()), QString::fromStdString(why.message())));
+        });
     const bool done = !context_.userDefaults().objectForKey(firstStartDone).isNull();
     listOfPhotoManager_.reserve(10);
     windowKind_ = windowKind;

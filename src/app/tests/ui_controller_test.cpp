@@ -380,6 +380,19 @@ TEST_F(ControllerSwitch, APathThePreferenceCantHoldIsRefusedAndEveryOutcomeIsSai
     EXPECT_TRUE(controller->statusLine()->currentMessage().contains("iPhoto was not found"));
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), plain.string());
+
+    // A preference the rewrite can't give back faithfully: the switch thread
+    // refuses it, and its reason reaches the status line.
+    const std::string latin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
+                               "<plist version=\"1.0\"><dict><key>RootDirectory</key>"
+                               "<string>/old</string></dict></plist>\n";
+    slidebox::testing::writeFile(file, latin1);
+    doubleClickRow(*controller, 1);
+    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("iPhoto was not switched to"))
+        << controller->statusLine()->currentMessage().toStdString();
+    EXPECT_EQ(slidebox::testing::readFile(file), latin1);
 }
 
 } // namespace

@@ -266,6 +266,10 @@
         <translation>The path of “%1” can&apos;t be written into iPhoto&apos;s preferences.</translation>
     </message>
     <message>
+        <source>iPhoto was not switched to “%1”: %2</source>
+        <translation>iPhoto was not switched to “%1”: %2</translation>
+    </message>
+    <message>
         <source>iPhoto was not found: it can&apos;t be started on the Library.</source>
         <translation>iPhoto was not found: it can&apos;t be started on the Library.</translation>
     </message>

@@ -275,6 +275,10 @@
         <translation>Le chemin de « %1 » ne peut pas être écrit dans les préférences d’iPhoto.</translation>
     </message>
     <message>
+        <source>iPhoto was not switched to “%1”: %2</source>
+        <translation>iPhoto n’a pas été basculé sur « %1 » : %2</translation>
+    </message>
+    <message>
         <source>iPhoto was not found: it can&apos;t be started on the Library.</source>
         <translation>iPhoto est introuvable : il ne peut pas être lancé sur la photothèque.</translation>
     </message>
