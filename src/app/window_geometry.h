@@ -10,12 +10,7 @@
 
 namespace slidebox::app {
 
-/// A point of the user interface in points, single precision, y upwards.
-struct PointF {
-    float x = 0.0f;
-    float y = 0.0f;
-    friend bool operator==(const PointF&, const PointF&) = default;
-};
+using draw::PointF;
 
 /// The status item kind's window parked just above the top edge of the
 /// visible frame (its lower edge on that edge), its right edge 10 points

@@ -2,6 +2,13 @@
 
 namespace slidebox::draw {
 
+/// A point in points, single precision, with y growing upwards.
+struct PointF {
+    float x = 0.0f;
+    float y = 0.0f;
+    friend bool operator==(const PointF&, const PointF&) = default;
+};
+
 /// A size in points, single precision.
 struct SizeF {
     float width = 0.0f;
