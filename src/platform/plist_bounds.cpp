@@ -140,6 +140,24 @@ class BinaryList {
         return static_cast<unsigned char>(b_[offset]);
     }
 
+    // Whether the object is a string, ASCII or UTF-16, holding no NUL.
+    bool isKeyText(std::uint64_t index) const {
+        std::size_t start = 0;
+        const unsigned char marker = markerAt(index, start);
+        std::size_t payload = 0;
+        std::uint64_t refs = 0;
+        const unsigned kind = marker >> 4;
+        if ((kind != 0x5 && kind != 0x6) || !extent(marker, start, payload, refs) ||
+            start + payload > tableOffset_)
+            return false;
+        if (kind == 0x5)
+            return std::memchr(&b_[start], 0, payload) == nullptr;
+        for (std::size_t i = 0; i + 1 < payload; i += 2)
+            if (b_[start + i] == 0 && b_[start + i + 1] == 0)
+                return false;
+        return true;
+    }
+
     // A count in the marker's low nibble, or in an integer after it.
     bool length(unsigned char marker, std::size_t& start, std::uint64_t& n) const {
         n = marker & 0x0F;
@@ -225,6 +243,12 @@ class BinaryList {
             if (child >= count_)
                 return fail(Status::failure(ErrorCode::Malformed,
                                             "binary property list with a reference past its end"));
+            // A dictionary's first half of references are its keys: the
+            // parser trusts that they are text without a NUL (and aborts
+            // the program on one that is not).
+            if ((marker >> 4) == 0xD && k < refs / 2 && !isKeyText(child))
+                return fail(Status::failure(ErrorCode::Malformed,
+                                            "binary property list with a key that is not text"));
             auto childSize = measure(child, depth + 1);
             if (!childSize)
                 return std::nullopt;

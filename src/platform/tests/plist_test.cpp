@@ -115,6 +115,9 @@ TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
         {"shared references doubling 23 times", binaryPlist(shared), ErrorCode::TooLarge},
         {"an array holding itself", binaryPlist({"\xA1\x00"}), ErrorCode::Malformed},
         {"a reference past the end", binaryPlist({"\xA1\x05"}), ErrorCode::Malformed},
+        {"a dictionary key holding a NUL", binaryPlist({"\xD1\x01\x02", std::string("\x53" "L\0i", 4), "\x10\x07"}),
+         ErrorCode::Malformed},
+        {"a dictionary key that is a number", binaryPlist({"\xD1\x01\x01", "\x10\x07"}), ErrorCode::Malformed},
         {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>", ErrorCode::TooLarge},
     };
     for (const auto& row : hostile)
