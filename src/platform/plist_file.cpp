@@ -315,12 +315,48 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
 
 Status refused(ErrorCode code, const std::string& why) { return Status::failure(code, why); }
 
+// Whether every dictionary key below the node is UTF-8 text: a key is
+// written as it is, so one that isn't would make a file no reader takes.
+bool keysAreText(plist_t node) {
+    switch (plist_get_node_type(node)) {
+    case PLIST_ARRAY:
+        for (uint32_t i = 0, n = plist_array_get_size(node); i < n; ++i)
+            if (!keysAreText(plist_array_get_item(node, i)))
+                return false;
+        return true;
+    case PLIST_DICT: {
+        plist_dict_iter it = nullptr;
+        plist_dict_new_iter(node, &it);
+        bool text = true;
+        for (;;) {
+            char* key = nullptr;
+            plist_t item = nullptr;
+            plist_dict_next_item(node, it, &key, &item);
+            if (!item) {
+                std::free(key);
+                break;
+            }
+            text = key && isUtf8(key) && keysAreText(item);
+            std::free(key);
+            if (!text)
+                break;
+        }
+        std::free(it);
+        return text;
+    }
+    default:
+        return true;
+    }
+}
+
 } // namespace
 
 Result<PlistDocument> parsePlistChecked(std::string_view bytes) {
     auto root = parseNode(bytes);
     if (!root)
         return root.status();
+    if (!keysAreText(root->get()))
+        return refused(ErrorCode::Malformed, "property list with a key that is not UTF-8 text");
     return PlistDocument{fromNode(root->get(), 0), formatOf(bytes)};
 }
 

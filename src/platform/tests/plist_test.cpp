@@ -117,6 +117,8 @@ TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
         {"a reference past the end", binaryPlist({"\xA1\x05"}), ErrorCode::Malformed},
         {"a dictionary key holding a NUL", binaryPlist({"\xD1\x01\x02", std::string("\x53" "L\0i", 4), "\x10\x07"}),
          ErrorCode::Malformed},
+        {"a dictionary key that is not UTF-8", binaryPlist({"\xD1\x01\x02", "\x52" "\x81x", "\x10\x07"}),
+         ErrorCode::Malformed},
         {"a dictionary key that is a number", binaryPlist({"\xD1\x01\x01", "\x10\x07"}), ErrorCode::Malformed},
         {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>", ErrorCode::TooLarge},
     };
