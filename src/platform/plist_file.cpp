@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <set>
+#include <string>
 
 #include <plist/plist.h>
 
@@ -315,19 +317,21 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
 
 Status refused(ErrorCode code, const std::string& why) { return Status::failure(code, why); }
 
-// Whether every dictionary key below the node is UTF-8 text: a key is
-// written as it is, so one that isn't would make a file no reader takes.
-bool keysAreText(plist_t node) {
+// Whether every dictionary below the node has keys that are UTF-8 text,
+// each once: a key is written as it is, and a second one would shadow the
+// first when read back, so neither could be given back faithfully.
+bool keysAreSound(plist_t node) {
     switch (plist_get_node_type(node)) {
     case PLIST_ARRAY:
         for (uint32_t i = 0, n = plist_array_get_size(node); i < n; ++i)
-            if (!keysAreText(plist_array_get_item(node, i)))
+            if (!keysAreSound(plist_array_get_item(node, i)))
                 return false;
         return true;
     case PLIST_DICT: {
         plist_dict_iter it = nullptr;
         plist_dict_new_iter(node, &it);
-        bool text = true;
+        std::set<std::string> seen;
+        bool sound = true;
         for (;;) {
             char* key = nullptr;
             plist_t item = nullptr;
@@ -336,13 +340,13 @@ bool keysAreText(plist_t node) {
                 std::free(key);
                 break;
             }
-            text = key && isUtf8(key) && keysAreText(item);
+            sound = key && isUtf8(key) && seen.insert(key).second && keysAreSound(item);
             std::free(key);
-            if (!text)
+            if (!sound)
                 break;
         }
         std::free(it);
-        return text;
+        return sound;
     }
     default:
         return true;
@@ -355,8 +359,9 @@ Result<PlistDocument> parsePlistChecked(std::string_view bytes) {
     auto root = parseNode(bytes);
     if (!root)
         return root.status();
-    if (!keysAreText(root->get()))
-        return refused(ErrorCode::Malformed, "property list with a key that is not UTF-8 text");
+    if (!keysAreSound(root->get()))
+        return refused(ErrorCode::Malformed,
+                       "property list with a key that is not UTF-8 text or stands twice");
     return PlistDocument{fromNode(root->get(), 0), formatOf(bytes)};
 }
 
@@ -392,6 +397,9 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
         return root.status();
     if (plist_get_node_type(root->get()) != PLIST_DICT)
         return refused(ErrorCode::Malformed, "the property list is not a dictionary");
+    if (!keysAreSound(root->get()))
+        return refused(ErrorCode::Malformed,
+                       "property list with a key that is not UTF-8 text or stands twice");
     const PlistFormat format = formatOf(bytes);
     const bool binary = format == PlistFormat::Binary;
     if (!isUtf8(value) || value.find('\0') != std::string::npos)

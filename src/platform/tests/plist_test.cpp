@@ -119,6 +119,8 @@ TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
          ErrorCode::Malformed},
         {"a dictionary key that is not UTF-8", binaryPlist({"\xD1\x01\x02", "\x52" "\x81x", "\x10\x07"}),
          ErrorCode::Malformed},
+        {"a dictionary with a key twice", binaryPlist({"\xD2\x01\x01\x02\x02", "\x51k", "\x10\x07"}),
+         ErrorCode::Malformed},
         {"a dictionary key that is a number", binaryPlist({"\xD1\x01\x01", "\x10\x07"}), ErrorCode::Malformed},
         {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>", ErrorCode::TooLarge},
     };
