@@ -2,11 +2,13 @@
 // fallback value when the table lacks a key.
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QCoreApplication>
 #include <QLabel>
 #include <QPushButton>
 
 #include "app/localized.h"
+#include "app/status_item.h"
 #include "support/controller_test.h"
 
 using namespace slidebox::app;
@@ -49,6 +51,8 @@ TEST_F(LocalizedTest, FrenchTableTranslatesTheControllersTexts) {
     EXPECT_EQ(controller->hideButton()->toolTip(), QString::fromUtf8("Fermer la fenêtre ou l'application"));
     EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
     EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Oui") << "and Qt's own";
+    StatusItem item(QImage(), [] { return false; });
+    EXPECT_EQ(item.quitAction()->text(), "Quitter Slidebox") << "and the status item's menu";
     controller->deletePhotoManager(nullptr);
     EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
 }

@@ -282,4 +282,27 @@
         <translation>iPhoto&apos;s preference file can&apos;t be read: iPhoto opens its own Library.</translation>
     </message>
 </context>
+<context>
+    <name>StatusItem</name>
+    <message>
+        <source>Show or hide Slidebox</source>
+        <translation>Show or hide Slidebox</translation>
+    </message>
+    <message>
+        <source>Show Slidebox</source>
+        <translation>Show Slidebox</translation>
+    </message>
+    <message>
+        <source>Hide Slidebox</source>
+        <translation>Hide Slidebox</translation>
+    </message>
+    <message>
+        <source>Preferences...</source>
+        <translation>Preferences...</translation>
+    </message>
+    <message>
+        <source>Quit Slidebox</source>
+        <translation>Quit Slidebox</translation>
+    </message>
+</context>
 </TS>

@@ -291,4 +291,27 @@
         <translation>Le fichier de préférences d’iPhoto est illisible : iPhoto ouvre sa propre photothèque.</translation>
     </message>
 </context>
+<context>
+    <name>StatusItem</name>
+    <message>
+        <source>Show or hide Slidebox</source>
+        <translation>Afficher ou masquer Slidebox</translation>
+    </message>
+    <message>
+        <source>Show Slidebox</source>
+        <translation>Afficher Slidebox</translation>
+    </message>
+    <message>
+        <source>Hide Slidebox</source>
+        <translation>Masquer Slidebox</translation>
+    </message>
+    <message>
+        <source>Preferences...</source>
+        <translation>Préférences...</translation>
+    </message>
+    <message>
+        <source>Quit Slidebox</source>
+        <translation>Quitter Slidebox</translation>
+    </message>
+</context>
 </TS>
