@@ -89,6 +89,30 @@ std::int64_t signedInteger(plist_t node) {
     return static_cast<std::int64_t>(u);
 }
 
+// Calls visit(key, item) for each entry of a dictionary node in order, until
+// it answers false; the key may be null. False when a visit stopped it.
+template <typename Visit>
+bool forEachEntry(plist_t node, Visit visit) {
+    plist_dict_iter it = nullptr;
+    plist_dict_new_iter(node, &it);
+    bool all = true;
+    for (;;) {
+        char* key = nullptr;
+        plist_t item = nullptr;
+        plist_dict_next_item(node, it, &key, &item);
+        if (!item) {
+            std::free(key);
+            break;
+        }
+        all = visit(static_cast<const char*>(key), item);
+        std::free(key);
+        if (!all)
+            break;
+    }
+    std::free(it);
+    return all;
+}
+
 PlistValue fromNode(plist_t node, int depth) {
     if (!node || depth > PlistLimits::maxDepth) // bounded before parsing; never reached
         return {};
@@ -141,21 +165,11 @@ PlistValue fromNode(plist_t node, int depth) {
             }
         }
         PlistDictionary dict;
-        plist_dict_iter it = nullptr;
-        plist_dict_new_iter(node, &it);
-        for (;;) {
-            char* key = nullptr;
-            plist_t item = nullptr;
-            plist_dict_next_item(node, it, &key, &item);
-            if (!item) {
-                std::free(key);
-                break;
-            }
+        forEachEntry(node, [&](const char* key, plist_t item) {
             if (key)
                 dict[key] = fromNode(item, depth + 1);
-            std::free(key);
-        }
-        std::free(it);
+            return true;
+        });
         return PlistValue(std::move(dict));
     }
     default:
@@ -287,26 +301,14 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
         return true;
     }
     case PLIST_DICT: {
-        bool same = true;
         uint32_t countA = 0;
-        plist_dict_iter it = nullptr;
-        plist_dict_new_iter(a, &it);
-        for (;;) {
-            char* key = nullptr;
-            plist_t item = nullptr;
-            plist_dict_next_item(a, it, &key, &item);
-            if (!item) {
-                std::free(key);
-                break;
-            }
-            if (!skipKey || std::strcmp(key, skipKey) != 0) {
-                ++countA;
-                plist_t other = plist_dict_get_item(b, key);
-                same = same && other && sameNode(item, other, nullptr, depth + 1);
-            }
-            std::free(key);
-        }
-        std::free(it);
+        const bool same = forEachEntry(a, [&](const char* key, plist_t item) {
+            if (skipKey && key && std::strcmp(key, skipKey) == 0)
+                return true;
+            ++countA;
+            plist_t other = key ? plist_dict_get_item(b, key) : nullptr;
+            return other && sameNode(item, other, nullptr, depth + 1);
+        });
         const uint32_t countB = plist_dict_get_size(b) - (skipKey && plist_dict_get_item(b, skipKey) ? 1 : 0);
         return same && countA == countB;
     }
@@ -328,25 +330,10 @@ bool keysAreSound(plist_t node) {
                 return false;
         return true;
     case PLIST_DICT: {
-        plist_dict_iter it = nullptr;
-        plist_dict_new_iter(node, &it);
         std::set<std::string> seen;
-        bool sound = true;
-        for (;;) {
-            char* key = nullptr;
-            plist_t item = nullptr;
-            plist_dict_next_item(node, it, &key, &item);
-            if (!item) {
-                std::free(key);
-                break;
-            }
-            sound = key && isUtf8(key) && seen.insert(key).second && keysAreSound(item);
-            std::free(key);
-            if (!sound)
-                break;
-        }
-        std::free(it);
-        return sound;
+        return forEachEntry(node, [&](const char* key, plist_t item) {
+            return key && isUtf8(key) && seen.insert(key).second && keysAreSound(item);
+        });
     }
     default:
         return true;
