@@ -1,5 +1,5 @@
 # The two commands of the README: `make run` and `make test`.
-.PHONY: setup build run test package package-check install-check asan fuzz bench clean
+.PHONY: setup build run test package package-check install-check asan fuzz bench format clean
 
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
@@ -48,6 +48,10 @@ fuzz: setup
 
 bench: build
 	@./bench/run.sh build/default
+
+# Lays out every C++ file as .clang-format says (make test checks it).
+format:
+	@find src bench \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 clang-format -i
 
 clean:
 	rm -rf build

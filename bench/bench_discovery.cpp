@@ -23,7 +23,9 @@ namespace {
 constexpr int kTop = 20, kMiddle = 50, kLeaves = 100; // 20 + 1,000 + 100,000 folders
 constexpr int kLibraries = 50;
 
-void touchFile(const fs::path& path) { std::ofstream(path).put('x'); }
+void touchFile(const fs::path& path) {
+    std::ofstream(path).put('x');
+}
 
 void makeTree(const fs::path& root) {
     int library = 0;
@@ -37,8 +39,12 @@ void makeTree(const fs::path& root) {
             if ((a * kMiddle + b) % (kTop * kMiddle / kLibraries) == 0 && library < kLibraries) {
                 fs::path lib = middle / "leaf 7";
                 switch (library++ % 3) {
-                case 0: touchFile(lib / "Library6.iPhoto"); break;
-                case 1: touchFile(lib / "Library.iPhoto"); break;
+                case 0:
+                    touchFile(lib / "Library6.iPhoto");
+                    break;
+                case 1:
+                    touchFile(lib / "Library.iPhoto");
+                    break;
                 default:
                     fs::create_directories(lib / "Albums");
                     touchFile(lib / "Albums" / "Photo Library");
@@ -52,7 +58,8 @@ void makeTree(const fs::path& root) {
 } // namespace
 
 int main(int argc, char** argv) {
-    fs::path root = argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-tree";
+    fs::path root =
+        argc > 1 ? fs::path(argv[1]) : fs::temp_directory_path() / "slidebox-bench-tree";
     if (!fs::exists(root / ".complete")) {
         std::printf("making the tree in %s ...\n", root.c_str());
         fs::remove_all(root);
@@ -64,7 +71,8 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "find failed\n");
     });
     size_t found = 0;
-    double discovery = bench::bestOfThree([&] { found = slidebox::iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(root).size(); });
+    double discovery = bench::bestOfThree(
+        [&] { found = slidebox::iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(root).size(); });
     std::printf("libraries found: %zu (expected %d)\n", found, kLibraries);
     std::printf("find -type d:    %.3f s\n", reference);
     std::printf("discovery:       %.3f s\n", discovery);

@@ -18,8 +18,8 @@
 #include <filesystem>
 #include <fstream>
 #include <span>
-#include <vector>
 #include <string>
+#include <vector>
 
 #include "bench_support.h"
 #include "color/color_world.h"
@@ -107,15 +107,16 @@ std::string real(float value) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const fs::path profile =
-        argc > 1 ? fs::path(argv[1]) : fs::path("/usr/share/color/icc/ghostscript/default_cmyk.icc");
+    const fs::path profile = argc > 1
+                                 ? fs::path(argv[1])
+                                 : fs::path("/usr/share/color/icc/ghostscript/default_cmyk.icc");
     const fs::path cli = fs::absolute(argv[0]).parent_path().parent_path() / "bin" / "slidebox-cli";
     const fs::path script = fs::path(SLIDEBOX_BENCH_DIR) / "grade_reference.py";
     const auto labPath = ProfileManager::pathOfGenericLabProfil();
     CMProfileRef opened = ProfileManager::profileRefForPath(profile);
     if (!opened || !labPath || !fs::exists(cli)) {
-        std::fprintf(stderr, "no profile at %s, no generic Lab profile or no %s\n",
-                     profile.c_str(), cli.c_str());
+        std::fprintf(stderr, "no profile at %s, no generic Lab profile or no %s\n", profile.c_str(),
+                     cli.c_str());
         return 1;
     }
     const OSType pcs = CMGetProfileHeader(*opened)->profileConnectionSpace;
@@ -133,8 +134,8 @@ int main(int argc, char** argv) {
 
     float reference = 0.0f, graded = 0.0f;
     const double referenceTime = bench::bestOf(3, [&] { reference = referenceGamut(profile); });
-    const double libraryTime =
-        bench::bestOf(3, [&] { graded = ColorWorld::inAbsoluteGamutPercentage(profile, kTolerance); });
+    const double libraryTime = bench::bestOf(
+        3, [&] { graded = ColorWorld::inAbsoluteGamutPercentage(profile, kTolerance); });
     const std::string command = "'" + cli.string() + "' icc grade '" + profile.string() +
                                 "' --gamut --absolute --tolerance 1 > '" + printed.string() + "'";
     const double cliTime = bench::bestOf(3, [&] {
@@ -152,14 +153,14 @@ int main(int argc, char** argv) {
     std::printf("profile:                        %s\n", profile.c_str());
     std::printf("script, one call a colour:      %.3f s, in-gamut-percentage %s\n", scriptTime,
                 real(scripted).c_str());
-    std::printf("C++, one call a colour:         %.3f s, in-gamut-percentage %s\n",
-                referenceTime, real(reference).c_str());
+    std::printf("C++, one call a colour:         %.3f s, in-gamut-percentage %s\n", referenceTime,
+                real(reference).c_str());
     std::printf("library call:                   %.3f s, in-gamut-percentage %s\n", libraryTime,
                 real(graded).c_str());
     std::printf("icc grade (process):            %.3f s, in-gamut-percentage %s\n", cliTime,
                 cliValue.c_str());
-    const bool same = real(scripted) == cliValue && real(reference) == cliValue &&
-                      real(graded) == cliValue;
+    const bool same =
+        real(scripted) == cliValue && real(reference) == cliValue && real(graded) == cliValue;
     std::printf("numbers identical:              %s\n", same ? "yes" : "NO");
     std::printf("C++ one call a colour / icc grade ratio: %.2f\n", referenceTime / cliTime);
     std::printf("script / icc grade ratio: %.2f (goal >= 5.00)\n", scriptTime / cliTime);

@@ -26,7 +26,9 @@ template <typename F> double bestOf(int runs, F&& f) {
 }
 
 /// The best wall time of three runs of f, in seconds.
-template <typename F> double bestOfThree(F&& f) { return bestOf(3, std::forward<F>(f)); }
+template <typename F> double bestOfThree(F&& f) {
+    return bestOf(3, std::forward<F>(f));
+}
 
 /// Runs a shell command; false (and a line on standard error) when it fails.
 inline bool run(const std::string& command) {

@@ -11,7 +11,7 @@ PACKAGES="
   liblcms2-dev libplist-dev libplist-utils libtiff-dev libjpeg-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth xdotool openbox trayer findutils procps
-  clang libclang-rt-14-dev
+  clang clang-format libclang-rt-14-dev
   colord-data icc-profiles-free libgs-common liblcms2-utils python3
   dpkg-dev fakeroot file lintian debootstrap appstream desktop-file-utils
   help2man man-db bash-completion

@@ -125,8 +125,10 @@ void AlbumViewer::setImage() {
     if (!ui_)
         return;
     const int n = photoManager_ ? photoManager_->numberOfImage() : 0;
-    const auto* paths = photoManager_ && photoManager_->imagePaths() ? &*photoManager_->imagePaths() : nullptr;
-    if (n > 0 && currentPhotoIndex_ >= 0 && paths && currentPhotoIndex_ < static_cast<int>(paths->size())) {
+    const auto* paths =
+        photoManager_ && photoManager_->imagePaths() ? &*photoManager_->imagePaths() : nullptr;
+    if (n > 0 && currentPhotoIndex_ >= 0 && paths &&
+        currentPhotoIndex_ < static_cast<int>(paths->size())) {
         ui_->numberField->setText(QStringLiteral("%1/%2").arg(currentPhotoIndex_ + 1).arg(n));
         ui_->nameField->setText(
             QFile::decodeName(photoManager_->fileNameAtIndex(currentPhotoIndex_).c_str()));
@@ -208,8 +210,12 @@ void AlbumViewer::slideImage(QSlider* sender) {
     setCurrentPhotoIndex(static_cast<int>(index));
 }
 
-void AlbumViewer::previousImage(QObject* sender) { step(sender, -1); }
-void AlbumViewer::nextImage(QObject* sender) { step(sender, +1); }
+void AlbumViewer::previousImage(QObject* sender) {
+    step(sender, -1);
+}
+void AlbumViewer::nextImage(QObject* sender) {
+    step(sender, +1);
+}
 
 void AlbumViewer::step(QObject* sender, int delta) {
     if (sender != this)
@@ -235,7 +241,9 @@ bool AlbumViewer::doIt() {
     return false;
 }
 
-void AlbumViewer::slideShow() { nextImage(this); }
+void AlbumViewer::slideShow() {
+    nextImage(this);
+}
 
 void AlbumViewer::autoImage(QObject*) {
     if (autoActive())
@@ -291,7 +299,9 @@ void AlbumViewer::registerForNotifications() {
         [this](const void* object) { libraryModificationNotification(object); });
 }
 
-void AlbumViewer::unregisterForNotifications() { observation_.reset(); }
+void AlbumViewer::unregisterForNotifications() {
+    observation_.reset();
+}
 
 void AlbumViewer::paintEvent(QPaintEvent* event) {
     QWidget::paintEvent(event);
@@ -310,20 +320,40 @@ void AlbumViewer::mousePressEvent(QMouseEvent* event) {
     update();
 }
 
-ImageView* AlbumViewer::imageView() const { return ui_ ? ui_->imageView : nullptr; }
-QLabel* AlbumViewer::numberField() const { return ui_ ? ui_->numberField : nullptr; }
-QLabel* AlbumViewer::nameField() const { return ui_ ? ui_->nameField : nullptr; }
-QPushButton* AlbumViewer::autoRepeatButton() const { return ui_ ? ui_->autoRepeatButton : nullptr; }
-QPushButton* AlbumViewer::previousButton() const { return ui_ ? ui_->previousButton : nullptr; }
-QPushButton* AlbumViewer::nextButton() const { return ui_ ? ui_->nextButton : nullptr; }
-QPushButton* AlbumViewer::openFolderButton() const { return ui_ ? ui_->openFolderButton : nullptr; }
-QFrame* AlbumViewer::selectBox() const { return ui_ ? ui_->selectBox : nullptr; }
-QSlider* AlbumViewer::slider() const { return ui_ ? ui_->slider : nullptr; }
+ImageView* AlbumViewer::imageView() const {
+    return ui_ ? ui_->imageView : nullptr;
+}
+QLabel* AlbumViewer::numberField() const {
+    return ui_ ? ui_->numberField : nullptr;
+}
+QLabel* AlbumViewer::nameField() const {
+    return ui_ ? ui_->nameField : nullptr;
+}
+QPushButton* AlbumViewer::autoRepeatButton() const {
+    return ui_ ? ui_->autoRepeatButton : nullptr;
+}
+QPushButton* AlbumViewer::previousButton() const {
+    return ui_ ? ui_->previousButton : nullptr;
+}
+QPushButton* AlbumViewer::nextButton() const {
+    return ui_ ? ui_->nextButton : nullptr;
+}
+QPushButton* AlbumViewer::openFolderButton() const {
+    return ui_ ? ui_->openFolderButton : nullptr;
+}
+QFrame* AlbumViewer::selectBox() const {
+    return ui_ ? ui_->selectBox : nullptr;
+}
+QSlider* AlbumViewer::slider() const {
+    return ui_ ? ui_->slider : nullptr;
+}
 
 void AlbumViewer::setClock(std::function<double()> newClock) {
     clock() = newClock ? std::move(newClock) : secondsSinceReferenceDate;
 }
 
-void AlbumViewer::resetLastTime() { gLastTime = 0.0; }
+void AlbumViewer::resetLastTime() {
+    gLastTime = 0.0;
+}
 
 } // namespace slidebox::app

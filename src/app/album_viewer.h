@@ -37,7 +37,7 @@ class ImageView;
 /// Main thread only. Holds one reference to its record.
 class AlbumViewer : public QWidget {
     Q_OBJECT
-public:
+  public:
     /// initWithFrame: builds the content from the interface file, goes to
     /// the first image (none yet), not selectable, listening.
     explicit AlbumViewer(QWidget* parent = nullptr);
@@ -129,16 +129,16 @@ public:
     static constexpr int slideShowIntervalMs = 1600;
     static constexpr double stepInterval = 0.3;
 
-protected:
+  protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
 
-signals:
+  signals:
     /// The image asked for by setImage() is on show (or the view emptied
     /// because its file could not be read).
     void imageLoaded();
 
-private:
+  private:
     void step(QObject* sender, int delta);
     void loadImage(const std::filesystem::path& path);
     void showLoadedImage();

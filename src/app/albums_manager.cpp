@@ -35,8 +35,8 @@ void AlbumsManager::getDefaults() {
         const RectF frame = frameText.string() ? rectFromString(*frameText.string()) : RectF{};
         AlbumViewer* viewer = newViewerAtFrame(frame);
         const platform::PlistDictionary* dictionary = entry[photoAlbumDictKey].dictionary();
-        viewer->setPhotoManager(
-            dictionary ? iPhotoAlbumManager::initWithDictionary(*dictionary) : nullptr);
+        viewer->setPhotoManager(dictionary ? iPhotoAlbumManager::initWithDictionary(*dictionary)
+                                           : nullptr);
         // The stored image wins over the default image; the slider stays
         // where taking the library left it.
         viewer->setCurrentPhotoIndex(entry[viewerCurrentIndexKey].intValue());

@@ -28,7 +28,7 @@ extern const std::string viewerCurrentIndexKey; // "AM_viewerCurrentIndex"
 ///
 /// Main thread only. The user defaults must outlive the registry.
 class AlbumsManager {
-public:
+  public:
     /// Listens for the end of the application, then rebuilds the viewers of
     /// the catalogue.
     explicit AlbumsManager(platform::UserDefaults& defaults);
@@ -52,7 +52,7 @@ public:
     /// Gives the viewer at the index a new library for the folder.
     void loadAlbumOfFolder(const std::filesystem::path& path, int index);
 
-private:
+  private:
     platform::UserDefaults& defaults_;
     std::vector<std::unique_ptr<AlbumViewer>> listOfAlbumViewer_;
     platform::NotificationCenter::Observation observation_;

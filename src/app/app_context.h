@@ -17,7 +17,7 @@ namespace slidebox::app {
 ///
 /// Lives longer than the delegate and every controller built on it.
 class AppContext {
-public:
+  public:
     struct Folders {
         std::filesystem::path userDefaults; ///< folder of the defaults file
         std::filesystem::path home;         ///< stands for "~"
@@ -48,7 +48,7 @@ public:
     const iPhotoApplication& photoApplication() const { return photoApplication_; }
     UserDialogs& dialogs() { return *dialogs_; }
 
-private:
+  private:
     Folders folders_;
     platform::UserDefaults defaults_;
     std::unique_ptr<UserDialogs> dialogs_;

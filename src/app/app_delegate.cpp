@@ -41,10 +41,14 @@ AppDelegate::AppDelegate(AppContext& context) : context_(context) {
     mainInterface_ = std::make_unique<QMainWindow>();
     ui_ = std::make_unique<Ui::AppDelegate>();
     ui_->setupUi(mainInterface_.get());
-    preferencesWindow_ = makeWindow(ui_->preferencesPane, QCoreApplication::translate("AppDelegate", "Slidebox Preferences"));
-    helpWindow_ = makeWindow(ui_->helpPane, QCoreApplication::translate("AppDelegate", "Slidebox Help"));
-    aboutWindow_ = makeWindow(ui_->aboutPane, QCoreApplication::translate("AppDelegate", "About Slidebox"));
-    ui_->aboutVersion->setText(QCoreApplication::translate("AppDelegate", "Version %1").arg(QStringLiteral(SLIDEBOX_VERSION)));
+    preferencesWindow_ = makeWindow(
+        ui_->preferencesPane, QCoreApplication::translate("AppDelegate", "Slidebox Preferences"));
+    helpWindow_ =
+        makeWindow(ui_->helpPane, QCoreApplication::translate("AppDelegate", "Slidebox Help"));
+    aboutWindow_ =
+        makeWindow(ui_->aboutPane, QCoreApplication::translate("AppDelegate", "About Slidebox"));
+    ui_->aboutVersion->setText(QCoreApplication::translate("AppDelegate", "Version %1")
+                                   .arg(QStringLiteral(SLIDEBOX_VERSION)));
     if (!iPhotoIcon_.isNull())
         ui_->aboutIcon->setPixmap(QPixmap::fromImage(iPhotoIcon_));
 
@@ -75,7 +79,9 @@ AppDelegate::~AppDelegate() {
         gSharedDelegate = nullptr;
 }
 
-AppDelegate* AppDelegate::sharedDelegate() { return gSharedDelegate; }
+AppDelegate* AppDelegate::sharedDelegate() {
+    return gSharedDelegate;
+}
 
 QWidget* AppDelegate::makeWindow(QWidget* pane, const QString& title) {
     auto* window = new QWidget(mainInterface_.get(), Qt::Window);
@@ -157,10 +163,13 @@ void AppDelegate::keepAboveMainWindow(QWidget* window) const {
 }
 
 QUrl AppDelegate::homePageUrl() {
-    return QUrl(QStringLiteral(SLIDEBOX_HOME_PAGE_SERVER)).resolved(QUrl(QStringLiteral("softwares.html")));
+    return QUrl(QStringLiteral(SLIDEBOX_HOME_PAGE_SERVER))
+        .resolved(QUrl(QStringLiteral("softwares.html")));
 }
 
-void AppDelegate::goToHomePage(QObject*) { QDesktopServices::openUrl(homePageUrl()); }
+void AppDelegate::goToHomePage(QObject*) {
+    QDesktopServices::openUrl(homePageUrl());
+}
 
 void AppDelegate::createAppIcon() {
     iPhotoIcon_ = QImage(QFile::decodeName(context_.resourcePath("SmallFilmStrip.tif").c_str()));
@@ -202,12 +211,26 @@ void AppDelegate::bringToFront(QWidget* window) {
     window->activateWindow();
 }
 
-QButtonGroup* AppDelegate::windowKindMatrix() const { return ui_->windowKindMatrix; }
-QPushButton* AppDelegate::preferencesButton() const { return ui_->preferencesButton; }
-QAction* AppDelegate::preferencesAction() const { return ui_->actionPreferences; }
-QAction* AppDelegate::helpAction() const { return ui_->actionHelp; }
-QAction* AppDelegate::aboutAction() const { return ui_->actionAbout; }
-QAction* AppDelegate::homePageAction() const { return ui_->actionHomePage; }
-QAction* AppDelegate::quitAction() const { return ui_->actionQuit; }
+QButtonGroup* AppDelegate::windowKindMatrix() const {
+    return ui_->windowKindMatrix;
+}
+QPushButton* AppDelegate::preferencesButton() const {
+    return ui_->preferencesButton;
+}
+QAction* AppDelegate::preferencesAction() const {
+    return ui_->actionPreferences;
+}
+QAction* AppDelegate::helpAction() const {
+    return ui_->actionHelp;
+}
+QAction* AppDelegate::aboutAction() const {
+    return ui_->actionAbout;
+}
+QAction* AppDelegate::homePageAction() const {
+    return ui_->actionHomePage;
+}
+QAction* AppDelegate::quitAction() const {
+    return ui_->actionQuit;
+}
 
 } // namespace slidebox::app

@@ -35,7 +35,7 @@ extern const std::string viewerWindowKind; // "AM_viewerWindowKind"
 /// windows of the main interface file; the context must outlive it.
 class AppDelegate : public QObject {
     Q_OBJECT
-public:
+  public:
     /// Registers the default window kind, loads the main interface file and
     /// the small icon. No controller yet.
     explicit AppDelegate(AppContext& context);
@@ -95,7 +95,7 @@ public:
     QAction* homePageAction() const;
     QAction* quitAction() const;
 
-private:
+  private:
     QWidget* makeWindow(QWidget* pane, const QString& title);
     static void center(QWidget* window);
     /// Floats the window when the main window floats, so that it opens

@@ -45,18 +45,30 @@ void CurrentEvent::install() {
     QCoreApplication::instance()->installEventFilter(recorder);
 }
 
-QEvent::Type CurrentEvent::type() { return current().type; }
-Qt::MouseButton CurrentEvent::button() { return current().button; }
-Qt::KeyboardModifiers CurrentEvent::modifiers() { return current().modifiers; }
+QEvent::Type CurrentEvent::type() {
+    return current().type;
+}
+Qt::MouseButton CurrentEvent::button() {
+    return current().button;
+}
+Qt::KeyboardModifiers CurrentEvent::modifiers() {
+    return current().modifiers;
+}
 
 bool CurrentEvent::isLeftMouseUp() {
     return current().type == QEvent::MouseButtonRelease && current().button == Qt::LeftButton;
 }
 
-bool CurrentEvent::hasCommandKey() { return current().modifiers.testFlag(Qt::ControlModifier); }
-bool CurrentEvent::hasOptionKey() { return current().modifiers.testFlag(Qt::AltModifier); }
+bool CurrentEvent::hasCommandKey() {
+    return current().modifiers.testFlag(Qt::ControlModifier);
+}
+bool CurrentEvent::hasOptionKey() {
+    return current().modifiers.testFlag(Qt::AltModifier);
+}
 
-void CurrentEvent::clear() { current() = Record{}; }
+void CurrentEvent::clear() {
+    current() = Record{};
+}
 
 bool CurrentEvent::eventFilter(QObject* watched, QEvent* event) {
     const QEvent::Type type = event->type();

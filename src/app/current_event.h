@@ -16,7 +16,7 @@ namespace slidebox::app {
 /// button's click signal sees the mouse release that caused it.
 class CurrentEvent : public QObject {
     Q_OBJECT
-public:
+  public:
     /// Installs the recorder on the application object once; later calls do
     /// nothing. Needs a QCoreApplication.
     static void install();
@@ -38,10 +38,10 @@ public:
     /// Forgets the recorded event (tests start from no current event).
     static void clear();
 
-protected:
+  protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
-private:
+  private:
     explicit CurrentEvent(QObject* parent) : QObject(parent) {}
 };
 

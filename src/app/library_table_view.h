@@ -10,7 +10,7 @@ namespace slidebox::app {
 /// show, not a way to empty the selection.
 class LibraryTableView : public QTableView {
     Q_OBJECT
-public:
+  public:
     explicit LibraryTableView(QWidget* parent = nullptr);
 
     /// Selects that row alone and makes it the current one.
@@ -18,7 +18,7 @@ public:
     /// The one selected row, or -1.
     int selectedRow() const;
 
-protected:
+  protected:
     /// The picture of a row stands centred in its cell.
     void initViewItemOption(QStyleOptionViewItem* option) const override;
     QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,

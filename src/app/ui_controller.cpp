@@ -37,13 +37,15 @@ UIController::UIController(int windowKind, AppContext& context) : context_(conte
     CurrentEvent::install();
     // A switch that failed or was refused tells its reason in the status
     // line of whichever controller is current when it ends.
-    context_.switcher().setFailureHandler(
-        [self = QPointer<UIController>(this)](const std::string& path, const platform::Status& why) {
-            if (self)
-                self->showStatusMessage(
-                    localizedString(QT_TRANSLATE_NOOP("localized", "iPhoto was not switched to “%1”: %2"))
-                        .arg(QFile::decodeName(path.c_str()), QString::fromStdString(why.message())));
-        });
+    context_.switcher().setFailureHandler([self = QPointer<UIController>(this)](
+                                              const std::string& path,
+                                              const platform::Status& why) {
+        if (self)
+            self->showStatusMessage(
+                localizedString(
+                    QT_TRANSLATE_NOOP("localized", "iPhoto was not switched to “%1”: %2"))
+                    .arg(QFile::decodeName(path.c_str()), QString::fromStdString(why.message())));
+    });
     const bool done = !context_.userDefaults().objectForKey(firstStartDone).isNull();
     listOfPhotoManager_.reserve(10);
     windowKind_ = windowKind;
@@ -85,22 +87,24 @@ void UIController::loadWindow() {
     ui_->iPhotoButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+Return")));
 
     // The table's data source and delegate are the controller.
-    tableModel_ = new PhotoManagerTableModel(
-        [this] { return numberOfRowsInTableView(); },
-        [this](int row) { return tableViewObjectValue(row); },
-        [this](int row) -> std::optional<std::filesystem::path> {
-            const PhotoManagerPtr record = photoManagerAtIndex(row);
-            return record ? record->albumPath() : std::nullopt;
-        },
-        ui_->photoManagersTableView);
+    tableModel_ =
+        new PhotoManagerTableModel([this] { return numberOfRowsInTableView(); },
+                                   [this](int row) { return tableViewObjectValue(row); },
+                                   [this](int row) -> std::optional<std::filesystem::path> {
+                                       const PhotoManagerPtr record = photoManagerAtIndex(row);
+                                       return record ? record->albumPath() : std::nullopt;
+                                   },
+                                   ui_->photoManagersTableView);
     ui_->photoManagersTableView->setModel(tableModel_);
     connect(ui_->photoManagersTableView->selectionModel(), &QItemSelectionModel::selectionChanged,
             this, &UIController::tableViewSelectionDidChange);
 
-    connect(ui_->iPhotoButton, &QPushButton::clicked, this, [this] { launchiPhoto(ui_->iPhotoButton); });
+    connect(ui_->iPhotoButton, &QPushButton::clicked, this,
+            [this] { launchiPhoto(ui_->iPhotoButton); });
     connect(ui_->iPhotoNewAlbumButton, &QPushButton::clicked, this,
             [this] { launchiPhotoWithNewAlbum(ui_->iPhotoNewAlbumButton); });
-    connect(ui_->newButton, &QPushButton::clicked, this, [this] { newPhotoManager(ui_->newButton); });
+    connect(ui_->newButton, &QPushButton::clicked, this,
+            [this] { newPhotoManager(ui_->newButton); });
     connect(ui_->deleteButton, &QPushButton::clicked, this,
             [this] { deletePhotoManager(ui_->deleteButton); });
     connect(ui_->hideButton, &QPushButton::clicked, this, [this] { hideWindow(ui_->hideButton); });
@@ -119,7 +123,8 @@ void UIController::loadWindow() {
     // that the dialog takes over, as a window of the file carries a view.
     chooseLibraryNameDialog_ = new QDialog(window_.get());
     chooseLibraryNameDialog_->setObjectName(QStringLiteral("chooseLibraryNameDialog"));
-    chooseLibraryNameDialog_->setWindowTitle(QCoreApplication::translate("UIController", "New Library"));
+    chooseLibraryNameDialog_->setWindowTitle(
+        QCoreApplication::translate("UIController", "New Library"));
     chooseLibraryNameDialog_->setModal(true);
     auto* layout = new QVBoxLayout(chooseLibraryNameDialog_);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -135,7 +140,8 @@ void UIController::loadWindow() {
             [this] { libraryNameDialogChoice_ = 0; });
     // Only one folder name makes a library beside the others: the create
     // button waits for one and the dialog says why.
-    connect(ui_->libraryNameTextField, &QLineEdit::textChanged, this, &UIController::checkLibraryName);
+    connect(ui_->libraryNameTextField, &QLineEdit::textChanged, this,
+            &UIController::checkLibraryName);
     checkLibraryName();
 }
 
@@ -154,14 +160,18 @@ void UIController::activateWindow() {
 
 void UIController::registerForNotifications() {
     auto& center = platform::NotificationCenter::defaultCenter();
-    observations_.push_back(center.addObserver(slidebox::app::applicationWillTerminateNotification,
-                                               [this](const void*) { applicationWillTerminateNotification(); }));
-    observations_.push_back(center.addObserver(
-        slidebox::libraryModificationNotification,
-        [this](const void* object) { libraryModificationNotification(object); }));
+    observations_.push_back(
+        center.addObserver(slidebox::app::applicationWillTerminateNotification,
+                           [this](const void*) { applicationWillTerminateNotification(); }));
+    observations_.push_back(
+        center.addObserver(slidebox::libraryModificationNotification, [this](const void* object) {
+            libraryModificationNotification(object);
+        }));
 }
 
-void UIController::unregisterForNotifications() { observations_.clear(); }
+void UIController::unregisterForNotifications() {
+    observations_.clear();
+}
 
 void UIController::getDefaults() {
     window();
@@ -183,7 +193,8 @@ void UIController::getDefaults() {
 }
 
 void UIController::getAlbums() {
-    const platform::PlistValue& stored = context_.userDefaults().objectForKey(photoAlbumDictionariesKey);
+    const platform::PlistValue& stored =
+        context_.userDefaults().objectForKey(photoAlbumDictionariesKey);
     if (const platform::PlistArray* dictionaries = stored.array()) {
         for (const platform::PlistValue& entry : *dictionaries) {
             const platform::PlistDictionary* dictionary = entry.dictionary();
@@ -195,7 +206,8 @@ void UIController::getAlbums() {
     }
     if (!listOfPhotoManager_.empty())
         return;
-    for (const auto& path : iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(context_.picturesFolder())) {
+    for (const auto& path :
+         iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(context_.picturesFolder())) {
         if (PhotoManagerPtr record = iPhotoAlbumManager::initWithAlbumPath(path))
             addPhotoManagerToList(std::move(record));
     }

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include <QImage>
-#include <QRect>
 #include <QObject>
+#include <QRect>
 
 #include "app/rect_geometry.h"
 #include "draw/image_adaptation.h"
@@ -52,7 +52,7 @@ extern const std::string viewerFrameAutoSaveName;           // "AM_viewerFrameAu
 /// call of window(). Main thread only.
 class UIController : public QObject {
     Q_OBJECT
-public:
+  public:
     /// initWithWindowKind: no window yet. Marks the very first start of the
     /// application (and stores that it happened) when the user defaults
     /// don't know it yet. The context must outlive the controller.
@@ -196,7 +196,7 @@ public:
     QPushButton* libraryNameCancelButton() const;
     QPushButton* libraryNameCreateButton() const;
 
-private:
+  private:
     void loadWindow();
     void checkLibraryName();
     /// Tells the user in the status line why a switch to the record can't

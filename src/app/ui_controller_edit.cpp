@@ -83,7 +83,8 @@ std::optional<QString> UIController::libraryNameRefusal(const QString& name) {
         return localizedString(QT_TRANSLATE_NOOP(
             "localized", "A name can't hold “/”: the Library is made in the Pictures folder."));
     if (QFile::encodeName(name).size() > maxNameBytes)
-        return localizedString(QT_TRANSLATE_NOOP("localized", "This name is too long for a folder."));
+        return localizedString(
+            QT_TRANSLATE_NOOP("localized", "This name is too long for a folder."));
     return std::nullopt;
 }
 
@@ -100,7 +101,9 @@ void UIController::showStatusMessage(const QString& text) {
         ui_->statusLine->showMessage(text, statusMessageTimeoutMs);
 }
 
-void UIController::newPhotoManager(QObject*) { newPhotoManagerWithPaths(std::nullopt, true); }
+void UIController::newPhotoManager(QObject*) {
+    newPhotoManagerWithPaths(std::nullopt, true);
+}
 
 void UIController::newPhotoManagerWithPaths(
     const std::optional<std::vector<std::filesystem::path>>& paths, bool testiPhotoLibrary) {
@@ -120,7 +123,8 @@ void UIController::newPhotoManagerWithPaths(
                                     : iPhotoAlbumManager::PathList{folder};
         if (candidates.empty())
             showStatusMessage(
-                localizedString(QT_TRANSLATE_NOOP("localized", "No iPhoto Library was found in “%1”."))
+                localizedString(
+                    QT_TRANSLATE_NOOP("localized", "No iPhoto Library was found in “%1”."))
                     .arg(quotedPath(folder)));
         for (const auto& candidate : candidates) {
             if (isAlbumPathAlreadyInList(candidate))
@@ -197,7 +201,8 @@ void UIController::deletePhotoManager(QObject*) {
     window();
     const int answer = context_.dialogs().runAlert(
         window(), localizedString(QT_TRANSLATE_NOOP("localized", "Remove Library's reference")),
-        localizedString(QT_TRANSLATE_NOOP("localized", "Do you want to remove the Library's reference ?")),
+        localizedString(
+            QT_TRANSLATE_NOOP("localized", "Do you want to remove the Library's reference ?")),
         localizedString(QT_TRANSLATE_NOOP("localized", "Keep Library")),
         localizedString(QT_TRANSLATE_NOOP("localized", "Remove Only Reference")));
     if (answer != 0)
@@ -222,16 +227,19 @@ void UIController::updatePhotoManager(QObject*) {
     if (!record)
         return;
     if (record->albumPath() && !platform::fileExistsAtPath(*record->albumPath()))
-        showStatusMessage(localizedString(QT_TRANSLATE_NOOP(
-                              "localized", "The Library “%1” is no longer on the disk."))
-                              .arg(quotedPath(*record->albumPath())));
+        showStatusMessage(
+            localizedString(
+                QT_TRANSLATE_NOOP("localized", "The Library “%1” is no longer on the disk."))
+                .arg(quotedPath(*record->albumPath())));
     record->updateDatas();
     setPhotoManagerToViewer(record);
     reloadData();
     listDidChange();
 }
 
-QStatusBar* UIController::statusLine() const { return ui_ ? ui_->statusLine : nullptr; }
+QStatusBar* UIController::statusLine() const {
+    return ui_ ? ui_->statusLine : nullptr;
+}
 QLabel* UIController::libraryNameRefusalField() const {
     return ui_ ? ui_->libraryNameRefusalField : nullptr;
 }

@@ -19,7 +19,9 @@
 
 namespace slidebox::app {
 
-void UIController::tableViewSelectionDidChange() { selectPhotoManager(this); }
+void UIController::tableViewSelectionDidChange() {
+    selectPhotoManager(this);
+}
 
 void UIController::selectPhotoManager(QObject*) {
     setPhotoManagerToViewer(photoManagerAtIndex(currentPhotoManagerIndex()));
@@ -49,11 +51,17 @@ void UIController::enableiPhotoLaunch() {
     ui_->iPhotoButton->setEnabled(record && record->isiPhotoAlbumPath());
 }
 
-void UIController::doubleClickOnCell() { launchiPhoto(this); }
+void UIController::doubleClickOnCell() {
+    launchiPhoto(this);
+}
 
-void UIController::launch() { launchiPhoto(this); }
+void UIController::launch() {
+    launchiPhoto(this);
+}
 
-void UIController::launchiPhoto(QObject*) { launchiPhotoWithTestOfAlbum(true); }
+void UIController::launchiPhoto(QObject*) {
+    launchiPhotoWithTestOfAlbum(true);
+}
 
 void UIController::launchiPhotoWithTestOfAlbum(bool test) {
     if (!ui_)
@@ -64,9 +72,10 @@ void UIController::launchiPhotoWithTestOfAlbum(bool test) {
     const QString path = QFile::decodeName(record->albumPath()->c_str());
     if (test && !record->isiPhotoAlbumPath()) {
         if (!platform::fileExistsAtPath(*record->albumPath()))
-            showStatusMessage(localizedString(QT_TRANSLATE_NOOP(
-                                  "localized", "The Library “%1” is no longer on the disk."))
-                                  .arg(path));
+            showStatusMessage(
+                localizedString(
+                    QT_TRANSLATE_NOOP("localized", "The Library “%1” is no longer on the disk."))
+                    .arg(path));
         else
             showStatusMessage(
                 localizedString(QT_TRANSLATE_NOOP("localized", "“%1” is not an iPhoto Library."))
@@ -83,11 +92,14 @@ bool UIController::checkSwitchTo(const iPhotoAlbumManager& record) {
     // Neither form of the preference file can hold bytes that are no text.
     const std::string& bytes = record.albumPath()->native();
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    [[maybe_unused]] const QString decoded = utf8(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
+    [[maybe_unused]] const QString decoded =
+        utf8(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
     if (utf8.hasError() || bytes.find('\0') != std::string::npos) {
-        showStatusMessage(localizedString(QT_TRANSLATE_NOOP(
-                              "localized", "The path of “%1” can't be written into iPhoto's preferences."))
-                              .arg(path));
+        showStatusMessage(
+            localizedString(
+                QT_TRANSLATE_NOOP("localized",
+                                  "The path of “%1” can't be written into iPhoto's preferences."))
+                .arg(path));
         return false;
     }
     // The switch itself goes on as it always has: the preference is left

@@ -18,9 +18,9 @@
 #include "app/localized.h"
 #include "app/status_item.h"
 #include "app/ui_window.h"
-#include "draw/image_adaptation.h"
 #include "app/window_geometry.h"
 #include "app/window_kind.h"
+#include "draw/image_adaptation.h"
 #include "ui_ui_controller.h"
 
 namespace slidebox::app {
@@ -33,12 +33,14 @@ void UIController::showWindow(QObject*) {
         // From just above the top edge of the available area down under it.
         const ScreenFrames screen = mainScreenFrames();
         const RectF current = mainWindow->frame();
-        const RectF parked = statusItemHiddenFrame(screen.visibleFrame, current.width, current.height);
+        const RectF parked =
+            statusItemHiddenFrame(screen.visibleFrame, current.width, current.height);
         mainWindow->setFrameOrigin({parked.x, parked.y});
         mainWindow->show();
         mainWindow->raise();
         mainWindow->activateWindow();
-        mainWindow->setFrame(statusItemShownFrame(screen.visibleFrame, current.width, current.height), true);
+        mainWindow->setFrame(
+            statusItemShownFrame(screen.visibleFrame, current.width, current.height), true);
         if (QScreen* primary = QGuiApplication::primaryScreen())
             lastAvailableGeometry_ = primary->availableGeometry();
         if (statusItem_ && statusItem_->handle())
@@ -77,7 +79,8 @@ void UIController::hideWindow(QObject*) {
                       QGuiApplication::queryKeyboardModifiers().testFlag(Qt::AltModifier);
     const ScreenFrames screen = mainScreenFrames();
     const RectF current = mainWindow->frame();
-    mainWindow->setFrame(statusItemHiddenFrame(screen.visibleFrame, current.width, current.height), true);
+    mainWindow->setFrame(statusItemHiddenFrame(screen.visibleFrame, current.width, current.height),
+                         true);
     mainWindow->hide();
     if (quit)
         QCoreApplication::exit(0);
@@ -153,8 +156,9 @@ void UIController::keepWindowReachable() {
     const bool docked = frame.top() <= previous.top();
     if (docked || !area.intersects(frame)) {
         const RectF current = window_->frame();
-        window_->setFrame(statusItemShownFrame(mainScreenFrames().visibleFrame, current.width, current.height),
-                          false);
+        window_->setFrame(
+            statusItemShownFrame(mainScreenFrames().visibleFrame, current.width, current.height),
+            false);
     }
 }
 
@@ -166,16 +170,17 @@ void UIController::otherInit() {
         localizedString(QT_TRANSLATE_NOOP("localized", "Launch iPhoto with the selected Library")));
     ui_->iPhotoNewAlbumButton->setToolTip(
         localizedString(QT_TRANSLATE_NOOP("localized", "Launch iPhoto with a new Empty Library")));
-    ui_->deleteButton->setToolTip(
-        localizedString(QT_TRANSLATE_NOOP("localized", "Remove the selected Library from the List")));
-    ui_->hideButton->setToolTip(localizedString(
-        QT_TRANSLATE_NOOP("localized", "Close the window or the application"), "Close the window/application"));
+    ui_->deleteButton->setToolTip(localizedString(
+        QT_TRANSLATE_NOOP("localized", "Remove the selected Library from the List")));
+    ui_->hideButton->setToolTip(
+        localizedString(QT_TRANSLATE_NOOP("localized", "Close the window or the application"),
+                        "Close the window/application"));
     ui_->newButton->setToolTip(
         localizedString(QT_TRANSLATE_NOOP("localized", "Add an existing Library into the List")));
-    ui_->albumNameField->setToolTip(
-        localizedString(QT_TRANSLATE_NOOP("localized", "Name of the selected album (Folder name)")));
-    ui_->rescanButton->setToolTip(
-        localizedString(QT_TRANSLATE_NOOP("localized", "Look again at the pictures of the selected Library")));
+    ui_->albumNameField->setToolTip(localizedString(
+        QT_TRANSLATE_NOOP("localized", "Name of the selected album (Folder name)")));
+    ui_->rescanButton->setToolTip(localizedString(
+        QT_TRANSLATE_NOOP("localized", "Look again at the pictures of the selected Library")));
     ui_->photoManagersTableView->setFocus();
 }
 
@@ -186,7 +191,8 @@ void UIController::configurePhotoManagersTableView() {
         table->setIconSize(strip.size());
         table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
         // The picture, and the library's name on one line under it.
-        table->verticalHeader()->setDefaultSectionSize(strip.height() + 4 + table->fontMetrics().height());
+        table->verticalHeader()->setDefaultSectionSize(strip.height() + 4 +
+                                                       table->fontMetrics().height());
     }
     connect(table, &QAbstractItemView::doubleClicked, this, &UIController::doubleClickOnCell,
             Qt::UniqueConnection);
@@ -233,20 +239,36 @@ const QImage& UIController::filmStrip() const {
     return *filmStrip_;
 }
 
-AlbumViewer* UIController::albumViewer() const { return ui_ ? ui_->albumViewer : nullptr; }
+AlbumViewer* UIController::albumViewer() const {
+    return ui_ ? ui_->albumViewer : nullptr;
+}
 LibraryTableView* UIController::photoManagersTableView() const {
     return ui_ ? ui_->photoManagersTableView : nullptr;
 }
-QPushButton* UIController::iPhotoButton() const { return ui_ ? ui_->iPhotoButton : nullptr; }
+QPushButton* UIController::iPhotoButton() const {
+    return ui_ ? ui_->iPhotoButton : nullptr;
+}
 QPushButton* UIController::iPhotoNewAlbumButton() const {
     return ui_ ? ui_->iPhotoNewAlbumButton : nullptr;
 }
-QPushButton* UIController::deleteButton() const { return ui_ ? ui_->deleteButton : nullptr; }
-QPushButton* UIController::newButton() const { return ui_ ? ui_->newButton : nullptr; }
-QPushButton* UIController::hideButton() const { return ui_ ? ui_->hideButton : nullptr; }
-QPushButton* UIController::rescanButton() const { return ui_ ? ui_->rescanButton : nullptr; }
-QLabel* UIController::albumNameField() const { return ui_ ? ui_->albumNameField : nullptr; }
-QLabel* UIController::albumNumberField() const { return ui_ ? ui_->albumNumberField : nullptr; }
+QPushButton* UIController::deleteButton() const {
+    return ui_ ? ui_->deleteButton : nullptr;
+}
+QPushButton* UIController::newButton() const {
+    return ui_ ? ui_->newButton : nullptr;
+}
+QPushButton* UIController::hideButton() const {
+    return ui_ ? ui_->hideButton : nullptr;
+}
+QPushButton* UIController::rescanButton() const {
+    return ui_ ? ui_->rescanButton : nullptr;
+}
+QLabel* UIController::albumNameField() const {
+    return ui_ ? ui_->albumNameField : nullptr;
+}
+QLabel* UIController::albumNumberField() const {
+    return ui_ ? ui_->albumNumberField : nullptr;
+}
 QLineEdit* UIController::libraryNameTextField() const {
     return ui_ ? ui_->libraryNameTextField : nullptr;
 }

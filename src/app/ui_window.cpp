@@ -34,7 +34,9 @@ UIWindow::~UIWindow() {
         saveFrame();
 }
 
-bool UIWindow::isFloatingKind(int kind) { return kind != normalWindowKind; }
+bool UIWindow::isFloatingKind(int kind) {
+    return kind != normalWindowKind;
+}
 
 Qt::WindowFlags UIWindow::flagsForKind(int kind) {
     if (kind == statusItemWindowKind)
@@ -123,7 +125,8 @@ void UIWindow::mousePressEvent(QMouseEvent* event) {
         return;
     }
     const ScreenFrames screen = mainScreenFrames();
-    drag_.mouseDown(windowKind_, frame(), pointFromScreen(event->globalPosition(), screen.primaryScreenHeight),
+    drag_.mouseDown(windowKind_, frame(),
+                    pointFromScreen(event->globalPosition(), screen.primaryScreenHeight),
                     screen.visibleFrame);
     event->accept();
 }
@@ -137,7 +140,8 @@ void UIWindow::mouseMoveEvent(QMouseEvent* event) {
 void UIWindow::moveWidgetWindow() {
     // The mouse where it is now, not where a queued event saw it.
     const ScreenFrames screen = mainScreenFrames();
-    if (const auto origin = drag_.moveWidgetWindow(pointFromScreen(QCursor::pos(), screen.primaryScreenHeight)))
+    if (const auto origin =
+            drag_.moveWidgetWindow(pointFromScreen(QCursor::pos(), screen.primaryScreenHeight)))
         setFrameOrigin(*origin);
 }
 

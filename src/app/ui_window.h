@@ -23,7 +23,7 @@ namespace slidebox::app {
 /// of a titled kind, must first be pulled down more than 50 points.
 class UIWindow : public QMainWindow {
     Q_OBJECT
-public:
+  public:
     /// Reads the kind through AppDelegate::sharedDelegate()->uiController();
     /// a window made with no delegate (a controller used on its own) takes
     /// fallbackKind.
@@ -58,7 +58,7 @@ public:
     /// Length of a slide, in milliseconds.
     static constexpr int slideDuration = 180;
 
-signals:
+  signals:
     /// A moved window was dropped with its top edge at or above the top of
     /// the available area.
     void droppedOnMenubar();
@@ -66,7 +66,7 @@ signals:
     /// whoever listens decides.
     void closeRequested();
 
-protected:
+  protected:
     void closeEvent(QCloseEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -75,7 +75,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 
-private:
+  private:
     void saveFrame();
     void moveWidgetWindow();
 

@@ -13,7 +13,7 @@ namespace slidebox::app {
 namespace {
 
 class DesktopDialogs final : public UserDialogs {
-public:
+  public:
     std::optional<std::vector<std::filesystem::path>>
     chooseFolders(QWidget* parent, const std::filesystem::path& startFolder) override {
         QFileDialog dialog(parent);
@@ -55,6 +55,8 @@ public:
 
 } // namespace
 
-std::unique_ptr<UserDialogs> makeDesktopDialogs() { return std::make_unique<DesktopDialogs>(); }
+std::unique_ptr<UserDialogs> makeDesktopDialogs() {
+    return std::make_unique<DesktopDialogs>();
+}
 
 } // namespace slidebox::app

@@ -17,7 +17,7 @@ namespace slidebox::app {
 /// before a library is taken off the list. The desktop's own dialogs serve
 /// the application; tests put in answers of their own so that nothing blocks.
 class UserDialogs {
-public:
+  public:
     virtual ~UserDialogs() = default;
 
     /// A chooser of folders (no plain files, several at once) opened in the

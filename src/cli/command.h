@@ -16,7 +16,8 @@ struct CommandGroup {
     CommandGroup(const char* name, const char* usage, Run run);
 
     const char* name;
-    const char* usage; ///< the group's lines of --help: "  name sub ARGS   what it does", one a line
+    const char*
+        usage; ///< the group's lines of --help: "  name sub ARGS   what it does", one a line
     Run run;
 };
 

@@ -35,8 +35,9 @@ CommandGroup::CommandGroup(const char* n, const char* u, Run r) : name(n), usage
 
 const std::vector<const CommandGroup*>& commandGroups() {
     auto& groups = table();
-    std::sort(groups.begin(), groups.end(),
-              [](const CommandGroup* a, const CommandGroup* b) { return std::strcmp(a->name, b->name) < 0; });
+    std::sort(groups.begin(), groups.end(), [](const CommandGroup* a, const CommandGroup* b) {
+        return std::strcmp(a->name, b->name) < 0;
+    });
     return groups;
 }
 

@@ -27,11 +27,21 @@ inline constexpr OSType cmCMYKData = fourCC("CMYK");
 // Lab: L 0..65535 is 0..100, a and b 0..65535 are -128..127.996.
 // XYZ: 0..65535 is 0..200 with Y of white at 100.
 // RGB, CMYK and gray: 0..65535 is 0..1 (0..100 percent).
-struct CMLabColor { std::uint16_t L, a, b; };
-struct CMXYZColor { std::uint16_t X, Y, Z; };
-struct CMRGBColor { std::uint16_t red, green, blue; };
-struct CMCMYKColor { std::uint16_t cyan, magenta, yellow, black; };
-struct CMGrayColor { std::uint16_t gray; };
+struct CMLabColor {
+    std::uint16_t L, a, b;
+};
+struct CMXYZColor {
+    std::uint16_t X, Y, Z;
+};
+struct CMRGBColor {
+    std::uint16_t red, green, blue;
+};
+struct CMCMYKColor {
+    std::uint16_t cyan, magenta, yellow, black;
+};
+struct CMGrayColor {
+    std::uint16_t gray;
+};
 
 /// The 8-byte colour record: one of the forms above, told by the colour
 /// space it travels with.

@@ -781,7 +781,7 @@ Handle duplicateProfile(const CMProfile& profile) {
 struct RowLayout {
     unsigned samples = 0; // all samples of a pixel, alpha included
     bool alpha = false;
-    unsigned bytes = 1;   // of one sample
+    unsigned bytes = 1; // of one sample
     bool labFields = false;
 };
 
@@ -931,10 +931,10 @@ CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) 
             handles.push_back(h.get());
         std::vector<cmsBool> blackPoint(handles.size(), FALSE);
         std::vector<cmsFloat64Number> adaptation(handles.size(), 1.0);
-        world.transform.reset(cmsCreateExtendedTransform(
-            engine(), static_cast<cmsUInt32Number>(handles.size()), handles.data(),
-            blackPoint.data(), world.intents.data(), adaptation.data(), nullptr, 0, inFormat,
-            outFormat, flags));
+        world.transform.reset(
+            cmsCreateExtendedTransform(engine(), static_cast<cmsUInt32Number>(handles.size()),
+                                       handles.data(), blackPoint.data(), world.intents.data(),
+                                       adaptation.data(), nullptr, 0, inFormat, outFormat, flags));
         world.inFormat = inFormat;
         world.outFormat = outFormat;
         world.flags = flags;
@@ -1072,8 +1072,7 @@ bool CWMatchColorRuns(const CMWorld& world, std::span<CMColor> colors, unsigned 
         return false;
     auto in = layoutOf(world.inputSpace);
     auto out = layoutOf(world.outputSpace);
-    if (!in || !out || in->channels != world.inputChannels ||
-        out->channels != world.outputChannels)
+    if (!in || !out || in->channels != world.inputChannels || out->channels != world.outputChannels)
         return false;
     if (threads == 0)
         threads = std::max(1u, std::thread::hardware_concurrency());

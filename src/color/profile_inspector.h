@@ -109,8 +109,7 @@ class ProfileInspector {
     /// into Lab, v its X (component 0), Y (1) or Z (2) on the scale where Y of
     /// white is 100 (so white has a Y density of -2). The colour is
     /// overwritten by its match. Infinite for a component of 0.
-    static float densityForColor(CMColor& color, const ColorWorld& world,
-                                 std::int32_t component);
+    static float densityForColor(CMColor& color, const ColorWorld& world, std::int32_t component);
     static float XdensityForColor(CMColor& color, const ColorWorld& world);
     static float YdensityForColor(CMColor& color, const ColorWorld& world);
     static float ZdensityForColor(CMColor& color, const ColorWorld& world);

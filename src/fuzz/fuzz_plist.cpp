@@ -23,8 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string library = "/home/ann/Pictures/Caf\xc3\xa9";
     if (auto rewritten = plistWithString(bytes, "RootDirectory", library)) {
         const auto document = parsePlist(*rewritten);
-        const std::string* value =
-            document ? document->root["RootDirectory"].string() : nullptr;
+        const std::string* value = document ? document->root["RootDirectory"].string() : nullptr;
         if (!value || *value != library)
             std::abort();
     }

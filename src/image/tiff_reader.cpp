@@ -86,7 +86,9 @@ std::uint16_t TiffReader::compression() const {
     return impl_->compression;
 }
 
-bool TiffReader::isMinIsWhite() const { return impl_->minIsWhite; }
+bool TiffReader::isMinIsWhite() const {
+    return impl_->minIsWhite;
+}
 
 std::string TiffReader::iccProfile() const {
     std::uint32_t length = 0;

@@ -24,7 +24,7 @@ struct TiffReader::Impl {
     PixelFormat format;
     std::uint16_t compression = COMPRESSION_NONE;
     tiff::SampleMasks masks{};
-    bool minIsWhite = false; ///< gray stored with white as 0
+    bool minIsWhite = false;  ///< gray stored with white as 0
     std::size_t scanline = 0; ///< bytes of one row in one plane, as decoded
 
     bool tiled = false;

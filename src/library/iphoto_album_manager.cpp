@@ -29,7 +29,8 @@ std::shared_ptr<iPhotoAlbumManager> iPhotoAlbumManager::initWithAlbumPath(const 
     return record;
 }
 
-std::shared_ptr<iPhotoAlbumManager> iPhotoAlbumManager::initWithDictionary(const PlistDictionary& dictionary) {
+std::shared_ptr<iPhotoAlbumManager>
+iPhotoAlbumManager::initWithDictionary(const PlistDictionary& dictionary) {
     auto value = [&](const std::string& key) -> const PlistValue& {
         static const PlistValue absent;
         auto it = dictionary.find(key);
@@ -74,7 +75,9 @@ void iPhotoAlbumManager::initDatas() {
     startLookAtModificationDate();
 }
 
-iPhotoAlbumManager::~iPhotoAlbumManager() { stopLookAtModificationDate(); }
+iPhotoAlbumManager::~iPhotoAlbumManager() {
+    stopLookAtModificationDate();
+}
 
 void iPhotoAlbumManager::updateDatas() {
     setImagePaths(searchForImages());
@@ -109,7 +112,9 @@ std::string iPhotoAlbumManager::description() const {
     return text;
 }
 
-QImage iPhotoAlbumManager::defaultImage() const { return imageAtIndex(defaultImageIndex_); }
+QImage iPhotoAlbumManager::defaultImage() const {
+    return imageAtIndex(defaultImageIndex_);
+}
 
 void iPhotoAlbumManager::setDefaultImageIndex(int index) {
     int count = numberOfImage();
@@ -120,12 +125,20 @@ void iPhotoAlbumManager::setDefaultImageIndex(int index) {
     defaultImageIndex_ = index;
 }
 
-void iPhotoAlbumManager::setImagePaths(std::optional<PathList> paths) { imagePaths_ = std::move(paths); }
+void iPhotoAlbumManager::setImagePaths(std::optional<PathList> paths) {
+    imagePaths_ = std::move(paths);
+}
 
-void iPhotoAlbumManager::setAlbumPath(std::optional<Path> path) { albumPath_ = std::move(path); }
+void iPhotoAlbumManager::setAlbumPath(std::optional<Path> path) {
+    albumPath_ = std::move(path);
+}
 
-void iPhotoAlbumManager::setAlbumDate(std::optional<platform::Date> date) { albumDate_ = date; }
+void iPhotoAlbumManager::setAlbumDate(std::optional<platform::Date> date) {
+    albumDate_ = date;
+}
 
-bool iPhotoAlbumManager::isiPhotoAlbumPath() const { return albumPath_ && isiPhotoLibrary(*albumPath_); }
+bool iPhotoAlbumManager::isiPhotoAlbumPath() const {
+    return albumPath_ && isiPhotoLibrary(*albumPath_);
+}
 
 } // namespace slidebox

@@ -46,7 +46,7 @@ extern const std::string iPhoto6DataDirectoryName; // "Data"
 /// Made only through the static factories, on the thread that runs the Qt
 /// event loop (the watch ticks there every 2.1 s).
 class iPhotoAlbumManager : public std::enable_shared_from_this<iPhotoAlbumManager> {
-public:
+  public:
     using Path = std::filesystem::path;
     using PathList = std::vector<Path>;
 
@@ -56,7 +56,8 @@ public:
     /// A record for a folder (tilde already expanded), scanned afresh, watching.
     static std::shared_ptr<iPhotoAlbumManager> initWithAlbumPath(const Path& albumPath);
     /// A record restored from its dictionary form without touching the disk.
-    static std::shared_ptr<iPhotoAlbumManager> initWithDictionary(const platform::PlistDictionary& dictionary);
+    static std::shared_ptr<iPhotoAlbumManager>
+    initWithDictionary(const platform::PlistDictionary& dictionary);
 
     /// Construction goes through the factories above; the tag keeps it so.
     struct PrivateTag {
@@ -134,14 +135,15 @@ public:
     void stopLookAtModificationDate();
     bool isWatching() const { return timer_ != nullptr; }
 
-private:
+  private:
     void initManager(std::optional<Path> albumPath);
     void initDatas();
 
     // The walks list each folder once and hand the listing down; a folder
     // reached again through a link is not entered again.
     void recursiveSearchOfLibDirectoryIn(const Path& folder);
-    void recursiveSearchOfLibDirectoryIn(const Path& folder, const platform::DirectoryListing& listing,
+    void recursiveSearchOfLibDirectoryIn(const Path& folder,
+                                         const platform::DirectoryListing& listing,
                                          walk::VisitedFolders& visited);
     void recursiveSearchOfThumbsDirectoryIn(const Path& folder);
     void searchOfThumbsDirectoryIn(const Path& folder, walk::VisitedFolders& visited);

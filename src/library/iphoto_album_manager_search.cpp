@@ -30,13 +30,21 @@ DirectoryListing listingOf(const std::filesystem::path& folder) {
 
 // --- recognition -------------------------------------------------------------
 
-bool iPhotoAlbumManager::isiPhotoLibrary6(const Path& folder) { return walk::isLibrary6(folder, listingOf(folder)); }
+bool iPhotoAlbumManager::isiPhotoLibrary6(const Path& folder) {
+    return walk::isLibrary6(folder, listingOf(folder));
+}
 
-bool iPhotoAlbumManager::isiPhotoLibrary3(const Path& folder) { return walk::isLibrary3(folder, listingOf(folder)); }
+bool iPhotoAlbumManager::isiPhotoLibrary3(const Path& folder) {
+    return walk::isLibrary3(folder, listingOf(folder));
+}
 
-bool iPhotoAlbumManager::isiPhotoLibrary2(const Path& folder) { return walk::isLibrary2(folder, listingOf(folder)); }
+bool iPhotoAlbumManager::isiPhotoLibrary2(const Path& folder) {
+    return walk::isLibrary2(folder, listingOf(folder));
+}
 
-bool iPhotoAlbumManager::isiPhotoLibrary(const Path& folder) { return walk::isLibrary(folder, listingOf(folder)); }
+bool iPhotoAlbumManager::isiPhotoLibrary(const Path& folder) {
+    return walk::isLibrary(folder, listingOf(folder));
+}
 
 // --- discovery -----------------------------------------------------------------
 
@@ -64,7 +72,8 @@ void iPhotoAlbumManager::recursiveSearchOfLibDirectoryIn(const Path& folder) {
     recursiveSearchOfLibDirectoryIn(folder, *listing, visited);
 }
 
-void iPhotoAlbumManager::recursiveSearchOfLibDirectoryIn(const Path& folder, const DirectoryListing& listing,
+void iPhotoAlbumManager::recursiveSearchOfLibDirectoryIn(const Path& folder,
+                                                         const DirectoryListing& listing,
                                                          walk::VisitedFolders& visited) {
     for (const auto& entry : listing.entries) {
         if (!platform::isDirectoryEntry(folder, entry))
@@ -107,7 +116,8 @@ void iPhotoAlbumManager::recursiveSearchOfThumbsDirectoryIn(const Path& folder) 
     searchOfThumbsDirectoryIn(folder, visited);
 }
 
-void iPhotoAlbumManager::searchOfThumbsDirectoryIn(const Path& folder, walk::VisitedFolders& visited) {
+void iPhotoAlbumManager::searchOfThumbsDirectoryIn(const Path& folder,
+                                                   walk::VisitedFolders& visited) {
     auto listing = listDirectory(folder);
     if (!listing || !visited.enter(*listing))
         return;
@@ -153,7 +163,9 @@ void iPhotoAlbumManager::collectImagePathsInArray(PathList& paths) const {
 
 // --- images ------------------------------------------------------------------------
 
-int iPhotoAlbumManager::numberOfImage() const { return imagePaths_ ? static_cast<int>(imagePaths_->size()) : 0; }
+int iPhotoAlbumManager::numberOfImage() const {
+    return imagePaths_ ? static_cast<int>(imagePaths_->size()) : 0;
+}
 
 QImage iPhotoAlbumManager::imageAtIndex(int index) const {
     int count = numberOfImage();
@@ -172,7 +184,8 @@ QImage iPhotoAlbumManager::imageAtPath(const Path& path) {
     if (!bytes)
         return {};
     QImage image;
-    if (!image.loadFromData(QByteArray::fromRawData(bytes->data(), static_cast<qsizetype>(bytes->size()))))
+    if (!image.loadFromData(
+            QByteArray::fromRawData(bytes->data(), static_cast<qsizetype>(bytes->size()))))
         return {};
     image = image.copy(); // detach from the buffer that ends here
     setResolutionAt72dpi(image);

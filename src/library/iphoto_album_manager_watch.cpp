@@ -15,7 +15,8 @@ constexpr std::chrono::milliseconds kPollInterval{2100};
 
 // The first non-folder entry of that exact name, dated by itself (a link is
 // not followed); an entry without a date lets the walk go on.
-std::optional<platform::Date> markerDate(const std::filesystem::path& folder, const std::string& marker) {
+std::optional<platform::Date> markerDate(const std::filesystem::path& folder,
+                                         const std::string& marker) {
     auto listing = platform::listDirectory(folder);
     if (!listing)
         return std::nullopt;
@@ -45,7 +46,8 @@ std::optional<platform::Date> iPhotoAlbumManager::getLibraryModificationDate2() 
     if (!listing)
         return std::nullopt;
     for (const auto& entry : listing->entries) {
-        if (entry.name != iPhotoCheckDirectoryName || !platform::isDirectoryEntry(*albumPath_, entry))
+        if (entry.name != iPhotoCheckDirectoryName ||
+            !platform::isDirectoryEntry(*albumPath_, entry))
             continue;
         if (auto date = markerDate(*albumPath_ / entry.name, iPhotoCheckFileName2))
             return date;
@@ -92,7 +94,8 @@ void iPhotoAlbumManager::checkLibraryModificationDate() {
     if (albumDate_ && *albumDate_ == date)
         return;
     updateDatas();
-    platform::NotificationCenter::defaultCenter().postNotificationName(libraryModificationNotification, this);
+    platform::NotificationCenter::defaultCenter().postNotificationName(
+        libraryModificationNotification, this);
 }
 
 } // namespace slidebox

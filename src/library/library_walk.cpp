@@ -13,8 +13,9 @@ bool hasNonDirectoryNamed(const std::filesystem::path& folder, const DirectoryLi
                           std::string_view name) {
     // The listing is sorted, but the name test must stay exact byte equality
     // over every entry of that name; there is at most one.
-    auto it = std::lower_bound(listing.entries.begin(), listing.entries.end(), name,
-                               [](const platform::DirectoryEntry& e, std::string_view n) { return e.name < n; });
+    auto it = std::lower_bound(
+        listing.entries.begin(), listing.entries.end(), name,
+        [](const platform::DirectoryEntry& e, std::string_view n) { return e.name < n; });
     return it != listing.entries.end() && it->name == name && !isDirectoryEntry(folder, *it);
 }
 
@@ -31,7 +32,8 @@ bool isLibrary2(const std::filesystem::path& folder, const DirectoryListing& lis
         if (entry.name != iPhotoCheckDirectoryName || !isDirectoryEntry(folder, entry))
             continue;
         std::filesystem::path albums = folder / entry.name;
-        if (auto inner = platform::listDirectory(albums); inner && hasNonDirectoryNamed(albums, *inner, iPhotoCheckFileName2))
+        if (auto inner = platform::listDirectory(albums);
+            inner && hasNonDirectoryNamed(albums, *inner, iPhotoCheckFileName2))
             return true;
     }
     return false;

@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <csignal>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <pwd.h>
-#include <sys/statfs.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 namespace slidebox::platform {
@@ -39,7 +39,7 @@ std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folde
     if (!dir)
         return std::nullopt;
     DirectoryListing listing;
-    struct stat st{};
+    struct stat st {};
     if (fstat(dirfd(dir), &st) == 0) {
         listing.device = st.st_dev;
         listing.inode = st.st_ino;
@@ -87,7 +87,7 @@ std::vector<std::string> directoryContentsAtPath(const std::filesystem::path& fo
 }
 
 bool fileExistsAtPath(const std::filesystem::path& path, bool* isDirectoryOut) {
-    struct stat st{};
+    struct stat st {};
     if (::stat(path.c_str(), &st) != 0)
         return false;
     if (isDirectoryOut)
@@ -101,7 +101,7 @@ bool isDirectory(const std::filesystem::path& path) {
 }
 
 std::optional<Date> modificationDate(const std::filesystem::path& path, bool traverseLink) {
-    struct stat st{};
+    struct stat st {};
     int rc = traverseLink ? ::stat(path.c_str(), &st) : ::lstat(path.c_str(), &st);
     if (rc != 0)
         return std::nullopt;
@@ -190,13 +190,13 @@ void removeStaleTemporaries(const std::filesystem::path& path) {
             const std::string rest = name.substr(prefix.size());
             char* end = nullptr;
             const long pid = std::strtol(rest.c_str(), &end, 10);
-            stale = pid > 0 && *end == '-' && pid != ::getpid() && ::kill(static_cast<pid_t>(pid), 0) != 0 &&
-                    errno == ESRCH;
+            stale = pid > 0 && *end == '-' && pid != ::getpid() &&
+                    ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
         } else if (name.size() == legacyPrefix.size() + 6 && name.rfind(legacyPrefix, 0) == 0) {
             auto date = modificationDate(folder / name, false);
             stale = date && *date < hourAgo;
         }
-        struct stat st{};
+        struct stat st {};
         if (stale && ::lstat((folder / name).c_str(), &st) == 0 && S_ISREG(st.st_mode))
             ::unlink((folder / name).c_str());
     }
@@ -207,7 +207,7 @@ Status writeFileAtomically(const std::filesystem::path& requested, std::string_v
     std::filesystem::path folder = path.parent_path();
     if (folder.empty())
         folder = ".";
-    struct stat old{};
+    struct stat old {};
     const bool exists = ::stat(path.c_str(), &old) == 0;
     if (exists && !S_ISREG(old.st_mode))
         return Status::failure(ErrorCode::CannotWrite, "not a regular file");
@@ -245,14 +245,15 @@ Result<std::string> readRegularFile(const std::filesystem::path& path, std::size
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
         return failure(ErrorCode::CannotOpen, "cannot open", errno);
-    struct stat st{};
+    struct stat st {};
     if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
         return Status::failure(ErrorCode::CannotOpen, "not a regular file");
     }
     if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
         ::close(fd);
-        return Status::failure(ErrorCode::TooLarge, "larger than " + std::to_string(maxBytes) + " bytes");
+        return Status::failure(ErrorCode::TooLarge,
+                               "larger than " + std::to_string(maxBytes) + " bytes");
     }
     std::string data;
     data.reserve(static_cast<size_t>(st.st_size));
@@ -272,7 +273,8 @@ Result<std::string> readRegularFile(const std::filesystem::path& path, std::size
         // kernel's own files do) is held to the same limit.
         if (data.size() + static_cast<size_t>(n) > maxBytes) {
             ::close(fd);
-            return Status::failure(ErrorCode::TooLarge, "larger than " + std::to_string(maxBytes) + " bytes");
+            return Status::failure(ErrorCode::TooLarge,
+                                   "larger than " + std::to_string(maxBytes) + " bytes");
         }
         data.append(buf, static_cast<size_t>(n));
     }

@@ -42,8 +42,9 @@ void log(std::string_view text) {
     localtime_r(&ts.tv_sec, &parts);
     char stamp[40];
     std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &parts);
-    std::string line = std::string(stamp) + "." + std::to_string(ts.tv_nsec / 1'000'000 + 1000).substr(1) +
-                       " " + program_invocation_short_name + "[" + std::to_string(getpid()) + "] ";
+    std::string line = std::string(stamp) + "." +
+                       std::to_string(ts.tv_nsec / 1'000'000 + 1000).substr(1) + " " +
+                       program_invocation_short_name + "[" + std::to_string(getpid()) + "] ";
     for (char c : text)
         line += (c == '\n') ? ' ' : c;
     line += '\n';

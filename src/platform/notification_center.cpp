@@ -9,7 +9,8 @@ NotificationCenter::Observation::Observation(Observation&& other) noexcept
     other.center_ = nullptr;
 }
 
-NotificationCenter::Observation& NotificationCenter::Observation::operator=(Observation&& other) noexcept {
+NotificationCenter::Observation&
+NotificationCenter::Observation::operator=(Observation&& other) noexcept {
     if (this != &other) {
         reset();
         center_ = other.center_;
@@ -19,7 +20,9 @@ NotificationCenter::Observation& NotificationCenter::Observation::operator=(Obse
     return *this;
 }
 
-NotificationCenter::Observation::~Observation() { reset(); }
+NotificationCenter::Observation::~Observation() {
+    reset();
+}
 
 void NotificationCenter::Observation::reset() {
     if (center_)
@@ -50,7 +53,8 @@ void NotificationCenter::postNotificationName(const std::string& name, const voi
         if (e.name == name)
             ids.push_back(e.id);
     for (std::uint64_t id : ids) {
-        auto it = std::find_if(entries_.begin(), entries_.end(), [id](const Entry& e) { return e.id == id; });
+        auto it = std::find_if(entries_.begin(), entries_.end(),
+                               [id](const Entry& e) { return e.id == id; });
         if (it == entries_.end())
             continue;
         std::shared_ptr<Handler> handler = it->handler; // kept alive through the call

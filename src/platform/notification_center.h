@@ -12,19 +12,19 @@ namespace slidebox::platform {
 /// listener of the name before it returns, on the posting thread (always the
 /// main thread here). The object identifies the sender; there is no user info.
 class NotificationCenter {
-public:
+  public:
     using Handler = std::function<void(const void* object)>;
 
     /// Removes its listener when it ends. Move-only.
     class Observation {
-    public:
+      public:
         Observation() = default;
         Observation(Observation&&) noexcept;
         Observation& operator=(Observation&&) noexcept;
         ~Observation();
         void reset();
 
-    private:
+      private:
         friend class NotificationCenter;
         Observation(NotificationCenter* center, std::uint64_t id) : center_(center), id_(id) {}
         NotificationCenter* center_ = nullptr;
@@ -42,7 +42,7 @@ public:
     /// next one; a removed listener is not called.
     void postNotificationName(const std::string& name, const void* object);
 
-private:
+  private:
     struct Entry {
         std::uint64_t id;
         std::string name;

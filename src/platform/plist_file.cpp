@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <map>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -61,10 +61,13 @@ struct ToNode {
             since2001 <= std::numeric_limits<std::int32_t>::max())
             return plist_new_date(static_cast<int32_t>(since2001), 0);
         plist_t dict = plist_new_dict();
-        plist_dict_set_item(dict, kDateKey, plist_new_uint(static_cast<uint64_t>(d.totalNanoseconds())));
+        plist_dict_set_item(dict, kDateKey,
+                            plist_new_uint(static_cast<uint64_t>(d.totalNanoseconds())));
         return dict;
     }
-    plist_t operator()(const PlistData& d) const { return plist_new_data(d.bytes.data(), d.bytes.size()); }
+    plist_t operator()(const PlistData& d) const {
+        return plist_new_data(d.bytes.data(), d.bytes.size());
+    }
     plist_t operator()(const PlistArray& a) const {
         plist_t array = plist_new_array();
         for (const auto& item : a)
@@ -79,7 +82,9 @@ struct ToNode {
     }
 };
 
-Node toNode(const PlistValue& value) { return Node(std::visit(ToNode{}, value.storage())); }
+Node toNode(const PlistValue& value) {
+    return Node(std::visit(ToNode{}, value.storage()));
+}
 
 // libplist 2.2 keeps integers as 64-bit unsigned; both encodings write the
 // bit pattern back, so a negative number comes back through the cast.
@@ -91,8 +96,7 @@ std::int64_t signedInteger(plist_t node) {
 
 // Calls visit(key, item) for each entry of a dictionary node in order, until
 // it answers false; the key may be null. False when a visit stopped it.
-template <typename Visit>
-bool forEachEntry(plist_t node, Visit visit) {
+template <typename Visit> bool forEachEntry(plist_t node, Visit visit) {
     plist_dict_iter it = nullptr;
     plist_dict_new_iter(node, &it);
     bool all = true;
@@ -137,7 +141,8 @@ PlistValue fromNode(plist_t node, int depth) {
     case PLIST_DATE: {
         int32_t sec = 0, usec = 0;
         plist_get_date_val(node, &sec, &usec);
-        return PlistValue(Date::fromTotalNanoseconds((k2001 + sec) * 1'000'000'000LL + usec * 1000LL));
+        return PlistValue(
+            Date::fromTotalNanoseconds((k2001 + sec) * 1'000'000'000LL + usec * 1000LL));
     }
     case PLIST_DATA: {
         uint64_t length = 0;
@@ -244,7 +249,9 @@ Result<Node> parseNode(std::string_view bytes) {
     return Node(root);
 }
 
-PlistFormat formatOf(std::string_view bytes) { return isBinary(bytes) ? PlistFormat::Binary : PlistFormat::Xml; }
+PlistFormat formatOf(std::string_view bytes) {
+    return isBinary(bytes) ? PlistFormat::Binary : PlistFormat::Xml;
+}
 
 std::string serializeNode(plist_t node, PlistFormat format) {
     char* out = nullptr;
@@ -275,9 +282,12 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
     case PLIST_KEY:
     case PLIST_DATA: {
         uint64_t la = 0, lb = 0;
-        const char* pa = type == PLIST_DATA ? plist_get_data_ptr(a, &la) : plist_get_string_ptr(a, &la);
-        const char* pb = type == PLIST_DATA ? plist_get_data_ptr(b, &lb) : plist_get_string_ptr(b, &lb);
-        return std::string_view(pa ? pa : "", pa ? la : 0) == std::string_view(pb ? pb : "", pb ? lb : 0);
+        const char* pa =
+            type == PLIST_DATA ? plist_get_data_ptr(a, &la) : plist_get_string_ptr(a, &la);
+        const char* pb =
+            type == PLIST_DATA ? plist_get_data_ptr(b, &lb) : plist_get_string_ptr(b, &lb);
+        return std::string_view(pa ? pa : "", pa ? la : 0) ==
+               std::string_view(pb ? pb : "", pb ? lb : 0);
     }
     case PLIST_REAL: {
         double da = 0, db = 0;
@@ -296,7 +306,8 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
         if (n != plist_array_get_size(b))
             return false;
         for (uint32_t i = 0; i < n; ++i)
-            if (!sameNode(plist_array_get_item(a, i), plist_array_get_item(b, i), nullptr, depth + 1))
+            if (!sameNode(plist_array_get_item(a, i), plist_array_get_item(b, i), nullptr,
+                          depth + 1))
                 return false;
         return true;
     }
@@ -309,7 +320,8 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
             plist_t other = key ? plist_dict_get_item(b, key) : nullptr;
             return other && sameNode(item, other, nullptr, depth + 1);
         });
-        const uint32_t countB = plist_dict_get_size(b) - (skipKey && plist_dict_get_item(b, skipKey) ? 1 : 0);
+        const uint32_t countB =
+            plist_dict_get_size(b) - (skipKey && plist_dict_get_item(b, skipKey) ? 1 : 0);
         return same && countA == countB;
     }
     default:
@@ -317,7 +329,9 @@ bool sameNode(plist_t a, plist_t b, const char* skipKey, int depth) {
     }
 }
 
-Status refused(ErrorCode code, const std::string& why) { return Status::failure(code, why); }
+Status refused(ErrorCode code, const std::string& why) {
+    return Status::failure(code, why);
+}
 
 // Whether every dictionary below the node has keys that are UTF-8 text,
 // each once: a key is written as it is, and a second one would shadow the
@@ -371,14 +385,16 @@ std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path) {
     return parsePlist(*bytes);
 }
 
-Status writePlistFile(const std::filesystem::path& path, const PlistValue& value, PlistFormat format) {
+Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
+                      PlistFormat format) {
     std::string bytes = serializePlist(value, format);
     if (bytes.empty())
         return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
     return writeFileAtomically(path, bytes);
 }
 
-Result<std::string> plistWithString(std::string_view bytes, const std::string& key, const std::string& value) {
+Result<std::string> plistWithString(std::string_view bytes, const std::string& key,
+                                    const std::string& value) {
     auto root = parseNode(bytes);
     if (!root)
         return root.status();
@@ -390,17 +406,21 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
     const PlistFormat format = formatOf(bytes);
     const bool binary = format == PlistFormat::Binary;
     if (!isUtf8(value) || value.find('\0') != std::string::npos)
-        return refused(ErrorCode::BadArgument, "the value is not UTF-8 text, which the file can't hold");
+        return refused(ErrorCode::BadArgument,
+                       "the value is not UTF-8 text, which the file can't hold");
     if (!binary && !isPlainText(value))
-        return refused(ErrorCode::BadArgument, "the value holds control characters, which XML can't hold");
+        return refused(ErrorCode::BadArgument,
+                       "the value holds control characters, which XML can't hold");
     const bool bom = !binary && bytes.starts_with(kByteOrderMark);
-    if (const std::string encoding = plist_bounds::declaredEncoding(bytes.substr(bom ? kByteOrderMark.size() : 0));
+    if (const std::string encoding =
+            plist_bounds::declaredEncoding(bytes.substr(bom ? kByteOrderMark.size() : 0));
         !binary && !encoding.empty() && encoding != "utf-8" && encoding != "utf8")
         return refused(ErrorCode::Unsupported, "the file is declared in the encoding " + encoding +
                                                    ", which can't be written back as it is");
     std::optional<std::map<std::string, std::string>> before;
     if (binary) {
-        if (std::any_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
+        if (std::any_of(key.begin(), key.end(),
+                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
             return refused(ErrorCode::BadArgument, "the key is not ASCII");
         before = plist_bounds::binaryTopLevel(bytes);
         if (!before)
@@ -422,7 +442,9 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
         return refused(ErrorCode::Unsupported, changed);
     plist_t item = plist_dict_get_item(written->get(), key.c_str());
     uint64_t length = 0;
-    const char* p = item && plist_get_node_type(item) == PLIST_STRING ? plist_get_string_ptr(item, &length) : nullptr;
+    const char* p = item && plist_get_node_type(item) == PLIST_STRING
+                        ? plist_get_string_ptr(item, &length)
+                        : nullptr;
     if (!p || std::string_view(p, length) != value)
         return refused(ErrorCode::Unsupported, "the value would not be written back exactly");
     if (binary) {
@@ -441,7 +463,8 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
     return out;
 }
 
-Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key, const std::string& value) {
+Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
+                            const std::string& value) {
     auto bytes = readRegularFile(path, PlistLimits::maxBytes);
     if (!bytes)
         return bytes.status();
@@ -451,7 +474,8 @@ Status setStringInPlistFile(const std::filesystem::path& path, const std::string
     return writeFileAtomically(path, *out);
 }
 
-std::optional<std::string> stringInPlistFile(const std::filesystem::path& path, const std::string& key) {
+std::optional<std::string> stringInPlistFile(const std::filesystem::path& path,
+                                             const std::string& key) {
     auto bytes = readWholeFile(path, PlistLimits::maxBytes);
     if (!bytes)
         return std::nullopt;

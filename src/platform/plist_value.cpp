@@ -11,7 +11,9 @@ int PlistValue::intValue() const {
     if (auto d = real()) {
         // Out-of-range and NaN reals would be undefined in a plain cast.
         if (!(std::fabs(*d) < 2147483648.0))
-            return std::isnan(*d) ? 0 : (*d > 0 ? std::numeric_limits<int>::max() : std::numeric_limits<int>::min());
+            return std::isnan(*d) ? 0
+                                  : (*d > 0 ? std::numeric_limits<int>::max()
+                                            : std::numeric_limits<int>::min());
         return static_cast<int>(*d);
     }
     if (auto b = boolean())

@@ -26,7 +26,7 @@ struct PlistData {
 /// array or dictionary. Strings are byte strings (paths need not be UTF-8).
 /// A default-constructed value is "absent" and compares unequal to any other.
 class PlistValue {
-public:
+  public:
     using Storage = std::variant<std::monostate, std::string, std::int64_t, double, bool, Date,
                                  PlistData, PlistArray, PlistDictionary>;
 
@@ -66,7 +66,7 @@ public:
         return !a.isNull() && a.v_ == b.v_;
     }
 
-private:
+  private:
     Storage v_;
 };
 

@@ -19,7 +19,9 @@ RepeatingTimer::RepeatingTimer(std::chrono::milliseconds interval, std::function
     timer_->start();
 }
 
-RepeatingTimer::~RepeatingTimer() { invalidate(); }
+RepeatingTimer::~RepeatingTimer() {
+    invalidate();
+}
 
 void RepeatingTimer::invalidate() {
     if (timer_.isNull())

@@ -15,7 +15,7 @@ namespace slidebox::platform {
 /// the event loop. When the application object ends, its timers end with it
 /// and let go of what they hold, as a run loop's timers do when it goes.
 class RepeatingTimer {
-public:
+  public:
     RepeatingTimer(std::chrono::milliseconds interval, std::function<void()> tick);
     ~RepeatingTimer();
     RepeatingTimer(const RepeatingTimer&) = delete;
@@ -26,7 +26,7 @@ public:
     void invalidate();
     bool isValid() const { return !timer_.isNull(); }
 
-private:
+  private:
     // Owned by the application object on the main thread (by nobody on
     // another thread); deleted with deleteLater by invalidate().
     QPointer<QTimer> timer_;

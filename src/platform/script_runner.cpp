@@ -23,7 +23,8 @@ std::optional<std::filesystem::path> findInPath(const std::string& program) {
         size_t end = dirs.find(':', start);
         if (end == std::string::npos)
             end = dirs.size();
-        std::filesystem::path candidate = std::filesystem::path(dirs.substr(start, end - start)) / program;
+        std::filesystem::path candidate =
+            std::filesystem::path(dirs.substr(start, end - start)) / program;
         if (end > start && ::access(candidate.c_str(), X_OK) == 0 && !isDirectory(candidate))
             return candidate;
         start = end + 1;

@@ -8,8 +8,8 @@ namespace slidebox::platform {
 
 /// What running a script gave.
 struct ScriptResult {
-    int exitStatus = -1;  ///< the runner's exit status; -1 when it died by a signal
-    std::string output;   ///< what the script printed on standard output, trailing newline cut
+    int exitStatus = -1; ///< the runner's exit status; -1 when it died by a signal
+    std::string output;  ///< what the script printed on standard output, trailing newline cut
 };
 
 /// Runs a script file and waits for its end: through `osascript` when the

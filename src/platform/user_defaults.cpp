@@ -31,22 +31,22 @@ UserDefaults::UserDefaults(std::filesystem::path folder)
     aside += ".broken-" + std::to_string(Date::now().seconds);
     std::filesystem::rename(file_, aside, ec);
     if (ec) {
-        notSavingReason_ = "the settings file " + file_.string() + " could not be read (" + why.message() +
-                           ") nor kept aside (" + ec.message() + ")";
+        notSavingReason_ = "the settings file " + file_.string() + " could not be read (" +
+                           why.message() + ") nor kept aside (" + ec.message() + ")";
         log("The settings file " + file_.string() + " could not be read (" + why.message() +
             ") and could not be moved aside (" + ec.message() +
             "); the settings start empty and will not be saved.");
         return;
     }
     movedAside_ = aside;
-    log("The settings file " + file_.string() + " could not be read (" + why.message() + "); it was kept as " +
-        aside.string() + " and the settings start empty.");
+    log("The settings file " + file_.string() + " could not be read (" + why.message() +
+        "); it was kept as " + aside.string() + " and the settings start empty.");
 }
 
 std::filesystem::path UserDefaults::defaultFolder() {
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
-    std::filesystem::path base = (xdg && *xdg == '/') ? std::filesystem::path(xdg)
-                                                      : homeDirectory() / ".config";
+    std::filesystem::path base =
+        (xdg && *xdg == '/') ? std::filesystem::path(xdg) : homeDirectory() / ".config";
     return base / "slidebox";
 }
 
@@ -64,9 +64,13 @@ const PlistValue& UserDefaults::objectForKey(const std::string& key) const {
     return absent;
 }
 
-int UserDefaults::integerForKey(const std::string& key) const { return objectForKey(key).intValue(); }
+int UserDefaults::integerForKey(const std::string& key) const {
+    return objectForKey(key).intValue();
+}
 
-bool UserDefaults::boolForKey(const std::string& key) const { return objectForKey(key).intValue() != 0; }
+bool UserDefaults::boolForKey(const std::string& key) const {
+    return objectForKey(key).intValue() != 0;
+}
 
 bool UserDefaults::setObject(const std::string& key, PlistValue value) {
     if (value.isNull())
@@ -76,7 +80,9 @@ bool UserDefaults::setObject(const std::string& key, PlistValue value) {
     return synchronize();
 }
 
-bool UserDefaults::removeObjectForKey(const std::string& key) { return setObject(key, PlistValue()); }
+bool UserDefaults::removeObjectForKey(const std::string& key) {
+    return setObject(key, PlistValue());
+}
 
 bool UserDefaults::synchronize() const {
     if (!isSaving())

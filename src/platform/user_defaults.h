@@ -21,7 +21,7 @@ namespace slidebox::platform {
 /// saving for its whole life (it never writes over a file it couldn't read)
 /// and the log says why. Temporaries a killed save left are removed at load.
 class UserDefaults {
-public:
+  public:
     /// Opens the store of the folder and loads its file, if any.
     explicit UserDefaults(std::filesystem::path folder);
 
@@ -57,7 +57,7 @@ public:
     /// Where a broken file was moved at load, if one was.
     const std::optional<std::filesystem::path>& movedAsideFile() const { return movedAside_; }
 
-private:
+  private:
     std::filesystem::path folder_;
     std::filesystem::path file_;
     PlistDictionary values_;

@@ -20,7 +20,7 @@ inline constexpr double kThreeDecimals = 5e-4; ///< values published to three de
 inline constexpr double kFourDecimals = 5e-5;  ///< values published to four decimals
 inline constexpr double kTwoDecimals = 5e-3;   ///< values published to two decimals
 inline constexpr double kLabStep = 100.0 / 65535; ///< one 16-bit field on the L and percent scales
-inline constexpr double kLabUnits = 0.2;       ///< Lab between profiles of the same space
+inline constexpr double kLabUnits = 0.2;          ///< Lab between profiles of the same space
 } // namespace tolerance
 
 /// Passes when actual lies within tolerance of expected (NaN only matches
@@ -51,5 +51,5 @@ inline ::testing::AssertionResult knownValues(const std::vector<double>& expecte
 #define EXPECT_KNOWN(expected, tol, actual)                                                        \
     EXPECT_TRUE(::slidebox::testing::knownValue((expected), (tol), (actual)))
 #define EXPECT_KNOWN3(e0, e1, e2, tol, a0, a1, a2)                                                 \
-    EXPECT_TRUE(::slidebox::testing::knownValues({double(e0), double(e1), double(e2)}, (tol),     \
+    EXPECT_TRUE(::slidebox::testing::knownValues({double(e0), double(e1), double(e2)}, (tol),      \
                                                  {double(a0), double(a1), double(a2)}))

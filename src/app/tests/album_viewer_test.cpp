@@ -29,7 +29,7 @@ using namespace slidebox::app;
 namespace {
 
 class AlbumViewerTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         AlbumViewer::resetLastTime();
         CurrentEvent::install();
@@ -61,10 +61,12 @@ TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndOnlyWhatCanActIsE
         EXPECT_TRUE(viewer.nameField()->text().isEmpty());
         EXPECT_TRUE(viewer.imageView()->image().isNull());
         EXPECT_EQ(viewer.slider()->value(), 0);
-        for (QWidget* control : std::initializer_list<QWidget*>{viewer.previousButton(), viewer.nextButton(),
-                                                                viewer.autoRepeatButton(), viewer.slider()})
+        for (QWidget* control :
+             std::initializer_list<QWidget*>{viewer.previousButton(), viewer.nextButton(),
+                                             viewer.autoRepeatButton(), viewer.slider()})
             EXPECT_FALSE(control->isEnabled()) << control->objectName().toStdString();
-        EXPECT_EQ(viewer.openFolderButton()->isEnabled(), record != nullptr) << "an empty library has a folder";
+        EXPECT_EQ(viewer.openFolderButton()->isEnabled(), record != nullptr)
+            << "an empty library has a folder";
 
         // A show started otherwise can still be stopped; a step ends it.
         viewer.autoImage(nullptr);
@@ -297,12 +299,13 @@ TEST(ImageView, LargerImagesAreScaledDownToFitSmallerOnesStayAtOnePointPerPixel)
              {{1600, 300}, {0, 112.5, 400, 75}}, // too wide: a quarter, centred
              {{300, 600}, {125, 0, 150, 300}},   // too tall: half
              {{800, 900}, {66.6667, 0, 266.6667, 300}},
-             {{100, 50}, {150, 125, 100, 50}},   // smaller: as it is, centred
+             {{100, 50}, {150, 125, 100, 50}}, // smaller: as it is, centred
              {{400, 300}, {0, 0, 400, 300}},
              {{0, 0}, {}}}) {
         const QRectF shown = ImageView::displayRect(c.image, view);
         constexpr double tolerance = 1e-3;
-        EXPECT_NEAR(shown.x(), c.expected.x(), tolerance) << c.image.width() << "x" << c.image.height();
+        EXPECT_NEAR(shown.x(), c.expected.x(), tolerance)
+            << c.image.width() << "x" << c.image.height();
         EXPECT_NEAR(shown.y(), c.expected.y(), tolerance);
         EXPECT_NEAR(shown.width(), c.expected.width(), tolerance);
         EXPECT_NEAR(shown.height(), c.expected.height(), tolerance);
@@ -327,7 +330,8 @@ TEST_F(AlbumViewerTest, AWideImageFitsTheViewAndTheLayoutStaysStillBetweenImages
     viewer.setCurrentPhotoIndex(1);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
     QTest::qWait(20); // any layout change would land now
-    EXPECT_EQ(viewer.imageView()->imageRect().size(), QSizeF(20, 10)) << "one point per pixel, whatever its dpi";
+    EXPECT_EQ(viewer.imageView()->imageRect().size(), QSizeF(20, 10))
+        << "one point per pixel, whatever its dpi";
     EXPECT_EQ(viewer.imageView()->geometry(), view);
     EXPECT_EQ(viewer.slider()->geometry(), slider);
 }
@@ -348,12 +352,14 @@ TEST_F(AlbumViewerTest, AThumbnailThatBlocksItsReaderLeavesTheEventLoopRunning) 
     EXPECT_TRUE(QTest::qWaitFor([&] { return ticked; }, 1000));
 
     // Let a reader that opened the pipe go (one that refused it is done).
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        const int fd = ::open(images[1].c_str(), O_WRONLY | O_NONBLOCK);
-        if (fd >= 0)
-            ::close(fd);
-        return !viewer.isLoadingImage();
-    }, 10000));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            const int fd = ::open(images[1].c_str(), O_WRONLY | O_NONBLOCK);
+            if (fd >= 0)
+                ::close(fd);
+            return !viewer.isLoadingImage();
+        },
+        10000));
     EXPECT_TRUE(viewer.imageView()->image().isNull());
 }
 

@@ -16,7 +16,7 @@ using namespace slidebox::app;
 namespace {
 
 class AlbumsManagerTest : public ::testing::Test {
-protected:
+  protected:
     std::filesystem::path library(const std::string& name, int images) {
         slidebox::testing::makeLibrary6(temp / name, {"Roll"}, images);
         return temp / name;
@@ -73,17 +73,20 @@ TEST_F(AlbumsManagerTest, CatalogueComesBackWithFramesLibrariesAndStoredImages) 
     EXPECT_EQ(first->photoManager()->albumPath()->string(), a.string());
     EXPECT_EQ(first->photoManager()->defaultImageIndex(), 2);
     EXPECT_EQ(first->currentPhotoIndex(), 7) << "the stored image wins over the default one";
-    EXPECT_EQ(first->slider()->value(), 250) << "the slider stays at the default image: trunc(2 * 1000 / 8)";
+    EXPECT_EQ(first->slider()->value(), 250)
+        << "the slider stays at the default image: trunc(2 * 1000 / 8)";
     EXPECT_EQ(registry.viewerAtIndex(1)->geometry(), QRect(5, 6, 120, 90));
 }
 
 TEST_F(AlbumsManagerTest, EntriesOfTheWrongShapeGiveEmptyViewers) {
-    defaults.setObject(albumsCatalogKey,
-                       platform::PlistArray{platform::PlistDictionary{{viewerFrameKey, 12}},
-                                            platform::PlistDictionary{{viewerFrameKey, "{{1, 2}}"}}});
+    defaults.setObject(
+        albumsCatalogKey,
+        platform::PlistArray{platform::PlistDictionary{{viewerFrameKey, 12}},
+                             platform::PlistDictionary{{viewerFrameKey, "{{1, 2}}"}}});
     AlbumsManager registry(defaults);
     ASSERT_EQ(registry.numberOfViewer(), 2);
-    EXPECT_EQ(registry.viewerAtIndex(0)->geometry(), QRect(0, 0, 0, 0)) << "no frame: the zero rectangle";
+    EXPECT_EQ(registry.viewerAtIndex(0)->geometry(), QRect(0, 0, 0, 0))
+        << "no frame: the zero rectangle";
     EXPECT_EQ(registry.viewerAtIndex(1)->photoManager(), nullptr);
     EXPECT_EQ(registry.viewerAtIndex(1)->currentPhotoIndex(), -1);
 }

@@ -23,7 +23,7 @@ using slidebox::testing::ControllerTest;
 namespace {
 
 class AppDelegateTest : public ControllerTest {
-protected:
+  protected:
     std::unique_ptr<AppDelegate> launch() {
         auto delegate = std::make_unique<AppDelegate>(fixture.context());
         delegate->applicationDidFinishLaunching();
@@ -133,11 +133,13 @@ TEST_F(AppDelegateTest, HelpAndAboutAreCentredEachTimeTheyOpen) {
     auto delegate = launch();
     const QPoint centre = QGuiApplication::primaryScreen()->availableGeometry().center();
     for (QAction* action : {delegate->helpAction(), delegate->aboutAction()}) {
-        QWidget* window = action == delegate->helpAction() ? delegate->helpWindow() : delegate->aboutWindow();
+        QWidget* window =
+            action == delegate->helpAction() ? delegate->helpWindow() : delegate->aboutWindow();
         window->move(3, 3);
         action->trigger();
         EXPECT_TRUE(window->isVisible());
-        EXPECT_LE((window->frameGeometry().center() - centre).manhattanLength(), 8) << "within the frame's margins";
+        EXPECT_LE((window->frameGeometry().center() - centre).manhattanLength(), 8)
+            << "within the frame's margins";
     }
 }
 

@@ -33,7 +33,7 @@ using slidebox::testing::waitFor;
 using namespace slidebox::testing::x11;
 
 class EndToEnd : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
             GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
@@ -95,13 +95,15 @@ protected:
                      temp / "slidebox.log");
         EXPECT_GT(app_, 0);
         std::string window;
-        waitFor([&] {
-            auto found = xdotool({"search", "--onlyvisible", "--name", "^Slidebox$"});
-            if (!found || found->empty())
-                return false;
-            window = found->substr(0, found->find('\n'));
-            return true;
-        }, std::chrono::seconds(30));
+        waitFor(
+            [&] {
+                auto found = xdotool({"search", "--onlyvisible", "--name", "^Slidebox$"});
+                if (!found || found->empty())
+                    return false;
+                window = found->substr(0, found->find('\n'));
+                return true;
+            },
+            std::chrono::seconds(30));
         if (!window.empty()) {
             xdotool({"windowfocus", "--sync", window});
             std::this_thread::sleep_for(std::chrono::milliseconds(500));
@@ -132,7 +134,8 @@ protected:
         std::vector<std::string> paths;
         if (const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array())
             for (const platform::PlistValue& entry : *list)
-                paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+                paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string()
+                                                               : "");
         return paths;
     }
 
@@ -150,11 +153,14 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     st::makeLibrary6(beta, {"Roll"}, 4);
     platform::PlistDictionary preference{{"RootDirectory", alpha.string()}};
     for (int i = 0; i < 20; ++i)
-        preference.emplace("Setting" + std::to_string(i), i % 2 ? platform::PlistValue(i) : platform::PlistValue("v" + std::to_string(i)));
+        preference.emplace("Setting" + std::to_string(i),
+                           i % 2 ? platform::PlistValue(i)
+                                 : platform::PlistValue("v" + std::to_string(i)));
     fs::create_directories(preferenceFile().parent_path());
     ASSERT_TRUE(platform::writePlistFile(preferenceFile(), preference, platform::PlistFormat::Xml));
     standIn_ = st::startStandIn(home());
-    ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "opened", alpha.string()).has_value(); }));
+    ASSERT_TRUE(
+        waitFor([&] { return st::findEvent(home(), "opened", alpha.string()).has_value(); }));
 
     // First start: the Pictures folder is searched and listed.
     const std::string window = startApplication();
@@ -167,7 +173,8 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "opened", beta.string()).has_value(); },
                         std::chrono::seconds(20)))
         << st::readFile(temp / "slidebox.log");
-    EXPECT_TRUE(waitFor([&] { return !st::processRuns(standIn_); })) << "the first stand-in was quit";
+    EXPECT_TRUE(waitFor([&] { return !st::processRuns(standIn_); }))
+        << "the first stand-in was quit";
     const auto switched = platform::readPlistFile(preferenceFile());
     ASSERT_TRUE(switched);
     auto expected = preference;
@@ -187,8 +194,9 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     xdotool({"windowfocus", "--sync", dialog});
     ASSERT_TRUE(xdotool({"key", "Return"}));
     const fs::path created = pictures() / "iPhoto Library  1";
-    ASSERT_TRUE(waitFor([&] { return st::findEvent(home(), "made-library", created.string()).has_value(); },
-                        std::chrono::seconds(20)));
+    ASSERT_TRUE(
+        waitFor([&] { return st::findEvent(home(), "made-library", created.string()).has_value(); },
+                std::chrono::seconds(20)));
     // The record's watch notices the new marker within a tick or two.
     std::this_thread::sleep_for(std::chrono::milliseconds(4500));
     const auto marker = platform::modificationDate(created / "Library6.iPhoto", false);

@@ -60,7 +60,8 @@ TEST_F(AddLibraries, SeveralFoldersAtOnceAndAFolderWithoutLibraryEnablesRemove) 
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 0);
     EXPECT_TRUE(controller->deleteButton()->isEnabled()) << "enabled all the same";
-    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(QString::fromStdString(empty.string())))
+    EXPECT_TRUE(
+        controller->statusLine()->currentMessage().contains(QString::fromStdString(empty.string())))
         << "and the status line says why nothing came";
 
     const auto a = makeLibrary("A", 1, fixture.home());
@@ -97,8 +98,9 @@ TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitche
     std::filesystem::remove_all(fixture.pictures());
     const auto preference = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(preference.parent_path());
-    ASSERT_TRUE(platform::writePlistFile(preference, platform::PlistDictionary{{"RootDirectory", "/old"}, {"Other", 1}},
-                                         platform::PlistFormat::Xml));
+    ASSERT_TRUE(platform::writePlistFile(
+        preference, platform::PlistDictionary{{"RootDirectory", "/old"}, {"Other", 1}},
+        platform::PlistFormat::Xml));
     auto controller = start();
     fixture.dialogs().onModal = [&](QDialog&) {
         QTest::keyClick(controller->libraryNameTextField(), Qt::Key_Return);
@@ -115,7 +117,8 @@ TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitche
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled()) << "an empty folder is no library yet";
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     const auto after = platform::readPlistFile(preference);
-    EXPECT_EQ(*after->root["RootDirectory"].string(), created.string()) << "switched without the test";
+    EXPECT_EQ(*after->root["RootDirectory"].string(), created.string())
+        << "switched without the test";
     EXPECT_EQ(after->root["Other"].intValue(), 1);
 }
 
@@ -158,7 +161,8 @@ TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
             QTest::keyClick(field, Qt::Key_Backspace);
             QTest::keyClicks(field, name);
             EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
-            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty()) << name.toStdString();
+            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty())
+                << name.toStdString();
             EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
             QTest::keyClick(field, Qt::Key_Return);
             EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
@@ -188,8 +192,9 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 5);
     EXPECT_EQ(fixture.dialogs().lastAlert,
-              QStringList({"Remove Library's reference", "Do you want to remove the Library's reference ?",
-                           "Keep Library", "Remove Only Reference"}));
+              QStringList({"Remove Library's reference",
+                           "Do you want to remove the Library's reference ?", "Keep Library",
+                           "Remove Only Reference"}));
 
     fixture.dialogs().alertAnswers.push_back(0); // "Remove Only Reference"
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
@@ -204,7 +209,8 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     fixture.dialogs().alertAnswers.push_back(0);
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 3);
-    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr) << "no previous row: the viewer is empty";
+    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr)
+        << "no previous row: the viewer is empty";
     EXPECT_TRUE(controller->deleteButton()->isEnabled());
 }
 
@@ -241,4 +247,3 @@ TEST_F(RescanLibrary, RescanFindsNewImagesAndResetsTheDefaultImage) {
 }
 
 } // namespace
-

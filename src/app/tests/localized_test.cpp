@@ -16,10 +16,12 @@ using slidebox::testing::ControllerTest;
 
 namespace {
 
-std::filesystem::path tables() { return slidebox::testing::buildDir() / "share" / "slidebox" / "translations"; }
+std::filesystem::path tables() {
+    return slidebox::testing::buildDir() / "share" / "slidebox" / "translations";
+}
 
 class LocalizedTest : public ControllerTest {
-protected:
+  protected:
     void TearDown() override {
         removeLocalizedTable();
         ControllerTest::TearDown();
@@ -28,8 +30,9 @@ protected:
 
 TEST_F(LocalizedTest, WithoutTableTheKeyOrItsFallbackValue) {
     EXPECT_EQ(localizedString("Libraries"), "Libraries");
-    EXPECT_EQ(localizedString("Close the window or the application", "Close the window/application"),
-              "Close the window/application");
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window/application");
     auto controller = start();
     EXPECT_EQ(controller->hideButton()->toolTip(), "Close the window/application");
     EXPECT_EQ(controller->newButton()->toolTip(), "Add an existing Library into the List");
@@ -37,8 +40,9 @@ TEST_F(LocalizedTest, WithoutTableTheKeyOrItsFallbackValue) {
 
 TEST_F(LocalizedTest, EnglishTableHoldsEveryKey) {
     ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::English)));
-    EXPECT_EQ(localizedString("Close the window or the application", "Close the window/application"),
-              "Close the window or the application");
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window or the application");
     EXPECT_EQ(localizedString("Not a key", "fallback"), "fallback");
 }
 
@@ -48,7 +52,8 @@ TEST_F(LocalizedTest, FrenchTableTranslatesTheControllersTexts) {
     ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::French, QLocale::France)));
     auto controller = start();
     EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
-    EXPECT_EQ(controller->hideButton()->toolTip(), QString::fromUtf8("Fermer la fenêtre ou l'application"));
+    EXPECT_EQ(controller->hideButton()->toolTip(),
+              QString::fromUtf8("Fermer la fenêtre ou l'application"));
     EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
     EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Oui") << "and Qt's own";
     StatusItem item(QImage(), [] { return false; });

@@ -29,7 +29,8 @@ TEST_F(ControllerStart, FirstStartSearchesPicturesListsAndShowsTheFirstRow) {
     auto controller = start();
 
     EXPECT_TRUE(controller->firstStart());
-    EXPECT_EQ(fixture.context().userDefaults().objectForKey(firstStartDone), platform::PlistValue(true));
+    EXPECT_EQ(fixture.context().userDefaults().objectForKey(firstStartDone),
+              platform::PlistValue(true));
     ASSERT_EQ(controller->numberOfPhotoManager(), 2);
     EXPECT_EQ(pathAt(*controller, 0), a.string());
     EXPECT_EQ(pathAt(*controller, 1), b.string());
@@ -64,12 +65,13 @@ TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled());
     EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
     AlbumViewer* viewer = controller->albumViewer();
-    for (QWidget* control : std::initializer_list<QWidget*>{controller->rescanButton(), viewer->nextButton(),
-                                                            viewer->previousButton(), viewer->autoRepeatButton(),
-                                                            viewer->openFolderButton()})
+    for (QWidget* control : std::initializer_list<QWidget*>{
+             controller->rescanButton(), viewer->nextButton(), viewer->previousButton(),
+             viewer->autoRepeatButton(), viewer->openFolderButton()})
         EXPECT_FALSE(control->isEnabled()) << control->objectName().toStdString();
 
-    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{makeLibrary("A", 2)}, true);
+    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{makeLibrary("A", 2)},
+                                         true);
     EXPECT_TRUE(controller->rescanButton()->isEnabled());
     EXPECT_TRUE(viewer->nextButton()->isEnabled());
     EXPECT_TRUE(viewer->openFolderButton()->isEnabled());
@@ -108,8 +110,9 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
     auto& defaults = fixture.context().userDefaults();
     auto valid = iPhotoAlbumManager::initWithAlbumPath(a)->dictionary();
     ASSERT_TRUE(valid);
-    defaults.setObject(photoAlbumDictionariesKey,
-                       platform::PlistArray{"not a dictionary", 42, *valid, platform::PlistArray{}});
+    defaults.setObject(
+        photoAlbumDictionariesKey,
+        platform::PlistArray{"not a dictionary", 42, *valid, platform::PlistArray{}});
     defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
     defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
     auto controller = start();
@@ -120,8 +123,8 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
 
 TEST_F(ControllerStart, AStoredListThatIsNoArrayOrEmptyLeadsToTheSearch) {
     makeLibrary("Found", 1);
-    for (const platform::PlistValue& stored : {platform::PlistValue("garbage"),
-                                               platform::PlistValue(platform::PlistArray{})}) {
+    for (const platform::PlistValue& stored :
+         {platform::PlistValue("garbage"), platform::PlistValue(platform::PlistArray{})}) {
         fixture.context().userDefaults().setObject(photoAlbumDictionariesKey, stored);
         auto controller = start();
         EXPECT_EQ(controller->numberOfPhotoManager(), 1);
@@ -158,7 +161,8 @@ TEST_F(ControllerList, LookupsByIndexIdentityAndPath) {
 
     // The count field takes the singular below two; removals outside the list do nothing.
     EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
-    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
+    controller->addPhotoManagerToList(
+        iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
     EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     controller->removePhotoManagerAtIndex(7);
     controller->removePhotoManagerAtIndex(-1);
@@ -196,13 +200,18 @@ TEST_F(ControllerList, AChangedListIsWrittenSoonWithoutQuitting) {
         if (const auto stored = platform::readPlistFile(file))
             if (const platform::PlistArray* list = stored->root[photoAlbumDictionariesKey].array())
                 for (const auto& entry : *list)
-                    paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+                    paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string()
+                                                                   : "");
         return paths;
     };
     const auto a = makeLibrary("A", 1);
     const auto b = makeLibrary("B", 1);
     controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{a, b}, true);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{a.string(), b.string()}; }, 3000));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return storedPaths() == std::vector{a.string(), b.string()};
+        },
+        3000));
     controller->removePhotoManagerAtIndex(0);
     EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{b.string()}; }, 3000));
 }
@@ -217,7 +226,8 @@ TEST_F(ControllerList, ALibraryGoneFromDiskStaysListedAndIsSavedEmpty) {
     fixture.restart();
     auto controller = start();
     ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 3) << "stored list until the watch ticks";
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 3)
+        << "stored list until the watch ticks";
     controller->photoManagerAtIndex(0)->checkLibraryModificationDate();
     EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 0);
     controller->registerDefaults();
@@ -234,11 +244,13 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     const auto a = makeLibrary("A", 2);
     slidebox::testing::makeJpeg(a / "Data" / "Roll" / "1.jpg", 120, 80, 72, 3);
     auto controller = start();
-    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Empty", 0)));
+    controller->addPhotoManagerToList(
+        iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Empty", 0)));
 
     const QImage strip(QString::fromStdString((fixture.resources() / "FilmStrip.tif").string()));
     const QImage plain = controller->tableViewObjectValue(1);
-    EXPECT_EQ(plain.convertToFormat(QImage::Format_ARGB32), strip.convertToFormat(QImage::Format_ARGB32))
+    EXPECT_EQ(plain.convertToFormat(QImage::Format_ARGB32),
+              strip.convertToFormat(QImage::Format_ARGB32))
         << "a library without images shows the plain film strip";
 
     const QImage cell = controller->tableViewObjectValue(0);
@@ -251,15 +263,18 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     EXPECT_NEAR(inside.red(), expected.red(), 24);
     EXPECT_NEAR(inside.green(), expected.green(), 24);
     EXPECT_NEAR(inside.blue(), expected.blue(), 24);
-    EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12)) << "above the thumbnail: film frame";
+    EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12))
+        << "above the thumbnail: film frame";
     EXPECT_EQ(controller->tableViewObjectValue(0).pixelColor(42, 12), strip.pixelColor(42, 12))
         << "the shared film strip is never drawn on";
 
     // The library's name goes with its picture, the whole path in the tool tip.
     const QAbstractItemModel* model = controller->photoManagersTableView()->model();
     EXPECT_EQ(model->data(model->index(0, 0), Qt::DisplayRole).toString(), "A");
-    EXPECT_EQ(model->data(model->index(0, 0), Qt::ToolTipRole).toString().toStdString(), a.string());
-    EXPECT_FALSE(model->data(model->index(0, 0), Qt::DecorationRole).isNull()) << "the first column keeps its picture";
+    EXPECT_EQ(model->data(model->index(0, 0), Qt::ToolTipRole).toString().toStdString(),
+              a.string());
+    EXPECT_FALSE(model->data(model->index(0, 0), Qt::DecorationRole).isNull())
+        << "the first column keeps its picture";
 }
 
 using ControllerSelection = ControllerTest;
@@ -291,7 +306,8 @@ TEST_F(ControllerSelection, ControlMovePicksThePictureOfTheLibraryBeingLeft) {
     keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
     EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 2);
-    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0) << "the arriving one is left alone";
+    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0)
+        << "the arriving one is left alone";
     EXPECT_NE(controller->tableViewObjectValue(0), before) << "the row shows its new picture";
 
     // Control on the selected row keeps it selected.
@@ -347,11 +363,13 @@ TEST_F(ControllerSwitch, AFolderThatIsNoLibraryIsNotSwitchedTo) {
     const auto a = makeLibrary("A", 1);
     const auto file = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(file.parent_path());
-    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"), platform::PlistFormat::Xml));
+    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"),
+                                         platform::PlistFormat::Xml));
     auto controller = start();
     ASSERT_TRUE(controller->iPhotoButton()->isEnabled());
     std::filesystem::remove(a / "Library6.iPhoto");
-    EXPECT_TRUE(controller->iPhotoButton()->isEnabled()) << "the button keeps its state until the next selection";
+    EXPECT_TRUE(controller->iPhotoButton()->isEnabled())
+        << "the button keeps its state until the next selection";
     QTest::mouseClick(controller->iPhotoButton(), Qt::LeftButton);
     EXPECT_TRUE(controller->statusLine()->currentMessage().contains("is not an iPhoto Library"));
     std::filesystem::remove_all(a);
@@ -366,12 +384,14 @@ TEST_F(ControllerSwitch, APathThePreferenceCantHoldIsRefusedAndEveryOutcomeIsSai
     const auto plain = makeLibrary("Plain", 1);
     const auto file = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(file.parent_path());
-    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"), platform::PlistFormat::Xml));
+    ASSERT_TRUE(platform::writePlistFile(file, preferenceWithTwentyOtherKeys("/old"),
+                                         platform::PlistFormat::Xml));
     const std::string before = slidebox::testing::readFile(file);
     auto controller = start();
     ASSERT_EQ(pathAt(*controller, 0), odd.string());
     doubleClickRow(*controller, 0);
-    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("can't be written into iPhoto's preferences"));
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(
+        "can't be written into iPhoto's preferences"));
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     EXPECT_EQ(slidebox::testing::readFile(file), before) << "refused: the file is untouched";
 

@@ -33,7 +33,8 @@ void drawFilm(QPainter& painter, const QRectF& area, const QRectF& frame, qreal 
     for (qreal y = area.top() + pitch / 2.0 - holeHeight / 2.0; y + holeHeight <= area.bottom();
          y += pitch) {
         const qreal radius = holeHeight * 0.25;
-        painter.drawRoundedRect(QRectF(area.left() + margin, y, holeWidth, holeHeight), radius, radius);
+        painter.drawRoundedRect(QRectF(area.left() + margin, y, holeWidth, holeHeight), radius,
+                                radius);
         painter.drawRoundedRect(QRectF(area.right() - margin - holeWidth, y, holeWidth, holeHeight),
                                 radius, radius);
     }
@@ -122,7 +123,8 @@ int main(int argc, char** argv) {
         for (int size : {16, 32, 48, 64, 128, 256}) {
             const QString apps = QStringLiteral("%1x%1/apps").arg(size);
             ok = QDir().mkpath(theme.filePath(apps)) &&
-                 save(icon(size), theme.filePath(apps + QStringLiteral("/slidebox.png")), "png") && ok;
+                 save(icon(size), theme.filePath(apps + QStringLiteral("/slidebox.png")), "png") &&
+                 ok;
         }
     }
     return ok ? 0 : 1;

@@ -20,8 +20,8 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
-#include <QThread>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include "app/album_viewer.h"
 #include "app/app_context.h"
@@ -85,15 +85,19 @@ bool saveScreen(QWidget* fallback, const QRect& part, const QString& name) {
 // The dialogs of the screenshot world: the name dialog is shown, taken and
 // cancelled; nothing else is asked.
 class PictureDialogs : public UserDialogs {
-public:
-    std::optional<std::vector<std::filesystem::path>> chooseFolders(QWidget*, const std::filesystem::path&) override {
+  public:
+    std::optional<std::vector<std::filesystem::path>>
+    chooseFolders(QWidget*, const std::filesystem::path&) override {
         return std::nullopt;
     }
     void runModal(QDialog& dialog) override {
         ok = saveGrab(&dialog, QStringLiteral("new-library-dialog.png")) && ok;
         dialog.reject();
     }
-    int runAlert(QWidget*, const QString&, const QString&, const QString&, const QString&) override { return 1; }
+    int runAlert(QWidget*, const QString&, const QString&, const QString&,
+                 const QString&) override {
+        return 1;
+    }
     bool ok = true;
 };
 
@@ -120,7 +124,8 @@ void makeLibrary(const std::filesystem::path& folder, int images, int seed) {
     std::filesystem::create_directories(folder / "Data" / "Roll 1");
     slidebox::platform::writeFileAtomically(folder / "Library6.iPhoto", "library");
     for (int i = 0; i < images; ++i)
-        writePicture(folder / "Data" / "Roll 1" / ("IMG_" + std::to_string(100 + i) + ".jpg"), seed + i);
+        writePicture(folder / "Data" / "Roll 1" / ("IMG_" + std::to_string(100 + i) + ".jpg"),
+                     seed + i);
 }
 
 } // namespace
@@ -172,7 +177,8 @@ int main(int argc, char** argv) {
 
         // The status item kind: the tray icon (or the handle), the window
         // docked under the top edge and pulled loose.
-        for (QWidget* window : {delegate.preferencesWindow(), delegate.helpWindow(), delegate.aboutWindow()})
+        for (QWidget* window :
+             {delegate.preferencesWindow(), delegate.helpWindow(), delegate.aboutWindow()})
             window->hide();
         delegate.windowKindMatrix()->button(statusItemWindowKind)->click();
         controller = delegate.uiController();
@@ -182,9 +188,13 @@ int main(int argc, char** argv) {
         if (StatusItem* item = controller->statusItem())
             ok = saveScreen(item->handle(), corner, QStringLiteral("status-item.png")) && ok;
         controller->statusItemAction();
-        ok = saveScreen(controller->window(), screen, QStringLiteral("main-window-kind2-docked.png")) && ok;
+        ok = saveScreen(controller->window(), screen,
+                        QStringLiteral("main-window-kind2-docked.png")) &&
+             ok;
         controller->window()->move(controller->window()->pos() + QPoint(-200, 150));
-        ok = saveScreen(controller->window(), screen, QStringLiteral("main-window-kind2-loose.png")) && ok;
+        ok = saveScreen(controller->window(), screen,
+                        QStringLiteral("main-window-kind2-loose.png")) &&
+             ok;
         controller->hideWindow(nullptr);
 
         controller->launchiPhotoWithNewAlbum(nullptr);

@@ -55,8 +55,12 @@ bool runCase(const GoldenCase& c) {
     TempDir home;
     writeFile(home / "text.icc", "not a profile at all");
     const std::map<std::string, std::string> variables = {
-        {"SRGB", kSRGB},   {"ADOBE", kAdobe}, {"CMYK", kCMYK},
-        {"GRAY", kGray},   {"NAMED", kNamed}, {"X11", "/usr/share/color/icc/colord/x11-colors.icc"},
+        {"SRGB", kSRGB},
+        {"ADOBE", kAdobe},
+        {"CMYK", kCMYK},
+        {"GRAY", kGray},
+        {"NAMED", kNamed},
+        {"X11", "/usr/share/color/icc/colord/x11-colors.icc"},
         {"HOME", home.path().string()}};
     bool installed = true;
     auto expand = [&](std::string text) {

@@ -133,7 +133,8 @@ TEST_F(CliIccCompare, ImagesAreMatchedThroughTheirProfiles) {
     r = compare({"--src-b", kSRGB, path("lab.tif"), path("gray.png")});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
-    EXPECT_THAT(r.err, HasSubstr("ColorWorld: No good source or not a destination Lab color space"));
+    EXPECT_THAT(r.err,
+                HasSubstr("ColorWorld: No good source or not a destination Lab color space"));
 }
 
 TEST_F(CliIccCompare, RefusalsPrintNothingAndWriteNoGamut) {

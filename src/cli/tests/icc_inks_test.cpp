@@ -20,9 +20,9 @@ std::vector<std::string> keys(const std::string& text) {
 
 const std::vector<std::string> kDefaultKeys = {"dot-gain", "total-ink-max", "black-max",
                                                "start-of-black"};
-const std::vector<std::string> kPointKeys = {"lightest",      "full-ink",    "lightest-lch",
-                                             "full-ink-lch",  "black-ink-lch", "cmy-ink-lch",
-                                             "black-point",   "primaries-lch", "max-chroma"};
+const std::vector<std::string> kPointKeys = {"lightest",     "full-ink",      "lightest-lch",
+                                             "full-ink-lch", "black-ink-lch", "cmy-ink-lch",
+                                             "black-point",  "primaries-lch", "max-chroma"};
 
 class CliIccInks : public ::testing::Test {
   protected:

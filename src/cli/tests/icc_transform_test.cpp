@@ -109,13 +109,13 @@ TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
         ASSERT_EQ(std::memcmp(out->row(y), out->row(0), out->minRowBytes()), 0) << y;
     if (!slidebox::platform::findInPath("script"))
         GTEST_SKIP() << "script missing: run tools/setup.sh";
-    const auto terminal = runChild(
-        "script",
-        {"-qec",
-         "'" + (buildDir() / "bin/slidebox-cli").string() + "' icc transform --src '" + kGray +
-             "' --dst '" + kSRGB + "' '" + path("gray.tif") + "' '" + path("rgb2.tif") + "'",
-         "/dev/null"},
-        homeEnv(home_));
+    const auto terminal = runChild("script",
+                                   {"-qec",
+                                    "'" + (buildDir() / "bin/slidebox-cli").string() +
+                                        "' icc transform --src '" + kGray + "' --dst '" + kSRGB +
+                                        "' '" + path("gray.tif") + "' '" + path("rgb2.tif") + "'",
+                                    "/dev/null"},
+                                   homeEnv(home_));
     EXPECT_EQ(terminal.status, 0);
     // One line redrawn after each tile (the terminal turns the last newline into \r\n).
     EXPECT_EQ(terminal.out, "\r[################### ]  99%\r[####################] 100%\r\n");
@@ -124,8 +124,10 @@ TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
 TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
     write("gray.tif", make(8, 8, PixelFormat::make(ColorSpace::Gray, 8)));
     write("rgb.tif", make(30, 30, PixelFormat::make(ColorSpace::RGB, 8)));
-    ASSERT_TRUE(writeTiff(dir_ / "wide.tif", Bitmap::allocate(1000001, 1, PixelFormat::make(ColorSpace::RGB, 8)).value(),
-                          {TiffCompression::Deflate, 0, {}, false}));
+    ASSERT_TRUE(
+        writeTiff(dir_ / "wide.tif",
+                  Bitmap::allocate(1000001, 1, PixelFormat::make(ColorSpace::RGB, 8)).value(),
+                  {TiffCompression::Deflate, 0, {}, false}));
     const std::string bytes = readFile(dir_ / "rgb.tif");
     writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
     const std::pair<std::vector<std::string>, const char*> refused[] = {

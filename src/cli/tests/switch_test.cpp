@@ -31,7 +31,6 @@ std::optional<std::string> rootDirectory(const TempDir& home) {
     return slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory");
 }
 
-
 } // namespace
 
 TEST(CliSwitch, WrongUsageIsStatusTwo) {
@@ -119,7 +118,8 @@ TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     makeEmptyLibrary6(libraryA);
     // No stand-in on PATH: the launch script finds nothing and says so.
     auto run = runCli({"switch", libraryA.string()},
-                      {"HOME=" + home.path().string(), "XDG_RUNTIME_DIR=" + home.path().string(), "PATH=/usr/bin:/bin"});
+                      {"HOME=" + home.path().string(), "XDG_RUNTIME_DIR=" + home.path().string(),
+                       "PATH=/usr/bin:/bin"});
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err, HasSubstr("the preference file is missing"));
     EXPECT_THAT(run.err, HasSubstr("] iPhoto was not found on PATH")); // a log line

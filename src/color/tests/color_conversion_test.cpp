@@ -201,9 +201,14 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
         float a, b, h;
     };
     const Case cases[] = {
-        {0.05f, 0.05f, 0.0f}, {-1.0f, 0.05f, 180.0f}, {-0.05f, 0.05f, 0.0f},
-        {0.0f, 5.0f, 90.0f},  {0.0f, -5.0f, 270.0f},  {-1.0f, -1.0f, 225.0f},
-        {1.0f, 1.0f, 45.0f},  {1.0f, -1.0f, 315.0f},
+        {0.05f, 0.05f, 0.0f},
+        {-1.0f, 0.05f, 180.0f},
+        {-0.05f, 0.05f, 0.0f},
+        {0.0f, 5.0f, 90.0f},
+        {0.0f, -5.0f, 270.0f},
+        {-1.0f, -1.0f, 225.0f},
+        {1.0f, 1.0f, 45.0f},
+        {1.0f, -1.0f, 315.0f},
         {-0.0999f, 2.0f, 90.0f}, // inside the band
         {0.1f, 0.1f, 45.0f},     // 0.1 lies outside the band
         // The bounds are doubles: the single-precision -0.1 widens to just

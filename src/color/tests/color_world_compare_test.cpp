@@ -347,8 +347,8 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
             EXPECT_NEAR(world.averageDeltaE(), sum / static_cast<float>(compared), kExact);
             EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
             EXPECT_NEAR(world.miniDeltaE(), mini, kExact);
-            EXPECT_NEAR(world.inGamutPixelsPercentage(),
-                        static_cast<float>(in * 100.0 / compared), kExact);
+            EXPECT_NEAR(world.inGamutPixelsPercentage(), static_cast<float>(in * 100.0 / compared),
+                        kExact);
         }
     }
 }

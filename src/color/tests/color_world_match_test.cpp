@@ -17,7 +17,6 @@ using namespace slidebox::testing;
 
 namespace {
 
-
 // The engine's optimised 8-bit tables against its unoptimised arithmetic:
 // a few levels at most, more through a printer table than a matrix.
 constexpr int kMatrixTol8 = 1;

@@ -28,9 +28,9 @@ using Samples = std::vector<std::vector<std::uint16_t>>; // the fields of some c
 const Samples kRGBSamples = {{65535, 65535, 65535}, {0, 0, 0},           {65535, 0, 0},
                              {0, 65535, 0},         {0, 0, 65535},       {32768, 32768, 32768},
                              {12000, 40000, 23000}, {60000, 51000, 7000}};
-const Samples kCMYKSamples = {{0, 0, 0, 0},         {65535, 0, 0, 0},
-                              {0, 65535, 0, 0},     {0, 0, 65535, 0},
-                              {0, 0, 0, 65535},     {20000, 30000, 40000, 10000},
+const Samples kCMYKSamples = {{0, 0, 0, 0},           {65535, 0, 0, 0},
+                              {0, 65535, 0, 0},       {0, 0, 65535, 0},
+                              {0, 0, 0, 65535},       {20000, 30000, 40000, 10000},
                               {50000, 5000, 30000, 0}};
 const Samples kGraySamples = {{0}, {65535}, {32768}, {5000}};
 
@@ -49,9 +49,10 @@ std::vector<Values> calculator(const std::filesystem::path& in, const std::files
             input << v << ' ';
         input << '\n';
     }
-    const auto run = runChild("transicc", {"-n", "-c0", "-t" + std::to_string(intent),
-                                           "-i" + in.string(), "-o" + out.string()},
-                              {}, input.str());
+    const auto run = runChild(
+        "transicc",
+        {"-n", "-c0", "-t" + std::to_string(intent), "-i" + in.string(), "-o" + out.string()}, {},
+        input.str());
     std::vector<Values> rows;
     std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);) {
@@ -171,8 +172,7 @@ TEST_F(ColorWorldReference, DeviceToLabAllIntents) {
 }
 
 TEST_F(ColorWorldReference, DeviceToDeviceAllIntents) {
-    const std::tuple<std::filesystem::path, std::filesystem::path, OSType, OSType,
-                     const Samples*>
+    const std::tuple<std::filesystem::path, std::filesystem::path, OSType, OSType, const Samples*>
         chains[] = {{kAdobe, kCMYK, cmRGBData, cmCMYKData, &kRGBSamples},
                     {kCMYK, kSRGB, cmCMYKData, cmRGBData, &kCMYKSamples},
                     {kGray, kSRGB, cmGrayData, cmRGBData, &kGraySamples}};

@@ -253,4 +253,3 @@ TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
     const auto device = ColorValue::colorWithDeviceRed(0.1f, 0.2f, 0.3f, 0.4f);
     EXPECT_EQ(ColorWorld::checkColorSpace(device), device);
 }
-

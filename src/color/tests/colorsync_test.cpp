@@ -27,7 +27,8 @@ CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
 CMProfileRef openGeneric(const TempDir& dir, OSType space) {
     auto bytes = genericProfileBytes(space);
     EXPECT_TRUE(bytes);
-    return CMOpenProfile(writeProfile(dir, std::to_string(space) + ".icc", bytes.value_or(Bytes{})));
+    return CMOpenProfile(
+        writeProfile(dir, std::to_string(space) + ".icc", bytes.value_or(Bytes{})));
 }
 
 double labL(const CMColor& c) {

@@ -335,8 +335,7 @@ TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
 TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
     ScopedEnv data("XDG_DATA_HOME", "/somewhere/data");
     ProfilePlaces places = ProfilePlaces::fromEnvironment();
-    EXPECT_EQ(places.profileFolders,
-              (std::vector<std::filesystem::path>{"/usr/share/color/icc",
-                                                  "/usr/local/share/color/icc",
-                                                  "/somewhere/data/icc", places.home / ".color/icc"}));
+    EXPECT_EQ(places.profileFolders, (std::vector<std::filesystem::path>{
+                                         "/usr/share/color/icc", "/usr/local/share/color/icc",
+                                         "/somewhere/data/icc", places.home / ".color/icc"}));
 }

@@ -40,8 +40,10 @@ TEST(ProfileHeaderReport, SevenLinesInOrder) {
 TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
     CM2Header h = sampleHeader();
     // Single precision first: 4294967295 becomes 4294967296 before the division.
-    for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "}, {1001u, "Size : 1.001 Ko / "},
-                               {0u, "Size : 0 / "}, {0xFFFFFFFFu, "Size : 4294967.296 Ko / "}}) {
+    for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "},
+                               {1001u, "Size : 1.001 Ko / "},
+                               {0u, "Size : 0 / "},
+                               {0xFFFFFFFFu, "Size : 4294967.296 Ko / "}}) {
         h.size = size;
         EXPECT_EQ(headerInfos(h).rfind(start, 0), 0u) << size;
     }

@@ -162,8 +162,7 @@ TEST_F(TiffWriterTest, RowsStreamedInWholeStripsOrUnevenPiecesMakeTheSameImage) 
         }
         EXPECT_EQ(writer->rowsWritten(), 12);
         // Until finished, only the hidden temporary file exists.
-        EXPECT_THAT(testing::folderEntries(dir.path()),
-                    ElementsAre(::testing::Ne("pieces.tif")));
+        EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre(::testing::Ne("pieces.tif")));
         ASSERT_TRUE(writer->finish());
         auto back = TiffReader::open(dir / "pieces.tif");
         ASSERT_TRUE(back);

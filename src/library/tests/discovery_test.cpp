@@ -34,7 +34,8 @@ TEST(Recognition, MarkersMustBeExactNonFolderEntries) {
     EXPECT_TRUE(iPhotoAlbumManager::isiPhotoLibrary3(dir / "three"));
     EXPECT_TRUE(iPhotoAlbumManager::isiPhotoLibrary2(dir / "two"));
     EXPECT_FALSE(iPhotoAlbumManager::isiPhotoLibrary6(dir / "two"));
-    for (const char* plain : {"case", "dir-marker", "albums-file", "albums-dir-marker", "loose-marker2", "missing"})
+    for (const char* plain :
+         {"case", "dir-marker", "albums-file", "albums-dir-marker", "loose-marker2", "missing"})
         EXPECT_FALSE(iPhotoAlbumManager::isiPhotoLibrary(dir / plain)) << plain;
     EXPECT_TRUE(iPhotoAlbumManager::isiPhotoLibrary(dir / "link")); // a link to a file is a marker
     EXPECT_FALSE(iPhotoAlbumManager::isiPhotoLibrary(dir / "target")); // a file is no folder
@@ -44,7 +45,8 @@ TEST(Discovery, FolderThatIsALibraryGivesItselfOnly) {
     TempDir dir;
     fx::makeLibrary3(dir / "outer", {});
     fx::makeLibrary6(dir / "outer" / "inner", {});
-    EXPECT_EQ(iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir / "outer"), Paths{dir / "outer"});
+    EXPECT_EQ(iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir / "outer"),
+              Paths{dir / "outer"});
     // Searching from above doesn't find the library inside the library.
     EXPECT_EQ(iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir.path()), Paths{dir / "outer"});
 }
@@ -61,7 +63,8 @@ TEST(Discovery, DepthFirstInByteOrderWithHiddenFoldersAndOddNames) {
     fx::makeLibrary3(dir / "c", {});
     writeFile(dir / "c" / "Albums" / "Photo Library", "");
 
-    Paths expected{dir / ".hidden lib", dir / "a" / "shallow", dir / "a" / "x" / "y" / "deep", dir / raw, dir / "c"};
+    Paths expected{dir / ".hidden lib", dir / "a" / "shallow", dir / "a" / "x" / "y" / "deep",
+                   dir / raw, dir / "c"};
     EXPECT_EQ(iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir.path()), expected);
 }
 
@@ -83,8 +86,10 @@ TEST(Discovery, LinksAreFollowedLoopsEndAndDanglingLinksAreSkipped) {
     fx::makeLibrary3(dir / "elsewhere" / "lib", {});
     std::filesystem::create_directories(dir / "root" / "sub");
     std::filesystem::create_symlink(dir / "elsewhere", dir / "root" / "a-link");
-    std::filesystem::create_symlink(dir / "root", dir / "root" / "sub" / "loop");       // back to the start
-    std::filesystem::create_symlink(dir / "root" / "sub", dir / "root" / "sub" / "self"); // to itself
+    std::filesystem::create_symlink(dir / "root",
+                                    dir / "root" / "sub" / "loop"); // back to the start
+    std::filesystem::create_symlink(dir / "root" / "sub",
+                                    dir / "root" / "sub" / "self"); // to itself
     std::filesystem::create_symlink(dir / "nowhere", dir / "root" / "dangling");
     fx::makeLibrary6(dir / "root" / "sub" / "z-after-loop", {});
 
@@ -99,7 +104,8 @@ TEST(Walks, EachFolderIsEnteredOnceThroughADiamondOfLinks) {
     TempDir dir;
     auto diamond = [](const std::filesystem::path& top, int levels) {
         for (int level = 0; level < levels; ++level) {
-            const auto here = top / ("d" + std::to_string(level)), next = top / ("d" + std::to_string(level + 1));
+            const auto here = top / ("d" + std::to_string(level)),
+                       next = top / ("d" + std::to_string(level + 1));
             std::filesystem::create_directories(here);
             std::filesystem::create_directories(next);
             std::filesystem::create_symlink(next, here / "a");
@@ -126,7 +132,10 @@ TEST(Discovery, UnreadableFolderIsPassedOver) {
     chmod(dir.path().c_str(), 0755);
     chmod((dir / "locked").c_str(), 0);
     EXPECT_EQ(fx::runAsUnprivilegedUser([&] {
-                  return iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir.path()) == Paths{dir / "open" / "lib"} ? 0 : 1;
+                  return iPhotoAlbumManager::iPhotoLibrariesPathsInFolder(dir.path()) ==
+                                 Paths{dir / "open" / "lib"}
+                             ? 0
+                             : 1;
               }),
               0);
     chmod((dir / "locked").c_str(), 0755);

@@ -28,8 +28,8 @@ TEST(ImageWalk, Generation6TakesOnlyTheLowestFoldersBelowData) {
     fx::makeJpeg(lib / "Data" / "2006" / "not-lowest.jpg");
     fx::makeJpeg(lib / "Data" / "direct.jpg");
     fx::makeJpeg(lib / "Thumbs" / "ignored.jpg"); // Thumbs don't count in generation 6
-    Paths expected{lib / "Data/2006/Roll 1/1.jpg", lib / "Data/2006/Roll 1/2.jpg", lib / "Data/2006/Roll 2/1.jpg",
-                   lib / "Data/2006/Roll 2/2.jpg"};
+    Paths expected{lib / "Data/2006/Roll 1/1.jpg", lib / "Data/2006/Roll 1/2.jpg",
+                   lib / "Data/2006/Roll 2/1.jpg", lib / "Data/2006/Roll 2/2.jpg"};
     EXPECT_EQ(imagesOf(lib), expected);
 }
 
@@ -98,7 +98,7 @@ TEST(ImageAccess, IndexRulesNamesAndOnePointPerPixel) {
     QImage first = record->imageAtIndex(0);
     ASSERT_FALSE(first.isNull());
     EXPECT_EQ(first.size(), QSize(300, 200));
-    EXPECT_EQ(first.dotsPerMeterX(), 2835); // 72 dpi: a point is a pixel
+    EXPECT_EQ(first.dotsPerMeterX(), 2835);                     // 72 dpi: a point is a pixel
     EXPECT_EQ(record->imageAtIndex(2).size(), QSize(300, 200)); // past the end: the first image
     EXPECT_EQ(record->imageAtIndex(1).size(), QSize(10, 20));
 
@@ -106,7 +106,8 @@ TEST(ImageAccess, IndexRulesNamesAndOnePointPerPixel) {
     EXPECT_EQ(record->fileNameAtIndex(1), "small.jpg");
 
     std::filesystem::remove(dir / "lib" / "Thumbs" / "small.jpg");
-    EXPECT_TRUE(record->imageAtIndex(1).isNull()); // gone: null, the list stays until the next update
+    EXPECT_TRUE(
+        record->imageAtIndex(1).isNull()); // gone: null, the list stays until the next update
     EXPECT_EQ(record->numberOfImage(), 2);
 }
 
@@ -115,7 +116,8 @@ TEST(ImageAccess, OnlyRegularFilesWithinTheLimitAreRead) {
     fx::makeLibrary3(dir / "lib", {});
     const auto thumbs = dir / "lib" / "Thumbs";
     fx::makeJpeg(thumbs / "1.jpg"); // made by the fixture: the one image that shows
-    ASSERT_EQ(mkfifo((thumbs / "2.jpg").c_str(), 0600), 0); // an open that blocks would never return
+    ASSERT_EQ(mkfifo((thumbs / "2.jpg").c_str(), 0600),
+              0); // an open that blocks would never return
     std::filesystem::create_symlink("/dev/zero", thumbs / "3.jpg");
     writeFile(thumbs / "4.jpg", std::string(iPhotoAlbumManager::maxImageFileBytes + 1, '\xff'));
     auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib");

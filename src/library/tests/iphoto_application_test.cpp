@@ -4,8 +4,8 @@
 
 #include <csignal>
 #include <mutex>
-#include <thread>
 #include <sys/wait.h>
+#include <thread>
 
 #include "library/iphoto_application.h"
 #include "library/tests/tools/stand_in_control.h"
@@ -159,11 +159,12 @@ class LogCapture {
     std::vector<std::string> lines_;
 };
 
-
 // A preference file holding only the root directory.
-void writeRootOnly(const TempDir& home, const std::filesystem::path& root, platform::PlistFormat format) {
-    writePreferences(home, platform::serializePlist(
-                               PlistValue(PlistDictionary{{"RootDirectory", root.string()}}), format));
+void writeRootOnly(const TempDir& home, const std::filesystem::path& root,
+                   platform::PlistFormat format) {
+    writePreferences(home,
+                     platform::serializePlist(
+                         PlistValue(PlistDictionary{{"RootDirectory", root.string()}}), format));
 }
 
 // Starts a stand-in (cleaned up with the test) and waits until it has opened its library.
@@ -201,9 +202,10 @@ TEST(iPhotoPreferences, EveryTypeSurvivesARewriteInTheFilesOwnFormat) {
         EXPECT_EQ(dict->at(iPhotoApplication::rootDirectoryKey), PlistValue(next));
 
         // Blanks, markup characters, UTF-8 and dot segments go in unchanged.
-        for (const std::string path : {"/Volumes/My Photos/Ann's  Library 2006 ", "/Photos & <Co>/\"A\"",
-                                       "/Users/ann/Bilder/Fotos \xe2\x80\x93 Sommer \xc3\xa9t\xc3\xa9",
-                                       "/Users/ann/../ann/./Library/"}) {
+        for (const std::string path :
+             {"/Volumes/My Photos/Ann's  Library 2006 ", "/Photos & <Co>/\"A\"",
+              "/Users/ann/Bilder/Fotos \xe2\x80\x93 Sommer \xc3\xa9t\xc3\xa9",
+              "/Users/ann/../ann/./Library/"}) {
             ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo(path));
             EXPECT_EQ(app.iPhotoRootDirectoryPath(), path);
         }
@@ -264,11 +266,14 @@ TEST(iPhotoSwitch, APathTheFileCantHoldRefusesTheWholeSwitch) {
         const auto file = writePreferences(home, fixture.bytes);
         const auto steps = home / "steps";
         for (const char* script : {"QuitiPhoto", "LaunchiPhoto"})
-            writeFile(home / (std::string(script) + ".applescript"), "echo " + std::string(script) + " >> \"" + steps.string() + "\"\n");
+            writeFile(home / (std::string(script) + ".applescript"),
+                      "echo " + std::string(script) + " >> \"" + steps.string() + "\"\n");
         iPhotoApplication app(home.path(), home.path());
         app.setSwitchLockFile(home / "lock");
-        app.setProcessProbe([](std::string_view) { return true; }); // it runs: a switch would quit it
-        for (const std::string& path : {std::string("/Users/ann/caf\xe9 Library"), std::string("/Users/ann\0/x", 12)}) {
+        app.setProcessProbe(
+            [](std::string_view) { return true; }); // it runs: a switch would quit it
+        for (const std::string& path :
+             {std::string("/Users/ann/caf\xe9 Library"), std::string("/Users/ann\0/x", 12)}) {
             const platform::Status status = app.threadSwitchAlbum(path);
             EXPECT_EQ(status.code(), platform::ErrorCode::BadArgument);
             EXPECT_EQ(readFile(file), fixture.bytes);
@@ -281,8 +286,9 @@ TEST(iPhotoSwitch, SwitchesOfTwoProcessesRunOneAfterTheOther) {
     TempDir home;
     writeRootOnly(home, "/Library A", platform::PlistFormat::Xml);
     const auto steps = home / "steps";
-    writeFile(home / "QuitiPhoto.applescript",
-              "echo in >> \"" + steps.string() + "\"; sleep 0.3; echo out >> \"" + steps.string() + "\"\n");
+    writeFile(home / "QuitiPhoto.applescript", "echo in >> \"" + steps.string() +
+                                                   "\"; sleep 0.3; echo out >> \"" +
+                                                   steps.string() + "\"\n");
     auto switchTo = [&](const std::string& path) {
         iPhotoApplication app(home.path(), home.path());
         app.setSwitchLockFile(home / "lock");
@@ -443,8 +449,9 @@ TEST(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
 
     // No preference file: nothing is made, the launch still runs.
     std::filesystem::remove(iPhotoApplication(home.path(), home.path()).preferenceFilePath());
-    EXPECT_EQ(iPhotoApplication(home.path(), onlyLaunch.path()).threadSwitchAlbum("/Library D").code(),
-              platform::ErrorCode::CannotOpen);
+    EXPECT_EQ(
+        iPhotoApplication(home.path(), onlyLaunch.path()).threadSwitchAlbum("/Library D").code(),
+        platform::ErrorCode::CannotOpen);
     EXPECT_EQ(readFile(steps), "launch\nquit\nlaunch\n");
     EXPECT_FALSE(
         std::filesystem::exists(iPhotoApplication(home.path(), home.path()).preferenceFilePath()));

@@ -94,25 +94,28 @@ TEST(Record, DictionaryRoundTripThroughTheStoredFormat) {
 }
 
 TEST(Record, RestoredWithoutTouchingTheDiskAndMissingKeysTolerated) {
-    PlistDictionary dict{{"AM_AlbumPath", PlistValue("/no/such/library")},
-                         {"AM_AlbumDate", PlistValue(Date{1, 2})},
-                         {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", "/x/2.jpg", "/x/3.jpg"})},
-                         {"AM_defaultImageIndex", PlistValue(7)}};
+    PlistDictionary dict{
+        {"AM_AlbumPath", PlistValue("/no/such/library")},
+        {"AM_AlbumDate", PlistValue(Date{1, 2})},
+        {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", "/x/2.jpg", "/x/3.jpg"})},
+        {"AM_defaultImageIndex", PlistValue(7)}};
     auto gone = iPhotoAlbumManager::initWithDictionary(dict);
-    EXPECT_EQ(gone->numberOfImage(), 3); // the stored list stands until the first tick
+    EXPECT_EQ(gone->numberOfImage(), 3);     // the stored list stands until the first tick
     EXPECT_EQ(gone->defaultImageIndex(), 2); // 7 limited by 3 images
     EXPECT_EQ(gone->albumDate(), (Date{1, 2}));
     gone->stopLookAtModificationDate();
 
-    auto noPath = iPhotoAlbumManager::initWithDictionary({{"AM_ImagePaths", PlistValue(PlistArray{"/a.jpg"})}});
+    auto noPath = iPhotoAlbumManager::initWithDictionary(
+        {{"AM_ImagePaths", PlistValue(PlistArray{"/a.jpg"})}});
     EXPECT_FALSE(noPath->isWatching());
     EXPECT_EQ(noPath->defaultImageIndex(), 0);
     EXPECT_FALSE(noPath->dictionary()); // drops out of the next save
 
     // Wrong types count as missing; the keys are case-sensitive.
-    auto wrong = iPhotoAlbumManager::initWithDictionary({{"AM_AlbumPath", PlistValue(42)},
-                                                         {"AM_ImagePaths", PlistValue("not an array")},
-                                                         {"AM_DefaultImageIndex", PlistValue(1)}});
+    auto wrong =
+        iPhotoAlbumManager::initWithDictionary({{"AM_AlbumPath", PlistValue(42)},
+                                                {"AM_ImagePaths", PlistValue("not an array")},
+                                                {"AM_DefaultImageIndex", PlistValue(1)}});
     EXPECT_FALSE(wrong->albumPath());
     EXPECT_FALSE(wrong->imagePaths());
     EXPECT_EQ(wrong->defaultImageIndex(), -1);

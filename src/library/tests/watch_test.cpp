@@ -32,7 +32,8 @@ struct NotificationCount {
     std::vector<const void*> objects;
     platform::NotificationCenter::Observation observation =
         platform::NotificationCenter::defaultCenter().addObserver(
-            libraryModificationNotification, [this](const void* object) { objects.push_back(object); });
+            libraryModificationNotification,
+            [this](const void* object) { objects.push_back(object); });
 };
 
 } // namespace
@@ -80,7 +81,8 @@ TEST(Watch, RealTimerFreesAnOrphanAtItsNextTickButKeepsAHeldRecord) {
     auto held = iPhotoAlbumManager::initWithAlbumPath(dir / "b"); // as a viewer holds it
     std::weak_ptr<iPhotoAlbumManager> heldWeak = held;
     EXPECT_FALSE(orphan.expired()); // the timer holds it until its next tick
-    EXPECT_GE(runEventLoopUntil([&] { return orphan.expired(); }), 2100 - 50); // the 2.1 s poll, no faster
+    EXPECT_GE(runEventLoopUntil([&] { return orphan.expired(); }),
+              2100 - 50); // the 2.1 s poll, no faster
     EXPECT_TRUE(orphan.expired());
     EXPECT_FALSE(heldWeak.expired());
     EXPECT_TRUE(held->isWatching());
@@ -116,7 +118,8 @@ TEST(Watch, DatesOfMarkersAndGenerationOrder) {
     fx::setModificationTime(lib / "Library6.iPhoto", 1700000000, 7);
     fx::setModificationTime(lib / "Library.iPhoto", 1700000009, 9);
     auto record = iPhotoAlbumManager::initWithAlbumPath(lib);
-    EXPECT_EQ(record->getLibraryModificationDate(), (Date{1700000000, 7})); // generation 6 comes first
+    EXPECT_EQ(record->getLibraryModificationDate(),
+              (Date{1700000000, 7})); // generation 6 comes first
     EXPECT_EQ(record->getLibraryModificationDate3(), (Date{1700000009, 9}));
     EXPECT_FALSE(record->getLibraryModificationDate2());
     {

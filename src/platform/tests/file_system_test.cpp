@@ -14,8 +14,9 @@ using slidebox::testing::writeFile;
 
 TEST(DirectoryListing, SortedBytewiseWithHiddenAndRawNames) {
     TempDir dir;
-    const std::string latin1 = "caf\xe9";  // not UTF-8
-    for (const std::string& name : std::vector<std::string>{"b", "B", ".hidden", "a b", latin1, "\xc3\xa9t\xc3\xa9"})
+    const std::string latin1 = "caf\xe9"; // not UTF-8
+    for (const std::string& name :
+         std::vector<std::string>{"b", "B", ".hidden", "a b", latin1, "\xc3\xa9t\xc3\xa9"})
         writeFile(dir / name, "x");
     auto names = directoryContentsAtPath(dir.path());
     std::vector<std::string> expected{".hidden", "B", "a b", "b", latin1, "\xc3\xa9t\xc3\xa9"};
@@ -80,10 +81,11 @@ TEST(AtomicWrite, ReplacesWholeAndKeepsOldOnFailure) {
     chmod((dir / "f").c_str(), 0600);
     ASSERT_TRUE(writeFileAtomically(dir / "f", "new contents"));
     EXPECT_EQ(readWholeFile(dir / "f"), "new contents");
-    struct stat st{};
+    struct stat st {};
     stat((dir / "f").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
-    EXPECT_EQ(directoryContentsAtPath(dir.path()), std::vector<std::string>{"f"}); // no temporary left
+    EXPECT_EQ(directoryContentsAtPath(dir.path()),
+              std::vector<std::string>{"f"}); // no temporary left
 
     EXPECT_FALSE(writeFileAtomically(dir / "no-such-folder" / "f", "x"));
 }
@@ -127,7 +129,8 @@ TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks
     TempDir dir;
     writeFile(dir / "small", "12345");
     writeFile(dir / "large", std::string(4097, 'x'));
-    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0); // no writer: a blocking open would wait for ever
+    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600),
+              0); // no writer: a blocking open would wait for ever
     std::filesystem::create_symlink("/dev/zero", dir / "zero");
     std::filesystem::create_directory(dir / "folder");
     const struct {
@@ -145,5 +148,6 @@ TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks
     }
     EXPECT_EQ(readWholeFile(dir / "small", 5), "12345");
     EXPECT_EQ(readRegularFile(dir / "small", 4).status().code(), ErrorCode::TooLarge);
-    EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(), ErrorCode::TooLarge); // sizeless files too
+    EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(),
+              ErrorCode::TooLarge); // sizeless files too
 }

@@ -15,9 +15,9 @@
 #include "tests/unprivileged.h"
 
 using namespace slidebox::platform;
+using slidebox::testing::runAsUnprivilegedUser;
 using slidebox::testing::TempDir;
 using slidebox::testing::writeFile;
-using slidebox::testing::runAsUnprivilegedUser;
 
 namespace {
 PlistValue everyType() {
@@ -31,7 +31,8 @@ PlistValue everyType() {
         {"date", PlistValue(Date{1700000000, 123456789})},
         {"old date", PlistValue(Date{-1000, 1})},
         {"data", PlistValue(PlistData{std::string("\0\x01\xff", 3)})},
-        {"array", PlistValue(PlistArray{PlistValue(1), PlistValue("two"), PlistValue(PlistArray{})})},
+        {"array",
+         PlistValue(PlistArray{PlistValue(1), PlistValue("two"), PlistValue(PlistArray{})})},
         {"dict", PlistValue(PlistDictionary{{"inner", PlistValue(2.5)}})},
     });
 }
@@ -55,13 +56,17 @@ std::string binaryPlist(const std::vector<std::string>& objects) {
 
 // {"RootDirectory": "/old", key: value}
 std::string binaryPreferences(const std::string& key, const std::string& valueObject) {
-    return binaryPlist({"\xD2\x01\x02\x03\x04", "\x5D" "RootDirectory", char(0x50 + key.size()) + key,
-                        std::string("\x54/old"), valueObject});
+    return binaryPlist({"\xD2\x01\x02\x03\x04",
+                        "\x5D"
+                        "RootDirectory",
+                        char(0x50 + key.size()) + key, std::string("\x54/old"), valueObject});
 }
 
 std::string xmlPreferences(const std::string& value, const std::string& encoding = "UTF-8") {
-    return "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n<plist version=\"1.0\"><dict>"
-           "<key>RootDirectory</key><string>/old</string>" + value + "</dict></plist>\n";
+    return "<?xml version=\"1.0\" encoding=\"" + encoding +
+           "\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>RootDirectory</key><string>/old</string>" +
+           value + "</dict></plist>\n";
 }
 } // namespace
 
@@ -115,14 +120,25 @@ TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
         {"shared references doubling 23 times", binaryPlist(shared), ErrorCode::TooLarge},
         {"an array holding itself", binaryPlist({"\xA1\x00"}), ErrorCode::Malformed},
         {"a reference past the end", binaryPlist({"\xA1\x05"}), ErrorCode::Malformed},
-        {"a dictionary key holding a NUL", binaryPlist({"\xD1\x01\x02", std::string("\x53" "L\0i", 4), "\x10\x07"}),
+        {"a dictionary key holding a NUL",
+         binaryPlist({"\xD1\x01\x02",
+                      std::string("\x53"
+                                  "L\0i",
+                                  4),
+                      "\x10\x07"}),
          ErrorCode::Malformed},
-        {"a dictionary key that is not UTF-8", binaryPlist({"\xD1\x01\x02", "\x52" "\x81x", "\x10\x07"}),
+        {"a dictionary key that is not UTF-8",
+         binaryPlist({"\xD1\x01\x02",
+                      "\x52"
+                      "\x81x",
+                      "\x10\x07"}),
          ErrorCode::Malformed},
-        {"a dictionary with a key twice", binaryPlist({"\xD2\x01\x01\x02\x02", "\x51k", "\x10\x07"}),
+        {"a dictionary with a key twice",
+         binaryPlist({"\xD2\x01\x01\x02\x02", "\x51k", "\x10\x07"}), ErrorCode::Malformed},
+        {"a dictionary key that is a number", binaryPlist({"\xD1\x01\x01", "\x10\x07"}),
          ErrorCode::Malformed},
-        {"a dictionary key that is a number", binaryPlist({"\xD1\x01\x01", "\x10\x07"}), ErrorCode::Malformed},
-        {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>", ErrorCode::TooLarge},
+        {"over 16 MiB", "<plist><string>" + std::string(17 << 20, 'x') + "</string></plist>",
+         ErrorCode::TooLarge},
     };
     for (const auto& row : hostile)
         EXPECT_EQ(parsePlistChecked(row.bytes).status().code(), row.code) << row.defect;
@@ -142,8 +158,13 @@ TEST(PlistFile, RewriteRefusesRatherThanChangeAnyOtherValue) {
         std::string bytes;
         std::string value;
     } refused[] = {
-        {"binary string holding a NUL", binaryPreferences("s", std::string("\x53" "a\0b", 4)), "/new"},
-        {"xml declared ISO-8859-1", xmlPreferences("<key>s</key><string>caf\xe9</string>", "ISO-8859-1"), "/new"},
+        {"binary string holding a NUL",
+         binaryPreferences("s", std::string("\x53"
+                                            "a\0b",
+                                            4)),
+         "/new"},
+        {"xml declared ISO-8859-1",
+         xmlPreferences("<key>s</key><string>caf\xe9</string>", "ISO-8859-1"), "/new"},
         {"xml -0.0", xmlPreferences("<key>r</key><real>-0.0</real>"), "/new"},
         {"xml, a value that isn't UTF-8", xmlPreferences(""), "/caf\xe9"},
         {"xml, a control character", xmlPreferences(""), "/a\x01b"},
@@ -152,14 +173,16 @@ TEST(PlistFile, RewriteRefusesRatherThanChangeAnyOtherValue) {
     for (const auto& row : refused) {
         ASSERT_TRUE(parsePlist(row.bytes)) << row.defect;
         writeFile(dir / "p.plist", row.bytes);
-        EXPECT_FALSE(setStringInPlistFile(dir / "p.plist", "RootDirectory", row.value)) << row.defect;
+        EXPECT_FALSE(setStringInPlistFile(dir / "p.plist", "RootDirectory", row.value))
+            << row.defect;
         EXPECT_EQ(readWholeFile(dir / "p.plist"), row.bytes) << row.defect;
     }
 
     // What can be kept exactly is: a binary string of both encodings, a
     // byte-order mark, a UTF-8 value.
-    for (const std::string& bytes : {binaryPreferences("s", std::string("\x62\x00\xE9\x00\x41", 5)),
-                                     "\xEF\xBB\xBF" + xmlPreferences("<key>r</key><real>-1.5</real>")}) {
+    for (const std::string& bytes :
+         {binaryPreferences("s", std::string("\x62\x00\xE9\x00\x41", 5)),
+          "\xEF\xBB\xBF" + xmlPreferences("<key>r</key><real>-1.5</real>")}) {
         writeFile(dir / "p.plist", bytes);
         ASSERT_TRUE(setStringInPlistFile(dir / "p.plist", "RootDirectory", "/caf\xC3\xA9"));
         EXPECT_EQ(stringInPlistFile(dir / "p.plist", "RootDirectory"), "/caf\xC3\xA9");
@@ -214,17 +237,20 @@ TEST(UserDefaults, BrokenFileIsKeptAsideAndTheStoreStartsEmpty) {
     EXPECT_EQ(UserDefaults(dir / "cfg").integerForKey("AM_x"), 2);
 
     // A property list that is not a dictionary is no settings file either.
-    writeFile(dir / "cfg2" / "defaults.plist", serializePlist(PlistValue(PlistArray{}), PlistFormat::Xml));
+    writeFile(dir / "cfg2" / "defaults.plist",
+              serializePlist(PlistValue(PlistArray{}), PlistFormat::Xml));
     EXPECT_TRUE(UserDefaults(dir / "cfg2").movedAsideFile());
 }
 
 TEST(UserDefaults, UnreadableFileIsKeptAsideOrNeverWrittenOver) {
     TempDir dir;
     const std::filesystem::path folder = dir / "cfg", file = folder / "defaults.plist";
-    const std::string bytes = serializePlist(PlistValue(PlistDictionary{{"AM_x", PlistValue(1)}}), PlistFormat::Xml);
+    const std::string bytes =
+        serializePlist(PlistValue(PlistDictionary{{"AM_x", PlistValue(1)}}), PlistFormat::Xml);
     writeFile(file, bytes);
     chmod(file.c_str(), 0); // left by an earlier run as another user
-    std::filesystem::permissions(dir.path(), std::filesystem::perms::all); // the other user passes through
+    std::filesystem::permissions(dir.path(),
+                                 std::filesystem::perms::all); // the other user passes through
     // Kept aside, the store saves anew.
     EXPECT_EQ(runAsUnprivilegedUser(
                   [&] {
@@ -260,8 +286,10 @@ TEST(UserDefaults, ForeignValuesAndOddPathsComeBackExactly) {
     TempDir dir;
     const std::string foreign = "<key>other</key><date>2001-01-01T00:00:10Z</date>"
                                 "<key>pi</key><real>3.25</real>";
-    writeFile(dir / "cfg" / "defaults.plist", "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                              "<plist version=\"1.0\"><dict>" + foreign + "</dict></plist>\n");
+    writeFile(dir / "cfg" / "defaults.plist",
+              "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<plist version=\"1.0\"><dict>" +
+                  foreign + "</dict></plist>\n");
     const std::string path = "/home/u/caf\xe9\x01\r";
     {
         UserDefaults defaults(dir / "cfg");
@@ -269,8 +297,10 @@ TEST(UserDefaults, ForeignValuesAndOddPathsComeBackExactly) {
         ASSERT_TRUE(defaults.setObject("AM_path", PlistValue(path)));
     }
     const std::string written = *readWholeFile(dir / "cfg" / "defaults.plist");
-    EXPECT_NE(written.find("<date>2001-01-01T00:00:10Z</date>"), std::string::npos); // in its own form
-    EXPECT_EQ(QString::fromUtf8(written).toUtf8().toStdString(), written); // well-formed UTF-8 throughout
+    EXPECT_NE(written.find("<date>2001-01-01T00:00:10Z</date>"),
+              std::string::npos); // in its own form
+    EXPECT_EQ(QString::fromUtf8(written).toUtf8().toStdString(),
+              written); // well-formed UTF-8 throughout
     EXPECT_EQ(written.find('\x01'), std::string::npos);
     EXPECT_EQ(written.find('\r'), std::string::npos);
     UserDefaults reread(dir / "cfg");

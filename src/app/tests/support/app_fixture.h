@@ -17,7 +17,7 @@ namespace slidebox::testing {
 
 /// Dialog answers given by the test instead of the user: nothing blocks.
 class ScriptedDialogs : public app::UserDialogs {
-public:
+  public:
     std::optional<std::vector<std::filesystem::path>>
     chooseFolders(QWidget* parent, const std::filesystem::path& startFolder) override;
     void runModal(QDialog& dialog) override;
@@ -42,7 +42,7 @@ public:
 /// with Pictures, and a resource folder holding only the pictures (no
 /// scripts, so no switch starts a program).
 class AppFixture {
-public:
+  public:
     AppFixture();
     ~AppFixture();
 
@@ -60,7 +60,7 @@ public:
     /// run of the program would.
     void restart();
 
-private:
+  private:
     TempDir temp_;
     ScriptedDialogs* dialogs_ = nullptr; // owned by the context
     std::unique_ptr<app::AppContext> context_;

@@ -17,7 +17,9 @@ void ControllerTest::SetUp() {
     app::removeLocalizedTable();
 }
 
-void ControllerTest::TearDown() { app::CurrentEvent::clear(); }
+void ControllerTest::TearDown() {
+    app::CurrentEvent::clear();
+}
 
 std::filesystem::path ControllerTest::makeLibrary(const std::string& name, int images,
                                                   const std::filesystem::path& parent) {

@@ -14,7 +14,7 @@ namespace slidebox::testing {
 /// A controller test: a fresh temporary world, no current event, no
 /// language table, the rate limiter at its start.
 class ControllerTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override;
     void TearDown() override;
 

@@ -11,7 +11,7 @@ namespace slidebox::testing {
 /// keeps the URLs that the application asked to open.
 class UrlRecorder : public QObject {
     Q_OBJECT
-public:
+  public:
     explicit UrlRecorder(const QString& scheme) : scheme_(scheme) {
         QDesktopServices::setUrlHandler(scheme_, this, "open");
     }
@@ -19,10 +19,10 @@ public:
 
     QList<QUrl> urls;
 
-public slots:
+  public slots:
     void open(const QUrl& url) { urls.append(url); }
 
-private:
+  private:
     QString scheme_;
 };
 

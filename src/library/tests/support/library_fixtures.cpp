@@ -29,8 +29,8 @@ void makeJpeg(const std::filesystem::path& path, int width, int height, int dpi,
 }
 
 namespace {
-std::vector<std::filesystem::path> fill(const std::filesystem::path& base, const std::vector<std::string>& folders,
-                                        int perFolder) {
+std::vector<std::filesystem::path> fill(const std::filesystem::path& base,
+                                        const std::vector<std::string>& folders, int perFolder) {
     std::vector<std::filesystem::path> images;
     int seed = 0;
     for (const auto& folder : folders) {
@@ -46,25 +46,29 @@ std::vector<std::filesystem::path> fill(const std::filesystem::path& base, const
 } // namespace
 
 std::vector<std::filesystem::path> makeLibrary6(const std::filesystem::path& root,
-                                                const std::vector<std::string>& folders, int perFolder) {
+                                                const std::vector<std::string>& folders,
+                                                int perFolder) {
     writeFile(root / "Library6.iPhoto", "library");
     std::filesystem::create_directories(root / "Data");
     return fill(root / "Data", folders, perFolder);
 }
 
 std::vector<std::filesystem::path> makeLibrary3(const std::filesystem::path& root,
-                                                const std::vector<std::string>& thumbFolders, int perFolder) {
+                                                const std::vector<std::string>& thumbFolders,
+                                                int perFolder) {
     writeFile(root / "Library.iPhoto", "library");
     return fill(root, thumbFolders, perFolder);
 }
 
 std::vector<std::filesystem::path> makeLibrary2(const std::filesystem::path& root,
-                                                const std::vector<std::string>& thumbFolders, int perFolder) {
+                                                const std::vector<std::string>& thumbFolders,
+                                                int perFolder) {
     writeFile(root / "Albums" / "Photo Library", "library");
     return fill(root, thumbFolders, perFolder);
 }
 
-void setModificationTime(const std::filesystem::path& path, long long seconds, long nanoseconds, bool noFollow) {
+void setModificationTime(const std::filesystem::path& path, long long seconds, long nanoseconds,
+                         bool noFollow) {
     timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), nanoseconds}};
     utimensat(AT_FDCWD, path.c_str(), times, noFollow ? AT_SYMLINK_NOFOLLOW : 0);
 }
