@@ -38,6 +38,22 @@ inline bool run(const std::string& command) {
     return false;
 }
 
+/// Prints the ratio of a work's time to its reference's, and the line that
+/// bench/run.sh gathers into its table. lowerIsBetter: the goal is a ratio
+/// of at most goal; otherwise at least goal. Whether the goal holds.
+inline bool report(const std::string& work, double workSeconds, const std::string& reference,
+                   double referenceSeconds, double goal, bool lowerIsBetter = true) {
+    const double ratio = workSeconds / referenceSeconds;
+    const bool holds = lowerIsBetter ? ratio <= goal : ratio >= goal;
+    const char* sign = lowerIsBetter ? "<=" : ">=";
+    std::printf("%s / %s ratio: %.2f (goal %s %.2f)\n", work.c_str(), reference.c_str(), ratio,
+                sign, goal);
+    std::printf("@result\t%s\t%.3f\t%s\t%.3f\t%.2f\t%s %.2f\t%s\n", work.c_str(), workSeconds,
+                reference.c_str(), referenceSeconds, ratio, sign, goal, holds ? "yes" : "NO");
+    std::fflush(stdout);
+    return holds;
+}
+
 inline std::string quoted(const std::filesystem::path& path) {
     return "'" + path.string() + "'";
 }

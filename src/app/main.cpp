@@ -1,9 +1,12 @@
 // The desktop application: hands over to Qt's event loop at once, with the
 // application delegate built from the main interface file.
+#include <cstdlib>
+
 #include <QApplication>
 #include <QFile>
 #include <QIcon>
 #include <QTimer>
+#include <QWindow>
 
 #include "app/app_context.h"
 #include "app/app_delegate.h"
@@ -11,6 +14,24 @@
 #include "app/command_line.h"
 #include "app/localized.h"
 #include "app/quit_signal_handler.h"
+
+namespace {
+
+// For the start-up benchmark (SLIDEBOX_QUIT_WHEN_SHOWN set): the program
+// ends as soon as its first window is on the screen, saving nothing.
+class QuitWhenShown : public QObject {
+  public:
+    using QObject::QObject;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Expose) {
+            if (auto* window = qobject_cast<QWindow*>(watched); window && window->isExposed())
+                std::_Exit(0);
+        }
+        return false;
+    }
+};
+
+} // namespace
 
 int main(int argc, char** argv) {
     if (const auto status = slidebox::app::answerCommandLine(argc, argv))
@@ -37,6 +58,8 @@ int main(int argc, char** argv) {
         QApplication::setWindowIcon(QIcon(icon));
 
     forwardApplicationWillTerminate(application);
+    if (qEnvironmentVariableIsSet("SLIDEBOX_QUIT_WHEN_SHOWN"))
+        application.installEventFilter(new QuitWhenShown(&application));
 
     AppDelegate delegate(context);
     QTimer::singleShot(0, &delegate, [&delegate] { delegate.applicationDidFinishLaunching(); });

@@ -220,11 +220,12 @@ void UIController::registerDefaults() {
         if (auto dictionary = record->dictionary())
             dictionaries.emplace_back(std::move(*dictionary));
     }
-    platform::UserDefaults& defaults = context_.userDefaults();
-    defaults.setObject(photoAlbumDictionariesKey, std::move(dictionaries));
-    defaults.setObject(viewerCurrentPhotoIndexKey,
-                       ui_ ? ui_->albumViewer->currentPhotoIndex() : -1);
-    defaults.setObject(viewerCurrentPhotoManagerIndexKey, currentPhotoManagerIndex());
+    std::vector<std::pair<std::string, platform::PlistValue>> values;
+    values.emplace_back(photoAlbumDictionariesKey, std::move(dictionaries));
+    values.emplace_back(viewerCurrentPhotoIndexKey,
+                        ui_ ? ui_->albumViewer->currentPhotoIndex() : -1);
+    values.emplace_back(viewerCurrentPhotoManagerIndexKey, currentPhotoManagerIndex());
+    context_.userDefaults().setObjects(std::move(values));
 }
 
 void UIController::listDidChange() {

@@ -88,7 +88,7 @@ platform::Status iPhotoApplication::threadSwitchAlbum(const std::string& path) c
     // Asked before anything is done, so that a refused switch leaves the
     // running application alone.
     if (hasPreferences) {
-        auto bytes = platform::readRegularFile(preferences, platform::PlistLimits::maxBytes);
+        auto bytes = platform::readRegularFile(preferences, platform::PlistLimits{}.maxBytes);
         if (!bytes)
             return refuse(bytes.status());
         if (auto rewritten = platform::plistWithString(*bytes, rootDirectoryKey, path); !rewritten)

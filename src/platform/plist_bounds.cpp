@@ -18,12 +18,14 @@ Status tooLarge(const std::string& what) {
 
 const std::string kTooDeep =
     "property list nested deeper than " + std::to_string(PlistLimits::maxDepth) + " levels";
-const std::string kTooMany =
-    "property list of more than " + std::to_string(PlistLimits::maxObjects) + " values";
+
+Status tooMany(const PlistLimits& limits) {
+    return tooLarge("property list of more than " + std::to_string(limits.maxObjects) + " values");
+}
 
 // Element nesting and count by the tags alone; comments, declarations and
 // character data sections are skipped.
-Status checkXml(std::string_view xml) {
+Status checkXml(std::string_view xml, const PlistLimits& limits) {
     std::size_t depth = 0, count = 0;
     std::size_t i = 0;
     auto skipPast = [&](std::string_view end) {
@@ -46,8 +48,8 @@ Status checkXml(std::string_view xml) {
             const std::size_t close = xml.find('>', i);
             if (close == std::string_view::npos)
                 break;
-            if (++count > PlistLimits::maxObjects * 2) // a key and its value each
-                return tooLarge(kTooMany);
+            if (++count > limits.maxObjects * 2) // a key and its value each
+                return tooMany(limits);
             // "<plist>" and the innermost leaf add two levels to the values' nesting.
             if (xml[close - 1] != '/' && ++depth > std::size_t(PlistLimits::maxDepth) + 2)
                 return tooLarge(kTooDeep);
@@ -63,7 +65,8 @@ Status checkXml(std::string_view xml) {
 // to build an exponential tree from a few bytes.
 class BinaryList {
   public:
-    explicit BinaryList(std::string_view bytes) : b_(bytes) {}
+    explicit BinaryList(std::string_view bytes, PlistLimits limits = {})
+        : b_(bytes), limits_(limits) {}
 
     Status open() {
         if (b_.size() < 8 + 32)
@@ -255,11 +258,11 @@ class BinaryList {
             size.objects += childSize->objects;
             size.bytes += childSize->bytes;
             size.height = std::max(size.height, childSize->height + 1);
-            if (size.objects > PlistLimits::maxObjects)
-                return fail(tooLarge(kTooMany));
-            if (size.bytes > PlistLimits::maxExpandedBytes)
+            if (size.objects > limits_.maxObjects)
+                return fail(tooMany(limits_));
+            if (size.bytes > limits_.maxExpandedBytes)
                 return fail(tooLarge("property list whose values make more than " +
-                                     std::to_string(PlistLimits::maxExpandedBytes) + " bytes"));
+                                     std::to_string(limits_.maxExpandedBytes) + " bytes"));
         }
         size.state = 2;
         memo_[index] = size;
@@ -349,6 +352,7 @@ class BinaryList {
     }
 
     std::string_view b_;
+    PlistLimits limits_;
     int offsetSize_ = 0, refSize_ = 0;
     std::uint64_t count_ = 0, top_ = 0, tableOffset_ = 0;
     std::vector<Size> memo_;
@@ -357,13 +361,12 @@ class BinaryList {
 
 } // namespace
 
-Status check(std::string_view bytes, bool binary) {
-    if (bytes.size() > PlistLimits::maxBytes)
-        return tooLarge("property list of more than " + std::to_string(PlistLimits::maxBytes) +
-                        " bytes");
+Status check(std::string_view bytes, bool binary, const PlistLimits& limits) {
+    if (bytes.size() > limits.maxBytes)
+        return tooLarge("property list of more than " + std::to_string(limits.maxBytes) + " bytes");
     if (!binary)
-        return checkXml(bytes);
-    BinaryList list(bytes);
+        return checkXml(bytes, limits);
+    BinaryList list(bytes, limits);
     if (Status opened = list.open(); !opened)
         return opened;
     return list.measure();

@@ -8,14 +8,15 @@
 #include <string>
 #include <string_view>
 
+#include "platform/plist_file.h"
 #include "platform/status.h"
 
 namespace slidebox::platform::plist_bounds {
 
-/// Whether the bytes stay within PlistLimits (size, depth, object count and,
+/// Whether the bytes stay within the limits (size, depth, object count and,
 /// for binary lists whose values may be shared, their expanded size). A
 /// binary list whose references loop or point outside it is Malformed.
-Status check(std::string_view bytes, bool binary);
+Status check(std::string_view bytes, bool binary, const PlistLimits& limits = {});
 
 /// A binary list's top-level dictionary as key -> an exact encoding of the
 /// value (numbers by their bits, strings by their UTF-16 code units), so

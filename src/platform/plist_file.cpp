@@ -232,7 +232,7 @@ bool isBinary(std::string_view bytes) {
     return bytes.size() >= 8 && plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-Result<Node> parseNode(std::string_view bytes) {
+Result<Node> parseNode(std::string_view bytes, const PlistLimits& limits = {}) {
     const bool binary = isBinary(bytes);
     if (!binary && bytes.starts_with(kByteOrderMark))
         bytes.remove_prefix(kByteOrderMark.size());
@@ -240,7 +240,7 @@ Result<Node> parseNode(std::string_view bytes) {
         return Status::failure(ErrorCode::Malformed, "empty file");
     if (!binary && isCutOffXml(bytes))
         return Status::failure(ErrorCode::Truncated, "property list cut off before its end");
-    if (Status bounded = plist_bounds::check(bytes, binary); !bounded)
+    if (Status bounded = plist_bounds::check(bytes, binary, limits); !bounded)
         return bounded;
     plist_t root = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
@@ -356,8 +356,8 @@ bool keysAreSound(plist_t node) {
 
 } // namespace
 
-Result<PlistDocument> parsePlistChecked(std::string_view bytes) {
-    auto root = parseNode(bytes);
+Result<PlistDocument> parsePlistChecked(std::string_view bytes, const PlistLimits& limits) {
+    auto root = parseNode(bytes, limits);
     if (!root)
         return root.status();
     if (!keysAreSound(root->get()))
@@ -379,17 +379,21 @@ std::string serializePlist(const PlistValue& value, PlistFormat format) {
 }
 
 std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path) {
-    auto bytes = readWholeFile(path, PlistLimits::maxBytes);
+    auto bytes = readWholeFile(path, PlistLimits{}.maxBytes);
     if (!bytes)
         return std::nullopt;
     return parsePlist(*bytes);
 }
 
 Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
-                      PlistFormat format) {
+                      PlistFormat format, const PlistLimits& limits) {
     std::string bytes = serializePlist(value, format);
     if (bytes.empty())
         return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
+    // What could not be read back is not written: the old file stays.
+    if (Status bounded = plist_bounds::check(bytes, format == PlistFormat::Binary, limits);
+        !bounded)
+        return bounded;
     return writeFileAtomically(path, bytes);
 }
 
@@ -465,7 +469,7 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
 
 Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
                             const std::string& value) {
-    auto bytes = readRegularFile(path, PlistLimits::maxBytes);
+    auto bytes = readRegularFile(path, PlistLimits{}.maxBytes);
     if (!bytes)
         return bytes.status();
     auto out = plistWithString(*bytes, key, value);
@@ -476,7 +480,7 @@ Status setStringInPlistFile(const std::filesystem::path& path, const std::string
 
 std::optional<std::string> stringInPlistFile(const std::filesystem::path& path,
                                              const std::string& key) {
-    auto bytes = readWholeFile(path, PlistLimits::maxBytes);
+    auto bytes = readWholeFile(path, PlistLimits{}.maxBytes);
     if (!bytes)
         return std::nullopt;
     auto root = parseNode(*bytes);

@@ -20,20 +20,26 @@ struct PlistDocument {
 };
 
 /// What a property list may hold before it is parsed or written: a file
-/// beyond these is refused whole, before the parser sees it.
+/// beyond these is refused whole, before the parser sees it. The defaults
+/// suit files other programs write; the program's own settings, which hold
+/// every library's image paths, may be far larger (ownFiles()).
 struct PlistLimits {
-    static constexpr std::size_t maxBytes = std::size_t(16) << 20; ///< file size
-    static constexpr int maxDepth = 512; ///< nesting of arrays and dictionaries
-    static constexpr std::size_t maxObjects =
-        1'000'000; ///< values, shared ones counted at each use
-    static constexpr std::size_t maxExpandedBytes = std::size_t(64)
-                                                    << 20; ///< bytes of those values
+    static constexpr int maxDepth = 512;          ///< nesting of arrays and dictionaries
+    std::size_t maxBytes = std::size_t(16) << 20; ///< file size
+    std::size_t maxObjects = 1'000'000;           ///< values, shared ones counted at each use
+    std::size_t maxExpandedBytes = std::size_t(64) << 20; ///< bytes of those values
+
+    /// A file this program writes itself and reads back: a hundred
+    /// libraries of a hundred thousand pictures each fit.
+    static constexpr PlistLimits ownFiles() {
+        return {std::size_t(1) << 30, 32'000'000, std::size_t(4) << 30};
+    }
 };
 
 /// Parses property-list bytes (XML or binary, told by the content; a UTF-8
 /// byte-order mark before XML is accepted). Refused with the reason: bytes
 /// that are not a property list, and lists beyond PlistLimits.
-Result<PlistDocument> parsePlistChecked(std::string_view bytes);
+Result<PlistDocument> parsePlistChecked(std::string_view bytes, const PlistLimits& limits = {});
 
 /// parsePlistChecked without the reason.
 std::optional<PlistDocument> parsePlist(std::string_view bytes);
@@ -50,10 +56,12 @@ std::string serializePlist(const PlistValue& value, PlistFormat format);
 /// not a property list or beyond PlistLimits.
 std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path);
 
-/// Writes a value atomically (temporary file, fsync, rename). On failure
-/// the old file is untouched and the status says why.
+/// Writes a value atomically (temporary file, fsync, rename). A value whose
+/// encoding would be beyond limits is refused, so that what is written can
+/// always be read back. On failure the old file is untouched and the status
+/// says why.
 Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
-                      PlistFormat format);
+                      PlistFormat format, const PlistLimits& limits = {});
 
 /// The bytes of a dictionary property list with one top-level string entry
 /// set, in the list's own format, every other key and value kept exactly.

@@ -16,9 +16,10 @@ UserDefaults::UserDefaults(std::filesystem::path folder)
     if (!std::filesystem::exists(std::filesystem::symlink_status(file_, ec)))
         return; // no file yet: an empty store
     Status why;
-    if (auto bytes = readRegularFile(file_, PlistLimits::maxBytes); !bytes) {
+    constexpr PlistLimits limits = PlistLimits::ownFiles();
+    if (auto bytes = readRegularFile(file_, limits.maxBytes); !bytes) {
         why = bytes.status();
-    } else if (auto doc = parsePlistChecked(*bytes); !doc) {
+    } else if (auto doc = parsePlistChecked(*bytes, limits); !doc) {
         why = doc.status();
     } else if (!doc->root.dictionary()) {
         why = Status::failure(ErrorCode::Malformed, "not a dictionary");
@@ -73,10 +74,32 @@ bool UserDefaults::boolForKey(const std::string& key) const {
 }
 
 bool UserDefaults::setObject(const std::string& key, PlistValue value) {
-    if (value.isNull())
-        values_.erase(key);
-    else
-        values_[key] = std::move(value);
+    std::vector<std::pair<std::string, PlistValue>> one;
+    one.emplace_back(key, std::move(value));
+    return setObjects(std::move(one));
+}
+
+bool UserDefaults::setObjects(std::vector<std::pair<std::string, PlistValue>> values) {
+    bool changed = false;
+    for (auto& [key, value] : values) {
+        auto held = values_.find(key);
+        if (value.isNull()) {
+            if (held != values_.end()) {
+                values_.erase(held);
+                changed = true;
+            }
+        } else if (held == values_.end()) {
+            values_.emplace(key, std::move(value));
+            changed = true;
+        } else if (!(held->second == value)) {
+            held->second = std::move(value);
+            changed = true;
+        }
+    }
+    // The list of libraries can be tens of megabytes: a save that changes
+    // nothing is not written again.
+    if (!changed && !unsaved_)
+        return isSaving();
     return synchronize();
 }
 
@@ -89,10 +112,14 @@ bool UserDefaults::synchronize() const {
         return false;
     std::error_code ec;
     std::filesystem::create_directories(folder_, ec);
-    if (Status written = writePlistFile(file_, PlistValue(values_), PlistFormat::Xml); !written) {
+    if (Status written =
+            writePlistFile(file_, PlistValue(values_), PlistFormat::Xml, PlistLimits::ownFiles());
+        !written) {
         log("The settings could not be written to " + file_.string() + ": " + written.message());
+        unsaved_ = true;
         return false;
     }
+    unsaved_ = false;
     return true;
 }
 

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/plist_value.h"
 
@@ -13,7 +15,8 @@ namespace slidebox::platform {
 /// default $XDG_CONFIG_HOME/slidebox/ (~/.config/slidebox/).
 ///
 /// Registered defaults answer for keys the file doesn't hold and are never
-/// written. Every set writes the whole file atomically; values the program
+/// written. Every set that changes something writes the whole file
+/// atomically (a set of the value already held writes nothing); values the program
 /// doesn't own come back as they were read. A file that exists but can't be
 /// read or parsed (unreadable, not a regular file, too large, broken) is
 /// renamed aside ("defaults.plist.broken-<seconds>"), kept, logged, and the
@@ -45,6 +48,8 @@ class UserDefaults {
     /// file could not be written (the value is still held in memory).
     bool setObject(const std::string& key, PlistValue value);
     bool removeObjectForKey(const std::string& key);
+    /// Several setObject in one write.
+    bool setObjects(std::vector<std::pair<std::string, PlistValue>> values);
 
     /// Writes everything held now; false on failure.
     bool synchronize() const;
@@ -64,6 +69,7 @@ class UserDefaults {
     PlistDictionary registered_;
     std::optional<std::filesystem::path> movedAside_;
     std::string notSavingReason_;
+    mutable bool unsaved_ = false; ///< the last write failed: the file is behind
 };
 
 } // namespace slidebox::platform
