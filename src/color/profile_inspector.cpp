@@ -91,24 +91,47 @@ ProfileInspector::initWithPath(const std::filesystem::path& path) {
 
 std::unique_ptr<ProfileInspector> ProfileInspector::initWithPath(const std::filesystem::path& path,
                                                                  std::int32_t rendering) {
+    auto inspector = inspect(path, rendering);
+    return inspector ? std::move(inspector.value()) : nullptr;
+}
+
+platform::Result<std::unique_ptr<ProfileInspector>>
+ProfileInspector::inspect(const std::filesystem::path& path, std::int32_t rendering) {
+    using platform::ErrorCode;
+    using platform::Status;
     std::unique_ptr<ProfileInspector> inspector(new ProfileInspector);
     inspector->setProfilePath(path);
-    if (!inspector->getProfileInfos())
-        return nullptr;
+    {
+        auto profile = ProfileManager::openProfile(path);
+        if (!profile)
+            return profile.status();
+        if (auto header = CMGetProfileHeader(*profile.value()))
+            inspector->profileHeader_ = *header;
+    } // closed here: nothing stays open between operations
     inspector->rendering_ = rendering;
     // Taken as unsigned, -1 is above 3 too: no colour worlds.
     if (static_cast<std::uint32_t>(rendering) > 3)
         return inspector;
     auto lab = ProfileManager::pathOfGenericLabProfil();
     if (!lab)
-        return nullptr;
+        return Status::failure(ErrorCode::CannotOpen, "the generic Lab profile can't be had");
     inspector->DeviceToPCS_ = ColorWorld::initColorWorldWithSrcProfil(path, *lab, rendering);
     inspector->PCSToDevice_ = ColorWorld::initColorWorldWithSrcProfil(*lab, path, rendering);
     // An input profile needs only the one direction.
     if (inspector->DeviceToPCS_ &&
         (inspector->profileClass() == cmInputClass || inspector->PCSToDevice_))
         return inspector;
-    return nullptr;
+    const OSType cls = inspector->profileClass();
+    if (cls == cmNamedColorClass || cls == cmLinkClass || cls == cmAbstractClass)
+        return Status::failure(ErrorCode::Unsupported,
+                               "a " +
+                                   std::string(cls == cmNamedColorClass ? "named-colour"
+                                               : cls == cmLinkClass     ? "device-link"
+                                                                        : "abstract") +
+                                   " profile makes no colour world with the generic Lab profile");
+    return Status::failure(ErrorCode::Unsupported, "no colour world through the generic Lab "
+                                                   "profile with intent " +
+                                                       std::to_string(rendering));
 }
 
 bool ProfileInspector::goodPathProfileData(const std::filesystem::path& path) {
