@@ -304,6 +304,10 @@ int iccMatch(const std::vector<std::string>& args) {
         auto profile = color::ProfileManager::openProfile(*path);
         if (!profile)
             return "'" + argument + "': " + profile.status().message();
+        const auto header = color::CMGetProfileHeader(*profile.value());
+        if (header && header->profileClass == color::cmNamedColorClass)
+            return "'" + argument +
+                   "': wrong class: a named-colour profile has no colour transform";
         return std::nullopt;
     };
     if (auto problem = opened(options.source))

@@ -112,6 +112,12 @@ ProfileInspector::inspect(const std::filesystem::path& path, std::int32_t render
     // Taken as unsigned, -1 is above 3 too: no colour worlds.
     if (static_cast<std::uint32_t>(rendering) > 3)
         return inspector;
+    // A named-colour profile has no transform: refused before any world is
+    // tried, so that nothing is logged for what is known already.
+    if (inspector->profileClass() == cmNamedColorClass)
+        return Status::failure(ErrorCode::Unsupported,
+                               "a named-colour profile makes no colour world with the generic Lab "
+                               "profile");
     auto lab = ProfileManager::pathOfGenericLabProfil();
     if (!lab)
         return Status::failure(ErrorCode::CannotOpen, "the generic Lab profile can't be had");
@@ -122,12 +128,9 @@ ProfileInspector::inspect(const std::filesystem::path& path, std::int32_t render
         (inspector->profileClass() == cmInputClass || inspector->PCSToDevice_))
         return inspector;
     const OSType cls = inspector->profileClass();
-    if (cls == cmNamedColorClass || cls == cmLinkClass || cls == cmAbstractClass)
+    if (cls == cmLinkClass || cls == cmAbstractClass)
         return Status::failure(ErrorCode::Unsupported,
-                               "a " +
-                                   std::string(cls == cmNamedColorClass ? "named-colour"
-                                               : cls == cmLinkClass     ? "device-link"
-                                                                        : "abstract") +
+                               std::string(cls == cmLinkClass ? "a device-link" : "an abstract") +
                                    " profile makes no colour world with the generic Lab profile");
     return Status::failure(ErrorCode::Unsupported, "no colour world through the generic Lab "
                                                    "profile with intent " +
