@@ -57,9 +57,11 @@ _slidebox_cli() {
         color/deltae) options='--cie94' ;;
         icc/compare) options='--tolerance --cie94 --mask --patches --src-a --intent-a --src-b --intent-b' ;;
         icc/grade) options='--bijectivity --gamut --absolute --perceptual --tolerance --speed' ;;
-        icc/inks) options='--intent' ;;
-        icc/list) options='--use --space --brief --report --dir --no-file-names' ;;
-        icc/match | icc/transform) options='--src --dst --intent --intent-out' ;;
+        icc/header | icc/info) options='--json' ;;
+        icc/inks) options='--intent --json' ;;
+        icc/list) options='--use --space --brief --report --dir --no-file-names --json' ;;
+        icc/match) options='--src --dst --intent --intent-out --lab --rgb --cmyk --gray --fields' ;;
+        icc/transform) options='--src --dst --intent --intent-out' ;;
         image/scale) options='--size --profile' ;;
         libraries/find | libraries/images) options='-0 --null' ;;
         switch/*) options='--no-test' ;;

@@ -13,6 +13,7 @@
 
 #include "cli/arguments.h"
 #include "cli/icc_subcommands.h"
+#include "cli/json_out.h"
 #include "color/color_world.h"
 #include "color/profile_inspector.h"
 
@@ -23,23 +24,6 @@ namespace {
 using color::CMColor;
 using color::Lch;
 using color::ProfileInspector;
-
-std::string reals(std::initializer_list<float> values) {
-    std::string text;
-    for (float value : values)
-        text += (text.empty() ? "" : " ") + realText(value);
-    return text;
-}
-
-std::string lab(const CMColor& colour) {
-    float L, a, b;
-    color::ColorWorld::CMLab(colour, L, a, b);
-    return reals({L, a, b});
-}
-
-std::string lch(const Lch& value) {
-    return reals({value.L, value.c, value.h});
-}
 
 /// A signed 32-bit intent in decimal; nothing for anything else.
 std::optional<std::int32_t> parseIntent(const std::string& text) {
@@ -56,6 +40,7 @@ std::optional<std::int32_t> parseIntent(const std::string& text) {
 int iccInks(const std::vector<std::string>& args) {
     std::string path;
     std::int32_t intent = 0;
+    bool json = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--intent") {
             auto value = i + 1 < args.size() ? parseIntent(args[i + 1]) : std::nullopt;
@@ -63,6 +48,8 @@ int iccInks(const std::vector<std::string>& args) {
                 return usageError("icc inks: --intent takes a whole number");
             intent = *value;
             ++i;
+        } else if (args[i] == "--json") {
+            json = true;
         } else if (args[i].rfind("--", 0) == 0) {
             return usageError("icc inks: unknown option '" + args[i] + "'");
         } else if (path.empty() && !args[i].empty()) {
@@ -74,48 +61,75 @@ int iccInks(const std::vector<std::string>& args) {
     if (path.empty())
         return usageError("icc inks: give one PROFILE");
 
-    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
+    auto inspector = inspectorOrRefusal("inks", path, intent);
     if (!inspector)
-        return failure("icc inks: no inspector of '" + path + "' with intent " +
-                       std::to_string(intent) +
-                       " (not a usable ICC profile, or its colour worlds can't be built)");
-
+        return Failed;
     const color::OSType space = inspector->dataColorSpace();
     const bool isCMYK = space == color::cmCMYKData;
     const bool isGray = space == color::cmGrayData;
+    if (!isCMYK && !isGray)
+        return failure("icc inks: '" + path +
+                       "': wrong space: inks are measured on CMYK and gray " +
+                       "profiles, this one is '" + printableSignature(space) + "'");
 
+    // Each line is a label and its numbers; --json makes the same pairs an object.
+    std::vector<std::pair<std::string, std::vector<double>>> lines;
     // Cyan, magenta, yellow, black: the order of the inks everywhere else.
-    printLine("dot-gain: " +
-              reals({inspector->dotGainOfCyanChanel(), inspector->dotGainOfMagentaChanel(),
-                     inspector->dotGainOfYellowChanel(), inspector->dotGainOfBlackChanel()}));
-
+    lines.push_back({"dot-gain",
+                     {inspector->dotGainOfCyanChanel(), inspector->dotGainOfMagentaChanel(),
+                      inspector->dotGainOfYellowChanel(), inspector->dotGainOfBlackChanel()}});
     if (!inspector->PCSToDevice() || isCMYK) {
-        printLine("total-ink-max: " + std::to_string(inspector->PCSToDeviceTotalInkMax()));
-        printLine("black-max: " + std::to_string(inspector->PCSToDeviceBlackMax()));
-        printLine("start-of-black: " + realText(inspector->PCSToDeviceLuminanceOfStartBlack()));
+        lines.push_back({"total-ink-max", {double(inspector->PCSToDeviceTotalInkMax())}});
+        lines.push_back({"black-max", {double(inspector->PCSToDeviceBlackMax())}});
+        lines.push_back({"start-of-black", {inspector->PCSToDeviceLuminanceOfStartBlack()}});
+    }
+    if (inspector->DeviceToPCS()) {
+        const color::CharacteristicProfilePoints points = inspector->characteristicProfilePoints();
+        const auto labOf = [](const CMColor& colour) {
+            float L, a, b;
+            color::ColorWorld::CMLab(colour, L, a, b);
+            return std::vector<double>{L, a, b};
+        };
+        const auto lchOf = [](const Lch& value) {
+            return std::vector<double>{value.L, value.c, value.h};
+        };
+        lines.push_back({"lightest", labOf(points.lightestColor)});
+        lines.push_back({"full-ink", labOf(points.fullInkColor)});
+        lines.push_back({"lightest-lch", lchOf(points.lightestLch)});
+        lines.push_back({"full-ink-lch", lchOf(points.fullInkLch)});
+        lines.push_back({"black-ink-lch", lchOf(points.blackInkLch)});
+        lines.push_back({"cmy-ink-lch", lchOf(points.cmyInkLch)});
+        lines.push_back({"black-point", labOf(points.blackPointColor)});
+        std::vector<double> primaries;
+        for (const Lch& primary : points.primaryLch)
+            for (double v : lchOf(primary))
+                primaries.push_back(v);
+        lines.push_back({"primaries-lch", primaries});
+        lines.push_back({"max-chroma", {points.maxChroma}});
     }
 
-    if (inspector->DeviceToPCS() && (isCMYK || isGray)) {
-        const color::CharacteristicProfilePoints points = inspector->characteristicProfilePoints();
-        printLine("lightest: " + lab(points.lightestColor));
-        printLine("full-ink: " + lab(points.fullInkColor));
-        printLine("lightest-lch: " + lch(points.lightestLch));
-        printLine("full-ink-lch: " + lch(points.fullInkLch));
-        printLine("black-ink-lch: " + lch(points.blackInkLch));
-        printLine("cmy-ink-lch: " + lch(points.cmyInkLch));
-        printLine("black-point: " + lab(points.blackPointColor));
-        std::string primaries;
-        for (const Lch& primary : points.primaryLch)
-            primaries += " " + lch(primary);
-        printLine("primaries-lch:" + primaries);
-        printLine("max-chroma: " + realText(points.maxChroma));
+    if (json) {
+        JsonWriter out;
+        out.beginObject();
+        for (const auto& [label, values] : lines) {
+            out.key(label);
+            values.size() == 1 ? out.value(values[0]) : out.numbers(values);
+        }
+        printLine(out.endObject().text());
+        return Done;
+    }
+    for (const auto& [label, values] : lines) {
+        std::string line = label + ":";
+        for (double v : values)
+            line += " " + realText(v);
+        printLine(line);
     }
     return Done;
 }
 
 const IccSubcommand
     inks("inks",
-         "  icc inks PROFILE [--intent N]\n"
+         "  icc inks PROFILE [--intent N] [--json]\n"
          "                               dot gain, ink limits, start of black and characteristic\n"
          "                               colours of a printing profile at intent N (default 0)\n",
          iccInks);

@@ -3,12 +3,15 @@
 // chooser would show them, with the header report on demand.
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli/icc_subcommands.h"
+#include "cli/json_out.h"
 #include "color/profile_manager.h"
 
 namespace slidebox::cli {
@@ -24,6 +27,7 @@ struct ListOptions {
     bool report = false;
     std::optional<std::string> directory;
     bool fileNames = true;
+    bool json = false;
 };
 
 /// A mask in decimal or in hexadecimal after "0x"; nothing for anything else
@@ -60,6 +64,8 @@ std::optional<std::string> parse(const std::vector<std::string>& args, ListOptio
             options.brief = true;
         } else if (arg == "--report") {
             options.report = true;
+        } else if (arg == "--json") {
+            options.json = true;
         } else if (arg == "--no-file-names") {
             options.fileNames = false;
         } else {
@@ -87,35 +93,59 @@ int iccList(const std::vector<std::string>& args) {
                                                 options.fileNames);
     else
         catalogue = ProfileManager::initWithUse(options.use, options.space, !options.brief);
-    if (!catalogue)
+    if (!catalogue) {
+        if (options.directory && !std::filesystem::is_directory(*options.directory))
+            return failure("icc list: '" + *options.directory + "': no such folder");
         return failure("icc list: no profile of these kinds and spaces");
+    }
 
+    JsonWriter out;
+    out.beginArray();
     for (std::int32_t row = 0; row < catalogue->count(); ++row) {
         if (catalogue->isASeparatorAtIndex(row)) {
-            printLine("");
+            if (!options.json)
+                printLine("");
             continue;
         }
-        std::string line = field(*catalogue, "name", row);
-        line += "\t" + catalogue->profileFileNameAtIndex(row).value_or("");
-        line += "\t" + catalogue->profilePathAtIndex(row).value_or("").native();
-        line += "\t" + field(*catalogue, "colorSpace", row);
-        line += "\t" + field(*catalogue, "kindOfUse", row);
-        line += "\t" + field(*catalogue, "pcs", row);
+        const std::string fields[] = {field(*catalogue, "name", row),
+                                      catalogue->profileFileNameAtIndex(row).value_or(""),
+                                      catalogue->profilePathAtIndex(row).value_or("").native(),
+                                      field(*catalogue, "colorSpace", row),
+                                      field(*catalogue, "kindOfUse", row),
+                                      field(*catalogue, "pcs", row)};
+        if (options.json) {
+            out.beginObject();
+            const char* keys[] = {"name", "file", "path", "space", "class", "PCS"};
+            for (std::size_t k = 0; k < std::size(keys); ++k)
+                out.key(keys[k]).value(k < 3 ? fields[k] : withoutNuls(fields[k]));
+            if (options.report)
+                out.key("creation date").value(field(*catalogue, "creationDate", row));
+            if (options.report && !options.brief)
+                out.key("report").value(withoutNuls(field(*catalogue, "headerInfos", row)));
+            out.endObject();
+            continue;
+        }
+        std::string line = fields[0];
+        for (std::size_t k = 1; k < std::size(fields); ++k)
+            line += "\t" + (k < 3 ? fields[k] : withoutNuls(fields[k]));
         if (options.report)
             line += "\t" + field(*catalogue, "creationDate", row);
         printLine(line);
         if (options.report && !options.brief) {
-            std::istringstream report(field(*catalogue, "headerInfos", row));
+            std::istringstream report(withoutNuls(field(*catalogue, "headerInfos", row)));
             for (std::string reportLine; std::getline(report, reportLine);)
                 printLine("\t" + reportLine);
         }
     }
+    if (options.json)
+        printLine(out.endArray().text());
     return Done;
 }
 
 const IccSubcommand list(
     "list",
     "  icc list [--use MASK] [--space MASK] [--brief] [--report] [--dir DIR [--no-file-names]]\n"
+    "           [--json]\n"
     "                               installed profiles (or those of DIR) by class and space\n"
     "                               masks: name, file, path, space, class, PCS a line; an empty\n"
     "                               line between groups\n",

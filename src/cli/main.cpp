@@ -27,6 +27,40 @@ void printHelp() {
                 "  --version   the program's version\n\n"
                 "Exit status: 0 done, 1 refused or failed, 2 wrong usage.\n");
 }
+/// The entries of a group's usage text that the words name: every entry
+/// for the group alone, that of one subcommand when its name follows. An
+/// entry is a line "  group sub ..." and the deeper-indented lines below it.
+std::string usageOf(const CommandGroup& group, const std::vector<std::string>& args) {
+    const std::string all = group.usage;
+    std::string prefix = std::string("  ") + group.name + " ";
+    const auto startsEntry = [&](const std::string& text) {
+        return all.rfind(text, 0) == 0 || all.find("\n" + text) != std::string::npos;
+    };
+    if (!args.empty() && args[0].rfind('-', 0) != 0 && startsEntry(prefix + args[0] + " "))
+        prefix += args[0] + " ";
+    std::string chosen;
+    bool inEntry = false;
+    std::size_t start = 0;
+    while (start < all.size()) {
+        std::size_t end = all.find('\n', start);
+        end = end == std::string::npos ? all.size() : end + 1;
+        const std::string line = all.substr(start, end - start);
+        const bool entryStart = line.rfind("  ", 0) == 0 && line.size() > 2 && line[2] != ' ';
+        if (entryStart)
+            inEntry = line.rfind(prefix, 0) == 0;
+        if (inEntry)
+            chosen += line;
+        start = end;
+    }
+    return chosen;
+}
+
+/// Whether a word asks for help: "--help" or "-h" anywhere.
+bool asksForHelp(const std::vector<std::string>& args) {
+    return std::any_of(args.begin(), args.end(),
+                       [](const std::string& arg) { return arg == "--help" || arg == "-h"; });
+}
+
 } // namespace
 
 CommandGroup::CommandGroup(const char* n, const char* u, Run r) : name(n), usage(u), run(r) {
@@ -73,6 +107,13 @@ int main(int argc, char** argv) {
     }
     for (const CommandGroup* group : commandGroups()) {
         if (args[0] == group->name) {
+            const std::vector<std::string> rest(args.begin() + 1, args.end());
+            // Help is answered here, for every command alike, before any
+            // command reads its arguments.
+            if (asksForHelp(rest)) {
+                std::printf("Usage:\n%s", usageOf(*group, rest).c_str());
+                return Done;
+            }
             int status = group->run(std::vector<std::string>(args.begin() + 1, args.end()));
             std::fflush(stdout);
             return status;

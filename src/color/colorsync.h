@@ -31,8 +31,10 @@ inline constexpr CMError memFullErr = -108;            ///< no memory for a bloc
 inline constexpr CMError cmProfileError = -170;        ///< the profile can't be read
 inline constexpr CMError cmElementTagNotFound = -4200; ///< the profile has no such tag
 
-/// Longest path, in bytes of its file-system form, that a profile is opened from.
-inline constexpr std::size_t kMaxProfilePathBytes = 255;
+/// Longest path, in bytes of its file-system form, that a profile is opened
+/// from: the 8,000 bytes of any path the catalogue produces. (The system
+/// itself opens no path of PATH_MAX, 4,096 bytes, or more.)
+inline constexpr std::size_t kMaxProfilePathBytes = 8000;
 
 // ---------------------------------------------------------------------------
 // Profiles

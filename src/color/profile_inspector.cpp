@@ -91,24 +91,50 @@ ProfileInspector::initWithPath(const std::filesystem::path& path) {
 
 std::unique_ptr<ProfileInspector> ProfileInspector::initWithPath(const std::filesystem::path& path,
                                                                  std::int32_t rendering) {
+    auto inspector = inspect(path, rendering);
+    return inspector ? std::move(inspector.value()) : nullptr;
+}
+
+platform::Result<std::unique_ptr<ProfileInspector>>
+ProfileInspector::inspect(const std::filesystem::path& path, std::int32_t rendering) {
+    using platform::ErrorCode;
+    using platform::Status;
     std::unique_ptr<ProfileInspector> inspector(new ProfileInspector);
     inspector->setProfilePath(path);
-    if (!inspector->getProfileInfos())
-        return nullptr;
+    {
+        auto profile = ProfileManager::openProfile(path);
+        if (!profile)
+            return profile.status();
+        if (auto header = CMGetProfileHeader(*profile.value()))
+            inspector->profileHeader_ = *header;
+    } // closed here: nothing stays open between operations
     inspector->rendering_ = rendering;
     // Taken as unsigned, -1 is above 3 too: no colour worlds.
     if (static_cast<std::uint32_t>(rendering) > 3)
         return inspector;
+    // A named-colour profile has no transform: refused before any world is
+    // tried, so that nothing is logged for what is known already.
+    if (inspector->profileClass() == cmNamedColorClass)
+        return Status::failure(ErrorCode::Unsupported,
+                               "a named-colour profile makes no colour world with the generic Lab "
+                               "profile");
     auto lab = ProfileManager::pathOfGenericLabProfil();
     if (!lab)
-        return nullptr;
+        return Status::failure(ErrorCode::CannotOpen, "the generic Lab profile can't be had");
     inspector->DeviceToPCS_ = ColorWorld::initColorWorldWithSrcProfil(path, *lab, rendering);
     inspector->PCSToDevice_ = ColorWorld::initColorWorldWithSrcProfil(*lab, path, rendering);
     // An input profile needs only the one direction.
     if (inspector->DeviceToPCS_ &&
         (inspector->profileClass() == cmInputClass || inspector->PCSToDevice_))
         return inspector;
-    return nullptr;
+    const OSType cls = inspector->profileClass();
+    if (cls == cmLinkClass || cls == cmAbstractClass)
+        return Status::failure(ErrorCode::Unsupported,
+                               std::string(cls == cmLinkClass ? "a device-link" : "an abstract") +
+                                   " profile makes no colour world with the generic Lab profile");
+    return Status::failure(ErrorCode::Unsupported, "no colour world through the generic Lab "
+                                                   "profile with intent " +
+                                                       std::to_string(rendering));
 }
 
 bool ProfileInspector::goodPathProfileData(const std::filesystem::path& path) {

@@ -11,6 +11,7 @@
 #include "color/characteristic_profile_points.h"
 #include "color/cm2_header.h"
 #include "color/color_world.h"
+#include "platform/status.h"
 
 namespace slidebox::color {
 
@@ -31,6 +32,13 @@ class ProfileInspector {
     /// can't be built.
     static std::unique_ptr<ProfileInspector>
     profileInspectorWithProfilePath(const std::filesystem::path& path, std::int32_t rendering);
+
+    /// The same with the reason when there is none: the reasons of
+    /// ProfileManager::openProfile, or Unsupported when a colour world the
+    /// intent needs can't be built (a named-colour or device-link profile,
+    /// a table the engine refuses).
+    static platform::Result<std::unique_ptr<ProfileInspector>>
+    inspect(const std::filesystem::path& path, std::int32_t rendering);
 
     /// The same from the bytes of a profile, which go to a temporary file
     /// "/tmp/ZOL_ProfileInspector_<unique>" that the inspector removes when

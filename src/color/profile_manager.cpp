@@ -1,25 +1,16 @@
 // Where profiles lie on this desktop: the generic profiles are files that
 // the colour engine makes once under the user's data folder; the installed
-// ones are in the desktop's colour folders; the display's profile is the one
-// the colour manager publishes, else sRGB.
+// ones are in the desktop's colour folders; the display profiles come from
+// profile_manager_display.cpp.
 #include "color/profile_manager.h"
 
-#include <QCoreApplication>
-#include <QFile>
-#include <QGuiApplication>
-#include <QScreen>
-#ifdef SLIDEBOX_HAVE_DBUS
-#include <QDBusArgument>
-#include <QDBusConnection>
-#include <QDBusInterface>
-#include <QDBusMetaType>
-#include <QDBusObjectPath>
-#include <QDBusReply>
-#include <QDBusVariant>
-#endif
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <string_view>
 #include <system_error>
@@ -63,72 +54,13 @@ const char* genericFileName(OSType space) {
     }
 }
 
-#ifdef SLIDEBOX_HAVE_DBUS
-QVariant colordProperty(const QDBusConnection& bus, const QString& object, const char* interface,
-                        const char* name) {
-    QDBusInterface properties("org.freedesktop.ColorManager", object,
-                              "org.freedesktop.DBus.Properties", bus);
-    properties.setTimeout(2000);
-    QDBusReply<QDBusVariant> reply =
-        properties.call("Get", QString::fromLatin1(interface), QString::fromLatin1(name));
-    return reply.isValid() ? reply.value().variant() : QVariant();
-}
-
-/// The profile file that colord publishes for the first display that has one.
-std::optional<std::filesystem::path> colordDisplayProfile() {
-    // Qt's D-Bus connection needs the application object's event machinery.
-    if (!QCoreApplication::instance())
-        return std::nullopt;
-    QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.isConnected())
-        return std::nullopt;
-    QDBusInterface manager("org.freedesktop.ColorManager", "/org/freedesktop/ColorManager",
-                           "org.freedesktop.ColorManager", bus);
-    if (!manager.isValid())
-        return std::nullopt;
-    manager.setTimeout(2000);
-    QDBusReply<QList<QDBusObjectPath>> devices =
-        manager.call("GetDevicesByKind", QStringLiteral("display"));
-    if (!devices.isValid())
-        return std::nullopt;
-    for (const QDBusObjectPath& device : devices.value()) {
-        QVariant profiles =
-            colordProperty(bus, device.path(), "org.freedesktop.ColorManager.Device", "Profiles");
-        QList<QDBusObjectPath> list;
-        if (profiles.canConvert<QDBusArgument>())
-            profiles.value<QDBusArgument>() >> list;
-        else
-            list = profiles.value<QList<QDBusObjectPath>>();
-        if (list.isEmpty())
-            continue;
-        QString file = colordProperty(bus, list.first().path(),
-                                      "org.freedesktop.ColorManager.Profile", "Filename")
-                           .toString();
-        QByteArray bytes = QFile::encodeName(file);
-        std::filesystem::path path(std::string(bytes.constData(), bytes.size()));
-        if (!file.isEmpty() && platform::fileExistsAtPath(path))
-            return path;
-    }
-    return std::nullopt;
-}
-#endif
-
-/// A whole pixel from a coordinate, narrowed to 16 bits as the device
-/// rectangles are; nothing for a value that isn't a number or is beyond
-/// any screen.
-std::optional<int> pixel16(double value) {
-    double t = std::trunc(value);
-    if (!std::isfinite(t) || std::fabs(t) > 9.0e15)
-        return std::nullopt;
-    return static_cast<std::int16_t>(static_cast<std::int64_t>(t) & 0xFFFF);
-}
-
 } // namespace
 
 ProfilePlaces ProfilePlaces::underHome(const std::filesystem::path& home) {
     ProfilePlaces p;
     p.home = home;
     p.dataHome = home / ".local/share";
+    p.runtime = home / ".run";
     p.profileFolders = {"/usr/share/color/icc", "/usr/local/share/color/icc",
                         home / ".local/share/icc", home / ".color/icc"};
     return p;
@@ -139,6 +71,14 @@ ProfilePlaces ProfilePlaces::fromEnvironment() {
     if (auto dataHome = environmentPath("XDG_DATA_HOME"); !dataHome.empty()) {
         p.dataHome = dataHome;
         p.profileFolders[2] = dataHome / "icc";
+    }
+    if (auto runtime = environmentPath("XDG_RUNTIME_DIR"); !runtime.empty())
+        p.runtime = runtime / "slidebox";
+    else {
+        std::error_code error; // a $TMPDIR that isn't a folder: /tmp
+        std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
+        p.runtime = (error ? std::filesystem::path("/tmp") : temporary) /
+                    ("slidebox-" + std::to_string(static_cast<unsigned>(::getuid())));
     }
     return p;
 }
@@ -155,8 +95,29 @@ void ProfileManager::setPlaces(ProfilePlaces places) {
     currentPlaces() = std::move(places);
 }
 
+platform::Result<CMProfileRef> ProfileManager::openProfile(const std::filesystem::path& path) {
+    using platform::ErrorCode;
+    using platform::Status;
+    if (path.empty())
+        return Status::failure(ErrorCode::BadArgument, "no profile path given");
+    if (path.native().size() >= kMaxOpenablePathBytes)
+        return Status::failure(ErrorCode::TooLarge, "the path is longer than the 4095 bytes the "
+                                                    "system opens");
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0)
+        return Status::failure(ErrorCode::CannotOpen,
+                               errno == ENOENT ? "no such file" : std::strerror(errno));
+    if (!S_ISREG(st.st_mode))
+        return Status::failure(ErrorCode::CannotOpen, "not a regular file");
+    CMProfileRef profile = CMOpenProfile(path);
+    if (!profile)
+        return Status::failure(ErrorCode::Malformed, "not an ICC profile");
+    return profile;
+}
+
 CMProfileRef ProfileManager::profileRefForPath(const std::filesystem::path& path) {
-    return CMOpenProfile(path);
+    auto opened = openProfile(path);
+    return opened ? std::move(opened.value()) : nullptr;
 }
 
 std::optional<std::filesystem::path> ProfileManager::pathForProfileRef(CMProfileRef profile) {
@@ -198,55 +159,13 @@ std::optional<std::filesystem::path> ProfileManager::pathOfGenericGrayProfil() {
     return pathOfGenericProfilForSpace(cmGrayData);
 }
 
-std::optional<std::filesystem::path> ProfileManager::pathOfDefaultDisplayUseProfile() {
-#ifdef SLIDEBOX_HAVE_DBUS
-    if (auto published = colordDisplayProfile())
-        return published;
-#endif
-    return pathOfGenericProfilForSpace(cmRGBData);
-}
-
 std::optional<std::filesystem::path> ProfileManager::pathOfColorSyncUserFolder() {
-    std::filesystem::path folder = places().home / ".local/share/icc";
+    std::filesystem::path folder = places().dataHome / "icc";
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error || !platform::isDirectory(folder))
         return std::nullopt;
     return folder;
-}
-
-std::optional<std::size_t> ProfileManager::FindGDeviceWithGlobalPoint(
-    float x, float y, const std::vector<ScreenDevice>& screens, std::size_t mainIndex) {
-    if (mainIndex >= screens.size())
-        return std::nullopt;
-    const QRect& main = screens[mainIndex].rect;
-    auto h = pixel16(x);
-    auto v = pixel16(static_cast<double>(main.height()) - y);
-    if (!h || !v)
-        return std::nullopt;
-    for (std::size_t i = 0; i < screens.size(); ++i)
-        if (screens[i].active && screens[i].rect.contains(*h, *v))
-            return i;
-    return std::nullopt;
-}
-
-std::optional<std::filesystem::path> ProfileManager::pathOfScreenProfileWithGlobalPoint(float x,
-                                                                                        float y) {
-    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
-        return std::nullopt;
-    const QList<QScreen*> screens = QGuiApplication::screens();
-    std::vector<ScreenDevice> devices;
-    std::size_t mainIndex = 0;
-    for (QScreen* screen : screens) {
-        if (screen == QGuiApplication::primaryScreen())
-            mainIndex = devices.size();
-        devices.push_back({screen->geometry(), true});
-    }
-    if (!FindGDeviceWithGlobalPoint(x, y, devices, mainIndex))
-        return std::nullopt;
-    // The colour manager keys its display profiles by output, which Qt
-    // doesn't name; every screen so answers with the display profile.
-    return pathOfDefaultDisplayUseProfile();
 }
 
 } // namespace slidebox::color

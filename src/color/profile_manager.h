@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "color/cm_color.h"
 #include "color/colorsync.h"
 #include "color/profile_iterate_data.h"
+#include "platform/status.h"
 
 namespace slidebox::color {
 
@@ -22,6 +24,9 @@ namespace slidebox::color {
 struct ProfilePlaces {
     std::filesystem::path home;     ///< the user's home folder
     std::filesystem::path dataHome; ///< $XDG_DATA_HOME, by default home/.local/share
+    /// Where a display profile that comes as bytes is kept while the session
+    /// lasts: $XDG_RUNTIME_DIR/slidebox, else the temporary folder.
+    std::filesystem::path runtime;
     /// Folders of installed profiles, searched in this order.
     std::vector<std::filesystem::path> profileFolders;
 
@@ -29,9 +34,32 @@ struct ProfilePlaces {
     /// colour folders /usr/share/color/icc, /usr/local/share/color/icc,
     /// $XDG_DATA_HOME/icc (by default ~/.local/share/icc) and ~/.color/icc.
     static ProfilePlaces fromEnvironment();
-    /// The same places below another home, with dataHome home/.local/share.
+    /// The same places below another home, with dataHome home/.local/share
+    /// and runtime home/.run.
     static ProfilePlaces underHome(const std::filesystem::path& home);
 };
+
+/// Where display profiles come from on this desktop, one function a
+/// source, so that tests can answer for the colour manager and the X
+/// server. An empty function is a source that has nothing.
+struct DisplayProfileSources {
+    /// The file of the profile that the colour manager (colord) gives the
+    /// output of this name (QScreen::name()); nothing when it doesn't run or
+    /// has no profile for it.
+    std::function<std::optional<std::filesystem::path>(const std::string& output)> colord;
+    /// The bytes of the X11 root window property _ICC_PROFILE (screen 0) or
+    /// _ICC_PROFILE_n (screen n); nothing when unset or without X11.
+    std::function<std::optional<std::vector<std::uint8_t>>(int screen)> x11;
+
+    /// The sources of this desktop: colord over the system bus, the X
+    /// server of $DISPLAY (or of the running application).
+    static DisplayProfileSources system();
+};
+
+/// The bytes of the root window property _ICC_PROFILE (screen 0) or
+/// _ICC_PROFILE_n of the X server at display (null: $DISPLAY). Nothing
+/// when the server can't be reached or the property isn't set.
+std::optional<std::vector<std::uint8_t>> readX11ProfileAtom(const char* display, int screen);
 
 /// A screen as the device list gives it: its rectangle in the windowing
 /// system's coordinates (origin at the top left of the main screen, y
@@ -42,6 +70,10 @@ struct ScreenDevice {
 };
 
 class ProfileManager;
+
+/// Paths of this many bytes or more are refused before any file is opened:
+/// the system's PATH_MAX.
+inline constexpr std::size_t kMaxOpenablePathBytes = 4096;
 
 /// Bits of the kinds of use (profile classes) a catalogue lists, in the
 /// order of listing.
@@ -215,9 +247,13 @@ class ProfileManager {
     /// Replaces the places in force (tests, or a user who moved them).
     static void setPlaces(ProfilePlaces places);
 
-    /// An open profile for a path, closed by its owner. Null for an empty
-    /// path, a path of 256 bytes or more (refused before the engine is
-    /// asked), a missing file or one that isn't a profile.
+    /// An open profile for a path, closed by its owner, or why there is
+    /// none: no path (BadArgument), a path of kMaxOpenablePathBytes or more
+    /// (TooLarge), no such file or not a regular file (CannotOpen), not an
+    /// ICC profile the engine reads (Malformed).
+    static platform::Result<CMProfileRef> openProfile(const std::filesystem::path& path);
+
+    /// The same with the reason dropped: null on any failure.
     static CMProfileRef profileRefForPath(const std::filesystem::path& path);
 
     /// The path the profile was opened from. Takes the profile over and
@@ -234,13 +270,22 @@ class ProfileManager {
     static std::optional<std::filesystem::path> pathOfGenericXYZProfil();
     static std::optional<std::filesystem::path> pathOfGenericGrayProfil();
 
-    /// The default profile for display use: the profile that the desktop's
-    /// colour manager (colord) publishes for the first display that has
-    /// one, else the sRGB profile made under dataHome/slidebox/icc/.
+    /// The default profile for display use: that of the main screen, as
+    /// for a point on it. Nothing when no source has one (no sRGB stands in).
     static std::optional<std::filesystem::path> pathOfDefaultDisplayUseProfile();
 
-    /// The user's folder of profiles, home/.local/share/icc, made when it is
-    /// missing. Nothing if it can't be made.
+    /// The profile of a screen: the file colord gives its output, else the
+    /// X11 property of its number, kept as
+    /// runtime/display-<screen>-<hash>.icc. Nothing when neither has one.
+    static std::optional<std::filesystem::path> displayProfileOfScreen(const std::string& output,
+                                                                       int screen);
+
+    /// Replaces the display profile sources (tests); the system's by default.
+    static void setDisplayProfileSources(DisplayProfileSources sources);
+
+    /// The user's folder of profiles, dataHome/icc ($XDG_DATA_HOME/icc, by
+    /// default ~/.local/share/icc), made when it is missing. Nothing if it
+    /// can't be made.
     static std::optional<std::filesystem::path> pathOfColorSyncUserFolder();
 
     /// The profile of the screen that holds a point, given in points with

@@ -4,8 +4,9 @@
 
 namespace slidebox::testing {
 
-CliRun runCli(const std::vector<std::string>& args, const std::vector<std::string>& env) {
-    return runChild(buildDir() / "bin" / "slidebox-cli", args, env);
+CliRun runCli(const std::vector<std::string>& args, const std::vector<std::string>& env,
+              std::string_view input) {
+    return runChild(buildDir() / "bin" / "slidebox-cli", args, env, input);
 }
 
 std::string firstMissing(const std::vector<std::string>& paths) {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/child_process.h"
@@ -13,8 +14,10 @@ namespace slidebox::testing {
 using CliRun = ChildRun;
 
 /// Runs the built slidebox-cli with the arguments (no shell in between) and
-/// an optional environment added to the test's own ("NAME=value").
-CliRun runCli(const std::vector<std::string>& args, const std::vector<std::string>& env = {});
+/// an optional environment added to the test's own ("NAME=value") and
+/// standard input.
+CliRun runCli(const std::vector<std::string>& args, const std::vector<std::string>& env = {},
+              std::string_view input = {});
 
 /// Installed profiles the commands are run on.
 inline const std::string kSRGB = "/usr/share/color/icc/colord/sRGB.icc";

@@ -3,7 +3,9 @@
 // error. Every case runs in a home of its own.
 //
 //   $ icc match --src lab 1 2 3     the command line; '' is an empty word
+//   < 50 0 0                        a line of standard input
 //   > 1 2 3                         a line of standard output (\0 \t \n \\ escaped)
+//   % 0.01                          numbers in > lines agree within 0.01
 //   ~ text                          standard output holds text (then no > lines)
 //   = 2                             the exit status (0 when absent)
 //   ! text                          standard error holds text
@@ -13,10 +15,15 @@
 // something on failure. Each file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
 // ${X11} are installed profiles (a case without them is skipped), ${HOME}
 // the case's home, which holds text.icc, a file that is no profile.
+//
+// SLIDEBOX_GOLDEN_REWRITE=1 in the environment writes each case's actual
+// standard output and status back into its file: review the diff.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -28,9 +35,11 @@ namespace {
 struct GoldenCase {
     std::string name;
     std::vector<std::string> args;
-    std::string out;
+    std::string in, out;
     std::vector<std::string> outParts, errParts;
     int status = 0;
+    double tolerance = 0;
+    std::size_t firstLine = 0; ///< index of its $ line in the file
 };
 
 std::string unescaped(const std::string& text) {
@@ -46,12 +55,47 @@ std::string unescaped(const std::string& text) {
     return result;
 }
 
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (char c : text)
+        result += c == '\0' ? "\\0" : c == '\t' ? "\\t" : c == '\\' ? "\\\\" : std::string(1, c);
+    return result;
+}
+
+/// Whether two outputs agree: line by line and word by word, numbers within
+/// the tolerance, all else exactly.
+bool sameOutput(const std::string& expected, const std::string& actual, double tolerance) {
+    if (tolerance == 0 || expected == actual)
+        return expected == actual;
+    std::istringstream e(expected), a(actual);
+    std::string el, al;
+    while (std::getline(e, el)) {
+        if (!std::getline(a, al))
+            return false;
+        std::istringstream ew(el), aw(al);
+        std::string x, y;
+        while (ew >> x) {
+            if (!(aw >> y))
+                return false;
+            char* endX = nullptr;
+            char* endY = nullptr;
+            const double nx = std::strtod(x.c_str(), &endX), ny = std::strtod(y.c_str(), &endY);
+            const bool numbers = *endX == '\0' && *endY == '\0' && !x.empty() && !y.empty();
+            if (numbers ? !(std::fabs(nx - ny) <= tolerance) : x != y)
+                return false;
+        }
+        if (aw >> y)
+            return false;
+    }
+    return !std::getline(a, al);
+}
+
 const std::filesystem::path kGoldenFolder =
     std::filesystem::path(SLIDEBOX_SOURCE_DIR) / "src/cli/tests/golden";
 
-/// Runs one case in a home of its own; false when it needs a profile that
+/// Runs one case in a home of its own; nothing when it needs a profile that
 /// isn't installed.
-bool runCase(const GoldenCase& c) {
+std::optional<CliRun> runCase(const GoldenCase& c) {
     TempDir home;
     writeFile(home / "text.icc", "not a profile at all");
     const std::map<std::string, std::string> variables = {
@@ -75,11 +119,14 @@ bool runCase(const GoldenCase& c) {
     for (const std::string& word : c.args)
         args.push_back(expand(word));
     if (!installed)
-        return false;
-    const CliRun run = runCli(args, homeEnv(home));
+        return std::nullopt;
+    CliRun run = runCli(args, homeEnv(home), c.in);
     EXPECT_EQ(run.status, c.status) << run.err;
     if (c.outParts.empty()) {
-        EXPECT_EQ(run.out, c.out);
+        EXPECT_TRUE(sameOutput(c.out, run.out, c.tolerance))
+            << "expected:\n"
+            << c.out << "actual:\n"
+            << run.out << "tolerance " << c.tolerance;
     }
     for (const std::string& part : c.outParts)
         EXPECT_THAT(run.out, ::testing::HasSubstr(expand(part)));
@@ -88,25 +135,31 @@ bool runCase(const GoldenCase& c) {
     if (c.errParts.empty()) {
         EXPECT_EQ(run.err.empty(), c.status == 0) << run.err;
     }
-    return true;
+    // The home's own path never stands in stored output.
+    for (std::size_t at; (at = run.out.find(home.path().string())) != std::string::npos;)
+        run.out.replace(at, home.path().string().size(), "${HOME}");
+    return run;
 }
 
-std::vector<GoldenCase> loadCases(const std::filesystem::path& file) {
+std::vector<GoldenCase> loadCases(const std::vector<std::string>& lines, const std::string& file) {
     std::vector<GoldenCase> cases;
-    std::ifstream in(file);
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
+    for (std::size_t number = 0; number < lines.size(); ++number) {
+        const std::string& line = lines[number];
         const std::string body = line.size() > 2 ? unescaped(line.substr(2)) : "";
         if (line.rfind("$ ", 0) == 0) {
-            cases.push_back({file.filename().string() + ":" + std::to_string(number)});
+            cases.push_back({file + ":" + std::to_string(number + 1)});
+            cases.back().firstLine = number;
             std::istringstream words(line.substr(2));
             for (std::string word; words >> word;)
                 cases.back().args.push_back(word == "''" ? "" : word);
         } else if (cases.empty() || line.empty() || line[0] == '#') {
             continue;
+        } else if (line[0] == '<') {
+            cases.back().in += body + "\n";
         } else if (line[0] == '>') {
             cases.back().out += body + "\n";
+        } else if (line[0] == '%') {
+            cases.back().tolerance = std::stod(body);
         } else if (line[0] == '~') {
             cases.back().outParts.push_back(body);
         } else if (line[0] == '!') {
@@ -116,6 +169,42 @@ std::vector<GoldenCase> loadCases(const std::filesystem::path& file) {
         }
     }
     return cases;
+}
+
+/// The file again with each case's > and = lines replaced by what it gave,
+/// placed after its $, < and % lines.
+std::string rewritten(const std::vector<std::string>& lines, const std::vector<GoldenCase>& cases,
+                      const std::vector<std::optional<CliRun>>& runs) {
+    std::string text;
+    std::optional<std::size_t> current; // the case whose lines these are
+    bool pending = false;               // its output is still to be written
+    const auto insert = [&] {
+        const GoldenCase& c = cases[*current];
+        if (runs[*current]->status != 0)
+            text += "= " + std::to_string(runs[*current]->status) + "\n";
+        if (c.outParts.empty()) {
+            std::istringstream out(runs[*current]->out);
+            for (std::string o; std::getline(out, o);)
+                text += "> " + escaped(o) + "\n";
+        }
+        pending = false;
+    };
+    for (const std::string& line : lines) {
+        const char kind = line.empty() ? ' ' : line[0];
+        const bool ran = current && runs[*current].has_value();
+        if (ran && (kind == '=' || (kind == '>' && cases[*current].outParts.empty())))
+            continue;
+        if (pending && kind != '<' && kind != '%')
+            insert();
+        text += line + "\n";
+        if (line.rfind("$ ", 0) == 0) {
+            current = current ? *current + 1 : 0;
+            pending = runs[*current].has_value();
+        }
+    }
+    if (pending)
+        insert();
+    return text;
 }
 
 std::vector<std::string> goldenFiles() {
@@ -130,12 +219,21 @@ std::vector<std::string> goldenFiles() {
 class Golden : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(Golden, StatusOutputAndReason) {
+    const std::filesystem::path file = kGoldenFolder / (GetParam() + ".txt");
+    std::vector<std::string> lines;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    const std::vector<GoldenCase> cases = loadCases(lines, file.filename().string());
+    std::vector<std::optional<CliRun>> runs;
     int skipped = 0;
-    for (const GoldenCase& c : loadCases(kGoldenFolder / (GetParam() + ".txt"))) {
+    for (const GoldenCase& c : cases) {
         SCOPED_TRACE(c.name);
-        if (!runCase(c))
-            ++skipped;
+        runs.push_back(runCase(c));
+        skipped += runs.back() ? 0 : 1;
     }
+    if (const char* rewrite = std::getenv("SLIDEBOX_GOLDEN_REWRITE"); rewrite && *rewrite == '1')
+        std::ofstream(file) << rewritten(lines, cases, runs);
     if (skipped > 0)
         GTEST_SKIP() << skipped << " cases need profiles that aren't installed: run tools/setup.sh";
 }

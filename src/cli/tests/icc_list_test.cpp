@@ -98,8 +98,8 @@ TEST_F(CliIccList, InstalledFoldersComeFromTheHomeOfTheCommand) {
     const std::string dotColor = (home_ / ".color/icc").string();
     auto r = list({"--use", "8", "--space", "0x20"});
     ASSERT_EQ(r.status, 0) << r.err;
-    // A signature of NUL bytes keeps them.
-    EXPECT_EQ(r.out, "Data home\ty.icc\t" + dataHome + "/y.icc\tCMY \tprtr\t\0\0\0\0\n"s +
+    // A signature of NUL bytes prints as nothing.
+    EXPECT_EQ(r.out, "Data home\ty.icc\t" + dataHome + "/y.icc\tCMY \tprtr\t\n"s +
                          "Dot color\tz.icc\t" + dotColor + "/z.icc\tCMY \tprtr\tXYZ \n");
 
     // Two kinds make two groups, parted by an empty line.
@@ -122,6 +122,25 @@ TEST_F(CliIccList, PlainListIsTheInstalledProfilesWithoutNamedOrAbstract) {
     EXPECT_THAT(r.out, HasSubstr("\tsRGB.icc\t" + kSRGB + "\tRGB \tmntr\tXYZ \n"));
     EXPECT_THAT(r.out, ::testing::Not(HasSubstr("\tnmcl\t")));
     EXPECT_THAT(r.out, ::testing::Not(HasSubstr("\tabst\t")));
+}
+
+TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {
+    // A folder path of 300 bytes and more, and a file name that isn't UTF-8.
+    std::filesystem::path deep = folder_.path();
+    while (deep.native().size() < 300)
+        deep /= std::string(50, 'd');
+    put(deep / "long.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Long"));
+    put(folder_ / "caf\xE9.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Latin"));
+
+    auto r = list({"--dir", dir(), "--json", "--no-file-names"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string base = folder_.path().string();
+    const std::string relative = (deep / "long.icc").string().substr(base.size() + 1);
+    EXPECT_EQ(r.out, "[{\"name\":\"Latin\",\"file\":\"caf\\ufffd.icc\",\"path\":\"" + base +
+                         "/caf\\ufffd.icc\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ "
+                         "\"},{\"name\":\"Long\",\"file\":\"" +
+                         relative + "\",\"path\":\"" + (deep / "long.icc").string() +
+                         "\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ \"}]\n");
 }
 
 TEST_F(CliIccList, NoRowIsAFailure) {

@@ -99,7 +99,7 @@ TEST(ColorSyncBoundary, ScalesMatchTheRecordsEncoding) {
     EXPECT_TRUE(engineValuesFromColor(rgb, fourCC("2CLR")).empty());
 }
 
-TEST(ColorSyncProfiles, PathOf256BytesIsRefusedAndOf255Opens) {
+TEST(ColorSyncProfiles, PathOf256BytesOpensAndBeyondTheLimitIsRefused) {
     TempDir dir;
     auto bytes = genericProfileBytes(cmLabData);
     ASSERT_TRUE(bytes);
@@ -115,7 +115,8 @@ TEST(ColorSyncProfiles, PathOf256BytesIsRefusedAndOf255Opens) {
     std::filesystem::path longer = path.parent_path() / (path.filename().native() + "x");
     std::filesystem::copy_file(path, longer);
     ASSERT_EQ(longer.native().size(), 256u);
-    EXPECT_EQ(CMOpenProfile(longer), nullptr);
+    EXPECT_NE(CMOpenProfile(longer), nullptr);
+    EXPECT_EQ(CMOpenProfile("/" + std::string(kMaxProfilePathBytes, 'a')), nullptr);
     EXPECT_EQ(CMOpenProfile(""), nullptr);
     EXPECT_EQ(CMOpenProfile(dir / "missing.icc"), nullptr);
     EXPECT_EQ(CMOpenProfile(dir.path()), nullptr); // a folder

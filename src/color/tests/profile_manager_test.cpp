@@ -12,6 +12,8 @@
 #include <QScreen>
 
 #include <cmath>
+#include <fstream>
+#include <map>
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -85,13 +87,47 @@ TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
     EXPECT_FALSE(ProfileManager::pathOfGenericLabProfil());
 }
 
-TEST(ProfileManagerTest, UserFolderIsMadeWhenMissing) {
+TEST(ProfileManagerTest, UserFolderFollowsTheDataFolderAndIsMadeWhenMissing) {
     ScopedProfilePlaces places;
-    std::filesystem::path expected = places.home() / ".local/share/icc";
-    EXPECT_FALSE(slidebox::platform::fileExistsAtPath(expected));
+    ProfilePlaces moved = ProfileManager::places();
+    moved.dataHome = places.home() / "data"; // as $XDG_DATA_HOME would
+    ProfileManager::setPlaces(moved);
+    const std::filesystem::path expected = places.home() / "data/icc";
     EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
     EXPECT_TRUE(slidebox::platform::isDirectory(expected));
-    EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
+}
+
+TEST(ProfileManagerTest, OpeningSaysWhyNot) {
+    ScopedProfilePlaces places;
+    writeFile(places.home() / "text.icc", "no profile");
+    using slidebox::platform::ErrorCode;
+    const struct {
+        std::filesystem::path path;
+        ErrorCode code;
+    } rows[] = {{"", ErrorCode::BadArgument},
+                {places.home() / "missing.icc", ErrorCode::CannotOpen},
+                {places.home().path(), ErrorCode::CannotOpen},
+                {places.home() / "text.icc", ErrorCode::Malformed},
+                {"/" + std::string(kMaxOpenablePathBytes, 'a'), ErrorCode::TooLarge}};
+    for (const auto& row : rows) {
+        auto opened = ProfileManager::openProfile(row.path);
+        EXPECT_EQ(opened.status().code(), row.code) << row.path.native().size();
+        EXPECT_FALSE(opened.status().message().empty());
+        EXPECT_FALSE(ProfileManager::profileRefForPath(row.path));
+    }
+}
+
+TEST(ProfileManagerTest, LongPathsUpToTheSystemLimitOpen) {
+    // A path of 300 bytes: over the old 255, under PATH_MAX.
+    ScopedProfilePlaces places;
+    auto lab = ProfileManager::pathOfGenericLabProfil();
+    ASSERT_TRUE(lab);
+    std::filesystem::path folder = places.home().path();
+    while (folder.native().size() < 300)
+        folder /= std::string(60, 'd');
+    std::filesystem::create_directories(folder);
+    std::filesystem::copy_file(*lab, folder / "lab.icc");
+    EXPECT_TRUE(ProfileManager::profileRefForPath(folder / "lab.icc"));
 }
 
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
@@ -116,18 +152,71 @@ TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
     EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(std::nanf(""), 10, screens), std::nullopt);
 }
 
-TEST(ScreenDevices, ScreenProfileOnlyWhereAScreenIsUnderThePoint) {
+namespace {
+/// Display profile sources of the test's own for as long as it lives.
+struct ScopedSources {
+    explicit ScopedSources(DisplayProfileSources sources) {
+        ProfileManager::setDisplayProfileSources(std::move(sources));
+    }
+    ~ScopedSources() { ProfileManager::setDisplayProfileSources({}); }
+};
+
+std::vector<std::uint8_t> bytesOf(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+} // namespace
+
+TEST(DisplayProfile, ColordFirstThenTheX11PropertyElseNone) {
     ScopedProfilePlaces places;
     QScreen* screen = QGuiApplication::primaryScreen();
     ASSERT_NE(screen, nullptr);
-    QRect rect = screen->geometry();
-    auto inside = ProfileManager::pathOfScreenProfileWithGlobalPoint(
-        static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2));
-    // The default display profile, an RGB one.
-    ASSERT_TRUE(inside);
-    EXPECT_EQ(inside, ProfileManager::pathOfDefaultDisplayUseProfile());
-    auto profile = ProfileManager::profileRefForPath(*inside);
-    ASSERT_TRUE(profile);
-    EXPECT_EQ(CMGetProfileHeader(*profile)->dataColorSpace, cmRGBData);
+    const std::string output = screen->name().toStdString();
+    auto rgb = ProfileManager::pathOfGenericProfilForSpace(cmRGBData);
+    ASSERT_TRUE(rgb);
+    std::vector<std::uint8_t> atom = bytesOf(*rgb);
+    std::map<std::string, std::filesystem::path> colord;
+    std::vector<int> asked;
+    ScopedSources sources({[&](const std::string& name) -> std::optional<std::filesystem::path> {
+                               auto found = colord.find(name);
+                               if (found == colord.end())
+                                   return std::nullopt;
+                               return found->second;
+                           },
+                           [&](int n) -> std::optional<std::vector<std::uint8_t>> {
+                               asked.push_back(n);
+                               if (atom.empty())
+                                   return std::nullopt;
+                               return atom;
+                           }});
+
+    // colord knows the screen's output: its file, the property unasked.
+    colord[output] = *rgb;
+    EXPECT_EQ(ProfileManager::pathOfDefaultDisplayUseProfile(), rgb);
+    EXPECT_TRUE(asked.empty());
+
+    // colord knows another output only: the property of screen 0, kept as a
+    // file of the same bytes under the runtime folder, the same while the
+    // bytes are, another when they change.
+    colord = {{"elsewhere", *rgb}};
+    auto fromAtom = ProfileManager::pathOfDefaultDisplayUseProfile();
+    ASSERT_TRUE(fromAtom);
+    EXPECT_EQ(asked, std::vector<int>{0});
+    EXPECT_EQ(fromAtom->parent_path(), ProfileManager::places().runtime);
+    EXPECT_EQ(bytesOf(*fromAtom), atom);
+    EXPECT_EQ(ProfileManager::pathOfDefaultDisplayUseProfile(), fromAtom);
+    atom.back() ^= 1;
+    EXPECT_NE(ProfileManager::pathOfDefaultDisplayUseProfile(), fromAtom);
+
+    // Neither: no profile, not sRGB.
+    atom.clear();
+    EXPECT_FALSE(ProfileManager::pathOfDefaultDisplayUseProfile());
+
+    // The screen under a point answers alike; no screen, nothing at all.
+    colord[output] = *rgb;
+    const QRect rect = screen->geometry();
+    EXPECT_EQ(ProfileManager::pathOfScreenProfileWithGlobalPoint(
+                  static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2)),
+              rgb);
     EXPECT_FALSE(ProfileManager::pathOfScreenProfileWithGlobalPoint(-20000.0f, -20000.0f));
 }

@@ -20,7 +20,6 @@ namespace {
 constexpr double kPlainInkGain = 28.595180;
 constexpr double kGainTolerance = 0.05; // grid-9 tables and 16-bit Lab on the way
 // L of the field 5930, where the walk for the start of black ends untested.
-constexpr double kNoBlackStart = 9.0486000;
 constexpr double kFloatTolerance = 1e-5;
 // Published sRGB primaries in D50 Lab, as chroma and hue.
 constexpr double kLchTolerance = 0.15;
@@ -192,7 +191,6 @@ TEST_F(InksTest, StartOfBlackWalksDownTheNeutralAxis) {
     // Black never reaches 0.5 %: the walk ends at 5930 without testing it.
     auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
     ASSERT_TRUE(noBlack);
-    EXPECT_NEAR(noBlack->PCSToDeviceLuminanceOfStartBlack(), kNoBlackStart, kFloatTolerance);
     EXPECT_EQ(noBlack->PCSToDeviceLuminanceOfStartBlack(),
               static_cast<float>(5930 * 100.0 / 65535.0));
 

@@ -1,4 +1,4 @@
-// ProfileInspector: opening from a path and from bytes, its colour worlds,
+// ProfileInspector: opening (and why not) from a path and from bytes, its colour worlds,
 // validation, comparison and the header accessors.
 #include <gtest/gtest.h>
 
@@ -56,11 +56,23 @@ TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
     EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceOut(), cmRGBData);
 }
 
-TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothing) {
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath("", 0));
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(dir / "missing.icc", -1));
+TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
+    using slidebox::platform::ErrorCode;
     writeFile(dir / "text.icc", "not a profile at all, just some words of text");
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(dir / "text.icc", -1));
+    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
+    const struct {
+        std::filesystem::path path;
+        std::int32_t intent;
+        ErrorCode code;
+    } rows[] = {{"", 0, ErrorCode::BadArgument},
+                {dir / "missing.icc", -1, ErrorCode::CannotOpen},
+                {dir / "text.icc", -1, ErrorCode::Malformed},
+                {display, 0, ErrorCode::Unsupported}}; // no way back from Lab
+    for (const auto& row : rows) {
+        auto inspected = ProfileInspector::inspect(row.path, row.intent);
+        EXPECT_EQ(inspected.status().code(), row.code) << row.path;
+        EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(row.path, row.intent));
+    }
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData({}, 0));
     EXPECT_FALSE(ProfileInspector::initWithPath(dir / "missing.icc"));
 }
