@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -18,14 +19,12 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/child_process.h"
+#include "tests/scoped_env.h"
 #include "tests/temp_dir.h"
-
-extern char** environ;
 
 namespace slidebox::testing {
 
@@ -137,72 +136,26 @@ class StandInEnvironment {
     explicit StandInEnvironment(const std::filesystem::path& home) {
         for (const std::string& entry : standInEnvironment(home)) {
             const size_t eq = entry.find('=');
-            const std::string name = entry.substr(0, eq);
-            const char* old = std::getenv(name.c_str());
-            saved_.push_back({name, old ? std::optional<std::string>(old) : std::nullopt});
-            ::setenv(name.c_str(), entry.c_str() + eq + 1, 1);
+            variables_.emplace_back(entry.substr(0, eq).c_str(), entry.c_str() + eq + 1);
         }
     }
-    ~StandInEnvironment() {
-        for (const auto& [name, value] : saved_) {
-            if (value)
-                ::setenv(name.c_str(), value->c_str(), 1);
-            else
-                ::unsetenv(name.c_str());
-        }
-    }
-    StandInEnvironment(const StandInEnvironment&) = delete;
-    StandInEnvironment& operator=(const StandInEnvironment&) = delete;
 
   private:
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+    std::deque<ScopedEnv> variables_;
 };
 
 /// Starts the stand-in as a child of the test, with the given home; the
 /// process id, or -1. The caller ends it with stopChild().
 inline pid_t startStandIn(const std::filesystem::path& home,
                           const std::filesystem::path& program = fakeBinFolder() / "iPhoto") {
-    std::vector<std::string> envStore;
-    for (char** e = environ; *e; ++e) {
-        const std::string entry = *e;
-        if (entry.rfind("HOME=", 0) != 0 && entry.rfind("PATH=", 0) != 0 &&
-            entry.rfind("XDG_RUNTIME_DIR=", 0) != 0 &&
-            entry.rfind("IPHOTO_STAND_IN_LIFETIME=", 0) != 0)
-            envStore.push_back(entry);
-    }
-    for (const std::string& entry : standInEnvironment(home))
-        envStore.push_back(entry);
-    std::vector<char*> envp;
-    for (auto& e : envStore)
-        envp.push_back(e.data());
-    envp.push_back(nullptr);
-    std::string programArg = program.string();
-    std::vector<char*> argv{programArg.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, programArg.c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
-        pid = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
+    return startChild({program.string()}, standInEnvironment(home));
 }
 
-/// Ends a child started by startStandIn: asks it to quit, waits (bounded),
-/// kills it if it won't, and collects it. True when it had to be asked (it
-/// still ran); harmless for one that has already ended.
+/// Ends a child started by startStandIn (asked to quit, killed if it won't)
+/// and collects it. True when it still ran; harmless for one that has ended.
 inline bool stopChild(pid_t pid) {
-    if (pid <= 0)
-        return false;
     const bool ran = processRuns(pid);
-    if (ran)
-        ::kill(pid, SIGTERM);
-    bool collected =
-        waitFor([pid] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, std::chrono::seconds(5));
-    if (!collected) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-    }
+    endChild(pid);
     return ran;
 }
 
