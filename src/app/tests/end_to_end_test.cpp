@@ -13,12 +13,12 @@
 #include <sys/wait.h>
 
 #include "library/tests/support/library_fixtures.h"
-#include "library/tests/tools/stand_in_control.h"
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
 #include "support/virtual_display.h"
 #include "tests/child_process.h"
+#include "tests/stand_in_control.h"
 #include "tests/temp_dir.h"
 
 namespace {

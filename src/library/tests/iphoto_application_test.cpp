@@ -6,9 +6,9 @@
 #include <thread>
 
 #include "library/iphoto_application.h"
-#include "library/tests/tools/stand_in_control.h"
 #include "platform/plist_file.h"
 #include "tests/log_capture.h"
+#include "tests/stand_in_control.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox;
