@@ -213,7 +213,6 @@ TEST_F(EndToEnd, ListSwitchCreateTerminateAndRestore) {
     // Second start: list, selection and image come back without a scan.
     st::makeLibrary6(pictures() / "Gamma", {"Roll"}, 1);
     ASSERT_FALSE(startApplication().empty());
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
     // A hang-up (the terminal or the session went) quits the same way.
     EXPECT_EQ(terminateApplication(SIGHUP), 0) << st::readFile(temp / "slidebox.log");
     EXPECT_NE(st::readFile(temp / "slidebox.log").find("Quitting on SIGHUP"), std::string::npos);
