@@ -64,17 +64,12 @@ TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
     EXPECT_FALSE(controller->deleteButton()->isEnabled());
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled());
     EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
-    AlbumViewer* viewer = controller->albumViewer();
-    for (QWidget* control : std::initializer_list<QWidget*>{
-             controller->rescanButton(), viewer->nextButton(), viewer->previousButton(),
-             viewer->autoRepeatButton(), viewer->openFolderButton()})
-        EXPECT_FALSE(control->isEnabled()) << control->objectName().toStdString();
-
+    // The viewer's own controls follow its record (the viewer's tests).
+    EXPECT_FALSE(controller->rescanButton()->isEnabled());
     controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{makeLibrary("A", 2)},
                                          true);
     EXPECT_TRUE(controller->rescanButton()->isEnabled());
-    EXPECT_TRUE(viewer->nextButton()->isEnabled());
-    EXPECT_TRUE(viewer->openFolderButton()->isEnabled());
+    EXPECT_TRUE(controller->albumViewer()->nextButton()->isEnabled());
 }
 
 TEST_F(ControllerStart, SavedImageIndexWinsOverTheDefaultImageAndNothingIsScanned) {
