@@ -3,10 +3,14 @@
 // Another program run to the end, as a test needs it: no shell in between,
 // its input given, its output and errors kept apart.
 
+#include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace slidebox::testing {
 
@@ -21,5 +25,22 @@ struct ChildRun {
 /// own, and input as its standard input.
 ChildRun runChild(const std::filesystem::path& program, const std::vector<std::string>& args,
                   const std::vector<std::string>& env = {}, std::string_view input = {});
+
+/// Starts command (its program a path or a name looked up in PATH) in the
+/// background: the test's environment with env's "NAME=value" entries in
+/// place of its own (a bare "NAME" removes it), no input, output and errors
+/// appended to log (the test's own when log is empty); keepFd stays open in
+/// the child. The process id, or -1 when it could not start.
+pid_t startChild(const std::vector<std::string>& command, const std::vector<std::string>& env = {},
+                 const std::filesystem::path& log = {}, int keepFd = -1);
+
+/// Waits for a child's end: its exit status (128 + the signal when one
+/// ended it), or nothing when it still ran after the timeout.
+std::optional<int> waitChild(pid_t pid, std::chrono::milliseconds timeout);
+
+/// Ends a child started by startChild: SIGTERM, SIGKILL when it still runs
+/// after five seconds; collected either way. Nothing for pid <= 0 or a
+/// child collected already.
+void endChild(pid_t pid);
 
 } // namespace slidebox::testing

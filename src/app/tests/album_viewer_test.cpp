@@ -21,10 +21,13 @@
 #include "library/tests/support/library_fixtures.h"
 #include "platform/notification_center.h"
 #include "support/url_recorder.h"
+#include "tests/known_value.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
+using slidebox::testing::knownValues;
+namespace tolerance = slidebox::testing::tolerance;
 
 namespace {
 
@@ -303,12 +306,10 @@ TEST(ImageView, LargerImagesAreScaledDownToFitSmallerOnesStayAtOnePointPerPixel)
              {{400, 300}, {0, 0, 400, 300}},
              {{0, 0}, {}}}) {
         const QRectF shown = ImageView::displayRect(c.image, view);
-        constexpr double tolerance = 1e-3;
-        EXPECT_NEAR(shown.x(), c.expected.x(), tolerance)
-            << c.image.width() << "x" << c.image.height();
-        EXPECT_NEAR(shown.y(), c.expected.y(), tolerance);
-        EXPECT_NEAR(shown.width(), c.expected.width(), tolerance);
-        EXPECT_NEAR(shown.height(), c.expected.height(), tolerance);
+        SCOPED_TRACE(c.image.width());
+        EXPECT_TRUE(knownValues(
+            {c.expected.x(), c.expected.y(), c.expected.width(), c.expected.height()},
+            tolerance::kFourDecimals, {shown.x(), shown.y(), shown.width(), shown.height()}));
     }
 }
 

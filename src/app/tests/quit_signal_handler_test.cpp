@@ -9,15 +9,15 @@
 #include <QTimer>
 
 #include "app/quit_signal_handler.h"
-#include "platform/log.h"
+#include "tests/log_capture.h"
 
 using slidebox::app::QuitSignalHandler;
 
 namespace {
 
 TEST(QuitSignalHandler, TermIntAndHangUpEndTheEventLoopNormallyAndAreLogged) {
-    std::vector<std::string> lines;
-    slidebox::platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
+    slidebox::testing::LogCapture log;
+    const std::vector<std::string>& lines = log.lines;
     for (const int signalNumber : {SIGTERM, SIGINT, SIGHUP}) {
         QuitSignalHandler handler;
         // The handler is there before the event loop is watched: a signal
@@ -39,7 +39,6 @@ TEST(QuitSignalHandler, TermIntAndHangUpEndTheEventLoopNormallyAndAreLogged) {
                   std::string::npos)
             << lines.back();
     }
-    slidebox::platform::setLogSink(nullptr);
 }
 
 } // namespace

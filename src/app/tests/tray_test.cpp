@@ -12,11 +12,12 @@
 
 #include <sys/wait.h>
 
-#include "library/tests/tools/stand_in_control.h"
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
 #include "support/virtual_display.h"
+#include "tests/child_process.h"
+#include "tests/stand_in_control.h"
 #include "tests/temp_dir.h"
 
 namespace {
@@ -34,14 +35,14 @@ class TrayTest : public ::testing::Test {
             GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
         display_ = std::make_unique<VirtualDisplay>(temp / "xvfb.log");
         ASSERT_FALSE(display_->name().empty()) << "Xvfb did not start";
-        Environment environment = currentEnvironment();
-        environment["DISPLAY"] = display_->name();
+        const std::vector<std::string> environment{"DISPLAY=" + display_->name()};
         if (platform::findInPath("openbox"))
-            windowManager_ = spawn({"openbox"}, environment, temp / "openbox.log");
+            windowManager_ = st::startChild({"openbox"}, environment, temp / "openbox.log");
         if (platform::findInPath("trayer")) {
-            tray_ = spawn({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
-                           "--height", "24", "--SetDockType", "true", "--SetPartialStrut", "true"},
-                          environment, temp / "trayer.log");
+            tray_ = st::startChild({"trayer", "--edge", "top", "--align", "right", "--widthtype",
+                                    "request", "--height", "24", "--SetDockType", "true",
+                                    "--SetPartialStrut", "true"},
+                                   environment, temp / "trayer.log");
             waitFor([&] {
                 return !xdotool({"search", "--onlyvisible", "--class", "trayer"})
                             .value_or("")
@@ -50,9 +51,9 @@ class TrayTest : public ::testing::Test {
         }
     }
     void TearDown() override {
-        stopProcess(app_);
-        stopProcess(tray_);
-        stopProcess(windowManager_);
+        st::endChild(app_);
+        st::endChild(tray_);
+        st::endChild(windowManager_);
     }
 
     std::optional<std::string> xdotool(std::vector<std::string> arguments) {
@@ -81,17 +82,13 @@ class TrayTest : public ::testing::Test {
             config / "slidebox" / "defaults.plist",
             platform::PlistDictionary{{"AM_viewerWindowKind", 2}, {"AM_firstStartDone", true}},
             platform::PlistFormat::Xml));
-        Environment environment = currentEnvironment();
-        environment["DISPLAY"] = display_->name();
-        environment["QT_QPA_PLATFORM"] = "xcb";
-        environment["HOME"] = (temp / "home").string();
-        environment["XDG_CONFIG_HOME"] = config.string();
-        environment["LANG"] = "C.UTF-8";
         // No session bus: the icon goes to the X tray, not to a watcher.
-        environment.erase("DBUS_SESSION_BUS_ADDRESS");
-        environment.erase("SESSION_MANAGER");
-        app_ = spawn({(st::buildDir() / "bin" / "slidebox").string()}, environment,
-                     temp / "slidebox.log");
+        app_ = st::startChild({(st::buildDir() / "bin" / "slidebox").string()},
+                              {"DISPLAY=" + display_->name(), "QT_QPA_PLATFORM=xcb",
+                               "HOME=" + (temp / "home").string(),
+                               "XDG_CONFIG_HOME=" + config.string(), "LANG=C.UTF-8",
+                               "DBUS_SESSION_BUS_ADDRESS", "SESSION_MANAGER"},
+                              temp / "slidebox.log");
         ASSERT_GT(app_, 0);
     }
 
@@ -125,7 +122,7 @@ TEST_F(TrayTest, TrayIconTogglesTheWindowAndAHandleReplacesAGoneTray) {
         xdotool({"mousemove", "1268", "12", "click", "1"});
         EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))
             << "a second click hides it";
-        stopProcess(tray_);
+        st::endChild(tray_);
         tray_ = -1;
     }
     // No tray (any more): the handle stands in, and says so in the log.
@@ -138,7 +135,7 @@ TEST_F(TrayTest, TrayIconTogglesTheWindowAndAHandleReplacesAGoneTray) {
     EXPECT_TRUE(waitFor([&] { return !visibleWindow("Slidebox").empty(); })) << log();
 
     ::kill(app_, SIGTERM);
-    EXPECT_EQ(waitForExit(app_, std::chrono::seconds(20)), 0) << log();
+    EXPECT_EQ(st::waitChild(app_, std::chrono::seconds(20)), 0) << log();
     app_ = -1;
 }
 

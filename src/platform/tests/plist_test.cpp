@@ -151,6 +151,61 @@ TEST(PlistFile, HostileListsAreRefusedBeforeTheParserSeesThem) {
     EXPECT_TRUE(parsePlist(fine + "</plist>"));
 }
 
+// The preference file of the photo application, as another program's writer
+// left it, in both encodings (data/); the binary one's date has half a second.
+TEST(PlistFile, RewriteOfAForeignFileKeepsEveryOtherValueAndRefusesACutOne) {
+    const struct {
+        const char* file;
+        PlistFormat format;
+        std::int32_t launchNanoseconds;
+        const char* end; // the file's last complete part; cut before it, it is refused
+    } rows[] = {{"preferences_every_type.xml", PlistFormat::Xml, 0, "</plist>"},
+                {"preferences_every_type.bplist", PlistFormat::Binary, 500'000'000, nullptr}};
+    const PlistDictionary others{
+        {"Export", PlistDictionary{{"Empty", PlistDictionary{}},
+                                   {"Formats", PlistArray{"JPEG"}},
+                                   {"Quality", 0.85}}},
+        {"LastImportCount", std::int64_t{9007199254740993}}, // 2^53 + 1: no trip through a double
+        {"RecentAlbums", PlistArray{"Summer", 7, PlistArray{}}},
+        {"ShowRatings", false},
+        {"ShowTitles", true},
+        {"ThumbnailSize", std::int64_t{-42}},
+        {"WindowState", PlistData{std::string("\x00\x01\xff"
+                                              "binary",
+                                              9)}},
+        {"ZoomFactor", 0.1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.file);
+        const std::string bytes =
+            *readWholeFile(std::filesystem::path(SLIDEBOX_PLATFORM_TEST_DATA) / row.file);
+        PlistDictionary expected = others;
+        expected["LastLaunch"] = Date{1142348966, row.launchNanoseconds}; // 2006-03-14 15:09:26
+        expected["RootDirectory"] = "/Users/ann/Pictures/iPhoto Library";
+        auto read = parsePlist(bytes);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->root, PlistValue(expected));
+        // Blanks, markup characters, UTF-8 and dot segments go in unchanged.
+        for (const std::string path :
+             {"/Volumes/My Photos/Ann's  Library 2006 ", "/Photos & <Co>/\"A\"",
+              "/Users/ann/Bilder/Fotos \xe2\x80\x93 Sommer \xc3\xa9t\xc3\xa9",
+              "/Users/ann/../ann/./Library/"}) {
+            auto written = plistWithString(bytes, "RootDirectory", path);
+            ASSERT_TRUE(written) << path;
+            auto document = parsePlist(*written);
+            ASSERT_TRUE(document && document->root.dictionary());
+            EXPECT_EQ(document->format, row.format);
+            expected["RootDirectory"] = path;
+            EXPECT_EQ(*document->root.dictionary(), expected);
+        }
+        const size_t complete =
+            row.end ? bytes.rfind(row.end) + std::string_view(row.end).size() : bytes.size();
+        for (size_t length = 0; length < complete; ++length)
+            ASSERT_FALSE(plistWithString(bytes.substr(0, length), "RootDirectory", "/x"))
+                << "cut at " << length;
+    }
+}
+
 TEST(PlistFile, RewriteRefusesRatherThanChangeAnyOtherValue) {
     TempDir dir;
     const struct {
@@ -176,7 +231,18 @@ TEST(PlistFile, RewriteRefusesRatherThanChangeAnyOtherValue) {
         EXPECT_FALSE(setStringInPlistFile(dir / "p.plist", "RootDirectory", row.value))
             << row.defect;
         EXPECT_EQ(readWholeFile(dir / "p.plist"), row.bytes) << row.defect;
+        EXPECT_EQ(directoryContentsAtPath(dir.path()).size(), 1u); // no temporary file left
     }
+    // A file that is missing, or no dictionary, is neither written nor made.
+    for (const std::string& bytes :
+         {std::string("<?xml version=\"1.0\"?><plist><array><string>x</string></array></plist>"),
+          std::string("bplist00\0\0\0", 11)}) {
+        writeFile(dir / "p.plist", bytes);
+        EXPECT_FALSE(setStringInPlistFile(dir / "p.plist", "RootDirectory", "/new"));
+        EXPECT_EQ(readWholeFile(dir / "p.plist"), bytes);
+    }
+    EXPECT_FALSE(setStringInPlistFile(dir / "none" / "p.plist", "RootDirectory", "/new"));
+    EXPECT_FALSE(fileExistsAtPath(dir / "none"));
 
     // What can be kept exactly is: a binary string of both encodings, a
     // byte-order mark, a UTF-8 value.

@@ -13,6 +13,7 @@
 #include "platform/repeating_timer.h"
 #include "platform/running_applications.h"
 #include "platform/script_runner.h"
+#include "tests/log_capture.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox::platform;
@@ -91,10 +92,8 @@ TEST(ScriptRunner, RunsWaitsAndReturnsItsText) {
 }
 
 TEST(Log, OneLinePerMessageThroughTheSink) {
-    std::vector<std::string> lines;
-    setLogSink([&](std::string_view text) { lines.emplace_back(text); });
+    slidebox::testing::LogCapture capture;
     log("first");
     log("second");
-    setLogSink({});
-    EXPECT_EQ(lines, (std::vector<std::string>{"first", "second"}));
+    EXPECT_EQ(capture.lines, (std::vector<std::string>{"first", "second"}));
 }
