@@ -20,18 +20,24 @@ function(slidebox_add_library name)
 endfunction()
 
 # slidebox_add_test(SUBSYSTEM NAME SOURCES ... [LIBS ...] [MAIN core|gui|widgets|none]
-#                   [OWN_PID_NAMESPACE])
-# One GoogleTest executable; every case becomes a CTest test labelled with
-# its subsystem. MAIN picks the Qt application object the test main makes.
-# OWN_PID_NAMESPACE runs each case in a PID namespace of its own where the
-# machine allows (tests that start processes and look for them by name).
+#                   [OWN_PID_NAMESPACE] [SHARDS n])
+# One GoogleTest executable, run by CTest as SHARDS tests (one by default)
+# labelled with its subsystem, each running its share of the cases in one
+# process: a process for every case spent more time starting Qt than testing.
+# (One case alone: the executable in build/default/tests with --gtest_filter.)
+# MAIN picks the Qt application object the test main makes. OWN_PID_NAMESPACE
+# runs the executable in a PID namespace of its own where the machine allows
+# (tests that start processes and look for them by name).
 function(slidebox_add_test subsystem name)
   if(NOT SLIDEBOX_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "OWN_PID_NAMESPACE" "MAIN" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "OWN_PID_NAMESPACE" "MAIN;SHARDS" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_MAIN)
     set(ARG_MAIN core)
+  endif()
+  if(NOT ARG_SHARDS)
+    set(ARG_SHARDS 1)
   endif()
   set(target test_${subsystem}_${name})
   add_executable(${target} ${ARG_SOURCES})
@@ -45,7 +51,15 @@ function(slidebox_add_test subsystem name)
     set_target_properties(${target} PROPERTIES
       CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tools/in_own_pid_namespace.sh)
   endif()
-  gtest_discover_tests(${target}
-    DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS ${subsystem} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;SLIDEBOX_BUILD_DIR=${CMAKE_BINARY_DIR}")
+  math(EXPR last "${ARG_SHARDS} - 1")
+  foreach(shard RANGE ${last})
+    if(ARG_SHARDS EQUAL 1)
+      set(test ${subsystem}.${name})
+    else()
+      set(test ${subsystem}.${name}.${shard})
+    endif()
+    add_test(NAME ${test} COMMAND ${target} --gtest_brief=1)
+    set_tests_properties(${test} PROPERTIES LABELS ${subsystem} ENVIRONMENT
+      "QT_QPA_PLATFORM=offscreen;SLIDEBOX_BUILD_DIR=${CMAKE_BINARY_DIR};GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}")
+  endforeach()
 endfunction()
