@@ -3,6 +3,7 @@
 // record's fields and the engine's values.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -308,4 +309,61 @@ TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
     // Gamma 2.2: Y = 0.5^2.2 = 0.2176, L* = 116 * Y^(1/3) - 16 = 53.89.
     EXPECT_NEAR(labL(colors[1]), 53.89, kLabTolerance);
     EXPECT_NEAR(labB(colors[1]), 0.0, kLabTolerance);
+}
+
+// Installed printer profiles into the generic Lab profile, against the
+// engine's own calculator: `transicc -n -t INTENT -i PROFILE -o '*Lab2'`
+// (a version 2 Lab D50 profile) on C M Y K in percent. A version 2 profile
+// gets no black-point compensation into a version 2 Lab (full ink of
+// default_cmyk.icc at L* 11.77, not 0); a version 4 one gets it for
+// perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0).
+TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
+    struct Row {
+        const char* profile;
+        std::int32_t intent;
+        std::array<std::uint16_t, 4> cmyk; // fields: 13107 a step of 20 %
+        std::array<double, 3> lab;
+    };
+    const Row rows[] = {
+        {"ghostscript/default_cmyk.icc",
+         0,
+         {65535, 65535, 65535, 65535},
+         {11.7724, 0.7656, 0.3281}},
+        {"ghostscript/default_cmyk.icc",
+         0,
+         {39321, 26214, 13107, 52428},
+         {25.0521, -1.0859, -8.1758}},
+        {"ghostscript/default_cmyk.icc", 0, {0, 0, 0, 0}, {100.0, 0.0, 0.0}},
+        {"ghostscript/default_cmyk.icc", 3, {65535, 65535, 65535, 65535}, {9.0743, 0.6302, 1.1632}},
+        {"ghostscript/default_cmyk.icc", 3, {13107, 52428, 26214, 0}, {47.9668, 40.5950, 8.7130}},
+        {"ghostscript/default_cmyk.icc", 3, {0, 0, 0, 0}, {88.7306, -0.2536, 3.6461}},
+        {"ghostscript/ps_cmyk.icc", 0, {65535, 65535, 65535, 65535}, {0.0, 0.0, 0.0}},
+        {"ghostscript/ps_cmyk.icc", 0, {39321, 26214, 13107, 52428}, {2.8393, 17.8302, -38.7270}},
+    };
+    // One 16-bit field of the record, and the calculator's printed 4 decimals.
+    constexpr double kL = 100.0 / 65535 + 5e-5;
+    constexpr double kAB = 255.996 / 65535 + 5e-5;
+    auto lab = ProfileManager::pathOfGenericLabProfil();
+    ASSERT_TRUE(lab);
+    auto labProfile = CMOpenProfile(*lab);
+    ASSERT_TRUE(labProfile);
+    for (const Row& row : rows) {
+        auto path = installedProfile(row.profile);
+        if (!path)
+            continue; // its package isn't installed
+        auto printer = CMOpenProfile(*path);
+        ASSERT_TRUE(printer) << row.profile;
+        ProfileSetEntry chain[] = {{printer.get(), row.intent, TransformTag::DeviceToPCS},
+                                   {labProfile.get(), row.intent, TransformTag::PCSToDevice}};
+        auto world = NCWConcatColorWorld(chain);
+        ASSERT_TRUE(world) << row.profile;
+        CMColor c{};
+        std::copy(row.cmyk.begin(), row.cmyk.end(), c.raw);
+        ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
+        SCOPED_TRACE(std::string(row.profile) + " intent " + std::to_string(row.intent) + " C " +
+                     std::to_string(row.cmyk[0]));
+        EXPECT_NEAR(labL(c), row.lab[0], kL);
+        EXPECT_NEAR(labA(c), row.lab[1], kAB);
+        EXPECT_NEAR(labB(c), row.lab[2], kAB);
+    }
 }
