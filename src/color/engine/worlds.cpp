@@ -91,10 +91,10 @@ CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set,
         engine::context(), static_cast<cmsUInt32Number>(set.size()), handles.data(),
         blackPoint.data(), intents.data(), adaptation.data(), nullptr, 0, engine::doubleFormat(*in),
         engine::doubleFormat(*out), cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE));
+    // The engine's complaint is not logged: the caller that asked reports
+    // the refusal once, in its own words.
     if (!world->transform) {
-        const std::string complaint = engine::takeComplaint();
-        platform::log("Colour world refused by the engine" +
-                      (complaint.empty() ? std::string() : ": " + complaint));
+        (void)engine::takeComplaint();
         return nullptr;
     }
     world->inputSpace = inputSpace;
