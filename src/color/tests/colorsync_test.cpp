@@ -306,29 +306,50 @@ TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
 // (a version 2 Lab D50 profile) on C M Y K in percent. A version 2 profile
 // gets no black-point compensation into a version 2 Lab (full ink of
 // default_cmyk.icc at L* 11.77, not 0); a version 4 one gets it for
-// perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0).
+// perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0); asked for
+// (`transicc -b`), the black point is met (full ink of default_cmyk.icc at 0).
 TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
     struct Row {
         const char* profile;
         std::int32_t intent;
+        bool bpc;
         std::array<std::uint16_t, 4> cmyk; // fields: 13107 a step of 20 %
         std::array<double, 3> lab;
     };
     const Row rows[] = {
         {"ghostscript/default_cmyk.icc",
          0,
+         false,
          {65535, 65535, 65535, 65535},
          {11.7724, 0.7656, 0.3281}},
         {"ghostscript/default_cmyk.icc",
          0,
+         false,
          {39321, 26214, 13107, 52428},
          {25.0521, -1.0859, -8.1758}},
-        {"ghostscript/default_cmyk.icc", 0, {0, 0, 0, 0}, {100.0, 0.0, 0.0}},
-        {"ghostscript/default_cmyk.icc", 3, {65535, 65535, 65535, 65535}, {9.0743, 0.6302, 1.1632}},
-        {"ghostscript/default_cmyk.icc", 3, {13107, 52428, 26214, 0}, {47.9668, 40.5950, 8.7130}},
-        {"ghostscript/default_cmyk.icc", 3, {0, 0, 0, 0}, {88.7306, -0.2536, 3.6461}},
-        {"ghostscript/ps_cmyk.icc", 0, {65535, 65535, 65535, 65535}, {0.0, 0.0, 0.0}},
-        {"ghostscript/ps_cmyk.icc", 0, {39321, 26214, 13107, 52428}, {2.8393, 17.8302, -38.7270}},
+        {"ghostscript/default_cmyk.icc", 0, false, {0, 0, 0, 0}, {100.0, 0.0, 0.0}},
+        {"ghostscript/default_cmyk.icc",
+         3,
+         false,
+         {65535, 65535, 65535, 65535},
+         {9.0743, 0.6302, 1.1632}},
+        {"ghostscript/default_cmyk.icc",
+         3,
+         false,
+         {13107, 52428, 26214, 0},
+         {47.9668, 40.5950, 8.7130}},
+        {"ghostscript/default_cmyk.icc", 3, false, {0, 0, 0, 0}, {88.7306, -0.2536, 3.6461}},
+        {"ghostscript/default_cmyk.icc",
+         0,
+         true,
+         {65535, 65535, 65535, 65535},
+         {0.0, 1.0462, 0.4424}},
+        {"ghostscript/ps_cmyk.icc", 0, false, {65535, 65535, 65535, 65535}, {0.0, 0.0, 0.0}},
+        {"ghostscript/ps_cmyk.icc",
+         0,
+         false,
+         {39321, 26214, 13107, 52428},
+         {2.8393, 17.8302, -38.7270}},
     };
     // One 16-bit field of the record, and the calculator's printed 4 decimals.
     constexpr double kL = 100.0 / 65535 + 5e-5;
@@ -345,7 +366,7 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         ASSERT_TRUE(printer) << row.profile;
         ProfileSetEntry chain[] = {{printer.get(), row.intent, TransformTag::DeviceToPCS},
                                    {labProfile.get(), row.intent, TransformTag::PCSToDevice}};
-        auto world = NCWConcatColorWorld(chain);
+        auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = row.bpc});
         ASSERT_TRUE(world) << row.profile;
         CMColor c{};
         std::copy(row.cmyk.begin(), row.cmyk.end(), c.raw);
@@ -356,4 +377,33 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         EXPECT_NEAR(labA(c), row.lab[1], kAB);
         EXPECT_NEAR(labB(c), row.lab[2], kAB);
     }
+}
+
+// Without optimisation a bitmap is matched exactly as single colours are,
+// which is what lets a bitmap match agree with a match of its colours.
+TEST(ColorSyncBitmaps, UnoptimisedMatchGivesTheFieldsOfSingleColours) {
+    auto srgb = openGeneric(cmRGBData);
+    auto gray = openGeneric(cmGrayData);
+    ASSERT_TRUE(srgb && gray);
+    ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
+                               {gray.get(), 0, TransformTag::PCSToDevice}};
+    auto world = NCWConcatColorWorld(chain);
+    ASSERT_TRUE(world);
+    auto bitmaps = NCWNewBitmapWorld(*world, chain, {.optimize = false});
+    ASSERT_TRUE(bitmaps);
+    constexpr std::uint32_t kWidth = 97, kHeight = 3;
+    std::vector<std::uint16_t> rgb(kWidth * kHeight * 3), out(kWidth * kHeight);
+    for (std::size_t i = 0; i < rgb.size(); ++i)
+        rgb[i] = static_cast<std::uint16_t>(i * 7919 % 65536);
+    CMBitmap src{reinterpret_cast<char*>(rgb.data()), kWidth, kHeight, kWidth * 6, 48,
+                 cmRGB24Space | cm16BitSamples};
+    CMBitmap dst{reinterpret_cast<char*>(out.data()), kWidth, kHeight, kWidth * 2, 16,
+                 cmGray8Space | cm16BitSamples};
+    ASSERT_EQ(CWMatchBitmap(*bitmaps, src, dst), noErr);
+    std::vector<CMColor> colors(kWidth * kHeight);
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        colors[i].rgb = {rgb[3 * i], rgb[3 * i + 1], rgb[3 * i + 2]};
+    ASSERT_TRUE(CWMatchColors(*world, colors));
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        ASSERT_EQ(colors[i].gray.gray, out[i]) << "pixel " << i;
 }
