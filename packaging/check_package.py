@@ -55,6 +55,11 @@ def looked_up_resources(source):
         text = open(path, encoding="utf-8", errors="replace").read()
         names |= set(re.findall(r'resourcePath\("([^"]+)"\)', text))
         names |= {n + ".applescript" for n in re.findall(r'ScriptName\s*=\s*"([^"]+)"', text)}
+    # The generic profiles, made at build time, by the names the toolkit asks for.
+    names_header = os.path.join(source, "src", "color", "generic_profile_names.h")
+    if os.path.exists(names_header):
+        text = open(names_header, encoding="utf-8").read()
+        names |= {"icc/" + n for n in re.findall(r'\{cm\w+Data, "([^"]+\.icc)"\}', text)}
     for ts in glob.glob(os.path.join(source, "src", "app", "translations", "*.ts")):
         names.add("translations/" + os.path.basename(ts)[:-3] + ".qm")
     return {"/usr/share/slidebox/" + n for n in names}

@@ -28,7 +28,9 @@ ALLOWED = {
 # Where Qt Widgets may be used (folders below src/).
 WIDGET_FOLDERS = ("app", "color/widgets", "tests")
 # Where lcms2.h may be included: the colour engine.
-ENGINE = ("color/engine/", "color/colorsync.cpp")
+ENGINE = ("color/engine/",)
+# Inside it, the one internal header that includes it for the others.
+ENGINE_HEADER = "color/engine/lcms.h"
 
 OUR_INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z_]+)/')
 SYSTEM_INCLUDE = re.compile(r'^\s*#\s*include\s+<([^>]+)>')
@@ -69,6 +71,8 @@ def check(src):
                     header = system.group(1)
                     if header == "lcms2.h" and not path.startswith(ENGINE):
                         faults.append(f"src/{path}:{number}: lcms2.h outside the colour engine")
+                    elif header == "lcms2.h" and path != ENGINE_HEADER:
+                        faults.append(f"src/{path}:{number}: lcms2.h included past {ENGINE_HEADER}")
                     top = header.split("/")[0]
                     if (top in widgets or header in widgets) and not (
                         rel == "tests" or any(rel == w or rel.startswith(w + "/") for w in WIDGET_FOLDERS)

@@ -49,12 +49,21 @@ std::string realText(double value) {
 }
 
 bool WorldOptions::isOption(const std::string& arg) {
-    return arg == "--src" || arg == "--dst" || arg == "--intent" || arg == "--intent-out";
+    return arg == "--src" || arg == "--dst" || arg == "--intent" || arg == "--intent-out" ||
+           arg == "--bpc" || arg == "--no-optimize";
 }
 
 std::optional<std::string> WorldOptions::take(const std::vector<std::string>& args,
                                               std::size_t& i) {
     const std::string& arg = args[i];
+    if (arg == "--bpc") {
+        engine.blackPointCompensation = true;
+        return std::nullopt;
+    }
+    if (arg == "--no-optimize") {
+        engine.optimize = false;
+        return std::nullopt;
+    }
     if (i + 1 >= args.size() || args[i + 1].empty())
         return arg + " needs a value";
     const std::string& value = args[++i];

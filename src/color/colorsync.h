@@ -3,8 +3,8 @@
 // The colour engine as the rest of the toolkit sees it: open profiles, their
 // headers and tags, colour worlds over a chain of profiles, and single colours
 // matched in place. The engine itself (Little CMS) stays behind this header:
-// no engine type or constant appears here, and colorsync.cpp is the one file
-// that talks to it. Every handle is owned by a std::unique_ptr whose deleter
+// no engine type or constant appears here, and the files of color/engine/
+// are the only ones that talk to it. Every handle is owned by a std::unique_ptr whose deleter
 // is the matching close, so each open is closed exactly once.
 
 #include <array>
@@ -20,6 +20,7 @@
 
 #include "color/cm2_header.h"
 #include "color/cm_color.h"
+#include "platform/status.h"
 
 namespace slidebox::color {
 
@@ -52,9 +53,20 @@ struct CMProfileCloser {
 /// An open profile with its close attached.
 using CMProfileRef = std::unique_ptr<CMProfile, CMProfileCloser>;
 
-/// Opens the profile in a file. A path of 256 bytes or more is refused
-/// before the engine is asked. Null when the file is missing, unreadable or
-/// not a profile the engine accepts.
+/// Largest profile file opened: a larger one is refused before it is read.
+inline constexpr std::size_t kMaxProfileBytes = std::size_t(64) << 20;
+
+/// Opens the profile in a file: read whole (a regular file only, never
+/// waiting on a FIFO or device), its sizes and tag table checked against
+/// the file before the engine sees it, and held in memory, so no file stays
+/// open. The reason of a refusal: BadArgument for an empty path or one of
+/// 256 bytes or more, CannotOpen for a file that is missing, unreadable or
+/// not a regular file, TooLarge past kMaxProfileBytes, Truncated or
+/// Malformed (message "not a usable ICC profile: ...", with the engine's
+/// complaint when it has one) for bytes that aren't a profile it accepts.
+platform::Result<CMProfileRef> CMOpenProfileChecked(const std::filesystem::path& path);
+
+/// CMOpenProfileChecked without the reason: null when refused.
 CMProfileRef CMOpenProfile(const std::filesystem::path& path);
 
 /// The path the profile was opened from.
@@ -117,15 +129,25 @@ struct CMWorldDisposer {
 /// A colour world with its disposal attached.
 using CMWorldRef = std::unique_ptr<CMWorld, CMWorldDisposer>;
 
+/// How the engine builds a world. The defaults are the behaviour's own.
+struct CMWorldOptions {
+    /// Black-point compensation on every step of the chain.
+    bool blackPointCompensation = false;
+    /// Bitmap worlds: the engine may precalculate and optimise. Without it,
+    /// a bitmap is matched as single colours are (NCWConcatColorWorld).
+    bool optimize = true;
+};
+
 /// Builds a colour world through one to three profiles, in order. The
 /// profiles may be closed once this returns. Colours go through the engine
 /// without precalculated tables, so that what is measured is the profiles'
-/// own arithmetic. Null (with a line in the log) for an empty or too long
-/// chain, a null profile, an intent outside 0..3, a direction that doesn't
-/// follow from the spaces before it (the first device profile must be used
-/// device to PCS, and each later one from the space the chain has reached),
-/// a colour space that has no colour record, or when the engine refuses.
-CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set);
+/// own arithmetic (options.optimize plays no part here). Null (with a line in the log) for an empty
+/// or too long chain, a null profile, an intent outside 0..3, a direction that doesn't follow from
+/// the spaces before it (the first device profile must be used device to PCS, and each later one
+/// from the space the chain has reached), a colour space that has no colour record, or when the
+/// engine refuses.
+CMWorldRef NCWConcatColorWorld(std::span<const ProfileSetEntry> set,
+                               const CMWorldOptions& options = {});
 
 /// Colour space of the colours a world takes: the data colour space of the
 /// first profile (of a link or abstract profile, its input space).
@@ -175,44 +197,10 @@ CMEngineCounters CMGetEngineCounters();
 // Making profiles
 
 /// The bytes of a well-known profile made by the engine: for cmLabData the
-/// version 4 Lab identity profile with a D50 white, for cmXYZData the XYZ
+/// version 2 Lab identity profile with a D50 white, for cmXYZData the XYZ
 /// identity profile, for cmGrayData a gray profile (D50, gamma 2.2), for
 /// cmRGBData sRGB. Nothing for other spaces.
 std::optional<std::vector<std::uint8_t>> genericProfileBytes(OSType space);
-
-/// One table element of a made profile.
-struct ProfileTableRecipe {
-    enum class Kind {
-        Lut16,  ///< an 'mft2' table with gridPoints points per side
-        LutAtoB ///< an 'mAB ' (A2Bx) or 'mBA ' (B2Ax) table with gridPoints points per side
-    };
-    OSType tag = 0; ///< 'A2B0'..'A2B2' (device to Lab) or 'B2A0'..'B2A2' (Lab to device)
-    Kind kind = Kind::Lut16;
-    std::uint8_t gridPoints = 9;
-};
-
-/// What a made profile holds. The tables convert between the device space
-/// and Lab: RGB as sRGB, gray as gray with gamma 2.2, CMYK as a plain ink
-/// model, Lab as the identity.
-struct ProfileRecipe {
-    OSType colorSpace = cmRGBData; ///< RGB, GRAY, CMYK or Lab
-    OSType deviceClass = fourCC("mntr");
-    double version = 2.1;              ///< 2.x stores 'mft2' tables, 4.x may store 'mAB '
-    std::uint32_t renderingIntent = 0; ///< written to the header as is
-    std::optional<std::string> description;
-    std::optional<OSType> technology; ///< a 'tech' element when given
-    bool matrixShaper = false;        ///< RGB: sRGB colorants and curves; GRAY: a curve
-    std::vector<ProfileTableRecipe> tables;
-    /// Elements written as given, type signature first (also to spoil a table).
-    std::vector<std::pair<OSType, std::vector<std::uint8_t>>> rawTags;
-    /// CMYK: when given, the Lab-to-CMYK tables hold this separation in
-    /// place of the plain one (which puts every neutral in black alone): it
-    /// gets L 0..100, a and b about -128..128 and gives the four inks 0..1.
-    std::function<std::array<double, 4>(double L, double a, double b)> separation;
-};
-
-/// The bytes of a profile made to the recipe; nothing if the engine refuses.
-std::optional<std::vector<std::uint8_t>> makeProfile(const ProfileRecipe& recipe);
 
 // ---------------------------------------------------------------------------
 // Bitmaps
@@ -243,10 +231,12 @@ using CMBitmapWorldRef = std::unique_ptr<CMBitmapWorld, CMBitmapWorldDisposer>;
 
 /// Keeps the chain that built checked (by NCWConcatColorWorld, which made
 /// the checks) for later bitmap matches, with its own copies of the
-/// profiles; the caller's may close. Null when a profile can't be copied.
+/// profiles; the caller's may close. The options are those of every match
+/// (a match to or from 16-bit Lab fields is never optimised). Null when a profile can't be copied.
 /// Cheap: the engine's transforms are built on the first match of each
 /// pair of layouts.
-CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const ProfileSetEntry> set);
+CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const ProfileSetEntry> set,
+                                   const CMWorldOptions& options = {});
 
 /// Matches src into dst, both of the same width and height, rows at their
 /// own rowBytes; src and dst may be the same memory when their layouts

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include "platform/big_endian.h"
 #include "platform/file_system.h"
 
 namespace slidebox::color {
@@ -40,11 +41,6 @@ EntryKind kindOf(const std::filesystem::path& path, DirectoryEntry::Kind listed)
         return S_ISREG(st.st_mode) ? EntryKind::File : EntryKind::Neither;
     }
     return EntryKind::Folder;
-}
-
-std::uint32_t bigEndian32(const std::uint8_t* p) {
-    return (std::uint32_t{p[0]} << 24) | (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[2]} << 8) |
-           std::uint32_t{p[3]};
 }
 
 } // namespace
@@ -94,11 +90,11 @@ void walkProfileFolder(const std::filesystem::path& folder,
 }
 
 std::optional<std::string> textDescriptionFromElement(std::span<const std::uint8_t> read) {
-    if (read.size() < 4 || bigEndian32(read.data()) != fourCC("desc"))
+    if (read.size() < 4 || platform::bigEndian32(read.data()) != fourCC("desc"))
         return std::nullopt;
     if (read.size() < 12)
         return std::string();
-    const std::uint32_t count = bigEndian32(read.data() + 8);
+    const std::uint32_t count = platform::bigEndian32(read.data() + 8);
     if (count == 0)
         return std::string();
     const std::size_t length = std::min<std::size_t>(count - 1, read.size() - 12);

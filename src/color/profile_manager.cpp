@@ -1,5 +1,5 @@
-// Where profiles lie on this desktop: the generic profiles are files that
-// the colour engine makes once under the user's data folder; the installed
+// Where profiles lie on this desktop: the generic profiles are resources
+// made at build time and installed beside the program's others; the installed
 // ones are in the desktop's colour folders; the display profiles come from
 // profile_manager_display.cpp.
 #include "color/profile_manager.h"
@@ -15,7 +15,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "color/generic_profile_names.h"
 #include "platform/file_system.h"
+#include "platform/script_runner.h"
 
 namespace slidebox::color {
 
@@ -40,18 +42,10 @@ std::filesystem::path environmentPath(const char* name) {
 }
 
 const char* genericFileName(OSType space) {
-    switch (space) {
-    case cmLabData:
-        return "Generic Lab Profile.icc";
-    case cmXYZData:
-        return "Generic XYZ Profile.icc";
-    case cmGrayData:
-        return "Generic Gray Profile.icc";
-    case cmRGBData:
-        return "sRGB Profile.icc";
-    default:
-        return nullptr;
-    }
+    for (const GenericProfileName& generic : kGenericProfileNames)
+        if (generic.space == space)
+            return generic.fileName;
+    return nullptr;
 }
 
 } // namespace
@@ -132,17 +126,10 @@ std::optional<std::filesystem::path> ProfileManager::pathOfGenericProfilForSpace
     const char* name = genericFileName(space);
     if (!name)
         return std::nullopt;
-    std::filesystem::path folder = places().dataHome / "slidebox" / "icc";
-    std::filesystem::path path = folder / name;
-    // Made once; a file that no longer opens as a profile is made again.
-    if (pathForProfileRef(profileRefForPath(path)))
-        return path;
-    auto bytes = genericProfileBytes(space);
+    // Made at build time among the resources; nothing is written to have it.
+    std::filesystem::path path = platform::resourceDirectory() / kGenericProfileFolder / name;
     std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (!bytes || error ||
-        !platform::writeFileAtomically(
-            path, std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size())))
+    if (!std::filesystem::is_regular_file(path, error))
         return std::nullopt;
     return path;
 }

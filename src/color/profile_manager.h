@@ -261,10 +261,11 @@ class ProfileManager {
     static std::optional<std::filesystem::path> pathForProfileRef(CMProfileRef profile);
 
     /// The path of the generic profile of a colour space: for 'Lab ' the
-    /// version 4 Lab identity profile with a D50 white, for 'XYZ ' the XYZ
-    /// identity, for 'GRAY' gray with gamma 2.2, for 'RGB ' sRGB. Each is
-    /// made once as a file under dataHome/slidebox/icc/ and reused after.
-    /// Nothing for another space or when the file can't be written.
+    /// version 2 Lab identity profile with a D50 white, for 'XYZ ' the XYZ
+    /// identity, for 'GRAY' gray with gamma 2.2, for 'RGB ' sRGB. Each is a
+    /// resource made at build time (share/slidebox/icc/ beside bin/);
+    /// nothing is written to have it. Nothing for another space or when
+    /// the resource is missing.
     static std::optional<std::filesystem::path> pathOfGenericProfilForSpace(OSType space);
     static std::optional<std::filesystem::path> pathOfGenericLabProfil();
     static std::optional<std::filesystem::path> pathOfGenericXYZProfil();

@@ -244,7 +244,10 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     EXPECT_EQ(world->labBitmap(), nullptr);
 }
 
-TEST_F(ColorWorldMatchTest, LabFieldsComeBackExactly) {
+TEST_F(ColorWorldMatchTest, LabFieldsComeBackWithinOneField) {
+    // The generic Lab profile is version 2: the engine reads its tables
+    // through the version 2 to 4 encoding curves, so a field may move by
+    // one step (transicc -c0 between two such profiles does the same).
     auto world = ColorWorld::initColorWorldWithSrcProfil(genericLab(), genericLab(), 0);
     ASSERT_NE(world, nullptr);
     Bitmap in = make(300, 7, ColorSpace::Lab, 16);
@@ -256,8 +259,11 @@ TEST_F(ColorWorldMatchTest, LabFieldsComeBackExactly) {
     ASSERT_TRUE(world->matchSourceImageRep(in, nullptr));
     const CMBitmap* lab = world->labBitmap();
     ASSERT_NE(lab, nullptr);
-    for (std::int32_t y = 0; y < 7; ++y)
-        ASSERT_EQ(std::memcmp(lab->image + y * lab->rowBytes, in.row(y), 1800), 0) << y;
+    for (std::int32_t y = 0; y < 7; ++y) {
+        const auto* out = reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes);
+        for (std::int32_t i = 0; i < 900; ++i)
+            ASSERT_NEAR(out[i], in.row16(y)[i], 1) << "row " << y << " field " << i;
+    }
 }
 
 TEST_F(ColorWorldMatchTest, TooWideForATileMatchesNothing) {

@@ -79,24 +79,6 @@ TEST_F(ColorWorldTest, TwoIntentsMeetInTheGenericLabProfile) {
         EXPECT_EQ(whitePerceptual.raw[i], 0) << "channel " << i;
 }
 
-TEST_F(ColorWorldTest, TwoIntentsFailWhenTheGenericLabProfileCannotBeMade) {
-    // A data folder that is a file: the generic Lab profile can't be written.
-    ProfilePlaces places = ProfilePlaces::underHome(home_.path());
-    places.dataHome = home_ / "not-a-folder";
-    writeFile(places.dataHome, "x");
-    ProfileManager::setPlaces(places);
-    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 3, kCMYK), nullptr);
-    EXPECT_NE(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 1, kCMYK), nullptr);
-
-    ColorWorld scratch;
-    CMWorldRef place;
-    auto source = ProfileManager::profileRefForPath(kSRGB);
-    auto destination = ProfileManager::profileRefForPath(kCMYK);
-    EXPECT_TRUE(scratch.initColorWorld(place, source.get(), 2, 1, destination.get()));
-    EXPECT_EQ(place, nullptr);
-    EXPECT_EQ(scratch.dataColorSpaceIn(), 0u); // nothing read before the failure
-}
-
 TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 3, home_ / "missing.icc");
     ASSERT_NE(world, nullptr);

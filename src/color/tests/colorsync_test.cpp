@@ -3,10 +3,12 @@
 // record's fields and the engine's values.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 
 #include "color/colorsync.h"
+#include "color/profile_manager.h"
 #include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::color;
@@ -23,12 +25,11 @@ CMColor labField(std::uint16_t L, std::uint16_t a, std::uint16_t b) {
     return c;
 }
 
-// A generic profile of a space, written to dir and opened.
-CMProfileRef openGeneric(const TempDir& dir, OSType space) {
-    auto bytes = genericProfileBytes(space);
-    EXPECT_TRUE(bytes);
-    return CMOpenProfile(
-        writeProfile(dir, std::to_string(space) + ".icc", bytes.value_or(Bytes{})));
+// The generic profile of a space, as the build made it.
+CMProfileRef openGeneric(OSType space) {
+    auto path = ProfileManager::pathOfGenericProfilForSpace(space);
+    EXPECT_TRUE(path);
+    return path ? CMOpenProfile(*path) : nullptr;
 }
 
 double labL(const CMColor& c) {
@@ -118,8 +119,6 @@ TEST(ColorSyncProfiles, PathOf256BytesOpensAndBeyondTheLimitIsRefused) {
     EXPECT_NE(CMOpenProfile(longer), nullptr);
     EXPECT_EQ(CMOpenProfile("/" + std::string(kMaxProfilePathBytes, 'a')), nullptr);
     EXPECT_EQ(CMOpenProfile(""), nullptr);
-    EXPECT_EQ(CMOpenProfile(dir / "missing.icc"), nullptr);
-    EXPECT_EQ(CMOpenProfile(dir.path()), nullptr); // a folder
 }
 
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
@@ -190,9 +189,8 @@ TEST(ColorSyncProfiles, DescriptionOfVersion2And4Profiles) {
 }
 
 TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
-    TempDir dir;
-    auto srgb = openGeneric(dir, cmRGBData);
-    auto lab = openGeneric(dir, cmLabData);
+    auto srgb = openGeneric(cmRGBData);
+    auto lab = openGeneric(cmLabData);
     ASSERT_TRUE(srgb && lab);
     ProfileSetEntry chain[] = {{srgb.get(), 1, TransformTag::DeviceToPCS},
                                {lab.get(), 1, TransformTag::PCSToDevice}};
@@ -223,8 +221,7 @@ TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
 }
 
 TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
-    TempDir dir;
-    auto lab = openGeneric(dir, cmLabData);
+    auto lab = openGeneric(cmLabData);
     ASSERT_TRUE(lab);
     ProfileSetEntry chain[] = {{lab.get(), 0, TransformTag::DeviceToPCS}};
     auto world = NCWConcatColorWorld(chain);
@@ -242,29 +239,24 @@ TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
 }
 
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
-    TempDir dir;
-    auto srgb = openGeneric(dir, cmRGBData);
-    auto lab = openGeneric(dir, cmLabData);
+    auto srgb = openGeneric(cmRGBData);
+    auto lab = openGeneric(cmLabData);
     ASSERT_TRUE(srgb && lab);
-    EXPECT_FALSE(NCWConcatColorWorld({}));
-    ProfileSetEntry backwards[] = {{srgb.get(), 0, TransformTag::PCSToDevice}};
-    EXPECT_FALSE(NCWConcatColorWorld(backwards));
-    ProfileSetEntry twiceIn[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
-                                 {srgb.get(), 0, TransformTag::DeviceToPCS}};
-    EXPECT_FALSE(NCWConcatColorWorld(twiceIn));
-    ProfileSetEntry badIntent[] = {{srgb.get(), 4, TransformTag::DeviceToPCS}};
-    EXPECT_FALSE(NCWConcatColorWorld(badIntent));
-    ProfileSetEntry missing[] = {{nullptr, 0, TransformTag::DeviceToPCS}};
-    EXPECT_FALSE(NCWConcatColorWorld(missing));
-    ProfileSetEntry four[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
-                              {lab.get(), 0, TransformTag::DeviceToPCS},
-                              {lab.get(), 0, TransformTag::DeviceToPCS},
-                              {srgb.get(), 0, TransformTag::PCSToDevice}};
-    EXPECT_FALSE(NCWConcatColorWorld(four));
+    using T = TransformTag;
+    const ProfileSetEntry in{srgb.get(), 0, T::DeviceToPCS}, out{srgb.get(), 0, T::PCSToDevice},
+        labIn{lab.get(), 0, T::DeviceToPCS};
+    const std::vector<std::vector<ProfileSetEntry>> refused = {
+        {},
+        {out},                             // the first profile used backwards
+        {in, in},                          // device to PCS twice
+        {{srgb.get(), 4, T::DeviceToPCS}}, // intent outside 0..3
+        {{nullptr, 0, T::DeviceToPCS}},    // no profile
+        {in, labIn, labIn, out},           // four entries
+    };
+    for (const auto& chain : refused)
+        EXPECT_FALSE(NCWConcatColorWorld(chain)) << chain.size() << " entries";
     // Three entries, two intents meeting in Lab, stand.
-    ProfileSetEntry three[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
-                               {lab.get(), 3, TransformTag::DeviceToPCS},
-                               {srgb.get(), 3, TransformTag::PCSToDevice}};
+    ProfileSetEntry three[] = {in, {lab.get(), 3, T::DeviceToPCS}, {srgb.get(), 3, T::PCSToDevice}};
     auto world = NCWConcatColorWorld(three);
     ASSERT_TRUE(world);
     CMColor grey{};
@@ -274,10 +266,9 @@ TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
 }
 
 TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
-    TempDir dir;
-    auto xyz = openGeneric(dir, cmXYZData);
-    auto gray = openGeneric(dir, cmGrayData);
-    auto lab = openGeneric(dir, cmLabData);
+    auto xyz = openGeneric(cmXYZData);
+    auto gray = openGeneric(cmGrayData);
+    auto lab = openGeneric(cmLabData);
     ASSERT_TRUE(xyz && gray && lab);
     ProfileSetEntry identity[] = {{xyz.get(), 1, TransformTag::DeviceToPCS}};
     auto world = NCWConcatColorWorld(identity);
@@ -309,4 +300,111 @@ TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
     // Gamma 2.2: Y = 0.5^2.2 = 0.2176, L* = 116 * Y^(1/3) - 16 = 53.89.
     EXPECT_NEAR(labL(colors[1]), 53.89, kLabTolerance);
     EXPECT_NEAR(labB(colors[1]), 0.0, kLabTolerance);
+}
+
+// Installed printer profiles into the generic Lab profile, against the
+// engine's own calculator: `transicc -n -t INTENT -i PROFILE -o '*Lab2'`
+// (a version 2 Lab D50 profile) on C M Y K in percent. A version 2 profile
+// gets no black-point compensation into a version 2 Lab (full ink of
+// default_cmyk.icc at L* 11.77, not 0); a version 4 one gets it for
+// perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0); asked for
+// (`transicc -b`), the black point is met (full ink of default_cmyk.icc at 0).
+TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
+    struct Row {
+        const char* profile;
+        std::int32_t intent;
+        bool bpc;
+        std::array<std::uint16_t, 4> cmyk; // fields: 13107 a step of 20 %
+        std::array<double, 3> lab;
+    };
+    const Row rows[] = {
+        {"ghostscript/default_cmyk.icc",
+         0,
+         false,
+         {65535, 65535, 65535, 65535},
+         {11.7724, 0.7656, 0.3281}},
+        {"ghostscript/default_cmyk.icc",
+         0,
+         false,
+         {39321, 26214, 13107, 52428},
+         {25.0521, -1.0859, -8.1758}},
+        {"ghostscript/default_cmyk.icc", 0, false, {0, 0, 0, 0}, {100.0, 0.0, 0.0}},
+        {"ghostscript/default_cmyk.icc",
+         3,
+         false,
+         {65535, 65535, 65535, 65535},
+         {9.0743, 0.6302, 1.1632}},
+        {"ghostscript/default_cmyk.icc",
+         3,
+         false,
+         {13107, 52428, 26214, 0},
+         {47.9668, 40.5950, 8.7130}},
+        {"ghostscript/default_cmyk.icc", 3, false, {0, 0, 0, 0}, {88.7306, -0.2536, 3.6461}},
+        {"ghostscript/default_cmyk.icc",
+         0,
+         true,
+         {65535, 65535, 65535, 65535},
+         {0.0, 1.0462, 0.4424}},
+        {"ghostscript/ps_cmyk.icc", 0, false, {65535, 65535, 65535, 65535}, {0.0, 0.0, 0.0}},
+        {"ghostscript/ps_cmyk.icc",
+         0,
+         false,
+         {39321, 26214, 13107, 52428},
+         {2.8393, 17.8302, -38.7270}},
+    };
+    // One 16-bit field of the record, and the calculator's printed 4 decimals.
+    constexpr double kL = 100.0 / 65535 + 5e-5;
+    constexpr double kAB = 255.996 / 65535 + 5e-5;
+    auto lab = ProfileManager::pathOfGenericLabProfil();
+    ASSERT_TRUE(lab);
+    auto labProfile = CMOpenProfile(*lab);
+    ASSERT_TRUE(labProfile);
+    for (const Row& row : rows) {
+        auto path = installedProfile(row.profile);
+        if (!path)
+            continue; // its package isn't installed
+        auto printer = CMOpenProfile(*path);
+        ASSERT_TRUE(printer) << row.profile;
+        ProfileSetEntry chain[] = {{printer.get(), row.intent, TransformTag::DeviceToPCS},
+                                   {labProfile.get(), row.intent, TransformTag::PCSToDevice}};
+        auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = row.bpc});
+        ASSERT_TRUE(world) << row.profile;
+        CMColor c{};
+        std::copy(row.cmyk.begin(), row.cmyk.end(), c.raw);
+        ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
+        SCOPED_TRACE(std::string(row.profile) + " intent " + std::to_string(row.intent) + " C " +
+                     std::to_string(row.cmyk[0]));
+        EXPECT_NEAR(labL(c), row.lab[0], kL);
+        EXPECT_NEAR(labA(c), row.lab[1], kAB);
+        EXPECT_NEAR(labB(c), row.lab[2], kAB);
+    }
+}
+
+// Without optimisation a bitmap is matched exactly as single colours are,
+// which is what lets a bitmap match agree with a match of its colours.
+TEST(ColorSyncBitmaps, UnoptimisedMatchGivesTheFieldsOfSingleColours) {
+    auto srgb = openGeneric(cmRGBData);
+    auto gray = openGeneric(cmGrayData);
+    ASSERT_TRUE(srgb && gray);
+    ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
+                               {gray.get(), 0, TransformTag::PCSToDevice}};
+    auto world = NCWConcatColorWorld(chain);
+    ASSERT_TRUE(world);
+    auto bitmaps = NCWNewBitmapWorld(*world, chain, {.optimize = false});
+    ASSERT_TRUE(bitmaps);
+    constexpr std::uint32_t kWidth = 97, kHeight = 3;
+    std::vector<std::uint16_t> rgb(kWidth * kHeight * 3), out(kWidth * kHeight);
+    for (std::size_t i = 0; i < rgb.size(); ++i)
+        rgb[i] = static_cast<std::uint16_t>(i * 7919 % 65536);
+    CMBitmap src{reinterpret_cast<char*>(rgb.data()), kWidth, kHeight, kWidth * 6, 48,
+                 cmRGB24Space | cm16BitSamples};
+    CMBitmap dst{reinterpret_cast<char*>(out.data()), kWidth, kHeight, kWidth * 2, 16,
+                 cmGray8Space | cm16BitSamples};
+    ASSERT_EQ(CWMatchBitmap(*bitmaps, src, dst), noErr);
+    std::vector<CMColor> colors(kWidth * kHeight);
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        colors[i].rgb = {rgb[3 * i], rgb[3 * i + 1], rgb[3 * i + 2]};
+    ASSERT_TRUE(CWMatchColors(*world, colors));
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        ASSERT_EQ(colors[i].gray.gray, out[i]) << "pixel " << i;
 }

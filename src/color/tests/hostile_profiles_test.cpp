@@ -3,6 +3,8 @@
 // sanitizers, these prove the readers' bounds.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include "color/profile_header_report.h"
 #include "color/profile_inspector.h"
 #include "color/profile_tag_tables.h"
@@ -120,5 +122,42 @@ TEST_F(HostileProfilesTest, TablesWithLyingHeadersGiveNoWorld) {
         auto path = write(bytes);
         EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 0)) << offset;
         inspectEverything(path);
+    }
+}
+
+TEST_F(HostileProfilesTest, FilesThatArentProfilesAreRefusedAtOnceWithTheirReason) {
+    using slidebox::platform::ErrorCode;
+    // A FIFO with no writer would hold a blocking open for ever.
+    const auto fifo = dir / "fifo.icc";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    // A sparse file of 1 GiB whose header claims 89 million tags: refused
+    // before its bytes are read, so without taking the memory.
+    const auto sparse = dir / "sparse.icc";
+    {
+        Bytes header(good.begin(), good.begin() + 132);
+        setWord(header, 0, 1u << 30);
+        setWord(header, 128, 89000000);
+        writeProfile(dir, "sparse.icc", header);
+        std::filesystem::resize_file(sparse, std::uintmax_t{1} << 30);
+    }
+    // Below the size limit, a tag table the file can't hold is still caught
+    // before the engine is asked.
+    Bytes claims = good;
+    setWord(claims, 128, static_cast<std::uint32_t>(good.size() / 12));
+    struct Row {
+        std::filesystem::path path;
+        ErrorCode code;
+    };
+    const Row rows[] = {
+        {fifo, ErrorCode::CannotOpen},         {dir.path(), ErrorCode::CannotOpen},
+        {sparse, ErrorCode::TooLarge},         {write(claims), ErrorCode::Malformed},
+        {dir / "none", ErrorCode::CannotOpen},
+    };
+    for (const Row& row : rows) {
+        auto opened = CMOpenProfileChecked(row.path);
+        ASSERT_FALSE(opened) << row.path;
+        EXPECT_EQ(opened.status().code(), row.code)
+            << row.path << ": " << opened.status().message();
+        inspectEverything(row.path);
     }
 }

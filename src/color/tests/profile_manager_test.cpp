@@ -1,12 +1,11 @@
-// Profile paths: the generic profiles made once under the data folder, the
+// Profile paths: the generic profiles among the resources, the
 // user's folder, the display profile and the screen under a point.
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
 
 #include "color/profile_manager.h"
 #include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
+#include "platform/script_runner.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -18,13 +17,6 @@
 using namespace slidebox::color;
 using namespace slidebox::testing;
 
-namespace {
-ino_t inodeOf(const std::filesystem::path& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
-}
-} // namespace
-
 TEST(ProfilePlaces, FoldersOfTheDesktop) {
     ProfilePlaces places = ProfilePlaces::underHome("/home/someone");
     EXPECT_EQ(places.dataHome, "/home/someone/.local/share");
@@ -34,31 +26,22 @@ TEST(ProfilePlaces, FoldersOfTheDesktop) {
     EXPECT_EQ(places.profileFolders, folders);
 }
 
-TEST(ProfileManagerTest, GenericProfilesAreMadeOnceUnderTheDataFolder) {
+TEST(ProfileManagerTest, GenericProfilesAreResourcesAndNothingIsWritten) {
     ScopedProfilePlaces places;
     auto lab = ProfileManager::pathOfGenericLabProfil();
     ASSERT_TRUE(lab);
-    EXPECT_EQ(lab->parent_path(), places.home() / ".local/share/slidebox/icc");
+    EXPECT_EQ(lab->parent_path(), slidebox::platform::resourceDirectory() / "icc");
     auto profile = ProfileManager::profileRefForPath(*lab);
     ASSERT_TRUE(profile);
     auto header = CMGetProfileHeader(*profile);
     EXPECT_EQ(header->profileClass, cmAbstractClass);
     EXPECT_EQ(header->dataColorSpace, cmLabData);
     EXPECT_EQ(header->profileConnectionSpace, cmLabData);
-    EXPECT_EQ(header->profileVersion >> 24, 4u);
+    EXPECT_EQ(header->profileVersion, 0x02100000u); // 2.1: no black-point compensation into it
     // D50 white: 0.9642, 1.0, 0.8249 in 16.16 fixed point.
     EXPECT_NEAR(header->white.X, 0xF6D6, 1);
     EXPECT_EQ(header->white.Y, 0x10000);
     EXPECT_NEAR(header->white.Z, 0xD32D, 1);
-
-    ino_t first = inodeOf(*lab);
-    EXPECT_EQ(ProfileManager::pathOfGenericLabProfil(), lab);
-    EXPECT_EQ(inodeOf(*lab), first); // not written again
-
-    // A damaged file is made again.
-    writeFile(*lab, "damaged");
-    EXPECT_EQ(ProfileManager::pathOfGenericLabProfil(), lab);
-    EXPECT_TRUE(ProfileManager::profileRefForPath(*lab));
 
     struct Row {
         std::optional<std::filesystem::path> path;
@@ -68,23 +51,22 @@ TEST(ProfileManagerTest, GenericProfilesAreMadeOnceUnderTheDataFolder) {
                     Row{ProfileManager::pathOfGenericGrayProfil(), cmGrayData},
                     Row{ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {
         ASSERT_TRUE(row.path);
+        EXPECT_EQ(row.path->parent_path(), lab->parent_path());
         auto p = ProfileManager::profileRefForPath(*row.path);
         ASSERT_TRUE(p);
         EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, row.space);
     }
     EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
-    // The path of a profile reference is where it was opened.
-    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
-    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
-}
-
-TEST(ProfileManagerTest, GenericProfileInAFolderThatCantBeMadeIsAbsent) {
-    ScopedProfilePlaces places;
+    // The user's data folder plays no part: even unwritable, nothing changes.
+    EXPECT_FALSE(slidebox::platform::fileExistsAtPath(places.home() / ".local/share/slidebox"));
     ProfilePlaces blocked = ProfileManager::places();
     writeFile(places.home() / "file", "x");
     blocked.dataHome = places.home() / "file"; // a file where the folder should be
     ProfileManager::setPlaces(blocked);
-    EXPECT_FALSE(ProfileManager::pathOfGenericLabProfil());
+    EXPECT_EQ(ProfileManager::pathOfGenericLabProfil(), lab);
+    // The path of a profile reference is where it was opened.
+    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
+    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
 }
 
 TEST(ProfileManagerTest, UserFolderFollowsTheDataFolderAndIsMadeWhenMissing) {
