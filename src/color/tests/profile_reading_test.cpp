@@ -20,6 +20,11 @@ std::vector<std::string> temporaryFiles() {
     return found;
 }
 
+/// How many files this process has open.
+std::size_t openFiles() {
+    return slidebox::platform::directoryContentsAtPath("/proc/self/fd").size();
+}
+
 ProfileRecipe oneWayRecipe(OSType deviceClass) {
     ProfileRecipe recipe;
     recipe.deviceClass = deviceClass;
@@ -48,8 +53,11 @@ TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
         EXPECT_EQ(inspector->dataColorSpace(), cmRGBData);
         EXPECT_EQ(inspector->profileName(), "Test RGB tables");
     }
-    // The worlds run from the profile to Lab and back.
+    // The worlds run from the profile to Lab and back; a live inspector and
+    // its worlds hold no profile file open.
+    const std::size_t before = openFiles();
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, 1);
+    EXPECT_EQ(openFiles(), before);
     EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceOut(), cmLabData);
     EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceIn(), cmLabData);
