@@ -187,11 +187,11 @@ ProfileManager::displayProfileOfScreen(const std::string& output, int screen) {
     const std::filesystem::path folder = places().runtime;
     const std::filesystem::path path =
         folder / ("display-" + std::to_string(screen) + "-" + hash.toStdString() + ".icc");
+    if (!platform::makePrivateFolder(folder))
+        return std::nullopt;
     if (!platform::fileExistsAtPath(path)) {
-        std::error_code error;
-        std::filesystem::create_directories(folder, error);
         const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
-        if (error || !platform::writeFileAtomically(path, text))
+        if (!platform::writeFileAtomically(path, text))
             return std::nullopt;
     }
     return path;

@@ -202,6 +202,19 @@ void removeStaleTemporaries(const std::filesystem::path& path) {
     }
 }
 
+Status makePrivateFolder(const std::filesystem::path& folder) {
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        return Status::failure(ErrorCode::CannotWrite,
+                               std::string("the folder can't be made: ") + std::strerror(errno));
+    struct stat st {};
+    if (::lstat(folder.c_str(), &st) != 0)
+        return Status::failure(ErrorCode::CannotOpen, std::strerror(errno));
+    if (!S_ISDIR(st.st_mode) || st.st_uid != ::geteuid() || (st.st_mode & 077) != 0)
+        return Status::failure(ErrorCode::CannotOpen,
+                               "not a folder of this user's that only this user may enter");
+    return {};
+}
+
 Status writeFileAtomically(const std::filesystem::path& requested, std::string_view bytes) {
     const std::filesystem::path path = writeTarget(requested);
     std::filesystem::path folder = path.parent_path();

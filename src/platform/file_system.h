@@ -71,6 +71,12 @@ std::filesystem::path homeDirectory();
 /// same file, left by a process that no longer runs, are removed first.
 Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
+/// A folder only this user may enter (mode 0700), made when missing. A path
+/// that is a link, not a folder, someone else's or open to others is
+/// refused: in a shared place such as /tmp another user may have made it
+/// first, to read or plant what goes in it.
+Status makePrivateFolder(const std::filesystem::path& folder);
+
 /// Removes the temporaries writeFileAtomically left beside path when a
 /// process was killed while writing: those of processes that no longer run,
 /// and nameless older ones (".<name>.XXXXXX") more than an hour old.

@@ -151,3 +151,18 @@ TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks
     EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(),
               ErrorCode::TooLarge); // sizeless files too
 }
+
+TEST(PrivateFolder, MadeForThisUserOnlyAndRefusedWhenOpenOrALink) {
+    TempDir dir;
+    const auto mine = dir / "mine";
+    ASSERT_TRUE(makePrivateFolder(mine));
+    EXPECT_EQ(std::filesystem::status(mine).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms::owner_all);
+    EXPECT_TRUE(makePrivateFolder(mine)) << "an existing private folder is taken";
+    std::filesystem::create_directory(dir / "open");
+    std::filesystem::permissions(dir / "open", std::filesystem::perms::all);
+    std::filesystem::create_directory_symlink(mine, dir / "link");
+    writeFile(dir / "file", "x");
+    for (const char* name : {"open", "link", "file"})
+        EXPECT_FALSE(makePrivateFolder(dir / name)) << name;
+}
