@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "image/tiff_reader_impl.h"
+#include "platform/file_system.h"
 
 namespace slidebox::image {
 
@@ -26,22 +27,20 @@ TiffReader::~TiffReader() = default;
 
 ImageResult<TiffReader> TiffReader::open(const std::filesystem::path& path,
                                          const TiffReadOptions& options) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return ImageStatus::failure(ImageErrorCode::CannotOpen,
-                                    std::string("cannot open: ") + std::strerror(errno));
+    auto opened = platform::openRegularFile(path);
+    if (!opened)
+        return opened.status();
+    const int fd = *opened;
     struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        ::close(fd);
-        return ImageStatus::failure(ImageErrorCode::CannotOpen, "not a regular file");
-    }
+    ::fstat(fd, &st);
     auto impl = std::make_unique<Impl>();
     impl->options = options;
     auto tiffOptions = tiff::makeOptions(&impl->messages, options.maxImageBytes);
-    // libtiff maps the file and closes the descriptor with the handle. No
-    // name: libtiff puts it before its messages, and the caller, who knows
-    // the path, puts it before ours.
-    impl->tif.reset(TIFFFdOpenExt(fd, "", "r", tiffOptions.get()));
+    // libtiff reads the file ("m": never maps it, so that a file cut short
+    // by another program while it is read is a read error, not a fault) and
+    // closes the descriptor with the handle. No name: libtiff puts it before
+    // its messages, and the caller, who knows the path, puts it before ours.
+    impl->tif.reset(TIFFFdOpenExt(fd, "", "rm", tiffOptions.get()));
     if (!impl->tif)
         ::close(fd);
     return finishOpening(std::move(impl), static_cast<std::uint64_t>(st.st_size));

@@ -240,7 +240,7 @@ Status writeFileAtomically(const std::filesystem::path& requested, std::string_v
     return {};
 }
 
-Result<std::string> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
+Result<int> openRegularFile(const std::filesystem::path& path) {
     // O_NONBLOCK: opening a FIFO with no writer would wait for one.
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
@@ -250,6 +250,16 @@ Result<std::string> readRegularFile(const std::filesystem::path& path, std::size
         ::close(fd);
         return Status::failure(ErrorCode::CannotOpen, "not a regular file");
     }
+    return fd;
+}
+
+Result<std::string> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
+    auto opened = openRegularFile(path);
+    if (!opened)
+        return opened.status();
+    const int fd = *opened;
+    struct stat st {};
+    fstat(fd, &st);
     if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
         ::close(fd);
         return Status::failure(ErrorCode::TooLarge,
