@@ -4,7 +4,7 @@
 #include <QImage>
 #include <QImageWriter>
 
-#include "image/atomic_file.h"
+#include "platform/atomic_file.h"
 
 namespace slidebox::image {
 
@@ -25,7 +25,7 @@ ImageStatus writePng(const std::filesystem::path& path, const Bitmap& bitmap, bo
     // The image only points at the bitmap's rows: nothing is copied.
     const QImage image(bitmap.plane(0), bitmap.width(), bitmap.height(),
                        static_cast<qsizetype>(bitmap.rowBytes()), qtFormat);
-    auto file = AtomicFile::create(path);
+    auto file = platform::AtomicFile::create(path);
     if (!file)
         return file.status();
     QFile output;
