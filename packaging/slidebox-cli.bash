@@ -55,8 +55,8 @@ _slidebox_cli() {
     local options=''
     case $group/$sub in
         color/deltae) options='--cie94' ;;
-        icc/compare) options='--tolerance --cie94 --mask --patches --src-a --intent-a --src-b --intent-b' ;;
-        icc/grade) options='--bijectivity --gamut --absolute --perceptual --tolerance --speed' ;;
+        icc/compare) options='--tolerance --cie94 --mask --patches --src-a --intent-a --src-b --intent-b --json' ;;
+        icc/grade) options='--bijectivity --gamut --absolute --perceptual --tolerance --speed --json' ;;
         icc/inks) options='--intent' ;;
         icc/list) options='--use --space --brief --report --dir --no-file-names' ;;
         icc/match | icc/transform) options='--src --dst --intent --intent-out' ;;
