@@ -57,15 +57,6 @@ ImageResult<Bitmap> readImageFile(const std::filesystem::path& path) {
     return std::move(decoded->bitmap);
 }
 
-std::string embeddedProfile(const std::filesystem::path& path) {
-    if (imageFileKind(path) == ImageFileKind::Tiff) {
-        auto reader = TiffReader::open(path);
-        return reader ? reader->iccProfile() : std::string();
-    }
-    auto decoded = readImage(path);
-    return decoded ? std::move(decoded->iccProfile) : std::string();
-}
-
 ImageStatus writeImageFile(const std::filesystem::path& path, const Bitmap& bitmap) {
     switch (imageFileKind(path)) {
     case ImageFileKind::Tiff:

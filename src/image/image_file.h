@@ -29,10 +29,6 @@ ImageResult<DecodedImage> readImage(const std::filesystem::path& path);
 /// readImage without the profile.
 ImageResult<Bitmap> readImageFile(const std::filesystem::path& path);
 
-/// The ICC profile an image file embeds: empty without one, or when the
-/// file can't be read.
-std::string embeddedProfile(const std::filesystem::path& path);
-
 /// Writes a bitmap as a TIFF (uncompressed) or a PNG, by the ending.
 /// Unsupported for other endings, JPEG included.
 ImageStatus writeImageFile(const std::filesystem::path& path, const Bitmap& bitmap);
