@@ -97,37 +97,6 @@ std::string TiffReader::iccProfile() const {
     return std::string(static_cast<const char*>(data), length);
 }
 
-std::optional<TiffReader::RawLayout> TiffReader::rawLayout() const {
-    const Impl& d = *impl_;
-    TIFF* t = d.tif.get();
-    if (d.tiled || d.compression != COMPRESSION_NONE || d.format.planeCount() != 1 ||
-        (d.format.bytesPerSample > 1 && TIFFIsByteSwapped(t)))
-        return std::nullopt;
-    std::uint16_t fillOrder = FILLORDER_MSB2LSB;
-    TIFFGetFieldDefaulted(t, TIFFTAG_FILLORDER, &fillOrder);
-    if (fillOrder != FILLORDER_MSB2LSB)
-        return std::nullopt;
-    // Only a CIELab file's a and b may differ from what reading gives.
-    const bool labSigned = d.format.space == ColorSpace::Lab && d.masks[1] != 0;
-    for (std::size_t i = 0; i < d.masks.size(); ++i)
-        if (d.masks[i] != 0 && !(labSigned && (i == 1 || i == 2)))
-            return std::nullopt;
-    const toff_t* offsets = nullptr;
-    const toff_t* counts = nullptr;
-    if (!TIFFGetField(t, TIFFTAG_STRIPOFFSETS, &offsets) ||
-        !TIFFGetField(t, TIFFTAG_STRIPBYTECOUNTS, &counts) || !offsets || !counts ||
-        d.stripsPerPlane == 0 || TIFFNumberOfStrips(t) != d.stripsPerPlane)
-        return std::nullopt;
-    std::uint64_t expected = offsets[0];
-    for (std::uint32_t i = 0; i < d.stripsPerPlane; ++i) {
-        const std::uint64_t bytes = static_cast<std::uint64_t>(d.rowsInBand(i)) * d.scanline;
-        if (offsets[i] != expected || counts[i] < bytes)
-            return std::nullopt;
-        expected += bytes;
-    }
-    return RawLayout{offsets[0], d.scanline, labSigned};
-}
-
 std::int32_t TiffReader::Impl::rowsInBand(std::uint32_t index) const {
     const std::int64_t first = std::int64_t{index} * rowsPerBand;
     return static_cast<std::int32_t>(std::min<std::int64_t>(rowsPerBand, height - first));
