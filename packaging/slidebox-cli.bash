@@ -55,13 +55,13 @@ _slidebox_cli() {
     local options=''
     case $group/$sub in
         color/deltae) options='--cie94' ;;
-        icc/compare) options='--tolerance --cie94 --mask --patches --src-a --intent-a --src-b --intent-b' ;;
-        icc/grade) options='--bijectivity --gamut --absolute --perceptual --tolerance --speed' ;;
+        icc/compare) options='--tolerance --cie94 --mask --patches --src-a --intent-a --src-b --intent-b --json' ;;
+        icc/grade) options='--bijectivity --gamut --absolute --perceptual --tolerance --speed --json' ;;
         icc/header | icc/info) options='--json' ;;
         icc/inks) options='--intent --json' ;;
         icc/list) options='--use --space --brief --report --dir --no-file-names --json' ;;
-        icc/match) options='--src --dst --intent --intent-out --lab --rgb --cmyk --gray --fields' ;;
-        icc/transform) options='--src --dst --intent --intent-out' ;;
+        icc/match) options='--src --dst --intent --intent-out --bpc --no-optimize --lab --rgb --cmyk --gray --fields' ;;
+        icc/transform) options='--src --dst --intent --intent-out --bpc --no-optimize' ;;
         image/scale) options='--size --profile' ;;
         libraries/find | libraries/images) options='-0 --null' ;;
         switch/*) options='--no-test' ;;

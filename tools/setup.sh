@@ -8,7 +8,7 @@ PACKAGES="
   build-essential cmake ninja-build ccache pkg-config make
   qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools
   qt6-l10n-tools qt6-translations-l10n qt6-image-formats-plugins qt6-qpa-plugins libgl-dev libxkbcommon-dev libxcb1-dev x11-utils
-  liblcms2-dev libplist-dev libplist-utils libtiff-dev libjpeg-dev
+  liblcms2-dev libplist-dev libplist-utils libtiff-dev libjpeg-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth xdotool openbox trayer findutils procps
   clang clang-format libclang-rt-14-dev

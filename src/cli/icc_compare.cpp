@@ -1,15 +1,15 @@
 // slidebox-cli icc compare: two Lab images compared the way the toolkit
 // compares the Lab bitmaps of two colour worlds. A side is a 16-bit Lab
 // TIFF as icc transform writes it, or any image matched into Lab first
-// through its own profile; the statistics are printed and the gamut image
-// written if asked.
+// through its own profile; the statistics are printed (one JSON object
+// with --json) and the gamut image written if asked.
 #include <QGuiApplication>
-#include <QImage>
 
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -17,10 +17,10 @@
 #include "cli/arguments.h"
 #include "cli/icc_bitmap_support.h"
 #include "cli/icc_subcommands.h"
+#include "cli/json_out.h"
 #include "color/color_world.h"
+#include "color/gamut_file.h"
 #include "image/image_file.h"
-#include "image/tiff_reader.h"
-#include "image/tiff_writer.h"
 
 namespace slidebox::cli {
 
@@ -37,6 +37,7 @@ struct CompareOptions {
     float tolerance = 2.0f;
     bool cie94 = false;
     bool patches = false;
+    bool json = false;
     std::string mask;
     Side a, b;
     std::vector<std::string> files; // A, B and perhaps GAMUT
@@ -47,6 +48,8 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
         const std::string& arg = args[i];
         if (arg == "--cie94") {
             options.cie94 = true;
+        } else if (arg == "--json") {
+            options.json = true;
         } else if (arg == "--patches") {
             options.patches = true;
         } else if (arg == "--tolerance" || arg == "--mask" || arg == "--src-a" ||
@@ -87,37 +90,15 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
     return std::nullopt;
 }
 
-// A 16-bit Lab TIFF whose samples lie in the file as they are, mapped
-// rather than read: the comparison reads the signed a and b through its
-// tables, so the pixels need no pass of their own.
-std::unique_ptr<color::ColorWorld> mapLab(const std::string& path, MappedFile& file) {
-    bool labSigned = false;
-    auto mapped = mapTiff(path, file, labSigned);
-    if (!mapped || !(mapped->format() == image::PixelFormat::make(image::ColorSpace::Lab, 16)))
-        return nullptr;
-    auto world = std::make_unique<color::ColorWorld>();
-    world->initComparisonColors();
-    if (!world->setLabBitmap(std::move(*mapped), labSigned))
-        return nullptr;
-    return world;
-}
-
 // One side's Lab bitmap in a world of its own: matched through its profile,
-// or the 16-bit Lab image that icc transform writes, mapped when it can be
-// and read otherwise.
+// or the 16-bit Lab image that icc transform writes, read as it is.
 std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string& path,
-                                            MappedFile& file, int& status) {
+                                            int& status) {
     if (!side.source.empty()) {
         auto world = labWorld(side.source, side.intent, side.intent, kCommand, status);
         if (world)
             status = matchIntoLab(*world, path, kCommand);
         return status == Done ? std::move(world) : nullptr;
-    }
-    if (image::imageFileKind(path) == image::ImageFileKind::Tiff) {
-        if (auto world = mapLab(path, file)) {
-            status = Done;
-            return world;
-        }
     }
     status = Failed;
     auto read = image::readImageFile(path);
@@ -130,51 +111,12 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
     const std::string kind = image::describe(read->format());
     if (!world->setLabBitmap(std::move(read.value()))) {
         failure(std::string(kCommand) + ": '" + path + "' is not a 16-bit Lab image (it is " +
-                kind + ")");
+                kind + "): give --src-a or --src-b PROFILE");
         return nullptr;
     }
     status = Done;
     return world;
 }
-
-// A TIFF gamut image written band by band as the comparison paints it.
-class TiffGamut : public color::GamutSink {
-  public:
-    explicit TiffGamut(image::TiffWriter writer) : writer_(std::move(writer)) {}
-    bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) override {
-        if (!rows) {
-            problem_ = "no memory for the gamut image";
-            return false;
-        }
-        auto wrapped =
-            image::Bitmap::wrap(width(), count, image::PixelFormat::make(image::ColorSpace::RGB, 8),
-                                rowBytes, const_cast<std::uint8_t*>(rows));
-        if (!wrapped) {
-            problem_ = wrapped.status().message();
-            return false;
-        }
-        if (auto status = writer_.writeRows(*wrapped); !status) {
-            problem_ = status.message();
-            return false;
-        }
-        return true;
-    }
-    /// Completes the file; the problem met, if any.
-    std::optional<std::string> finish() {
-        if (problem_)
-            return problem_;
-        if (auto status = writer_.finish(); !status)
-            return status.message();
-        return std::nullopt;
-    }
-    void setWidth(std::int32_t width) { width_ = width; }
-
-  private:
-    std::int32_t width() const { return width_; }
-    image::TiffWriter writer_;
-    std::int32_t width_ = 0;
-    std::optional<std::string> problem_;
-};
 
 // The font of the words on the gamut image needs a GUI application; the
 // command line draws offscreen and never needs a display.
@@ -188,14 +130,31 @@ std::unique_ptr<QGuiApplication> guiApplication() {
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 
-void printStatistics(const color::ColorWorld& world) {
-    printLine("compared: " + std::to_string(world.comparedCount()));
-    printLine("average-delta-e: " + realText(world.averageDeltaE()));
-    printLine("maxi-delta-e: " + realText(world.maxiDeltaE()));
-    printLine("mini-delta-e: " + realText(world.miniDeltaE()));
-    printLine("in-gamut-pixels-percentage: " + realText(world.inGamutPixelsPercentage()));
-    printLine("gamut-tolerance: " + realText(world.gamutTolerance()));
-    printLine(std::string("no-difference: ") + (world.noDifference() ? "yes" : "no"));
+void printStatistics(const color::ColorWorld& world, bool json) {
+    const std::pair<const char*, std::string> fields[] = {
+        {"compared", std::to_string(world.comparedCount())},
+        {"average-delta-e", realText(world.averageDeltaE())},
+        {"maxi-delta-e", realText(world.maxiDeltaE())},
+        {"mini-delta-e", realText(world.miniDeltaE())},
+        {"in-gamut-pixels-percentage", realText(world.inGamutPixelsPercentage())},
+        {"gamut-tolerance", realText(world.gamutTolerance())},
+    };
+    const bool same = world.noDifference();
+    if (!json) {
+        for (const auto& [key, value] : fields)
+            printLine(std::string(key) + ": " + value);
+        printLine(std::string("no-difference: ") + (same ? "yes" : "no"));
+        return;
+    }
+    const double numbers[] = {
+        static_cast<double>(world.comparedCount()), world.averageDeltaE(), world.maxiDeltaE(),
+        world.miniDeltaE(), world.inGamutPixelsPercentage(), world.gamutTolerance()};
+    JsonWriter out;
+    out.beginObject();
+    for (std::size_t i = 0; i < std::size(fields); ++i)
+        out.key(fields[i].first).value(numbers[i]);
+    out.key("no-difference").value(same).endObject();
+    printLine(out.text());
 }
 
 int iccCompare(const std::vector<std::string>& args) {
@@ -204,14 +163,12 @@ int iccCompare(const std::vector<std::string>& args) {
         return usageError(std::string(kCommand) + ": " + *problem);
 
     int status = Done;
-    MappedFile fileA, fileB; // outlive the worlds that read them
-    auto worldA = loadSide(options.a, options.files[0], fileA, status);
+    auto worldA = loadSide(options.a, options.files[0], status);
     if (!worldA)
         return status;
-    auto worldB = loadSide(options.b, options.files[1], fileB, status);
+    auto worldB = loadSide(options.b, options.files[1], status);
     if (!worldB)
         return status;
-    const color::CMBitmap& labA = *worldA->labBitmap();
 
     std::optional<image::Bitmap> mask;
     if (!options.mask.empty()) {
@@ -219,16 +176,6 @@ int iccCompare(const std::vector<std::string>& args) {
         if (!read)
             return failure(std::string(kCommand) + ": '" + options.mask +
                            "': " + read.status().message());
-        const image::PixelFormat& format = read->format();
-        if (format.space != image::ColorSpace::Gray || format.bytesPerSample != 1 ||
-            format.hasAlpha)
-            return failure(std::string(kCommand) + ": the mask '" + options.mask +
-                           "' is not an 8-bit image of one sample");
-        // The comparison reads the mask wherever A has a pixel.
-        if (static_cast<std::uint32_t>(read->width()) < labA.width ||
-            static_cast<std::uint32_t>(read->height()) < labA.height)
-            return failure(std::string(kCommand) + ": the mask '" + options.mask +
-                           "' is smaller than '" + options.files[0] + "'");
         mask = std::move(read.value());
     }
 
@@ -239,71 +186,36 @@ int iccCompare(const std::vector<std::string>& args) {
         if (isatty(STDERR_FILENO))
             std::fputs("\a", stderr);
     });
-
     worldA->setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
     worldA->setAveragePatchColor(options.patches);
-    // A TIFF gamut image streams to its file; a PNG is painted whole.
-    if (options.files.size() == 3 &&
-        image::imageFileKind(options.files[2]) == image::ImageFileKind::Tiff) {
-        image::TiffWriteOptions writeOptions;
-        writeOptions.durable = false; // renamed into place at the end all the same
-        auto writer = image::TiffWriter::create(
-            options.files[2], static_cast<std::int32_t>(labA.width),
-            static_cast<std::int32_t>(labA.height),
-            image::PixelFormat::make(image::ColorSpace::RGB, 8), writeOptions);
-        if (!writer)
-            return failure(std::string(kCommand) + ": '" + options.files[2] +
-                           "': " + writer.status().message());
-        TiffGamut sink(std::move(writer.value()));
-        sink.setWidth(static_cast<std::int32_t>(labA.width));
-        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
-                                                     mask ? &*mask : nullptr, &sink))
-            return Failed;
-        if (auto problem = sink.finish())
-            return failure(std::string(kCommand) + ": '" + options.files[2] + "': " + *problem);
-        printStatistics(*worldA);
-        return Done;
-    }
-    if (options.files.size() == 2) {
-        // No gamut image asked for: the statistics alone.
-        if (!worldA->compareLabBitmapWithLabBitmapOf(*worldB, options.tolerance,
-                                                     mask ? &*mask : nullptr,
-                                                     static_cast<color::GamutSink*>(nullptr)))
-            return Failed;
-        printStatistics(*worldA);
-        return Done;
-    }
-    std::optional<QImage> gamut;
-    if (options.files.size() == 3) {
-        gamut.emplace(static_cast<int>(labA.width), static_cast<int>(labA.height),
-                      QImage::Format_RGB888);
-        if (gamut->isNull())
-            return failure(std::string(kCommand) + ": no memory for the gamut image");
-    }
-    // Refusals of the comparison itself go to the log, word for word.
-    if (!worldA->compareLabBitmapWithLabBitmapOf(
-            *worldB, options.tolerance, mask ? &*mask : nullptr, gamut ? &*gamut : nullptr))
-        return Failed;
 
-    if (gamut) {
-        auto wrapped = image::Bitmap::wrap(
-            gamut->width(), gamut->height(), image::PixelFormat::make(image::ColorSpace::RGB, 8),
-            static_cast<std::size_t>(gamut->bytesPerLine()), gamut->bits());
-        if (!wrapped)
-            return failure(std::string(kCommand) + ": " + wrapped.status().message());
-        const image::ImageStatus written = image::writeImageFile(options.files[2], *wrapped);
-        if (!written)
-            return failure(std::string(kCommand) + ": '" + options.files[2] +
-                           "': " + written.message());
+    std::unique_ptr<color::GamutFile> gamut;
+    if (options.files.size() == 3) {
+        const color::CMBitmap* labA = worldA->labBitmap();
+        auto created =
+            color::GamutFile::create(options.files[2], static_cast<std::int32_t>(labA->width),
+                                     static_cast<std::int32_t>(labA->height));
+        if (!created)
+            return failure(std::string(kCommand) + ": " + created.status().message());
+        gamut = std::move(created.value());
     }
-    printStatistics(*worldA);
+    if (auto compared = worldA->compareLabBitmaps(*worldB, options.tolerance,
+                                                  mask ? &*mask : nullptr, gamut.get());
+        !compared)
+        return failure(std::string(kCommand) + ": " + compared.message());
+    if (gamut) {
+        if (auto written = gamut->finish(); !written)
+            return failure(std::string(kCommand) + ": " + written.message());
+    }
+    printStatistics(*worldA, options.json);
     return Done;
 }
 
 const IccSubcommand
     compare("compare",
-            "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] [--src-a PROFILE]\n"
-            "              [--intent-a N] [--src-b PROFILE] [--intent-b N] A B [GAMUT]\n"
+            "  icc compare [--tolerance T] [--cie94] [--mask MASK] [--patches] [--json]\n"
+            "              [--src-a PROFILE]"
+            " [--intent-a N] [--src-b PROFILE] [--intent-b N] A B [GAMUT]\n"
             "                               two Lab images compared: differences, share in gamut;\n"
             "                               GAMUT (.png, .tif) paints where they differ; with\n"
             "                               --src-a/-b an image is matched into Lab first\n",

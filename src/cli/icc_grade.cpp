@@ -7,12 +7,13 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/arguments.h"
 #include "cli/icc_subcommands.h"
+#include "cli/json_out.h"
 #include "color/color_world.h"
-#include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 
 namespace slidebox::cli {
@@ -27,12 +28,15 @@ struct GradeOptions {
     std::optional<bool> absolute;    // true: --absolute, false: --perceptual
     float tolerance = 2.0f;
     std::optional<float> speed;
+    bool json = false;
 };
 
 std::optional<std::string> parse(const std::vector<std::string>& args, GradeOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--bijectivity" || arg == "--gamut") {
+        if (arg == "--json") {
+            options.json = true;
+        } else if (arg == "--bijectivity" || arg == "--gamut") {
             const bool wanted = arg == "--bijectivity";
             if (options.bijectivity && *options.bijectivity != wanted)
                 return "give one of --bijectivity and --gamut";
@@ -67,26 +71,6 @@ std::optional<std::string> parse(const std::vector<std::string>& args, GradeOpti
     return std::nullopt;
 }
 
-// Why a test gave no answer, as far as the profile's header tells.
-std::string reasonForNoAnswer(const std::filesystem::path& path, bool bijectivity) {
-    auto profile = color::ProfileManager::profileRefForPath(path);
-    if (!profile)
-        return "'" + path.string() + "' is not a usable ICC profile";
-    const auto header = color::CMGetProfileHeader(*profile);
-    if (!header)
-        return "the header of '" + path.string() + "' can't be read";
-    const color::OSType space = header->dataColorSpace, pcs = header->profileConnectionSpace;
-    if (bijectivity && space != color::cmRGBData && space != color::fourCC("CMY ") &&
-        space != color::cmCMYKData)
-        return "the bijectivity test has no grid for the data colour space '" +
-               color::signatureText(space) + "'";
-    if (!bijectivity && pcs != color::cmLabData && pcs != color::cmXYZData)
-        return "the gamut test has no divisor for the connection space '" +
-               color::signatureText(pcs) + "'";
-    return "the colour worlds to and from Lab can't be built for '" + path.string() +
-           "' (a profile of one direction only?)";
-}
-
 int iccGrade(const std::vector<std::string>& args) {
     GradeOptions options;
     if (auto problem = parse(args, options))
@@ -104,31 +88,55 @@ int iccGrade(const std::vector<std::string>& args) {
     const bool absolute = options.absolute.value_or(false);
     const bool bijectivity = *options.bijectivity;
 
-    printLine(std::string("test: ") + (bijectivity ? "bijectivity" : "gamut"));
-    printLine(std::string("mode: ") + (absolute ? "absolute" : "perceptual"));
-    printLine("speed-calculation: " + realText(ColorWorld::speedCalculation()));
-    float result;
+    // Worked out whole before anything is printed: a refusal prints nothing.
+    float result, second;
     if (bijectivity) {
-        float maxDeltaE = -1.0f; // stays -1 when the test can't start
-        result = absolute ? ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(path, &maxDeltaE)
-                          : ColorWorld::bijectivityAverageDeltaEForPerceptualMode(path, &maxDeltaE);
-        printLine("average-delta-e: " + realText(result));
-        printLine("max-delta-e: " + realText(maxDeltaE));
+        second = -1.0f; // the largest deltaE, -1 when the test can't start
+        result = absolute ? ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(path, &second)
+                          : ColorWorld::bijectivityAverageDeltaEForPerceptualMode(path, &second);
     } else {
+        second = options.tolerance;
         result = absolute ? ColorWorld::inAbsoluteGamutPercentage(path, options.tolerance)
                           : ColorWorld::inPerceptualGamutPercentage(path, options.tolerance);
-        printLine("tolerance: " + realText(options.tolerance));
-        printLine("in-gamut-percentage: " + realText(result));
     }
     if (result == -1.0f)
-        return failure("icc grade: no answer: " + reasonForNoAnswer(path, bijectivity));
+        return failure("icc grade: no answer: " +
+                       ColorWorld::gradeRefusal(path, bijectivity).message());
+    const std::vector<std::pair<std::string, std::string>> fields = {
+        {"test", bijectivity ? "bijectivity" : "gamut"},
+        {"mode", absolute ? "absolute" : "perceptual"},
+        {"speed-calculation", realText(ColorWorld::speedCalculation())},
+        {bijectivity ? "average-delta-e" : "tolerance",
+         realText(bijectivity ? result : options.tolerance)},
+        {bijectivity ? "max-delta-e" : "in-gamut-percentage",
+         realText(bijectivity ? second : result)},
+    };
+    if (!options.json) {
+        for (const auto& [key, value] : fields)
+            printLine(key + ": " + value);
+        return Done;
+    }
+    const double numbers[] = {ColorWorld::speedCalculation(),
+                              bijectivity ? result : options.tolerance,
+                              bijectivity ? second : result};
+    JsonWriter out;
+    out.beginObject();
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        out.key(fields[i].first);
+        if (i < 2)
+            out.value(fields[i].second);
+        else
+            out.value(numbers[i - 2]);
+    }
+    out.endObject();
+    printLine(out.text());
     return Done;
 }
 
 const IccSubcommand grade(
     "grade",
     "  icc grade PROFILE (--bijectivity | --gamut) [--absolute | --perceptual] [--tolerance T]\n"
-    "            [--speed PERCENT]\n"
+    "            [--speed PERCENT] [--json]\n"
     "                               a profile's round trip through its device (average and\n"
     "                               largest deltaE) or its share of the connection space within\n"
     "                               T (default 2); tests work PERCENT (10..100) of their time\n",

@@ -138,55 +138,57 @@ void LabToLch(float L, float a, float b, Lch& lch) {
 
 // Reading a CMColor.
 
-void ColorConversion::CMLab(const CMColor& color, float& L, float& a, float& b) {
+namespace conversion {
+
+void CMLab(const CMColor& color, float& L, float& a, float& b) {
     L = fromField(color.lab.L, 100.0);
     a = fromLabABField(color.lab.a);
     b = fromLabABField(color.lab.b);
 }
 
-void ColorConversion::CMRGB(const CMColor& color, float& r, float& g, float& b) {
+void CMRGB(const CMColor& color, float& r, float& g, float& b) {
     r = fromField(color.rgb.red, 100.0);
     g = fromField(color.rgb.green, 100.0);
     b = fromField(color.rgb.blue, 100.0);
 }
 
-void ColorConversion::CMCMYK(const CMColor& color, float& c, float& m, float& y, float& k) {
+void CMCMYK(const CMColor& color, float& c, float& m, float& y, float& k) {
     c = fromField(color.cmyk.cyan, 100.0);
     m = fromField(color.cmyk.magenta, 100.0);
     y = fromField(color.cmyk.yellow, 100.0);
     k = fromField(color.cmyk.black, 100.0);
 }
 
-void ColorConversion::CMXYZ(const CMColor& color, float& X, float& Y, float& Z) {
+void CMXYZ(const CMColor& color, float& X, float& Y, float& Z) {
     X = fromField(color.XYZ.X, 200.0);
     Y = fromField(color.XYZ.Y, 200.0);
     Z = fromField(color.XYZ.Z, 200.0);
 }
 
-void ColorConversion::CMGray_One(const CMColor& color, float& gray) {
+void CMGray_One(const CMColor& color, float& gray) {
     gray = fromUnitField(color.gray.gray);
 }
 
-void ColorConversion::CMRGB_One(const CMColor& color, float& r, float& g, float& b) {
+void CMRGB_One(const CMColor& color, float& r, float& g, float& b) {
     r = fromUnitField(color.rgb.red);
     g = fromUnitField(color.rgb.green);
     b = fromUnitField(color.rgb.blue);
 }
 
-void ColorConversion::CMLab_One(const CMColor& color, float& L, float& a, float& b) {
+void CMLab_One(const CMColor& color, float& L, float& a, float& b) {
     L = fromUnitField(color.lab.L);
     a = fromUnitField(color.lab.a);
     b = fromUnitField(color.lab.b);
 }
 
-void ColorConversion::CMCMYK_One(const CMColor& color, float& c, float& m, float& y, float& k) {
+void CMCMYK_One(const CMColor& color, float& c, float& m, float& y, float& k) {
     c = fromUnitField(color.cmyk.cyan);
     m = fromUnitField(color.cmyk.magenta);
     y = fromUnitField(color.cmyk.yellow);
     k = fromUnitField(color.cmyk.black);
 }
 
-void ColorConversion::CMLabToLch(const CMColor& color, float& L, float& c, float& h) {
+void CMLabToLch(const CMColor& color, float& L, float& c, float& h) {
     float a, b;
     CMLab(color, L, a, b);
     Lch lch;
@@ -196,7 +198,7 @@ void ColorConversion::CMLabToLch(const CMColor& color, float& L, float& c, float
     h = lch.h;
 }
 
-void ColorConversion::CMLabToXYZ(const CMColor& color, float& X, float& Y, float& Z) {
+void CMLabToXYZ(const CMColor& color, float& X, float& Y, float& Z) {
     float L, a, b;
     CMLab(color, L, a, b);
     XYZ xyz;
@@ -206,7 +208,7 @@ void ColorConversion::CMLabToXYZ(const CMColor& color, float& X, float& Y, float
     Z = xyz.Z;
 }
 
-void ColorConversion::CMLabToYxy(const CMColor& color, float& Y, float& x, float& y) {
+void CMLabToYxy(const CMColor& color, float& Y, float& x, float& y) {
     float X, Z;
     CMLabToXYZ(color, X, Y, Z);
     const float sum = X + Y + Z;
@@ -216,7 +218,7 @@ void ColorConversion::CMLabToYxy(const CMColor& color, float& Y, float& x, float
 
 // Writing a CMColor.
 
-void ColorConversion::LabL(float L, float a, float b, CMColor& color) {
+void LabL(float L, float a, float b, CMColor& color) {
     // Only the Lab writers limit their input.
     L = L > 100.0f ? 100.0f : (L < 0.0f ? 0.0f : L);
     for (float* v : {&a, &b}) {
@@ -230,77 +232,76 @@ void ColorConversion::LabL(float L, float a, float b, CMColor& color) {
     color.lab.b = toLabABField(b);
 }
 
-void ColorConversion::RGBr(float r, float g, float b, CMColor& color) {
+void RGBr(float r, float g, float b, CMColor& color) {
     color.rgb = {toField(r, 100.0), toField(g, 100.0), toField(b, 100.0)};
 }
 
-void ColorConversion::CMYKc(float c, float m, float y, float k, CMColor& color) {
+void CMYKc(float c, float m, float y, float k, CMColor& color) {
     color.cmyk = {toField(c, 100.0), toField(m, 100.0), toField(y, 100.0), toField(k, 100.0)};
 }
 
-void ColorConversion::XYZ_X(float X, float Y, float Z, CMColor& color) {
+void XYZ_X(float X, float Y, float Z, CMColor& color) {
     color.XYZ = {toField(X, 200.0), toField(Y, 200.0), toField(Z, 200.0)};
 }
 
-void ColorConversion::Gray_One(float gray, CMColor& color) {
+void Gray_One(float gray, CMColor& color) {
     color.gray.gray = toUnitField(gray);
 }
 
-void ColorConversion::RGBr_One(float r, float g, float b, CMColor& color) {
+void RGBr_One(float r, float g, float b, CMColor& color) {
     color.rgb = {toUnitField(r), toUnitField(g), toUnitField(b)};
 }
 
-void ColorConversion::CMYKc_One(float c, float m, float y, float k, CMColor& color) {
+void CMYKc_One(float c, float m, float y, float k, CMColor& color) {
     color.cmyk = {toUnitField(c), toUnitField(m), toUnitField(y), toUnitField(k)};
 }
 
-void ColorConversion::LabL_one(float L, float a, float b, CMColor& color) {
+void LabL_one(float L, float a, float b, CMColor& color) {
     color.lab = {toUnitField(L), toUnitField(a), toUnitField(b)};
 }
 
-void ColorConversion::charGray(std::uint8_t gray, CMColor& color) {
+void charGray(std::uint8_t gray, CMColor& color) {
     color.gray.gray = fromByte(gray);
 }
 
-void ColorConversion::charRGBr(std::uint8_t r, std::uint8_t g, std::uint8_t b, CMColor& color) {
+void charRGBr(std::uint8_t r, std::uint8_t g, std::uint8_t b, CMColor& color) {
     color.rgb = {fromByte(r), fromByte(g), fromByte(b)};
 }
 
-void ColorConversion::charCMYKc(std::uint8_t c, std::uint8_t m, std::uint8_t y, std::uint8_t k,
-                                CMColor& color) {
+void charCMYKc(std::uint8_t c, std::uint8_t m, std::uint8_t y, std::uint8_t k, CMColor& color) {
     color.cmyk = {fromByte(c), fromByte(m), fromByte(y), fromByte(k)};
 }
 
-void ColorConversion::charLabL(std::uint8_t L, std::uint8_t a, std::uint8_t b, CMColor& color) {
+void charLabL(std::uint8_t L, std::uint8_t a, std::uint8_t b, CMColor& color) {
     // Lab bytes never touch a field directly: they are reals first.
     LabL(static_cast<float>(L) * 100.0f / 255.0f, static_cast<float>(a) - 128.0f,
          static_cast<float>(b) - 128.0f, color);
 }
 
-void ColorConversion::LchL(float L, float c, float h, CMColor& color) {
+void LchL(float L, float c, float h, CMColor& color) {
     Lab lab;
     LchToLab(L, c, h, lab);
     LabL(lab.L, lab.a, lab.b, color);
 }
 
-void ColorConversion::XYZ_XToCMLab(float X, float Y, float Z, CMColor& color) {
+void XYZ_XToCMLab(float X, float Y, float Z, CMColor& color) {
     Lab lab;
     XYZToLab(X, Y, Z, lab);
     LabL(lab.L, lab.a, lab.b, color);
 }
 
-void ColorConversion::Yxy_Y(float Y, float x, float y, CMColor& color) {
+void Yxy_Y(float Y, float x, float y, CMColor& color) {
     XYZ_XToCMLab(x * Y / y, Y, (1.0f - x - y) * Y / y, color);
 }
 
-void ColorConversion::CMXYZ(const CMColor& xyz, CMColor& lab) {
+void CMXYZ(const CMColor& xyz, CMColor& lab) {
     float X, Y, Z;
     CMXYZ(xyz, X, Y, Z);
     XYZ_XToCMLab(X, Y, Z, lab);
 }
 
-void ColorConversion::LabL(float L, float a, float b, std::uint8_t& charL, std::uint8_t& charA,
-                           std::uint8_t& charB) {
+void LabL(float L, float a, float b, std::uint8_t& charL, std::uint8_t& charA,
+          std::uint8_t& charB) {
     // The byte form stops at 127, not 127.996.
     L = L > 100.0f ? 100.0f : (L < 0.0f ? 0.0f : L);
     a = a > 127.0f ? 127.0f : (a < -128.0f ? -128.0f : a);
@@ -312,19 +313,19 @@ void ColorConversion::LabL(float L, float a, float b, std::uint8_t& charL, std::
 
 // Colour differences.
 
-float ColorConversion::deltaEWithL(float L1, float a1, float b1, float L2, float a2, float b2) {
+float deltaEWithL(float L1, float a1, float b1, float L2, float a2, float b2) {
     const float dL = L1 - L2, da = a1 - a2, db = b1 - b2;
     return std::sqrt(dL * dL + da * da + db * db);
 }
 
-float ColorConversion::deltaEWithC1(const CMColor& c1, const CMColor& c2) {
+float deltaEWithC1(const CMColor& c1, const CMColor& c2) {
     float L1, a1, b1, L2, a2, b2;
     CMLab(c1, L1, a1, b1);
     CMLab(c2, L2, a2, b2);
     return deltaEWithL(L1, a1, b1, L2, a2, b2);
 }
 
-float ColorConversion::deltaE94WithL(float L1, float a1, float b1, float L2, float a2, float b2) {
+float deltaE94WithL(float L1, float a1, float b1, float L2, float a2, float b2) {
     Lch one, two;
     LabToLch(L1, a1, b1, one);
     LabToLch(L2, a2, b2, two);
@@ -340,11 +341,13 @@ float ColorConversion::deltaE94WithL(float L1, float a1, float b1, float L2, flo
     return std::sqrt(dL * dL + dCw * dCw + dHw * dHw);
 }
 
-float ColorConversion::deltaE94WithC1(const CMColor& c1, const CMColor& c2) {
+float deltaE94WithC1(const CMColor& c1, const CMColor& c2) {
     float L1, a1, b1, L2, a2, b2;
     CMLab(c1, L1, a1, b1);
     CMLab(c2, L2, a2, b2);
     return deltaE94WithL(L1, a1, b1, L2, a2, b2);
 }
+
+} // namespace conversion
 
 } // namespace slidebox::color

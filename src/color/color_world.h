@@ -13,6 +13,7 @@
 #include "color/throttle_clock.h"
 #include "image/bitmap.h"
 #include "image/zol_rect.h"
+#include "platform/status.h"
 
 class QImage;
 
@@ -47,6 +48,9 @@ struct RGB8 {
     std::uint8_t red = 0, green = 0, blue = 0;
     bool operator==(const RGB8&) const = default;
 };
+
+/// "W×H", for the reasons that name sizes.
+std::string sizeText(std::int64_t width, std::int64_t height);
 
 /// The colours a Lab bitmap comparison paints with, as bytes: the two ends
 /// of the in-gamut ramp, the two ends of the out-of-gamut ramp, and the
@@ -201,6 +205,11 @@ class ColorWorld : public ColorConversion {
     /// the other form.
     bool compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
                                          const image::Bitmap* mask, GamutSink* sink);
+    /// The form above with the reason and no log line: BadArgument when a
+    /// Lab bitmap is missing, the two differ in size or layout, or the mask
+    /// is not 8-bit gray or doesn't cover them.
+    platform::Status compareLabBitmaps(const ColorWorld& other, float tolerance,
+                                       const image::Bitmap* mask, GamutSink* sink);
     /// The two passes: statistics, then the gamut data (null: none) at
     /// gamutRowBytes. True when the bitmaps don't differ (maxiDeltaE at
     /// most 0.09999999).
@@ -251,6 +260,10 @@ class ColorWorld : public ColorConversion {
     /// the world or each other, or when memory fails. The completion
     /// handler hears after each tile, ending on 100.
     bool matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination);
+    /// matchSourceImageRep with the reason and no log line: BadArgument
+    /// when the image and the world's spaces differ, the sizes differ or a
+    /// rep holds too few samples; OutOfMemory when the tiles can't be had.
+    platform::Status matchImage(const image::Bitmap& source, image::Bitmap* destination);
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
     /// Takes lab, 16-bit packed Lab without alpha (the fields of
@@ -295,6 +308,11 @@ class ColorWorld : public ColorConversion {
     /// The four above: qualityTest true for the bijectivity test (which
     /// alone reads maxiDeltaE), false for the gamut test (which alone reads
     /// the tolerance). maxiDeltaE is left alone when the test can't start.
+    /// Why the tests above give -1 for path, as far as its file and header
+    /// tell: a file that isn't a profile, a space the bijectivity test has
+    /// no grid for, a connection space the gamut test has no divisor for,
+    /// else worlds to and from Lab that can't be built.
+    static platform::Status gradeRefusal(const std::filesystem::path& path, bool qualityTest);
     static float testProfile(const std::filesystem::path& path, bool qualityTest, bool absolute,
                              float tolerance, float* maxiDeltaE);
     /// The bijectivity test over the device grid of space (RGB, CMY, CMYK):
@@ -317,17 +335,22 @@ class ColorWorld : public ColorConversion {
     static void setThrottleClock(ThrottleClock* clock);
 
   private:
+    /// A refusal of the entries that carry a reason: the reason, and the
+    /// line the log has always had for it, which the plain entries write.
+    platform::Status refuse(const char* logLine, platform::ErrorCode code, std::string reason);
+    /// Writes the log line of the last refusal and returns status.ok().
+    bool logged(const platform::Status& status);
     /// Steps of both comparison entries after the image test: stores the
-    /// tolerance, checks the bitmaps and the mask (logging why not), fills
-    /// maskBitmap from mask.
-    bool prepareComparison(const ColorWorld& other, float tolerance, const image::Bitmap* mask,
-                           CMBitmap& maskBitmap);
+    /// tolerance, checks the bitmaps and the mask (the reason why not),
+    /// fills maskBitmap from mask.
+    platform::Status prepareComparison(const ColorWorld& other, float tolerance,
+                                       const image::Bitmap* mask, CMBitmap& maskBitmap);
     /// The second pass over rows first..last - 1, into gamut (row first).
     void paintGamut(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
                     std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
                     std::uint32_t last) const;
-    bool matchImageReps();
-    bool allocAndInitDatas();
+    platform::Status matchImageReps();
+    platform::Status allocAndInitDatas();
     void allocCMBitmapMemory(CMBitmapMemory& memory, const image::Bitmap& rep, OSType space);
     void allocCMBitmapMemoryWithLabBitmap(CMBitmapMemory& memory);
     void inRect();
@@ -359,6 +382,7 @@ class ColorWorld : public ColorConversion {
     std::int32_t tileSizeWidth_ = 0;
     std::int32_t tileSizeHeight_ = 0;
     float tilePixelLimit_ = 1000000.0f;
+    const char* refusalLogLine_ = nullptr;
     // The Lab comparison's settings and statistics.
     std::int32_t deltaEKind_ = 0;
     bool averagePatchColor_ = false;

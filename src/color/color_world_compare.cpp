@@ -202,36 +202,51 @@ bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
     return noDifference();
 }
 
-bool ColorWorld::prepareComparison(const ColorWorld& other, float tolerance,
-                                   const image::Bitmap* mask, CMBitmap& maskBitmap) {
+platform::Status ColorWorld::prepareComparison(const ColorWorld& other, float tolerance,
+                                               const image::Bitmap* mask, CMBitmap& maskBitmap) {
     const CMBitmap* own = labBitmap();
     const CMBitmap* external = other.labBitmap();
     gamutTolerance_ = tolerance;
-    if (!own)
+    refusalLogLine_ = nullptr;
+    // Both missing bitmaps have their line, as they always had.
+    if (!own && !external)
         platform::log("ColorWorld: No Internal CMbitmap image");
-    if (!external)
-        platform::log("ColorWorld: No External CMbitmap image");
     if (!own || !external)
-        return false;
+        return refuse(own ? "ColorWorld: No External CMbitmap image"
+                          : (external ? "ColorWorld: No Internal CMbitmap image"
+                                      : "ColorWorld: No External CMbitmap image"),
+                      platform::ErrorCode::BadArgument,
+                      std::string("the ") + (own ? "second" : "first") +
+                          " image has no Lab bitmap");
     if (!sameLabBitmap(*own, *external)) {
-        platform::log("Not Same Lab CMbitmaps");
-        return false;
+        const bool sameSize = own->width == external->width && own->height == external->height;
+        return refuse("Not Same Lab CMbitmaps", platform::ErrorCode::BadArgument,
+                      sameSize
+                          ? "the two Lab bitmaps differ in layout"
+                          : "the two bitmaps differ in size (" + sizeText(own->width, own->height) +
+                                " and " + sizeText(external->width, external->height) + ")");
     }
     if (mask) {
         // Every byte the comparison reads must exist: a mask of one 8-bit
         // sample at least as large as the bitmaps.
         const image::PixelFormat& f = mask->format();
         if (mask->isNull() || f.space != image::ColorSpace::Gray || f.bytesPerSample != 1 ||
-            f.hasAlpha || static_cast<std::uint32_t>(mask->width()) < own->width ||
-            static_cast<std::uint32_t>(mask->height()) < own->height ||
-            mask->rowBytes() > 0xFFFFFFFFu) {
-            platform::log("ColorWorld: Gray mask does not cover the Lab CMbitmaps");
-            return false;
-        }
+            f.hasAlpha || mask->rowBytes() > 0xFFFFFFFFu)
+            return refuse("ColorWorld: Gray mask does not cover the Lab CMbitmaps",
+                          platform::ErrorCode::BadArgument,
+                          "the mask is not an 8-bit image of one sample (it is " +
+                              (mask->isNull() ? std::string("empty") : image::describe(f)) + ")");
+        if (static_cast<std::uint32_t>(mask->width()) < own->width ||
+            static_cast<std::uint32_t>(mask->height()) < own->height)
+            return refuse("ColorWorld: Gray mask does not cover the Lab CMbitmaps",
+                          platform::ErrorCode::BadArgument,
+                          "the mask (" + sizeText(mask->width(), mask->height()) +
+                              ") is smaller than the images (" + sizeText(own->width, own->height) +
+                              ")");
         maskBitmap.image = reinterpret_cast<char*>(const_cast<std::uint8_t*>(mask->plane(0)));
         maskBitmap.rowBytes = static_cast<std::uint32_t>(mask->rowBytes());
     }
-    return true;
+    return {};
 }
 
 bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
@@ -242,7 +257,7 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
     // comparison then stops.
     std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
     CMBitmap maskBitmap;
-    if (!prepareComparison(other, tolerance, mask, maskBitmap))
+    if (!logged(prepareComparison(other, tolerance, mask, maskBitmap)))
         return false;
     const bool same = compareLabBitmap(*own, *other.labBitmap(), mask ? &maskBitmap : nullptr,
                                        gamut, static_cast<std::size_t>(gamutRowBytes));

@@ -182,30 +182,35 @@ void ColorWorld::drawNoDifference(QImage& image) {
 
 bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
                                                  const image::Bitmap* mask, GamutSink* sink) {
+    return logged(compareLabBitmaps(other, tolerance, mask, sink));
+}
+
+platform::Status ColorWorld::compareLabBitmaps(const ColorWorld& other, float tolerance,
+                                               const image::Bitmap* mask, GamutSink* sink) {
     CMBitmap maskBitmap;
-    if (!prepareComparison(other, tolerance, mask, maskBitmap))
-        return false;
+    if (auto status = prepareComparison(other, tolerance, mask, maskBitmap); !status)
+        return status;
     const CMBitmap& own = *labBitmap();
     const CMBitmap& external = *other.labBitmap();
     const CMBitmap* maskPtr = mask ? &maskBitmap : nullptr;
     const auto width = static_cast<std::size_t>(own.width);
     const bool same = compareLabBitmap(own, external, maskPtr, nullptr, 0);
     if (!sink)
-        return true;
+        return {};
     if (same) {
         // The words need the whole picture: painted whole, then handed over.
         QImage image(static_cast<int>(own.width), static_cast<int>(own.height),
                      QImage::Format_RGB888);
         if (image.isNull()) {
             sink->writeRows(nullptr, 0, 0);
-            return true;
+            return {};
         }
         paintGamut(own, external, maskPtr, image.bits(),
                    static_cast<std::size_t>(image.bytesPerLine()), 0, own.height);
         drawNoDifference(image);
         sink->writeRows(image.constBits(), static_cast<std::size_t>(image.bytesPerLine()),
                         static_cast<std::int32_t>(own.height));
-        return true;
+        return {};
     }
     // Bands of about 4 MB, painted and handed over one after the other.
     const std::uint32_t bandRows =
@@ -215,7 +220,7 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
         band.resize(3 * width * std::min(bandRows, own.height));
     } catch (const std::bad_alloc&) {
         sink->writeRows(nullptr, 0, 0);
-        return true;
+        return {};
     }
     for (std::uint32_t y = 0; y < own.height; y += bandRows) {
         const std::uint32_t rows = std::min(bandRows, own.height - y);
@@ -223,7 +228,7 @@ bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float 
         if (!sink->writeRows(band.data(), 3 * width, static_cast<std::int32_t>(rows)))
             break;
     }
-    return true;
+    return {};
 }
 
 } // namespace slidebox::color

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "color/color_world.h"
+#include "color/profile_header_report.h"
 #include "platform/log.h"
 
 namespace slidebox::color {
@@ -72,38 +73,68 @@ bool repHolds(const image::Bitmap& rep, OSType signature) {
 
 } // namespace
 
+std::string sizeText(std::int64_t width, std::int64_t height) {
+    return std::to_string(width) + "×" + std::to_string(height);
+}
+
+platform::Status ColorWorld::refuse(const char* logLine, platform::ErrorCode code,
+                                    std::string reason) {
+    refusalLogLine_ = logLine;
+    return platform::Status::failure(code, std::move(reason));
+}
+
+bool ColorWorld::logged(const platform::Status& status) {
+    if (!status && refusalLogLine_)
+        platform::log(refusalLogLine_);
+    refusalLogLine_ = nullptr;
+    return status.ok();
+}
+
 bool ColorWorld::matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination) {
-    repIn_ = &source;
-    repOut_ = destination;
+    return logged(matchImage(source, destination));
+}
+
+platform::Status ColorWorld::matchImage(const image::Bitmap& source, image::Bitmap* destination) {
+    refusalLogLine_ = nullptr;
     const OSType needIn = neededSignature(source.format().space);
     const bool sourcePasses = needIn == 0 || dataColorSpaceIn_ == needIn;
-
-    bool result = false;
+    const auto spaces = [&](const image::Bitmap& rep, OSType world) {
+        return "the image is " + std::string(image::colorSpaceName(rep.format().space)) +
+               " but the profile's space is '" + signatureText(world) + "'";
+    };
     if (!destination) {
-        if (dataColorSpaceOut_ == cmLabData && sourcePasses)
-            result = matchImageReps();
-        else
-            platform::log("ColorWorld: No good source or not a destination Lab color space");
+        if (!sourcePasses || dataColorSpaceOut_ != cmLabData)
+            return refuse("ColorWorld: No good source or not a destination Lab color space",
+                          platform::ErrorCode::BadArgument,
+                          sourcePasses ? "the colour world doesn't end in Lab"
+                                       : spaces(source, dataColorSpaceIn_));
     } else if (source.width() != destination->width() || source.height() != destination->height()) {
-        platform::log("ColorWorld: ImageReps not of the same size");
+        return refuse(
+            "ColorWorld: ImageReps not of the same size", platform::ErrorCode::BadArgument,
+            "the two bitmaps differ in size (" + sizeText(source.width(), source.height()) +
+                " and " + sizeText(destination->width(), destination->height()) + ")");
     } else {
         const OSType needOut = neededSignature(destination->format().space);
         const bool destinationPasses =
             needOut == 0 || dataColorSpaceOut_ == needOut || dataColorSpaceOut_ == 0;
-        if (sourcePasses && destinationPasses)
-            result = matchImageReps();
-        else
-            platform::log("ColorWorld: No correlation between imageReps and profil color space");
+        if (!sourcePasses || !destinationPasses)
+            return refuse("ColorWorld: No correlation between imageReps and profil color space",
+                          platform::ErrorCode::BadArgument,
+                          !sourcePasses ? spaces(source, dataColorSpaceIn_)
+                                        : spaces(*destination, dataColorSpaceOut_));
     }
+    repIn_ = &source;
+    repOut_ = destination;
+    auto status = matchImageReps();
     // Our bitmaps carry no colour key masks, so there is nothing to hand on.
     repIn_ = nullptr;
     repOut_ = nullptr;
-    return result;
+    return status;
 }
 
-bool ColorWorld::matchImageReps() {
-    if (!allocAndInitDatas())
-        return false;
+platform::Status ColorWorld::matchImageReps() {
+    if (auto status = allocAndInitDatas(); !status)
+        return status;
     do {
         inRect();
         if (!bitmapOut_.ownBitmap)
@@ -116,10 +147,10 @@ bool ColorWorld::matchImageReps() {
         releaseMemory();
     else
         releaseCMBitmapMemory(bitmapIn_);
-    return true;
+    return {};
 }
 
-bool ColorWorld::allocAndInitDatas() {
+platform::Status ColorWorld::allocAndInitDatas() {
     const std::int32_t w = repIn_->width();
     const std::int32_t h = repIn_->height();
     tileSizeWidth_ = w;
@@ -131,8 +162,9 @@ bool ColorWorld::allocAndInitDatas() {
     // written past its end.
     if (!repHolds(*repIn_, dataColorSpaceIn_) ||
         (repOut_ && !repHolds(*repOut_, dataColorSpaceOut_))) {
-        platform::log("ColorWorld: image rep holds fewer samples than its color space");
-        return false;
+        return refuse("ColorWorld: image rep holds fewer samples than its color space",
+                      platform::ErrorCode::BadArgument,
+                      "the image holds fewer samples than the profile's colour space");
     }
 
     allocCMBitmapMemory(bitmapIn_, *repIn_, dataColorSpaceIn_);
@@ -148,9 +180,9 @@ bool ColorWorld::allocAndInitDatas() {
     }
     if (!bitmapIn_.cmBitmap.image || !bitmapOut_.cmBitmap.image) {
         releaseMemory();
-        return false;
+        return refuse(nullptr, platform::ErrorCode::OutOfMemory, "no memory for the tiles");
     }
-    return true;
+    return {};
 }
 
 namespace {

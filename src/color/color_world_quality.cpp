@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "color/color_world.h"
+#include "color/image_transform.h"
+#include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 
 namespace slidebox::color {
@@ -299,6 +301,29 @@ float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, O
     constexpr std::int32_t total = kSpaceLevels * kSpaceLevels * kSpaceLevels;
     const float inside = static_cast<float>(total - outside) / static_cast<float>(total);
     return static_cast<float>(static_cast<double>(inside) * 100.0 / static_cast<double>(divisor));
+}
+
+platform::Status ColorWorld::gradeRefusal(const std::filesystem::path& path, bool qualityTest) {
+    const auto refused = [](std::string reason) {
+        return platform::Status::failure(platform::ErrorCode::BadArgument, std::move(reason));
+    };
+    if (auto status = profileFileStatus(path);
+        !status && status.code() != platform::ErrorCode::BadArgument)
+        return status;
+    auto profile = ProfileManager::profileRefForPath(path);
+    const std::optional<CM2Header> header =
+        profile ? CMGetProfileHeader(*profile) : std::optional<CM2Header>();
+    if (!header)
+        return refused("the header of '" + path.string() + "' can't be read");
+    const OSType space = header->dataColorSpace, pcs = header->profileConnectionSpace;
+    if (qualityTest && space != cmRGBData && space != fourCC("CMY ") && space != cmCMYKData)
+        return refused("the bijectivity test has no grid for the data colour space '" +
+                       signatureText(space) + "'");
+    if (!qualityTest && pcs != cmLabData && pcs != cmXYZData)
+        return refused("the gamut test has no divisor for the connection space '" +
+                       signatureText(pcs) + "'");
+    return refused("the colour worlds to and from Lab can't be built for '" + path.string() +
+                   "' (a profile of one direction only?)");
 }
 
 } // namespace slidebox::color

@@ -27,10 +27,10 @@ struct Source {
 
 image::ImageResult<Source> readSource(const std::filesystem::path& input) {
     if (image::imageFileKind(input) != image::ImageFileKind::Tiff) {
-        auto pixels = image::readImageFile(input);
-        if (!pixels)
-            return pixels.status();
-        return Source{std::move(pixels).value(), {}};
+        auto decoded = image::readImage(input);
+        if (!decoded)
+            return decoded.status();
+        return Source{std::move(decoded->bitmap), std::move(decoded->iccProfile)};
     }
     auto reader = image::TiffReader::open(input);
     if (!reader)

@@ -33,15 +33,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!reader)
         return 0;
     volatile unsigned sink = 0;
-    // Where the samples lie in place: read the bytes it names from the
-    // input itself, as a mapped file would be read.
-    if (auto raw = reader->rawLayout()) {
-        const std::uint64_t bytes = static_cast<std::uint64_t>(raw->rowBytes) *
-                                    static_cast<std::uint64_t>(reader->height());
-        if (raw->offset <= size && bytes <= size - raw->offset)
-            for (std::uint64_t i = 0; i < bytes; i += 61)
-                sink = sink + data[raw->offset + i];
-    }
     if (auto whole = reader->readBitmap())
         sink = sink + touch(*whole);
     (void)reader->forEachBand([&](const Bitmap& rows, std::int32_t) {

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 
+#include "image/png_jpeg_reader.h"
 #include "image/qt_image_io.h"
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
@@ -23,19 +24,37 @@ ImageFileKind imageFileKind(const std::filesystem::path& path) {
     return ImageFileKind::Unknown;
 }
 
-ImageResult<Bitmap> readImageFile(const std::filesystem::path& path) {
+ImageResult<DecodedImage> readImage(const std::filesystem::path& path) {
     switch (imageFileKind(path)) {
-    case ImageFileKind::Tiff:
-        return readTiff(path);
+    case ImageFileKind::Tiff: {
+        auto reader = TiffReader::open(path);
+        if (!reader)
+            return reader.status();
+        DecodedImage decoded;
+        decoded.iccProfile = reader->iccProfile();
+        auto bitmap = reader->readBitmap();
+        if (!bitmap)
+            return bitmap.status();
+        decoded.bitmap = std::move(bitmap.value());
+        return decoded;
+    }
     case ImageFileKind::Png:
+        return readPng(path);
     case ImageFileKind::Jpeg:
-        return readQtImage(path);
+        return readJpeg(path);
     case ImageFileKind::Unknown:
         break;
     }
     return ImageStatus::failure(
         ImageErrorCode::Unsupported,
         "unknown image file ending (.tif, .tiff, .png, .jpg, .jpeg are read)");
+}
+
+ImageResult<Bitmap> readImageFile(const std::filesystem::path& path) {
+    auto decoded = readImage(path);
+    if (!decoded)
+        return decoded.status();
+    return std::move(decoded->bitmap);
 }
 
 ImageStatus writeImageFile(const std::filesystem::path& path, const Bitmap& bitmap) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "image/bitmap.h"
 #include "image/image_result.h"
@@ -14,8 +15,18 @@ enum class ImageFileKind { Unknown, Tiff, Png, Jpeg };
 /// any mix of case; anything else Unknown.
 ImageFileKind imageFileKind(const std::filesystem::path& path);
 
-/// Reads a whole image file, TIFF through TiffReader, PNG and JPEG through
-/// Qt. Unsupported for an unknown ending.
+/// An image file's pixels and the ICC profile it embeds.
+struct DecodedImage {
+    Bitmap bitmap;
+    std::string iccProfile; ///< the profile's bytes; empty without one
+};
+
+/// Reads a whole image file in the colour model the file declares, TIFF
+/// through TiffReader, PNG and JPEG through readPng and readJpeg.
+/// Unsupported for an unknown ending.
+ImageResult<DecodedImage> readImage(const std::filesystem::path& path);
+
+/// readImage without the profile.
 ImageResult<Bitmap> readImageFile(const std::filesystem::path& path);
 
 /// Writes a bitmap as a TIFF (uncompressed) or a PNG, by the ending.

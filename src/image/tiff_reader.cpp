@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "image/tiff_reader_impl.h"
+#include "platform/file_system.h"
 
 namespace slidebox::image {
 
@@ -26,22 +27,20 @@ TiffReader::~TiffReader() = default;
 
 ImageResult<TiffReader> TiffReader::open(const std::filesystem::path& path,
                                          const TiffReadOptions& options) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return ImageStatus::failure(ImageErrorCode::CannotOpen,
-                                    std::string("cannot open: ") + std::strerror(errno));
+    auto opened = platform::openRegularFile(path);
+    if (!opened)
+        return opened.status();
+    const int fd = *opened;
     struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        ::close(fd);
-        return ImageStatus::failure(ImageErrorCode::CannotOpen, "not a regular file");
-    }
+    ::fstat(fd, &st);
     auto impl = std::make_unique<Impl>();
     impl->options = options;
     auto tiffOptions = tiff::makeOptions(&impl->messages, options.maxImageBytes);
-    // libtiff maps the file and closes the descriptor with the handle. No
-    // name: libtiff puts it before its messages, and the caller, who knows
-    // the path, puts it before ours.
-    impl->tif.reset(TIFFFdOpenExt(fd, "", "r", tiffOptions.get()));
+    // libtiff reads the file ("m": never maps it, so that a file cut short
+    // by another program while it is read is a read error, not a fault) and
+    // closes the descriptor with the handle. No name: libtiff puts it before
+    // its messages, and the caller, who knows the path, puts it before ours.
+    impl->tif.reset(TIFFFdOpenExt(fd, "", "rm", tiffOptions.get()));
     if (!impl->tif)
         ::close(fd);
     return finishOpening(std::move(impl), static_cast<std::uint64_t>(st.st_size));
@@ -96,37 +95,6 @@ std::string TiffReader::iccProfile() const {
     if (!TIFFGetField(impl_->tif.get(), TIFFTAG_ICCPROFILE, &length, &data) || !data)
         return {};
     return std::string(static_cast<const char*>(data), length);
-}
-
-std::optional<TiffReader::RawLayout> TiffReader::rawLayout() const {
-    const Impl& d = *impl_;
-    TIFF* t = d.tif.get();
-    if (d.tiled || d.compression != COMPRESSION_NONE || d.format.planeCount() != 1 ||
-        (d.format.bytesPerSample > 1 && TIFFIsByteSwapped(t)))
-        return std::nullopt;
-    std::uint16_t fillOrder = FILLORDER_MSB2LSB;
-    TIFFGetFieldDefaulted(t, TIFFTAG_FILLORDER, &fillOrder);
-    if (fillOrder != FILLORDER_MSB2LSB)
-        return std::nullopt;
-    // Only a CIELab file's a and b may differ from what reading gives.
-    const bool labSigned = d.format.space == ColorSpace::Lab && d.masks[1] != 0;
-    for (std::size_t i = 0; i < d.masks.size(); ++i)
-        if (d.masks[i] != 0 && !(labSigned && (i == 1 || i == 2)))
-            return std::nullopt;
-    const toff_t* offsets = nullptr;
-    const toff_t* counts = nullptr;
-    if (!TIFFGetField(t, TIFFTAG_STRIPOFFSETS, &offsets) ||
-        !TIFFGetField(t, TIFFTAG_STRIPBYTECOUNTS, &counts) || !offsets || !counts ||
-        d.stripsPerPlane == 0 || TIFFNumberOfStrips(t) != d.stripsPerPlane)
-        return std::nullopt;
-    std::uint64_t expected = offsets[0];
-    for (std::uint32_t i = 0; i < d.stripsPerPlane; ++i) {
-        const std::uint64_t bytes = static_cast<std::uint64_t>(d.rowsInBand(i)) * d.scanline;
-        if (offsets[i] != expected || counts[i] < bytes)
-            return std::nullopt;
-        expected += bytes;
-    }
-    return RawLayout{offsets[0], d.scanline, labSigned};
 }
 
 std::int32_t TiffReader::Impl::rowsInBand(std::uint32_t index) const {

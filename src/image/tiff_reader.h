@@ -76,19 +76,6 @@ class TiffReader {
     /// The embedded ICC profile's bytes, empty without one.
     std::string iccProfile() const;
 
-    /// Where the samples lie in the file when they can be used in place.
-    struct RawLayout {
-        std::uint64_t offset = 0; ///< of the first row, in bytes from the file's start
-        std::size_t rowBytes = 0; ///< from one row to the next, rows tight
-        bool labSigned = false;   ///< a and b of a CIELab file, stored signed
-    };
-    /// The layout of the image's samples in the file when they are exactly
-    /// what reading would give, but for a CIELab file's signed a and b:
-    /// uncompressed, one plane, strips one after the other without a gap,
-    /// in the machine's byte order, no sample reversed. Nothing otherwise.
-    /// Lets a large image be mapped into memory rather than read.
-    std::optional<RawLayout> rawLayout() const;
-
     /// Reads image rows firstRow .. firstRow + destination.height() - 1 into
     /// the destination, which must have the image's width and exactly this
     /// reader's format; any row length and any origin of rows will do.

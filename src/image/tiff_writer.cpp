@@ -4,9 +4,9 @@
 #include <cstring>
 #include <optional>
 
-#include "image/atomic_file.h"
 #include "image/checked_size.h"
 #include "image/tiff_support.h"
+#include "platform/atomic_file.h"
 
 namespace slidebox::image {
 
@@ -52,7 +52,7 @@ std::uint16_t compressionOf(TiffCompression compression) {
 
 struct TiffWriter::Impl {
     tiff::Messages messages;
-    std::optional<AtomicFile> file;
+    std::optional<platform::AtomicFile> file;
     int descriptor = -1; // the handle's client data points here
     tiff::TiffPtr tif;   // declared after file: closed before the file is discarded
     std::int32_t width = 0;
@@ -169,7 +169,7 @@ ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, st
     impl->options = options;
     impl->stripsPerPlane = static_cast<std::uint32_t>((height - 1) / impl->rowsPerStrip + 1);
 
-    auto file = AtomicFile::create(path);
+    auto file = platform::AtomicFile::create(path);
     if (!file)
         return file.status();
     impl->file.emplace(std::move(file).value());

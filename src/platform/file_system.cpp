@@ -14,6 +14,10 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include <utility>
+
+#include "platform/atomic_file.h"
+
 namespace slidebox::platform {
 
 namespace {
@@ -215,7 +219,9 @@ Status makePrivateFolder(const std::filesystem::path& folder) {
     return {};
 }
 
-Status writeFileAtomically(const std::filesystem::path& requested, std::string_view bytes) {
+Result<AtomicFile> AtomicFile::create(const std::filesystem::path& requested) {
+    if (requested.filename().empty())
+        return Status::failure(ErrorCode::BadArgument, "no file name to write to");
     const std::filesystem::path path = writeTarget(requested);
     std::filesystem::path folder = path.parent_path();
     if (folder.empty())
@@ -230,30 +236,96 @@ Status writeFileAtomically(const std::filesystem::path& requested, std::string_v
     removeStaleTemporaries(path);
     std::string temp =
         (folder / (temporaryPrefix(path) + std::to_string(::getpid()) + "-XXXXXX")).native();
-    int fd = mkstemp(temp.data());
+    const int fd = ::mkstemp(temp.data());
     if (fd < 0)
-        return failure(ErrorCode::CannotWrite, "cannot make a temporary file", errno);
-    // Keep the permissions of the file being replaced.
-    fchmod(fd, exists ? (old.st_mode & 07777) : 0644);
-    bool ok = writeAll(fd, bytes) && ::fsync(fd) == 0;
-    int error = errno;
-    ok = (::close(fd) == 0) && ok;
-    if (ok && ::rename(temp.c_str(), path.c_str()) != 0) {
-        ok = false;
-        error = errno;
+        return failure(ErrorCode::CannotWrite, "cannot make a temporary file in " + folder.native(),
+                       errno);
+    // mkstemp makes the file private; keep the permissions of the file
+    // being replaced, or an ordinary file's.
+    ::fchmod(fd, exists ? (old.st_mode & 07777) : 0644);
+    AtomicFile file;
+    file.fd_ = fd;
+    file.target_ = path;
+    file.temporary_ = temp;
+    return file;
+}
+
+AtomicFile::AtomicFile(AtomicFile&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), target_(std::move(other.target_)),
+      temporary_(std::move(other.temporary_)) {
+    other.temporary_.clear();
+}
+
+AtomicFile& AtomicFile::operator=(AtomicFile&& other) noexcept {
+    if (this != &other) {
+        discard();
+        fd_ = std::exchange(other.fd_, -1);
+        target_ = std::move(other.target_);
+        temporary_ = std::move(other.temporary_);
+        other.temporary_.clear();
     }
-    if (!ok) {
-        ::unlink(temp.c_str());
+    return *this;
+}
+
+AtomicFile::~AtomicFile() {
+    discard();
+}
+
+bool AtomicFile::writeAll(const void* data, std::size_t size) {
+    return fd_ >= 0 &&
+           platform::writeAll(fd_, std::string_view(static_cast<const char*>(data), size));
+}
+
+Status AtomicFile::commit(bool durable) {
+    if (fd_ < 0)
+        return Status::failure(ErrorCode::CannotWrite, "output already closed");
+    if (durable && ::fsync(fd_) != 0) {
+        const int error = errno;
+        discard();
         return failure(ErrorCode::CannotWrite, "cannot write", error);
     }
-    if (int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dirFd >= 0) {
-        ::fsync(dirFd);
-        ::close(dirFd);
+    if (::close(std::exchange(fd_, -1)) != 0) {
+        const int error = errno;
+        discard();
+        return failure(ErrorCode::CannotWrite, "cannot write", error);
+    }
+    if (::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        const int error = errno;
+        discard();
+        return failure(ErrorCode::CannotWrite, "cannot rename into place", error);
+    }
+    temporary_.clear();
+    if (durable) {
+        std::filesystem::path folder = target_.parent_path();
+        if (folder.empty())
+            folder = ".";
+        if (int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dirFd >= 0) {
+            ::fsync(dirFd);
+            ::close(dirFd);
+        }
     }
     return {};
 }
 
-Result<std::string> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
+void AtomicFile::discard() {
+    if (fd_ >= 0)
+        ::close(std::exchange(fd_, -1));
+    if (!temporary_.empty()) {
+        ::unlink(temporary_.c_str());
+        temporary_.clear();
+    }
+}
+
+Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+    auto file = AtomicFile::create(path);
+    if (!file)
+        return file.status();
+    if (!file->writeAll(bytes.data(), bytes.size()))
+        return failure(ErrorCode::CannotWrite, "cannot write", errno);
+    return file->commit(true);
+}
+
+Result<int> openRegularFile(const std::filesystem::path& path) {
     // O_NONBLOCK: opening a FIFO with no writer would wait for one.
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
@@ -263,6 +335,16 @@ Result<std::string> readRegularFile(const std::filesystem::path& path, std::size
         ::close(fd);
         return Status::failure(ErrorCode::CannotOpen, "not a regular file");
     }
+    return fd;
+}
+
+Result<std::string> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
+    auto opened = openRegularFile(path);
+    if (!opened)
+        return opened.status();
+    const int fd = *opened;
+    struct stat st {};
+    fstat(fd, &st);
     if (static_cast<std::uintmax_t>(st.st_size) > maxBytes) {
         ::close(fd);
         return Status::failure(ErrorCode::TooLarge,

@@ -91,6 +91,11 @@ inline constexpr std::size_t kDefaultReadLimit = std::size_t(64) << 20;
 Result<std::string> readRegularFile(const std::filesystem::path& path,
                                     std::size_t maxBytes = kDefaultReadLimit);
 
+/// A regular file (links followed) opened read-only without blocking, as a
+/// descriptor the caller closes. CannotOpen, with the reason, for a file
+/// that can't be opened or is anything but a regular file.
+Result<int> openRegularFile(const std::filesystem::path& path);
+
 /// readRegularFile without the reason: nothing when it can't be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path,
                                          std::size_t maxBytes = kDefaultReadLimit);

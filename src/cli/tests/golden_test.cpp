@@ -14,7 +14,8 @@
 // refusal. Without ! lines standard error is empty on success and says
 // something on failure. Each file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
 // ${X11} are installed profiles (a case without them is skipped), ${HOME}
-// the case's home, which holds text.icc, a file that is no profile.
+// the case's home, which holds text.icc, a file that is no profile, and the
+// small images of writeImages.
 //
 // SLIDEBOX_GOLDEN_REWRITE=1 in the environment writes each case's actual
 // standard output and status back into its file: review the diff.
@@ -28,6 +29,7 @@
 #include <sstream>
 
 #include "cli/tests/cli_runner.h"
+#include "image/image_file.h"
 
 namespace slidebox::testing {
 namespace {
@@ -93,11 +95,37 @@ bool sameOutput(const std::string& expected, const std::string& actual, double t
 const std::filesystem::path kGoldenFolder =
     std::filesystem::path(SLIDEBOX_SOURCE_DIR) / "src/cli/tests/golden";
 
+/// Images for the commands that read them: rgb.tif and rgb.png (RGB, 4×3,
+/// neutral), lab.tif (16-bit Lab, 4×3), lab_short.tif (4×2), mask.png
+/// (8-bit gray, 2×2), and cut.tif, a TIFF whose pixels are cut off.
+void writeImages(const std::filesystem::path& home) {
+    using image::ColorSpace;
+    using image::PixelFormat;
+    const auto write = [&](const char* name, std::int32_t width, std::int32_t height,
+                           PixelFormat format) {
+        auto bitmap = image::Bitmap::allocate(width, height, format);
+        ASSERT_TRUE(bitmap);
+        for (std::int32_t y = 0; y < height; ++y)
+            std::fill_n(bitmap->row(y), bitmap->minRowBytes(), static_cast<std::uint8_t>(100 + y));
+        ASSERT_TRUE(image::writeImageFile(home / name, *bitmap));
+    };
+    write("rgb.tif", 4, 3, PixelFormat::make(ColorSpace::RGB, 8));
+    write("rgb.png", 4, 3, PixelFormat::make(ColorSpace::RGB, 8));
+    write("lab.tif", 4, 3, PixelFormat::make(ColorSpace::Lab, 16));
+    write("lab_short.tif", 4, 2, PixelFormat::make(ColorSpace::Lab, 16));
+    write("mask.png", 2, 2, PixelFormat::make(ColorSpace::Gray, 8));
+    write("big.tif", 300, 200, PixelFormat::make(ColorSpace::RGB, 8));
+    const std::string bytes = readFile(home / "big.tif");
+    writeFile(home / "cut.tif", bytes.substr(0, bytes.size() / 2));
+    std::filesystem::remove(home / "big.tif");
+}
+
 /// Runs one case in a home of its own; nothing when it needs a profile that
 /// isn't installed.
 std::optional<CliRun> runCase(const GoldenCase& c) {
     TempDir home;
     writeFile(home / "text.icc", "not a profile at all");
+    writeImages(home.path());
     const std::map<std::string, std::string> variables = {
         {"SRGB", kSRGB},
         {"ADOBE", kAdobe},

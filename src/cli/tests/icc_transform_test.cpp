@@ -122,7 +122,6 @@ TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
 }
 
 TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
-    write("gray.tif", make(8, 8, PixelFormat::make(ColorSpace::Gray, 8)));
     write("rgb.tif", make(30, 30, PixelFormat::make(ColorSpace::RGB, 8)));
     ASSERT_TRUE(
         writeTiff(dir_ / "wide.tif",
@@ -130,14 +129,10 @@ TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
                   {TiffCompression::Deflate, 0, {}, false}));
     const std::string bytes = readFile(dir_ / "rgb.tif");
     writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
+    // The reasons are the golden suite's; here, that nothing is left.
     const std::pair<std::vector<std::string>, const char*> refused[] = {
-        {{"--src", kSRGB, path("gray.tif")},
-         "ColorWorld: No good source or not a destination Lab color space"},
-        {{"--src", kSRGB, "--dst", kCMYK, path("gray.tif")},
-         "ColorWorld: No correlation between imageReps and profil color space"},
         {{"--src", kSRGB, "--dst", kCMYK, path("cut.tif")}, "cut.tif"},
         {{"--src", kSRGB, "--dst", kCMYK, path("wide.tif")}, "makes no tile"},
-        {{"--src", path("rgb.tif"), path("rgb.tif")}, "is not a usable ICC profile"},
     };
     for (auto [args, reason] : refused) {
         args.push_back(path("out.tif"));
@@ -146,5 +141,5 @@ TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
         EXPECT_THAT(r.err, HasSubstr(reason));
     }
     // Nothing written, nothing half-written beside it either.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 4);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 3);
 }

@@ -24,49 +24,8 @@ QString qtName(const std::filesystem::path& path) {
 
 class QtImageIoTest : public ::testing::Test {
   protected:
-    /// Saves the image as a PNG, reads it back and checks its format and samples.
-    void expectPng(const QImage& image, const char* name, PixelFormat format,
-                   const std::vector<std::uint32_t>& samples) {
-        SCOPED_TRACE(name);
-        ASSERT_TRUE(image.save(qtName(dir / name)));
-        auto bitmap = readQtImage(dir / name);
-        ASSERT_TRUE(bitmap) << bitmap.status().message();
-        EXPECT_EQ(bitmap->format(), format);
-        EXPECT_THAT(testing::bitmapValues(*bitmap), ElementsAreArray(samples));
-    }
     slidebox::testing::TempDir dir;
 };
-
-TEST_F(QtImageIoTest, PngKindsBecomeGrayRgbOrRgbWithAlpha) {
-    QImage gray(3, 2, QImage::Format_Grayscale8);
-    gray.fill(0);
-    gray.setPixel(2, 1, qRgb(77, 77, 77));
-    expectPng(gray, "gray.png", PixelFormat::make(ColorSpace::Gray, 8), {0, 0, 0, 0, 0, 77});
-
-    QImage rgb(2, 1, QImage::Format_RGB32);
-    rgb.setPixel(0, 0, qRgb(10, 20, 30));
-    rgb.setPixel(1, 0, qRgb(200, 100, 0));
-    expectPng(rgb, "rgb.png", PixelFormat::make(ColorSpace::RGB, 8), {10, 20, 30, 200, 100, 0});
-
-    // Straight alpha: the colour is not multiplied by it.
-    QImage rgba(1, 1, QImage::Format_ARGB32);
-    rgba.setPixel(0, 0, qRgba(40, 50, 60, 128));
-    expectPng(rgba, "rgba.png", PixelFormat::make(ColorSpace::RGB, 8, true), {40, 50, 60, 128});
-}
-
-TEST_F(QtImageIoTest, JpegReadsWithinItsLoss) {
-    QImage flat(16, 16, QImage::Format_RGB32);
-    flat.fill(qRgb(180, 90, 40));
-    ASSERT_TRUE(flat.save(qtName(dir / "flat.JPG"), "JPG", 95));
-    auto bitmap = readImageFile(dir / "flat.JPG");
-    ASSERT_TRUE(bitmap) << bitmap.status().message();
-    EXPECT_EQ(bitmap->format(), PixelFormat::make(ColorSpace::RGB, 8));
-    constexpr int kJpegTolerance = 4;
-    const std::uint8_t* pixel = bitmap->row(7) + 3 * 7;
-    EXPECT_NEAR(pixel[0], 180, kJpegTolerance);
-    EXPECT_NEAR(pixel[1], 90, kJpegTolerance);
-    EXPECT_NEAR(pixel[2], 40, kJpegTolerance);
-}
 
 TEST_F(QtImageIoTest, PngWrittenFromPaddedRowsReadsBackExactly) {
     auto bitmap = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::RGB, 8), 16);
@@ -101,20 +60,6 @@ TEST_F(QtImageIoTest, PngRefusesWhatItCantHoldAndLeavesNothing) {
     auto rgb = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 8));
     EXPECT_EQ(writePng(dir / "taken.png", *rgb).code(), ImageErrorCode::CannotWrite);
     EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("taken.png"));
-}
-
-TEST_F(QtImageIoTest, BrokenPngSaysWhy) {
-    QImage rgb(8, 8, QImage::Format_RGB32);
-    rgb.fill(Qt::red);
-    ASSERT_TRUE(rgb.save(qtName(dir / "whole.png")));
-    const std::string bytes = slidebox::testing::readFile(dir / "whole.png");
-    slidebox::testing::writeFile(dir / "cut_in_half.png", bytes.substr(0, bytes.size() / 2));
-    slidebox::testing::writeFile(dir / "not_a_png.png", "plain text");
-    for (const char* name : {"cut_in_half.png", "not_a_png.png", "missing.png"}) {
-        auto result = readImageFile(dir / name);
-        EXPECT_EQ(result.status().code(), ImageErrorCode::CannotOpen) << name;
-        EXPECT_THAT(result.status().message(), HasSubstr("cannot read the image: ")) << name;
-    }
 }
 
 TEST(ImageFileTest, TheEndingChoosesTheKind) {

@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
+
 #include <optional>
+#include <sys/stat.h>
 
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
@@ -232,11 +235,36 @@ TEST_F(TiffHostileTest, TheImageLimitRefusesBeforeAllocating) {
     EXPECT_TRUE(TiffReader::open(dir / "in" / "gray.tif", small));
 }
 
+// Another program cuts the file short between the opening and the reading:
+// a read error with its reason, never a fault in a mapping.
+TEST_F(TiffHostileTest, AFileCutShortAfterOpeningIsARefusal) {
+    RawTiff rgb{.width = 256,
+                .height = 64,
+                .samples = 3,
+                .photometric = PHOTOMETRIC_RGB,
+                .rowsPerStrip = 8,
+                .values = testing::rampValues(256 * 64 * 3, 8)};
+    const auto path = dir / "in" / "rgb.tif";
+    ASSERT_TRUE(testing::writeRawTiff(path, rgb));
+    auto reader = TiffReader::open(path);
+    ASSERT_TRUE(reader) << reader.status().message();
+    std::filesystem::resize_file(path, 4096);
+    auto rows = Bitmap::allocate(256, 64, reader->format());
+    ASSERT_TRUE(rows);
+    const auto status = reader->readRows(0, *rows);
+    EXPECT_FALSE(status);
+    EXPECT_THAT(status.code(),
+                ::testing::AnyOf(ImageErrorCode::Truncated, ImageErrorCode::Malformed));
+}
+
 TEST_F(TiffHostileTest, AMissingFileSaysSo) {
     auto missing = readTiff(dir / "in" / "missing.tif");
     EXPECT_EQ(missing.status().code(), ImageErrorCode::CannotOpen);
     EXPECT_THAT(missing.status().message(), HasSubstr("No such file or directory"));
     EXPECT_EQ(readTiff(dir / "in").status().code(), ImageErrorCode::CannotOpen);
+    ASSERT_EQ(::mkfifo((dir / "in" / "fifo.tif").c_str(), 0600), 0);
+    EXPECT_THAT(readTiff(dir / "in" / "fifo.tif").status().message(),
+                HasSubstr("not a regular file"));
 }
 
 } // namespace

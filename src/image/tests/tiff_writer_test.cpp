@@ -215,13 +215,13 @@ TEST_F(TiffWriterTest, AnUnfinishedFileLeavesNothingAndTheOldTargetStands) {
     EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
 }
 
-TEST_F(TiffWriterTest, AFailedRenameTakesTheTemporaryFileAway) {
+TEST_F(TiffWriterTest, ATargetThatIsNoFileIsRefusedAndNothingIsLeft) {
     // A folder with something in it can't be replaced by a file.
     slidebox::testing::writeFile(dir / "taken.tif" / "inside", "x");
     const Bitmap rgb = rampBitmap(3, 3, format(ColorSpace::RGB, 8));
     auto status = writeTiff(dir / "taken.tif", rgb);
     EXPECT_EQ(status.code(), ImageErrorCode::CannotWrite);
-    EXPECT_THAT(status.message(), HasSubstr("cannot rename"));
+    EXPECT_THAT(status.message(), HasSubstr("not a regular file"));
     EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("taken.tif"));
 }
 

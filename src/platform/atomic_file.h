@@ -1,21 +1,27 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 
-#include "image/image_result.h"
+#include "platform/status.h"
 
-namespace slidebox::image {
+namespace slidebox::platform {
 
-/// An output file that appears whole or not at all: the data goes to a
-/// hidden temporary file in the target's folder (".<name>.XXXXXX"), and
-/// commit() renames it over the target. A file that is never committed is
-/// removed when the object ends, so a failed write leaves nothing behind and
-/// an existing target untouched. Move-only.
+/// An output file that appears whole or not at all, written as a stream:
+/// the data goes to a hidden temporary file beside the target
+/// (".<name>.tmp-<pid>-XXXXXX"), and commit() renames it over the target. A
+/// file that is never committed is removed when the object ends, so a
+/// failed write leaves nothing behind and an existing target untouched. A
+/// symbolic link is written through (its final target gets the data); a
+/// target that isn't a regular file, or has other hard links, is refused.
+/// Stale temporaries of the same target are removed first. Move-only.
+/// writeFileAtomically is this for bytes at hand.
 class AtomicFile {
   public:
     /// Makes the temporary file beside target. CannotWrite, with the
-    /// system's reason, when the folder doesn't take it.
-    static ImageResult<AtomicFile> create(const std::filesystem::path& target);
+    /// system's reason, when the folder doesn't take it or the target is no
+    /// regular file; Unsupported for a target with other hard links.
+    static Result<AtomicFile> create(const std::filesystem::path& target);
 
     AtomicFile(AtomicFile&& other) noexcept;
     AtomicFile& operator=(AtomicFile&& other) noexcept;
@@ -28,6 +34,7 @@ class AtomicFile {
     /// commit() or discard(). Stays this object's: don't close it.
     int descriptor() const { return fd_; }
     const std::filesystem::path& temporaryPath() const { return temporary_; }
+    /// The file the data lands in (a link's final target).
     const std::filesystem::path& target() const { return target_; }
 
     /// Writes all bytes at the current position; false on failure.
@@ -37,7 +44,7 @@ class AtomicFile {
     /// data and then the folder entry are flushed to the disk first, so the
     /// target survives a power cut as either the old or the new file. On
     /// failure the temporary file is removed and the target untouched.
-    ImageStatus commit(bool durable = true);
+    Status commit(bool durable = true);
 
     /// Closes and removes the temporary file.
     void discard();
@@ -50,4 +57,4 @@ class AtomicFile {
     std::filesystem::path temporary_;
 };
 
-} // namespace slidebox::image
+} // namespace slidebox::platform

@@ -1,0 +1,244 @@
+#include "color/image_transform.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include <unistd.h>
+
+#include "color/profile_header_report.h"
+#include "color/profile_manager.h"
+#include "image/tiff_writer.h"
+#include "platform/file_system.h"
+
+namespace slidebox::color {
+
+namespace {
+
+using platform::ErrorCode;
+using platform::Status;
+
+std::string quoted(const std::filesystem::path& path) {
+    return "'" + path.string() + "'";
+}
+
+std::optional<image::ColorSpace> imageSpace(OSType signature) {
+    if (signature == cmGrayData)
+        return image::ColorSpace::Gray;
+    if (signature == cmRGBData)
+        return image::ColorSpace::RGB;
+    if (signature == cmCMYKData)
+        return image::ColorSpace::CMYK;
+    if (signature == cmLabData)
+        return image::ColorSpace::Lab;
+    return std::nullopt;
+}
+
+// The alpha plane of a planar tile: the world's tile buffer carries none.
+void copyAlphaPlane(const image::Bitmap& from, image::Bitmap& to) {
+    const int fromPlane = from.planeCount() - 1;
+    const int toPlane = to.planeCount() - 1;
+    const std::size_t bytes = from.minRowBytes();
+    for (std::int32_t y = 0; y < from.height(); ++y)
+        std::memcpy(to.row(y, toPlane), from.row(y, fromPlane), bytes);
+}
+
+// An embedded profile as a file of its own for as long as the world is
+// built: the engine opens profiles from paths.
+class ProfileFile {
+  public:
+    ~ProfileFile() {
+        if (!path_.empty())
+            ::unlink(path_.c_str());
+    }
+    Status write(const std::string& bytes) {
+        std::string name =
+            (std::filesystem::temp_directory_path() / "slidebox-icc-XXXXXX").string();
+        const int fd = ::mkstemp(name.data());
+        if (fd < 0)
+            return Status::failure(ErrorCode::CannotWrite,
+                                   "no temporary file for the embedded profile");
+        path_ = name;
+        std::size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+            if (n <= 0)
+                break;
+            done += static_cast<std::size_t>(n);
+        }
+        ::close(fd);
+        if (done != bytes.size())
+            return Status::failure(ErrorCode::CannotWrite,
+                                   "no temporary file for the embedded profile");
+        return {};
+    }
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace
+
+Status profileFileStatus(const std::filesystem::path& path) {
+    auto fd = platform::openRegularFile(path);
+    if (!fd)
+        return Status::failure(ErrorCode::CannotOpen, quoted(path) + ": " + fd.status().message());
+    ::close(*fd);
+    auto profile = ProfileManager::profileRefForPath(path);
+    if (!profile)
+        return Status::failure(ErrorCode::Malformed, quoted(path) + " is not an ICC profile");
+    const auto header = CMGetProfileHeader(*profile);
+    if (!header)
+        return Status::failure(ErrorCode::Malformed, quoted(path) + " is not an ICC profile");
+    const OSType kind = header->profileClass;
+    if (kind == cmLinkClass || kind == cmNamedColorClass)
+        return Status::failure(ErrorCode::BadArgument, quoted(path) + " is a profile of class '" +
+                                                           signatureText(kind) +
+                                                           "', which converts no image");
+    return {};
+}
+
+Status transformImageFile(const std::filesystem::path& input, const std::filesystem::path& output,
+                          const ImageTransformRequest& request, CompletionHandler* progress) {
+    auto opened = image::TileSource::open(input);
+    if (!opened)
+        return Status::failure(opened.status().code(),
+                               quoted(input) + ": " + opened.status().message());
+    return transformImage(opened.value(), input, output, request, progress);
+}
+
+Status transformImage(image::TileSource& source, const std::filesystem::path& input,
+                      const std::filesystem::path& output, const ImageTransformRequest& request,
+                      CompletionHandler* progress) {
+
+    ProfileFile embedded;
+    std::filesystem::path sourcePath = request.source;
+    if (sourcePath.empty()) {
+        if (source.iccProfile().empty())
+            return Status::failure(ErrorCode::BadArgument,
+                                   quoted(input) + " embeds no profile: give --src PROFILE");
+        if (auto status = embedded.write(source.iccProfile()); !status)
+            return status;
+        sourcePath = embedded.path();
+        if (!ProfileManager::profileRefForPath(sourcePath))
+            return Status::failure(ErrorCode::Malformed, "the profile " + quoted(input) +
+                                                             " embeds is not an ICC profile");
+    } else if (auto status = profileFileStatus(sourcePath); !status) {
+        return status;
+    }
+    const bool labMode = request.destination.empty();
+    std::filesystem::path destination = request.destination;
+    if (labMode) {
+        auto lab = ProfileManager::pathOfGenericLabProfil();
+        if (!lab)
+            return Status::failure(ErrorCode::CannotOpen, "the generic Lab profile can't be made");
+        destination = *lab;
+    } else if (auto status = profileFileStatus(destination); !status) {
+        return status;
+    }
+    auto world = ColorWorld::initColorWorldWithSrcProfil(sourcePath, request.intentIn,
+                                                         request.intentOut, destination);
+    if (!world)
+        return Status::failure(ErrorCode::BadArgument,
+                               "no colour world through these profiles and intents");
+    world->setTilePixelLimit(static_cast<float>(request.tilePixels));
+
+    const std::int32_t width = source.width();
+    const std::int32_t height = source.height();
+    const image::PixelFormat& inFormat = source.format();
+    image::PixelFormat outFormat = image::PixelFormat::make(image::ColorSpace::Lab, 16);
+    if (!labMode) {
+        auto space = imageSpace(world->dataColorSpaceOut());
+        if (!space)
+            return Status::failure(ErrorCode::Unsupported,
+                                   "the destination's colour space '" +
+                                       signatureText(world->dataColorSpaceOut()) +
+                                       "' can't be written as a TIFF");
+        const bool alpha = inFormat.hasAlpha &&
+                           (*space == image::ColorSpace::Gray || *space == image::ColorSpace::RGB);
+        outFormat =
+            image::PixelFormat::make(*space, inFormat.bitsPerSample(), alpha, inFormat.isPlanar);
+        if (width > request.tilePixels)
+            return Status::failure(ErrorCode::TooLarge, "an image wider than " +
+                                                            std::to_string(request.tilePixels) +
+                                                            " pixels makes no tile");
+    }
+    auto profileBytes = platform::readRegularFile(destination);
+    if (!profileBytes)
+        return Status::failure(ErrorCode::CannotOpen,
+                               quoted(destination) + ": " + profileBytes.status().message());
+
+    // Tiles of the whole width and at most tilePixels pixels, as the world's
+    // own tiling would cut them; each is one match.
+    std::int32_t tileHeight = height;
+    if (static_cast<float>(width) * static_cast<float>(height) >
+        static_cast<float>(request.tilePixels))
+        tileHeight =
+            std::max(1, static_cast<std::int32_t>(static_cast<double>(request.tilePixels) / width));
+    image::Bitmap outTile;
+    if (!labMode) {
+        auto allocated = image::Bitmap::allocate(width, tileHeight, outFormat);
+        if (!allocated)
+            return allocated.status();
+        outTile = std::move(allocated.value());
+    }
+
+    std::optional<image::TiffWriter> writer;
+    for (std::int32_t y = 0; y < height; y += tileHeight) {
+        const std::int32_t rows = std::min(tileHeight, height - y);
+        auto in = source.tile(y, rows);
+        if (!in)
+            return Status::failure(in.status().code(),
+                                   quoted(input) + ": " + in.status().message());
+        image::Bitmap out;
+        if (labMode) {
+            if (auto status = world->matchImage(*in, nullptr); !status)
+                return status;
+            const CMBitmap& lab = *world->labBitmap();
+            auto wrapped = image::Bitmap::wrap(width, rows, outFormat, lab.rowBytes,
+                                               reinterpret_cast<std::uint8_t*>(lab.image));
+            if (!wrapped)
+                return wrapped.status();
+            out = std::move(wrapped.value());
+        } else {
+            auto view = outTile.view(image::makeRect(0, 0, width, rows));
+            if (!view)
+                return view.status();
+            out = std::move(view.value());
+            if (auto status = world->matchImage(*in, &out); !status)
+                return status;
+            if (outFormat.hasAlpha && outFormat.isPlanar)
+                copyAlphaPlane(*in, out);
+        }
+        if (!writer) {
+            image::TiffWriteOptions writeOptions;
+            // Renamed into place at the end; the page cache is enough for
+            // a file that is made again by running the command again.
+            writeOptions.durable = false;
+            // One strip a tile: a tile goes to the file as it is.
+            writeOptions.rowsPerStrip = tileHeight;
+            writeOptions.iccProfile = std::move(profileBytes.value());
+            auto created =
+                image::TiffWriter::create(output, width, height, outFormat, writeOptions);
+            if (!created)
+                return Status::failure(created.status().code(),
+                                       quoted(output) + ": " + created.status().message());
+            writer.emplace(std::move(created.value()));
+        }
+        if (auto status = writer->writeRows(out); !status)
+            return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        if (progress) {
+            const bool last = y + rows >= height;
+            progress->setAmountOfCompletion(
+                last ? 100
+                     : static_cast<std::int32_t>(100.0 * (static_cast<double>(y + rows) / height)));
+        }
+    }
+    if (auto status = writer->finish(); !status)
+        return Status::failure(status.code(), quoted(output) + ": " + status.message());
+    return {};
+}
+
+} // namespace slidebox::color

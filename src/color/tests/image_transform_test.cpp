@@ -1,0 +1,90 @@
+// The tile loop from an image file into a TIFF: what the TIFF carries, and
+// a file that another program cuts short while the loop reads it.
+#include "color/image_transform.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "color/tests/world_fixtures.h"
+#include "image/image_file.h"
+#include "image/tiff_reader.h"
+#include "image/tiff_writer.h"
+#include "platform/file_system.h"
+
+namespace slidebox::color {
+namespace {
+
+using slidebox::testing::kCMYK;
+using slidebox::testing::kSRGB;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class ImageTransformTest : public slidebox::testing::InstalledProfilesTest {
+  protected:
+    std::filesystem::path writeRgb(const char* name, std::int32_t width, std::int32_t height,
+                                   std::string profile = {}) {
+        auto bitmap = image::Bitmap::allocate(width, height,
+                                              image::PixelFormat::make(image::ColorSpace::RGB, 8));
+        EXPECT_TRUE(bitmap);
+        for (std::int32_t y = 0; y < height; ++y)
+            for (std::size_t i = 0; i < bitmap->minRowBytes(); ++i)
+                bitmap->row(y)[i] = static_cast<std::uint8_t>(i * 7 + static_cast<std::size_t>(y));
+        image::TiffWriteOptions options;
+        options.rowsPerStrip = 4;
+        options.iccProfile = std::move(profile);
+        EXPECT_TRUE(image::writeTiff(dir_ / name, *bitmap, options));
+        return dir_ / name;
+    }
+    std::vector<std::string> entries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(dir_.path()))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    slidebox::testing::TempDir dir_;
+};
+
+// Without a source the embedded profile serves, and gives what naming the
+// same profile gives; the TIFF carries the destination (or Lab) profile.
+TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
+    const std::string srgb = platform::readRegularFile(kSRGB).value();
+    const auto in = writeRgb("in.tif", 20, 10, srgb);
+    ImageTransformRequest embedded;
+    embedded.destination = kCMYK;
+    ImageTransformRequest named = embedded;
+    named.source = kSRGB;
+    ASSERT_TRUE(transformImageFile(in, dir_ / "a.tif", embedded, nullptr));
+    ASSERT_TRUE(transformImageFile(in, dir_ / "b.tif", named, nullptr));
+    auto a = image::readImage(dir_ / "a.tif");
+    auto b = image::readImage(dir_ / "b.tif");
+    ASSERT_TRUE(a && b);
+    EXPECT_TRUE(a->bitmap.samePixels(b->bitmap));
+    EXPECT_EQ(a->iccProfile, platform::readRegularFile(kCMYK).value());
+
+    ASSERT_TRUE(transformImageFile(in, dir_ / "lab.tif", {}, nullptr));
+    auto lab = image::readImage(dir_ / "lab.tif");
+    ASSERT_TRUE(lab);
+    EXPECT_EQ(lab->bitmap.format(), image::PixelFormat::make(image::ColorSpace::Lab, 16));
+    EXPECT_EQ(lab->iccProfile, platform::readRegularFile(genericLab()).value());
+}
+
+// The file is cut short after it was opened and the first tiles were
+// written: a read error naming the input, and no output or temporary left.
+TEST_F(ImageTransformTest, AnInputCutShortUnderTheLoopLeavesNothing) {
+    const auto in = writeRgb("in.tif", 100, 60);
+    auto source = image::TileSource::open(in);
+    ASSERT_TRUE(source);
+    std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2);
+    ImageTransformRequest request;
+    request.source = kSRGB;
+    request.destination = kCMYK;
+    request.tilePixels = 1000; // ten rows a tile: the first tiles still read
+    const auto status = transformImage(*source, in, dir_ / "out.tif", request, nullptr);
+    EXPECT_FALSE(status);
+    EXPECT_THAT(status.message(), HasSubstr("in.tif"));
+    EXPECT_THAT(entries(), ElementsAre("in.tif"));
+}
+
+} // namespace
+} // namespace slidebox::color
