@@ -146,9 +146,12 @@ void printStatistics(const color::ColorWorld& world, bool json) {
         printLine(std::string("no-difference: ") + (same ? "yes" : "no"));
         return;
     }
-    const double numbers[] = {
-        static_cast<double>(world.comparedCount()), world.averageDeltaE(), world.maxiDeltaE(),
-        world.miniDeltaE(), world.inGamutPixelsPercentage(), world.gamutTolerance()};
+    const double numbers[] = {static_cast<double>(world.comparedCount()),
+                              world.averageDeltaE(),
+                              world.maxiDeltaE(),
+                              world.miniDeltaE(),
+                              world.inGamutPixelsPercentage(),
+                              world.gamutTolerance()};
     JsonWriter out;
     out.beginObject();
     for (std::size_t i = 0; i < std::size(fields); ++i)

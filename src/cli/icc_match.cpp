@@ -324,7 +324,7 @@ int iccMatch(const std::vector<std::string>& args) {
     Matcher m;
     m.world = ColorWorld::initColorWorldWithSrcProfil(
         *profileArgument(options.source), options.intentIn,
-        options.intentOut.value_or(options.intentIn), destination);
+        options.intentOut.value_or(options.intentIn), destination, options.engine);
     if (!m.world || !m.world->cwRef())
         return failure("icc match: no colour world through these profiles and intents "
                        "(a named-colour profile, or a class or space that doesn't chain)");
@@ -358,14 +358,16 @@ int iccMatch(const std::vector<std::string>& args) {
 namespace {
 const IccSubcommand match(
     "match",
-    "  icc match --src PROFILE [--dst PROFILE] [--intent N] [--intent-out M] [COLOUR...]\n"
+    "  icc match --src PROFILE [--dst PROFILE] [--intent N] [--intent-out M] [--bpc]\n"
+    "            [COLOUR...]\n"
     "                               colours through a colour world, as fields and reals; a\n"
     "                               COLOUR is W1 [W2 [W3 [W4]]] 16-bit fields (',' starts\n"
     "                               another), --lab L a b, --rgb R G B, --cmyk C M Y K or\n"
     "                               --gray G (RGB, CMYK, gray in percent 0..100); 'lab' names\n"
     "                               the generic Lab profile. Without a COLOUR, one colour a\n"
     "                               line from standard input, reals (or fields with\n"
-    "                               --fields), one line out for each\n",
+    "                               --fields), one line out for each; --bpc: black-point\n"
+    "                               compensation\n",
     iccMatch);
 } // namespace
 

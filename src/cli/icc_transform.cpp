@@ -48,6 +48,7 @@ int iccTransform(const std::vector<std::string>& args) {
     color::ImageTransformRequest request;
     request.intentIn = options.intentIn;
     request.intentOut = options.intentOut.value_or(options.intentIn);
+    request.engine = options.engine;
     if (!options.source.empty()) {
         const auto source = profileArgument(options.source);
         if (!source)
@@ -72,10 +73,12 @@ int iccTransform(const std::vector<std::string>& args) {
 
 const IccSubcommand transform(
     "transform",
-    "  icc transform [--src PROFILE] [--dst PROFILE|lab] [--intent N] [--intent-out M] IN OUT\n"
+    "  icc transform [--src PROFILE] [--dst PROFILE|lab] [--intent N] [--intent-out M]\n"
+    "                [--bpc] [--no-optimize] IN OUT\n"
     "                               an image matched into a TIFF of the destination's space,\n"
     "                               or (lab, the default) a 16-bit CIELab TIFF; without\n"
-    "                               --src, the profile IN embeds\n",
+    "                               --src, the profile IN embeds; --bpc: black-point\n"
+    "                               compensation, --no-optimize: matched as single colours are\n",
     iccTransform);
 
 } // namespace

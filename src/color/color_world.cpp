@@ -46,10 +46,9 @@ ColorWorld::~ColorWorld() {
     disposeColorWorld();
 }
 
-std::unique_ptr<ColorWorld>
-ColorWorld::initColorWorldWithSrcProfil(const std::filesystem::path& source, std::int32_t intentIn,
-                                        std::int32_t intentOut,
-                                        const std::filesystem::path& destination) {
+std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
+    const std::filesystem::path& source, std::int32_t intentIn, std::int32_t intentOut,
+    const std::filesystem::path& destination, const CMWorldOptions& options) {
     if (source.empty())
         return nullptr; // no profile is touched
     auto world = std::make_unique<ColorWorld>();
@@ -61,7 +60,7 @@ ColorWorld::initColorWorldWithSrcProfil(const std::filesystem::path& source, std
     if (destinationRef)
         world->destProfilePath_ = destination;
     const bool failed = world->initColorWorld(world->colorWorld_, sourceRef.get(), intentIn,
-                                              intentOut, destinationRef.get());
+                                              intentOut, destinationRef.get(), options);
     world->initComparisonColors();
     // The engine's world keeps what it needs: the profiles close here.
     sourceRef.reset();
@@ -114,7 +113,8 @@ ColorWorld::initColorWorldWithLinkProfil(const std::filesystem::path& link,
 }
 
 bool ColorWorld::initColorWorld(CMWorldRef& place, const CMProfile* source, std::int32_t intentIn,
-                                std::int32_t intentOut, const CMProfile* destination) {
+                                std::int32_t intentOut, const CMProfile* destination,
+                                const CMWorldOptions& options) {
     dataColorSpaceIn_ = 0;
     dataColorSpaceOut_ = 0;
     if (!source)
@@ -140,8 +140,8 @@ bool ColorWorld::initColorWorld(CMWorldRef& place, const CMProfile* source, std:
     for (std::size_t i = 0; i < set.size(); ++i)
         getProfilInfos(*set[i].profile, i == 0 ? dataColorSpaceIn_ : dataColorSpaceOut_);
 
-    place = NCWConcatColorWorld(set);
-    bitmapWorld_ = place ? NCWNewBitmapWorld(*place, set) : nullptr;
+    place = NCWConcatColorWorld(set, options);
+    bitmapWorld_ = place ? NCWNewBitmapWorld(*place, set, options) : nullptr;
     return !place;
 }
 

@@ -99,7 +99,8 @@ class ColorWorld : public ColorConversion {
     /// won't open leaves a one-profile chain.
     static std::unique_ptr<ColorWorld>
     initColorWorldWithSrcProfil(const std::filesystem::path& source, std::int32_t intentIn,
-                                std::int32_t intentOut, const std::filesystem::path& destination);
+                                std::int32_t intentOut, const std::filesystem::path& destination,
+                                const CMWorldOptions& options = {});
     /// The main initialiser, then the handler.
     static std::unique_ptr<ColorWorld>
     initColorWorldWithSrcProfil(const std::filesystem::path& source,
@@ -130,7 +131,8 @@ class ColorWorld : public ColorConversion {
     /// chain the engine refuses (place is then empty). The profiles stay
     /// the caller's.
     bool initColorWorld(CMWorldRef& place, const CMProfile* source, std::int32_t intentIn,
-                        std::int32_t intentOut, const CMProfile* destination);
+                        std::int32_t intentOut, const CMProfile* destination,
+                        const CMWorldOptions& options = {});
 
     /// Stores the header's data colour space in space; leaves it alone when
     /// the header can't be read.

@@ -138,8 +138,8 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
     } else if (auto status = profileFileStatus(destination); !status) {
         return status;
     }
-    auto world = ColorWorld::initColorWorldWithSrcProfil(sourcePath, request.intentIn,
-                                                         request.intentOut, destination);
+    auto world = ColorWorld::initColorWorldWithSrcProfil(
+        sourcePath, request.intentIn, request.intentOut, destination, request.engine);
     if (!world)
         return Status::failure(ErrorCode::BadArgument,
                                "no colour world through these profiles and intents");

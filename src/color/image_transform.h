@@ -27,6 +27,8 @@ struct ImageTransformRequest {
     std::int32_t intentOut = 0;
     /// The most pixels of one tile, whole rows each.
     std::int32_t tilePixels = 1000000;
+    /// Black-point compensation, the engine's unoptimised path.
+    CMWorldOptions engine;
 };
 
 /// Matches the image in input through a world from the source to the

@@ -143,3 +143,30 @@ TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
     // Nothing written, nothing half-written beside it either.
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 3);
 }
+
+TEST_F(CliIccTransform, EngineOptionsReachTheWorld) {
+    // 16-bit RGB (10, 20, 30) % into a printer: --no-optimize gives the
+    // fields icc match gives, --bpc what icc match --bpc gives.
+    Bitmap in = std::move(Bitmap::allocate(1, 1, PixelFormat::make(ColorSpace::RGB, 16)).value());
+    const std::uint16_t rgb[] = {6553, 13107, 19660};
+    std::memcpy(in.row16(0), rgb, sizeof rgb);
+    write("in.tif", in);
+    for (const std::vector<std::string> flags :
+         {std::vector<std::string>{"--no-optimize"}, {"--no-optimize", "--bpc"}}) {
+        std::vector<std::string> args = {"--src", kSRGB, "--dst", kCMYK};
+        args.insert(args.end(), flags.begin(), flags.end());
+        auto t = args;
+        t.insert(t.end(), {path("in.tif"), path("out.tif")});
+        ASSERT_EQ(transform(t).status, 0);
+        auto out = readImageFile(dir_ / "out.tif");
+        ASSERT_TRUE(out);
+        args.insert(args.end(), {"6553", "13107", "19660"});
+        auto m = runAt(home_, {"icc", "match"}, args);
+        ASSERT_EQ(m.status, 0) << m.err;
+        const std::uint16_t* f = out->row16(0);
+        EXPECT_EQ(m.out.substr(0, m.out.find('\n')),
+                  std::to_string(f[0]) + " " + std::to_string(f[1]) + " " + std::to_string(f[2]) +
+                      " " + std::to_string(f[3]))
+            << flags.size();
+    }
+}
