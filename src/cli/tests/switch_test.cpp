@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
-#include "library/tests/tools/stand_in_control.h"
 #include "platform/plist_file.h"
+#include "tests/stand_in_control.h"
 #include "tests/temp_dir.h"
 
 using ::testing::HasSubstr;
