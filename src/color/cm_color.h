@@ -3,25 +3,20 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "image/signature.h"
+
 namespace slidebox::color {
 
-/// A four-character code in one unsigned 32-bit value, first character in the
-/// top byte ('scnr' is 0x73636E72); big-endian in files.
-using OSType = std::uint32_t;
-
-constexpr OSType fourCC(const char (&s)[5]) {
-    return (static_cast<OSType>(static_cast<unsigned char>(s[0])) << 24) |
-           (static_cast<OSType>(static_cast<unsigned char>(s[1])) << 16) |
-           (static_cast<OSType>(static_cast<unsigned char>(s[2])) << 8) |
-           static_cast<OSType>(static_cast<unsigned char>(s[3]));
-}
-
-/// Colour-space signatures of profile headers.
-inline constexpr OSType cmXYZData = fourCC("XYZ ");
-inline constexpr OSType cmLabData = fourCC("Lab ");
-inline constexpr OSType cmRGBData = fourCC("RGB ");
-inline constexpr OSType cmGrayData = fourCC("GRAY");
-inline constexpr OSType cmCMYKData = fourCC("CMYK");
+// Four-character codes and the colour-space signatures are the image
+// layer's, shared with it.
+using image::cmCMYData;
+using image::cmCMYKData;
+using image::cmGrayData;
+using image::cmLabData;
+using image::cmRGBData;
+using image::cmXYZData;
+using image::fourCC;
+using image::OSType;
 
 // The forms of a colour record: unsigned 16-bit fields, matched in place.
 // Lab: L 0..65535 is 0..100, a and b 0..65535 are -128..127.996.

@@ -56,7 +56,6 @@ class Throttle {
     double date_ = 0.0;
 };
 
-constexpr OSType cmCMYData = fourCC("CMY ");
 constexpr OSType cmSpaceClass = fourCC("spac");
 
 // Device grid: 11 levels of step 6553 a channel; connection-space grid: 51
@@ -316,7 +315,7 @@ platform::Status ColorWorld::gradeRefusal(const std::filesystem::path& path, boo
     if (!header)
         return refused("the header of '" + path.string() + "' can't be read");
     const OSType space = header->dataColorSpace, pcs = header->profileConnectionSpace;
-    if (qualityTest && space != cmRGBData && space != fourCC("CMY ") && space != cmCMYKData)
+    if (qualityTest && space != cmRGBData && space != cmCMYData && space != cmCMYKData)
         return refused("the bijectivity test has no grid for the data colour space '" +
                        signatureText(space) + "'");
     if (!qualityTest && pcs != cmLabData && pcs != cmXYZData)

@@ -202,21 +202,21 @@ std::string ProfileInspector::dateTimeAsString() const {
 
 unsigned ProfileInspector::nbComponents() const {
     switch (profileHeader_.dataColorSpace) {
-    case fourCC("GRAY"):
+    case cmGrayData:
         return 1;
-    case fourCC("RGB "):
+    case cmRGBData:
     case fourCC("sRGB"):
-    case fourCC("CMY "):
+    case cmCMYData:
     case fourCC("HSV "):
     case fourCC("HLS "):
-    case fourCC("Lab "):
+    case cmLabData:
     case fourCC("Luv "):
-    case fourCC("XYZ "):
+    case cmXYZData:
     case fourCC("Yxy "):
     case fourCC("YCbr"):
     case fourCC("3CLR"):
         return 3;
-    case fourCC("CMYK"):
+    case cmCMYKData:
     case fourCC("4CLR"):
         return 4;
     case fourCC("5CLR"):

@@ -15,7 +15,7 @@ constexpr std::array<OSType, 7> kKindsOfUse = {cmColorSpaceClass, cmInputClass, 
                                                cmOutputClass,     cmLinkClass,  cmAbstractClass,
                                                cmNamedColorClass};
 constexpr std::array<OSType, 6> kColorSpaces = {cmLabData,  cmXYZData,  cmRGBData,
-                                                cmCMYKData, cmGrayData, fourCC("CMY ")};
+                                                cmCMYKData, cmGrayData, cmCMYData};
 
 constexpr std::uint32_t kDefaultUse = 0x1F;
 constexpr std::uint32_t kDefaultSpace = 0x3F;

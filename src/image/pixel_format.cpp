@@ -1,19 +1,21 @@
 #include "image/pixel_format.h"
 
+#include "image/signature.h"
+
 namespace slidebox::image {
 
 std::uint32_t colorSpaceSignature(ColorSpace space) {
     switch (space) {
     case ColorSpace::Gray:
-        return 0x47524159; // 'GRAY'
+        return cmGrayData;
     case ColorSpace::RGB:
-        return 0x52474220; // 'RGB '
+        return cmRGBData;
     case ColorSpace::CMYK:
-        return 0x434D594B; // 'CMYK'
+        return cmCMYKData;
     case ColorSpace::Lab:
-        return 0x4C616220; // 'Lab '
+        return cmLabData;
     case ColorSpace::XYZ:
-        return 0x58595A20; // 'XYZ '
+        return cmXYZData;
     }
     return 0;
 }

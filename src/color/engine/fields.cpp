@@ -80,7 +80,7 @@ std::optional<Layout> layoutOf(OSType space) {
     };
     static constexpr Entry kSpaces[] = {
         {cmGrayData, {PT_GRAY, 1, S::Unit}},    {cmRGBData, {PT_RGB, 3, S::Unit}},
-        {fourCC("CMY "), {PT_CMY, 3, S::Ink}},  {cmCMYKData, {PT_CMYK, 4, S::Ink}},
+        {cmCMYData, {PT_CMY, 3, S::Ink}},       {cmCMYKData, {PT_CMYK, 4, S::Ink}},
         {cmLabData, {PT_Lab, 3, S::Lab}},       {cmXYZData, {PT_XYZ, 3, S::XYZ}},
         {fourCC("HSV "), {PT_HSV, 3, S::Unit}}, {fourCC("HLS "), {PT_HLS, 3, S::Unit}},
         {fourCC("Luv "), {PT_YUV, 3, S::Unit}}, {fourCC("YCbr"), {PT_YCbCr, 3, S::Unit}},
