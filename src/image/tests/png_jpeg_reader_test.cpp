@@ -48,7 +48,7 @@ std::string rgbProfileHeader() {
 }
 const std::string kProfile = rgbProfileHeader();
 
-struct PngSpec {
+struct PngLayout {
     int width, height, colorType, bitDepth;
     std::vector<std::uint16_t> samples; // as the file stores them
     std::vector<png_color> palette = {};
@@ -56,29 +56,29 @@ struct PngSpec {
     bool profile = false;
 };
 
-void writePngFile(const std::filesystem::path& path, const PngSpec& spec) {
+void writePngFile(const std::filesystem::path& path, const PngLayout& layout) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     ASSERT_NE(file, nullptr);
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
     png_init_io(png, file);
-    png_set_IHDR(png, info, spec.width, spec.height, spec.bitDepth, spec.colorType,
+    png_set_IHDR(png, info, layout.width, layout.height, layout.bitDepth, layout.colorType,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (!spec.palette.empty())
-        png_set_PLTE(png, info, spec.palette.data(), static_cast<int>(spec.palette.size()));
-    if (!spec.transparency.empty())
-        png_set_tRNS(png, info, spec.transparency.data(),
-                     static_cast<int>(spec.transparency.size()), nullptr);
-    if (spec.profile)
+    if (!layout.palette.empty())
+        png_set_PLTE(png, info, layout.palette.data(), static_cast<int>(layout.palette.size()));
+    if (!layout.transparency.empty())
+        png_set_tRNS(png, info, layout.transparency.data(),
+                     static_cast<int>(layout.transparency.size()), nullptr);
+    if (layout.profile)
         png_set_iCCP(png, info, "icc", 0, reinterpret_cast<png_const_bytep>(kProfile.data()),
                      static_cast<png_uint_32>(kProfile.size()));
     png_write_info(png, info);
-    const std::size_t perRow = spec.samples.size() / static_cast<std::size_t>(spec.height);
-    for (int y = 0; y < spec.height; ++y) {
+    const std::size_t perRow = layout.samples.size() / static_cast<std::size_t>(layout.height);
+    for (int y = 0; y < layout.height; ++y) {
         std::vector<png_byte> row;
         for (std::size_t i = 0; i < perRow; ++i) {
-            const std::uint16_t v = spec.samples[static_cast<std::size_t>(y) * perRow + i];
-            if (spec.bitDepth == 16)
+            const std::uint16_t v = layout.samples[static_cast<std::size_t>(y) * perRow + i];
+            if (layout.bitDepth == 16)
                 row.push_back(static_cast<png_byte>(v >> 8));
             row.push_back(static_cast<png_byte>(v & 0xFF));
         }
@@ -121,7 +121,7 @@ void writeJpegFile(const std::filesystem::path& path, J_COLOR_SPACE space, int c
 
 struct PngCase {
     const char* name;
-    PngSpec spec;
+    PngLayout layout;
     PixelFormat format;
     std::vector<std::uint32_t> values;
 };
@@ -133,12 +133,12 @@ class PngReaderTest : public ::testing::TestWithParam<PngCase> {};
 TEST_P(PngReaderTest, TheFileDeclaresTheFormat) {
     const PngCase& c = GetParam();
     TempDir dir;
-    writePngFile(dir / "in.png", c.spec);
+    writePngFile(dir / "in.png", c.layout);
     auto decoded = readImage(dir / "in.png");
     ASSERT_TRUE(decoded) << decoded.status().message();
     EXPECT_EQ(decoded->bitmap.format(), c.format);
     EXPECT_THAT(testing::bitmapValues(decoded->bitmap), ElementsAreArray(c.values));
-    EXPECT_EQ(decoded->iccProfile, c.spec.profile ? kProfile : "");
+    EXPECT_EQ(decoded->iccProfile, c.layout.profile ? kProfile : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
