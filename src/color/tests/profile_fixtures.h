@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "color/colorsync.h"
-#include "color/engine/testing/profile_maker.h"
+#include "color/engine/tests/profile_maker.h"
 #include "color/profile_manager.h"
 #include "tests/temp_dir.h"
 

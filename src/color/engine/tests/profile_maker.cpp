@@ -1,6 +1,6 @@
 // Profiles made to a recipe, for the tests and the fuzzers' seeds: tables
 // sampled from the engine's own sRGB and gray profiles or a plain ink model.
-#include "color/engine/testing/profile_maker.h"
+#include "color/engine/tests/profile_maker.h"
 
 #include <algorithm>
 
