@@ -33,6 +33,7 @@ def expected_files():
     files = {
         "/usr/bin/slidebox",
         "/usr/bin/slidebox-cli",
+        "/usr/libexec/slidebox-cli-commands",
         "/usr/share/applications/slidebox.desktop",
         f"/usr/share/metainfo/{APPSTREAM_ID}.metainfo.xml",
         "/usr/share/icons/hicolor/scalable/apps/slidebox.svg",

@@ -24,6 +24,13 @@ struct CommandGroup {
 /// The registered groups, sorted by name.
 const std::vector<const CommandGroup*>& commandGroups();
 
+/// The registered group of that name; null when there is none.
+const CommandGroup* findGroup(const std::string& name);
+
+/// Runs a command line (the words after the program's name) against the
+/// registered groups, --help and --version included; the exit status.
+int runCommandLine(const std::vector<std::string>& args);
+
 /// Prints "slidebox-cli: <message>" on standard error and returns WrongUsage.
 int usageError(const std::string& message);
 

@@ -1,123 +1,32 @@
 // slidebox-cli: the command-line front end of the photo-library model and the
-// colour toolkit. Each command group lives in a file of its own.
-#include <algorithm>
-#include <cstdio>
+// colour toolkit. Each command group lives in a file of its own. This program
+// holds only what must start fast (--version and the colour arithmetic) and
+// links nothing but the C++ runtime; for every other command it becomes the
+// program that holds them all, slidebox-cli-commands, with the same
+// arguments. That program lies at SLIDEBOX_CLI_COMMANDS, a path relative to
+// this program's folder, the same in the build tree and the installed prefix.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "cli/command.h"
 
-namespace slidebox::cli {
-
-namespace {
-std::vector<const CommandGroup*>& table() {
-    static std::vector<const CommandGroup*> groups;
-    return groups;
-}
-
-void printHelp() {
-    std::printf("Usage: slidebox-cli COMMAND [ARGUMENTS]\n\n"
-                "Slidebox's photo-library model and colour toolkit from the shell.\n\n"
-                "Commands:\n");
-    for (const CommandGroup* group : commandGroups())
-        std::printf("%s", group->usage);
-    std::printf("\nOptions:\n"
-                "  --help      this text\n"
-                "  --version   the program's version\n\n"
-                "Exit status: 0 done, 1 refused or failed, 2 wrong usage.\n");
-}
-/// The entries of a group's usage text that the words name: every entry
-/// for the group alone, that of one subcommand when its name follows. An
-/// entry is a line "  group sub ..." and the deeper-indented lines below it.
-std::string usageOf(const CommandGroup& group, const std::vector<std::string>& args) {
-    const std::string all = group.usage;
-    std::string prefix = std::string("  ") + group.name + " ";
-    const auto startsEntry = [&](const std::string& text) {
-        return all.rfind(text, 0) == 0 || all.find("\n" + text) != std::string::npos;
-    };
-    if (!args.empty() && args[0].rfind('-', 0) != 0 && startsEntry(prefix + args[0] + " "))
-        prefix += args[0] + " ";
-    std::string chosen;
-    bool inEntry = false;
-    std::size_t start = 0;
-    while (start < all.size()) {
-        std::size_t end = all.find('\n', start);
-        end = end == std::string::npos ? all.size() : end + 1;
-        const std::string line = all.substr(start, end - start);
-        const bool entryStart = line.rfind("  ", 0) == 0 && line.size() > 2 && line[2] != ' ';
-        if (entryStart)
-            inEntry = line.rfind(prefix, 0) == 0;
-        if (inEntry)
-            chosen += line;
-        start = end;
-    }
-    return chosen;
-}
-
-/// Whether a word asks for help: "--help" or "-h" anywhere.
-bool asksForHelp(const std::vector<std::string>& args) {
-    return std::any_of(args.begin(), args.end(),
-                       [](const std::string& arg) { return arg == "--help" || arg == "-h"; });
-}
-
-} // namespace
-
-CommandGroup::CommandGroup(const char* n, const char* u, Run r) : name(n), usage(u), run(r) {
-    table().push_back(this);
-}
-
-const std::vector<const CommandGroup*>& commandGroups() {
-    auto& groups = table();
-    std::sort(groups.begin(), groups.end(), [](const CommandGroup* a, const CommandGroup* b) {
-        return std::strcmp(a->name, b->name) < 0;
-    });
-    return groups;
-}
-
-int usageError(const std::string& message) {
-    std::fprintf(stderr, "slidebox-cli: %s\nTry 'slidebox-cli --help'.\n", message.c_str());
-    return WrongUsage;
-}
-
-int failure(const std::string& message) {
-    std::fprintf(stderr, "slidebox-cli: %s\n", message.c_str());
-    return Failed;
-}
-
-void printLine(const std::string& bytes) {
-    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-    std::fputc('\n', stdout);
-}
-
-} // namespace slidebox::cli
-
 int main(int argc, char** argv) {
     using namespace slidebox::cli;
-    std::vector<std::string> args(argv + 1, argv + argc);
-    if (args.empty())
-        return usageError("no command given");
-    if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-        printHelp();
-        return Done;
-    }
-    if (args[0] == "--version") {
-        std::printf("slidebox-cli %s\n", SLIDEBOX_VERSION);
-        return Done;
-    }
-    for (const CommandGroup* group : commandGroups()) {
-        if (args[0] == group->name) {
-            const std::vector<std::string> rest(args.begin() + 1, args.end());
-            // Help is answered here, for every command alike, before any
-            // command reads its arguments.
-            if (asksForHelp(rest)) {
-                std::printf("Usage:\n%s", usageOf(*group, rest).c_str());
-                return Done;
-            }
-            int status = group->run(std::vector<std::string>(args.begin() + 1, args.end()));
-            std::fflush(stdout);
-            return status;
-        }
-    }
-    return usageError("unknown command '" + args[0] + "'");
+    const std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty() || args[0] == "--version" || findGroup(args[0]))
+        return runCommandLine(args);
+
+    std::error_code failed;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", failed);
+    if (failed)
+        return failure("can't find this program's folder: " + failed.message());
+    const auto commands = (self.parent_path() / SLIDEBOX_CLI_COMMANDS).lexically_normal();
+    ::execv(commands.c_str(), argv);
+    return failure("can't run " + commands.string() + ": " + std::strerror(errno));
 }
