@@ -20,6 +20,7 @@
 
 #include "color/cm2_header.h"
 #include "color/cm_color.h"
+#include "platform/file_system.h"
 #include "platform/status.h"
 
 namespace slidebox::color {
@@ -33,9 +34,8 @@ inline constexpr CMError cmProfileError = -170;        ///< the profile can't be
 inline constexpr CMError cmElementTagNotFound = -4200; ///< the profile has no such tag
 
 /// Longest path, in bytes of its file-system form, that a profile is opened
-/// from: the 8,000 bytes of any path the catalogue produces. (The system
-/// itself opens no path of PATH_MAX, 4,096 bytes, or more.)
-inline constexpr std::size_t kMaxProfilePathBytes = 8000;
+/// from: the 8,000 bytes of any path the catalogue produces.
+inline constexpr std::size_t kMaxProfilePathBytes = platform::kMaxPathBytes;
 
 // ---------------------------------------------------------------------------
 // Profiles
@@ -59,8 +59,8 @@ inline constexpr std::size_t kMaxProfileBytes = std::size_t(64) << 20;
 /// Opens the profile in a file: read whole (a regular file only, never
 /// waiting on a FIFO or device), its sizes and tag table checked against
 /// the file before the engine sees it, and held in memory, so no file stays
-/// open. The reason of a refusal: BadArgument for an empty path or one of
-/// 256 bytes or more, CannotOpen for a file that is missing, unreadable or
+/// open. The reason of a refusal: BadArgument for an empty path or one
+/// longer than kMaxProfilePathBytes, CannotOpen for a file that is missing, unreadable or
 /// not a regular file, TooLarge past kMaxProfileBytes, Truncated or
 /// Malformed (message "not a usable ICC profile: ...", with the engine's
 /// complaint when it has one) for bytes that aren't a profile it accepts.
