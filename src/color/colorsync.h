@@ -66,6 +66,13 @@ inline constexpr std::size_t kMaxProfileBytes = std::size_t(64) << 20;
 /// complaint when it has one) for bytes that aren't a profile it accepts.
 platform::Result<CMProfileRef> CMOpenProfileChecked(const std::filesystem::path& path);
 
+/// Opens a profile held in memory (an image's embedded one, say) with the
+/// checks of CMOpenProfileChecked: TooLarge past kMaxProfileBytes,
+/// Truncated or Malformed ("not a usable ICC profile: ...") for bytes that
+/// aren't a profile the engine accepts. The profile keeps its own copy of
+/// the bytes; its location is empty.
+platform::Result<CMProfileRef> CMOpenProfileFromBytes(std::span<const std::uint8_t> bytes);
+
 /// CMOpenProfileChecked without the reason: null when refused.
 CMProfileRef CMOpenProfile(const std::filesystem::path& path);
 
