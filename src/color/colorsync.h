@@ -177,8 +177,12 @@ bool CWMatchColors(const CMWorld& world, std::span<CMColor> colors);
 // A colour world may later match whole bitmaps of packed rows too; the
 // world already knows its input and output spaces for that.
 
-/// Number of channels of a colour space signature as the engine reads it;
-/// 0 for a space it has no layout for.
+/// Number of channels of a colour space signature, from the one table of
+/// spaces that also lays out the engine's colours: 1 for 'GRAY'; 3 for
+/// 'RGB ', 'sRGB', 'CMY ', 'HSV ', 'HLS ', 'Lab ', 'Luv ', 'XYZ ', 'Yxy ',
+/// 'YCbr'; 4 for 'CMYK'; n for 'nCLR' (n a hex digit 3..F) and 'MCHn'
+/// (5..8); 0 for any other ('2CLR' among them). Colours of 'sRGB' and of
+/// more than eight inks have no colour record.
 unsigned channelsOfColorSpace(OSType space);
 
 /// The engine's values of a colour in a space (up to 8 channels; the engine
