@@ -48,6 +48,8 @@ int openPath(const std::filesystem::path& path, int flags) {
         errno = ENAMETOOLONG;
         return -1;
     }
+    if (whole.size() <= kShortPathBytes)
+        return ::open(whole.c_str(), flags);
     // A long path is opened a stretch at a time: each stretch ends at a
     // slash, fits one call, and is opened as a folder relative to the one
     // before. Links and ".." resolve as in one call: a link is followed

@@ -19,9 +19,9 @@ namespace slidebox::platform {
 /// longer one is reached a stretch of folders at a time from its start.
 inline constexpr std::size_t kMaxPathBytes = 8000;
 
-/// Opens a path with open(2)'s flags, links followed as open follows them,
-/// for paths up to kMaxPathBytes. A descriptor the caller closes, or -1 with
-/// errno set (ENAMETOOLONG past kMaxPathBytes).
+/// Opens a path with open(2)'s flags (O_CREAT aside: no mode is given),
+/// links followed as open follows them, for paths up to kMaxPathBytes. A descriptor the caller
+/// closes, or -1 with errno set (ENAMETOOLONG past kMaxPathBytes).
 int openPath(const std::filesystem::path& path, int flags);
 
 /// stat(2), or lstat(2) without followLinks, of a path up to kMaxPathBytes.
