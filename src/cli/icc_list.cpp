@@ -13,6 +13,7 @@
 #include "cli/icc_subcommands.h"
 #include "cli/json_out.h"
 #include "color/profile_manager.h"
+#include "platform/file_system.h"
 
 namespace slidebox::cli {
 
@@ -94,7 +95,7 @@ int iccList(const std::vector<std::string>& args) {
     else
         catalogue = ProfileManager::initWithUse(options.use, options.space, !options.brief);
     if (!catalogue) {
-        if (options.directory && !std::filesystem::is_directory(*options.directory))
+        if (options.directory && !platform::isDirectory(*options.directory))
             return failure("icc list: '" + *options.directory + "': no such folder");
         return failure("icc list: no profile of these kinds and spaces");
     }

@@ -20,6 +20,7 @@
 
 #include "color/cm2_header.h"
 #include "color/cm_color.h"
+#include "platform/file_system.h"
 #include "platform/status.h"
 
 namespace slidebox::color {
@@ -33,9 +34,8 @@ inline constexpr CMError cmProfileError = -170;        ///< the profile can't be
 inline constexpr CMError cmElementTagNotFound = -4200; ///< the profile has no such tag
 
 /// Longest path, in bytes of its file-system form, that a profile is opened
-/// from: the 8,000 bytes of any path the catalogue produces. (The system
-/// itself opens no path of PATH_MAX, 4,096 bytes, or more.)
-inline constexpr std::size_t kMaxProfilePathBytes = 8000;
+/// from: the 8,000 bytes of any path the catalogue produces.
+inline constexpr std::size_t kMaxProfilePathBytes = platform::kMaxPathBytes;
 
 // ---------------------------------------------------------------------------
 // Profiles
@@ -59,12 +59,19 @@ inline constexpr std::size_t kMaxProfileBytes = std::size_t(64) << 20;
 /// Opens the profile in a file: read whole (a regular file only, never
 /// waiting on a FIFO or device), its sizes and tag table checked against
 /// the file before the engine sees it, and held in memory, so no file stays
-/// open. The reason of a refusal: BadArgument for an empty path or one of
-/// 256 bytes or more, CannotOpen for a file that is missing, unreadable or
+/// open. The reason of a refusal: BadArgument for an empty path or one
+/// longer than kMaxProfilePathBytes, CannotOpen for a file that is missing, unreadable or
 /// not a regular file, TooLarge past kMaxProfileBytes, Truncated or
 /// Malformed (message "not a usable ICC profile: ...", with the engine's
 /// complaint when it has one) for bytes that aren't a profile it accepts.
 platform::Result<CMProfileRef> CMOpenProfileChecked(const std::filesystem::path& path);
+
+/// Opens a profile held in memory (an image's embedded one, say) with the
+/// checks of CMOpenProfileChecked: TooLarge past kMaxProfileBytes,
+/// Truncated or Malformed ("not a usable ICC profile: ...") for bytes that
+/// aren't a profile the engine accepts. The profile keeps its own copy of
+/// the bytes; its location is empty.
+platform::Result<CMProfileRef> CMOpenProfileFromBytes(std::span<const std::uint8_t> bytes);
 
 /// CMOpenProfileChecked without the reason: null when refused.
 CMProfileRef CMOpenProfile(const std::filesystem::path& path);
@@ -170,8 +177,12 @@ bool CWMatchColors(const CMWorld& world, std::span<CMColor> colors);
 // A colour world may later match whole bitmaps of packed rows too; the
 // world already knows its input and output spaces for that.
 
-/// Number of channels of a colour space signature as the engine reads it;
-/// 0 for a space it has no layout for.
+/// Number of channels of a colour space signature, from the one table of
+/// spaces that also lays out the engine's colours: 1 for 'GRAY'; 3 for
+/// 'RGB ', 'sRGB', 'CMY ', 'HSV ', 'HLS ', 'Lab ', 'Luv ', 'XYZ ', 'Yxy ',
+/// 'YCbr'; 4 for 'CMYK'; n for 'nCLR' (n a hex digit 3..F) and 'MCHn'
+/// (5..8); 0 for any other ('2CLR' among them). Colours of 'sRGB' and of
+/// more than eight inks have no colour record.
 unsigned channelsOfColorSpace(OSType space);
 
 /// The engine's values of a colour in a space (up to 8 channels; the engine

@@ -44,41 +44,6 @@ void copyAlphaPlane(const image::Bitmap& from, image::Bitmap& to) {
         std::memcpy(to.row(y, toPlane), from.row(y, fromPlane), bytes);
 }
 
-// An embedded profile as a file of its own for as long as the world is
-// built: the engine opens profiles from paths.
-class ProfileFile {
-  public:
-    ~ProfileFile() {
-        if (!path_.empty())
-            ::unlink(path_.c_str());
-    }
-    Status write(const std::string& bytes) {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "slidebox-icc-XXXXXX").string();
-        const int fd = ::mkstemp(name.data());
-        if (fd < 0)
-            return Status::failure(ErrorCode::CannotWrite,
-                                   "no temporary file for the embedded profile");
-        path_ = name;
-        std::size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-            if (n <= 0)
-                break;
-            done += static_cast<std::size_t>(n);
-        }
-        ::close(fd);
-        if (done != bytes.size())
-            return Status::failure(ErrorCode::CannotWrite,
-                                   "no temporary file for the embedded profile");
-        return {};
-    }
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
-
 } // namespace
 
 Status profileFileStatus(const std::filesystem::path& path) {
@@ -113,20 +78,25 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
                       const std::filesystem::path& output, const ImageTransformRequest& request,
                       CompletionHandler* progress) {
 
-    ProfileFile embedded;
-    std::filesystem::path sourcePath = request.source;
-    if (sourcePath.empty()) {
-        if (source.iccProfile().empty())
+    // The source profile, opened from the bytes the input embeds or from
+    // its file; the engine takes it from memory either way.
+    CMProfileRef sourceProfile;
+    if (request.source.empty()) {
+        const std::string& embedded = source.iccProfile();
+        if (embedded.empty())
             return Status::failure(ErrorCode::BadArgument,
                                    quoted(input) + " embeds no profile: give --src PROFILE");
-        if (auto status = embedded.write(source.iccProfile()); !status)
-            return status;
-        sourcePath = embedded.path();
-        if (!ProfileManager::profileRefForPath(sourcePath))
-            return Status::failure(ErrorCode::Malformed, "the profile " + quoted(input) +
-                                                             " embeds is not an ICC profile");
-    } else if (auto status = profileFileStatus(sourcePath); !status) {
+        auto opened = CMOpenProfileFromBytes(
+            std::span(reinterpret_cast<const std::uint8_t*>(embedded.data()), embedded.size()));
+        if (!opened)
+            return Status::failure(opened.status().code(), "the profile " + quoted(input) +
+                                                               " embeds is " +
+                                                               opened.status().message());
+        sourceProfile = std::move(opened.value());
+    } else if (auto status = profileFileStatus(request.source); !status) {
         return status;
+    } else {
+        sourceProfile = ProfileManager::profileRefForPath(request.source);
     }
     const bool labMode = request.destination.empty();
     std::filesystem::path destination = request.destination;
@@ -138,11 +108,13 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
     } else if (auto status = profileFileStatus(destination); !status) {
         return status;
     }
-    auto world = ColorWorld::initColorWorldWithSrcProfil(
-        sourcePath, request.intentIn, request.intentOut, destination, request.engine);
-    if (!world)
+    auto world = std::make_unique<ColorWorld>();
+    CMWorldRef colours; // the world of single colours, which no image needs
+    if (world->initColorWorld(colours, sourceProfile.get(), request.intentIn, request.intentOut,
+                              ProfileManager::profileRefForPath(destination).get(), request.engine))
         return Status::failure(ErrorCode::BadArgument,
                                "no colour world through these profiles and intents");
+    sourceProfile.reset(); // the world keeps what it needs
     world->setTilePixelLimit(static_cast<float>(request.tilePixels));
 
     const std::int32_t width = source.width();

@@ -201,53 +201,7 @@ std::string ProfileInspector::dateTimeAsString() const {
 }
 
 unsigned ProfileInspector::nbComponents() const {
-    switch (profileHeader_.dataColorSpace) {
-    case cmGrayData:
-        return 1;
-    case cmRGBData:
-    case fourCC("sRGB"):
-    case cmCMYData:
-    case fourCC("HSV "):
-    case fourCC("HLS "):
-    case cmLabData:
-    case fourCC("Luv "):
-    case cmXYZData:
-    case fourCC("Yxy "):
-    case fourCC("YCbr"):
-    case fourCC("3CLR"):
-        return 3;
-    case cmCMYKData:
-    case fourCC("4CLR"):
-        return 4;
-    case fourCC("5CLR"):
-    case fourCC("MCH5"):
-        return 5;
-    case fourCC("6CLR"):
-    case fourCC("MCH6"):
-        return 6;
-    case fourCC("7CLR"):
-    case fourCC("MCH7"):
-        return 7;
-    case fourCC("8CLR"):
-    case fourCC("MCH8"):
-        return 8;
-    case fourCC("9CLR"):
-        return 9;
-    case fourCC("ACLR"):
-        return 10;
-    case fourCC("BCLR"):
-        return 11;
-    case fourCC("CCLR"):
-        return 12;
-    case fourCC("DCLR"):
-        return 13;
-    case fourCC("ECLR"):
-        return 14;
-    case fourCC("FCLR"):
-        return 15;
-    default:
-        return 0;
-    }
+    return channelsOfColorSpace(profileHeader_.dataColorSpace);
 }
 
 std::int32_t ProfileInspector::preferedRenderingIntent() const {

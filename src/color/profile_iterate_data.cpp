@@ -32,11 +32,11 @@ enum class EntryKind { Folder, File, Neither };
 EntryKind kindOf(const std::filesystem::path& path, DirectoryEntry::Kind listed) {
     struct stat st {};
     if (listed != DirectoryEntry::Kind::Directory) {
-        if (::lstat(path.c_str(), &st) != 0)
+        if (!platform::statPath(path, st, false))
             return EntryKind::Neither;
         if (S_ISDIR(st.st_mode))
             return EntryKind::Folder;
-        if (S_ISLNK(st.st_mode) && ::stat(path.c_str(), &st) != 0)
+        if (S_ISLNK(st.st_mode) && !platform::statPath(path, st))
             return EntryKind::Neither; // dangling
         return S_ISREG(st.st_mode) ? EntryKind::File : EntryKind::Neither;
     }

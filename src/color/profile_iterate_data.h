@@ -34,7 +34,7 @@ inline constexpr std::size_t kIterateNameBytes = 255;
 /// Capacity of the buffer the description element is read into.
 inline constexpr std::size_t kDescriptionBufferBytes = 1014;
 /// Longest path, in bytes, that the iteration hands over.
-inline constexpr std::size_t kFullPathCapacity = 8000;
+inline constexpr std::size_t kFullPathCapacity = kMaxProfilePathBytes;
 
 /// Walks a folder of profiles: its entries sorted byte-wise by name, hidden
 /// ones included, each subfolder walked where it stands in that order.

@@ -94,11 +94,12 @@ platform::Result<CMProfileRef> ProfileManager::openProfile(const std::filesystem
     using platform::Status;
     if (path.empty())
         return Status::failure(ErrorCode::BadArgument, "no profile path given");
-    if (path.native().size() >= kMaxOpenablePathBytes)
-        return Status::failure(ErrorCode::TooLarge, "the path is longer than the 4095 bytes the "
-                                                    "system opens");
+    if (path.native().size() > kMaxProfilePathBytes)
+        return Status::failure(ErrorCode::TooLarge, "the path is longer than the " +
+                                                        std::to_string(kMaxProfilePathBytes) +
+                                                        " bytes a profile path may hold");
     struct stat st {};
-    if (::stat(path.c_str(), &st) != 0)
+    if (!platform::statPath(path, st))
         return Status::failure(ErrorCode::CannotOpen,
                                errno == ENOENT ? "no such file" : std::strerror(errno));
     if (!S_ISREG(st.st_mode))

@@ -71,10 +71,6 @@ struct ScreenDevice {
 
 class ProfileManager;
 
-/// Paths of this many bytes or more are refused before any file is opened:
-/// the system's PATH_MAX.
-inline constexpr std::size_t kMaxOpenablePathBytes = 4096;
-
 /// Bits of the kinds of use (profile classes) a catalogue lists, in the
 /// order of listing.
 inline constexpr std::uint32_t kUseColorSpace = 1;  ///< 'spac'
@@ -110,7 +106,8 @@ struct ProfileIterateRecord {
 
 /// Adds one installed profile to the record's catalogue if it is of the
 /// record's class, a file, of its space and connection space (0 accepts
-/// any), not an 'XYZ ' colour-space profile, and its path fits 8000 bytes.
+/// any), not an 'XYZ ' colour-space profile, and its path holds at most
+/// kFullPathCapacity bytes.
 /// Always 0, so that the iteration goes on.
 std::int32_t ProfilIterateProc(const CMProfileIterateData& data, ProfileIterateRecord& record);
 
@@ -248,7 +245,7 @@ class ProfileManager {
     static void setPlaces(ProfilePlaces places);
 
     /// An open profile for a path, closed by its owner, or why there is
-    /// none: no path (BadArgument), a path of kMaxOpenablePathBytes or more
+    /// none: no path (BadArgument), a path longer than kMaxProfilePathBytes
     /// (TooLarge), no such file or not a regular file (CannotOpen), not an
     /// ICC profile the engine reads (Malformed).
     static platform::Result<CMProfileRef> openProfile(const std::filesystem::path& path);

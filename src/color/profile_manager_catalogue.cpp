@@ -49,7 +49,7 @@ std::int32_t ProfilIterateProc(const CMProfileIterateData& data, ProfileIterateR
     if (header.dataColorSpace == cmXYZData && header.profileClass == cmColorSpaceClass)
         return 0;
     const std::string& path = data.location.native();
-    if (path.empty() || path.size() >= kFullPathCapacity)
+    if (path.empty() || path.size() > kFullPathCapacity)
         return 0;
     record.manager->addProfilName(data.name, data.location.filename().native(), data.location,
                                   header.dataColorSpace, header.profileConnectionSpace, data,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -36,12 +37,83 @@ bool isKernelFileSystem(unsigned long type) {
         return false;
     }
 }
+// The most bytes one system call takes as a path, its NUL left out.
+constexpr std::size_t kShortPathBytes = PATH_MAX - 1;
+
 } // namespace
 
+int openPath(const std::filesystem::path& path, int flags) {
+    const std::string& whole = path.native();
+    if (whole.size() > kMaxPathBytes) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    if (whole.size() <= kShortPathBytes)
+        return ::open(whole.c_str(), flags);
+    // A long path is opened a stretch at a time: each stretch ends at a
+    // slash, fits one call, and is opened as a folder relative to the one
+    // before. Links and ".." resolve as in one call: a link is followed
+    // where it stands, ".." leads to the parent of the folder reached.
+    std::string_view rest = whole;
+    int folder = AT_FDCWD;
+    while (rest.size() > kShortPathBytes) {
+        const std::size_t slash = rest.rfind('/', kShortPathBytes);
+        if (slash == std::string_view::npos || slash == 0) {
+            // No stretch fits: a name longer than any the system keeps.
+            if (folder != AT_FDCWD)
+                ::close(folder);
+            errno = ENAMETOOLONG;
+            return -1;
+        }
+        const std::string stretch(rest.substr(0, slash));
+        const int next = ::openat(folder, stretch.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        const int error = errno;
+        if (folder != AT_FDCWD)
+            ::close(folder);
+        if (next < 0) {
+            errno = error;
+            return -1;
+        }
+        folder = next;
+        rest.remove_prefix(slash);
+        while (!rest.empty() && rest.front() == '/')
+            rest.remove_prefix(1); // the rest is relative to the folder
+        if (rest.empty())
+            rest = ".";
+    }
+    const int fd = ::openat(folder, std::string(rest).c_str(), flags);
+    const int error = errno;
+    if (folder != AT_FDCWD)
+        ::close(folder);
+    errno = error;
+    return fd;
+}
+
+bool statPath(const std::filesystem::path& path, struct stat& st, bool followLinks) {
+    const std::string& whole = path.native();
+    if (whole.size() <= kShortPathBytes)
+        return (followLinks ? ::stat(whole.c_str(), &st) : ::lstat(whole.c_str(), &st)) == 0;
+    // O_PATH opens anything, a FIFO without waiting and, with O_NOFOLLOW,
+    // a link itself, with no more rights than stat asks.
+    const int fd = openPath(path, O_PATH | O_CLOEXEC | (followLinks ? 0 : O_NOFOLLOW));
+    if (fd < 0)
+        return false;
+    const bool done = ::fstat(fd, &st) == 0;
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    return done;
+}
+
 std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folder) {
-    DIR* dir = opendir(folder.c_str());
-    if (!dir)
+    const int fd = openPath(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
         return std::nullopt;
+    DIR* dir = fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return std::nullopt;
+    }
     DirectoryListing listing;
     struct stat st {};
     if (fstat(dirfd(dir), &st) == 0) {
@@ -92,7 +164,7 @@ std::vector<std::string> directoryContentsAtPath(const std::filesystem::path& fo
 
 bool fileExistsAtPath(const std::filesystem::path& path, bool* isDirectoryOut) {
     struct stat st {};
-    if (::stat(path.c_str(), &st) != 0)
+    if (!statPath(path, st))
         return false;
     if (isDirectoryOut)
         *isDirectoryOut = S_ISDIR(st.st_mode);
@@ -106,8 +178,7 @@ bool isDirectory(const std::filesystem::path& path) {
 
 std::optional<Date> modificationDate(const std::filesystem::path& path, bool traverseLink) {
     struct stat st {};
-    int rc = traverseLink ? ::stat(path.c_str(), &st) : ::lstat(path.c_str(), &st);
-    if (rc != 0)
+    if (!statPath(path, st, traverseLink))
         return std::nullopt;
     return Date{static_cast<std::int64_t>(st.st_mtim.tv_sec),
                 static_cast<std::int32_t>(st.st_mtim.tv_nsec)};
@@ -326,8 +397,12 @@ Status writeFileAtomically(const std::filesystem::path& path, std::string_view b
 }
 
 Result<int> openRegularFile(const std::filesystem::path& path) {
+    if (path.native().size() > kMaxPathBytes)
+        return Status::failure(ErrorCode::TooLarge, "the path is longer than the " +
+                                                        std::to_string(kMaxPathBytes) +
+                                                        " bytes a path may hold");
     // O_NONBLOCK: opening a FIFO with no writer would wait for one.
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    int fd = openPath(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
         return failure(ErrorCode::CannotOpen, "cannot open", errno);
     struct stat st {};

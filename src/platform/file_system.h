@@ -6,12 +6,27 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include "platform/date.h"
 #include "platform/status.h"
 
 namespace slidebox::platform {
+
+/// Longest path, in bytes, that the operations here read, list or look at:
+/// 8,000. The system takes no path of 4,096 bytes or more in one call; a
+/// longer one is reached a stretch of folders at a time from its start.
+inline constexpr std::size_t kMaxPathBytes = 8000;
+
+/// Opens a path with open(2)'s flags (O_CREAT aside: no mode is given),
+/// links followed as open follows them, for paths up to kMaxPathBytes. A descriptor the caller
+/// closes, or -1 with errno set (ENAMETOOLONG past kMaxPathBytes).
+int openPath(const std::filesystem::path& path, int flags);
+
+/// stat(2), or lstat(2) without followLinks, of a path up to kMaxPathBytes.
+/// False with errno set when it can't be had.
+bool statPath(const std::filesystem::path& path, struct stat& st, bool followLinks = true);
 
 /// One entry of a folder listing, with what the folder itself says of its
 /// kind (no extra system call): a link or an unknown kind must be asked.
@@ -31,6 +46,7 @@ struct DirectoryListing {
 };
 
 /// Lists a folder once; nothing for a path that can't be listed.
+/// Paths up to kMaxPathBytes, as every path operation below that reads.
 std::optional<DirectoryListing> listDirectory(const std::filesystem::path& folder);
 
 /// Whether a listed entry is a folder, following links (a dangling link is not).
@@ -87,13 +103,15 @@ inline constexpr std::size_t kDefaultReadLimit = std::size_t(64) << 20;
 
 /// A regular file's whole contents (links followed). The file is opened
 /// without blocking, so a FIFO or a device never holds the caller; anything
-/// but a regular file, and a file past maxBytes, is refused with its reason.
+/// but a regular file, a path past kMaxPathBytes and a file past maxBytes
+/// are refused with their reason.
 Result<std::string> readRegularFile(const std::filesystem::path& path,
                                     std::size_t maxBytes = kDefaultReadLimit);
 
 /// A regular file (links followed) opened read-only without blocking, as a
 /// descriptor the caller closes. CannotOpen, with the reason, for a file
-/// that can't be opened or is anything but a regular file.
+/// that can't be opened or is anything but a regular file; TooLarge for a
+/// path past kMaxPathBytes.
 Result<int> openRegularFile(const std::filesystem::path& path);
 
 /// readRegularFile without the reason: nothing when it can't be read.

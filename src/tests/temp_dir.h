@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -26,6 +27,13 @@ class TempDir {
 
 /// Writes bytes to a file, making its parent folders.
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
+
+/// Writes bytes to a new file below folder whose path is exactly pathBytes
+/// long (past what the system takes in one call if asked), making a chain
+/// of folders of up to 200 bytes a name on the way. Its path; empty when
+/// it can't be made. TempDir removes such chains too.
+std::filesystem::path writeDeepFile(const std::filesystem::path& folder, std::size_t pathBytes,
+                                    std::string_view bytes);
 
 /// The whole file as bytes; empty when it can't be read.
 std::string readFile(const std::filesystem::path& path);

@@ -47,20 +47,46 @@ std::uint16_t fieldOfValue(double v, Layout::Scale scale, unsigned channel) {
     return toField(v * 65535.0);
 }
 
-/// The ink count of the multi-ink spaces 'nCLR' (n a hex digit) and 'MCHn'.
-int inkCount(OSType space) {
-    auto digit = [](unsigned c) -> int {
-        if (c >= '2' && c <= '9')
-            return static_cast<int>(c - '0');
-        if (c >= 'A' && c <= 'F')
-            return static_cast<int>(c - 'A' + 10);
-        return -1;
+/// The ink count of the multi-ink spaces 'nCLR' (n a hex digit from 3 to F)
+/// and 'MCH5' to 'MCH8'; 0 for another space ('2CLR' among them).
+unsigned inkCount(OSType space) {
+    const unsigned first = space >> 24;
+    const unsigned last = space & 0xFFu;
+    if ((space & 0x00FFFFFFu) == (fourCC("xCLR") & 0x00FFFFFFu)) {
+        if (first >= '3' && first <= '9')
+            return first - '0';
+        if (first >= 'A' && first <= 'F')
+            return first - 'A' + 10;
+    }
+    if ((space & 0xFFFFFF00u) == (fourCC("MCHx") & 0xFFFFFF00u) && last >= '5' && last <= '8')
+        return last - '0';
+    return 0;
+}
+
+/// The one table of colour spaces: the channels of each, which the profile
+/// inspector counts too, and how the engine holds its colours. A row of
+/// pixel type PT_ANY has channels but no colour record: the record holds at
+/// most eight, and the engine has no type for a space of another name.
+std::optional<Layout> spaceRow(OSType space) {
+    using S = Layout::Scale;
+    struct Entry {
+        OSType space;
+        Layout layout;
     };
-    if ((space & 0x00FFFFFFu) == (fourCC("xCLR") & 0x00FFFFFFu))
-        return digit(space >> 24);
-    if ((space & 0xFFFFFF00u) == (fourCC("MCHx") & 0xFFFFFF00u))
-        return digit(space & 0xFFu);
-    return -1;
+    static constexpr Entry kSpaces[] = {
+        {cmGrayData, {PT_GRAY, 1, S::Unit}},      {cmRGBData, {PT_RGB, 3, S::Unit}},
+        {fourCC("sRGB"), {PT_ANY, 3, S::Unit}},   {cmCMYData, {PT_CMY, 3, S::Ink}},
+        {cmCMYKData, {PT_CMYK, 4, S::Ink}},       {cmLabData, {PT_Lab, 3, S::Lab}},
+        {cmXYZData, {PT_XYZ, 3, S::XYZ}},         {fourCC("HSV "), {PT_HSV, 3, S::Unit}},
+        {fourCC("HLS "), {PT_HLS, 3, S::Unit}},   {fourCC("Luv "), {PT_YUV, 3, S::Unit}},
+        {fourCC("YCbr"), {PT_YCbCr, 3, S::Unit}}, {fourCC("Yxy "), {PT_Yxy, 3, S::Unit}},
+    };
+    for (const Entry& entry : kSpaces)
+        if (entry.space == space)
+            return entry.layout;
+    if (const unsigned inks = inkCount(space))
+        return Layout{inks <= 8 ? PT_MCH3 + static_cast<int>(inks - 3) : PT_ANY, inks, S::Ink};
+    return std::nullopt;
 }
 
 } // namespace
@@ -73,30 +99,10 @@ std::uint16_t toField(double value) {
 }
 
 std::optional<Layout> layoutOf(OSType space) {
-    using S = Layout::Scale;
-    struct Entry {
-        OSType space;
-        Layout layout;
-    };
-    static constexpr Entry kSpaces[] = {
-        {cmGrayData, {PT_GRAY, 1, S::Unit}},    {cmRGBData, {PT_RGB, 3, S::Unit}},
-        {cmCMYData, {PT_CMY, 3, S::Ink}},       {cmCMYKData, {PT_CMYK, 4, S::Ink}},
-        {cmLabData, {PT_Lab, 3, S::Lab}},       {cmXYZData, {PT_XYZ, 3, S::XYZ}},
-        {fourCC("HSV "), {PT_HSV, 3, S::Unit}}, {fourCC("HLS "), {PT_HLS, 3, S::Unit}},
-        {fourCC("Luv "), {PT_YUV, 3, S::Unit}}, {fourCC("YCbr"), {PT_YCbCr, 3, S::Unit}},
-        {fourCC("Yxy "), {PT_Yxy, 3, S::Unit}},
-    };
-    for (const Entry& entry : kSpaces)
-        if (entry.space == space)
-            return entry.layout;
-    const int n = inkCount(space);
-    if (n == 3)
-        return Layout{PT_MCH3, 3, S::Ink};
-    if (n == 4)
-        return Layout{PT_MCH4, 4, S::Ink};
-    if (n >= 5 && n <= 8)
-        return Layout{PT_MCH5 + (n - 5), static_cast<unsigned>(n), S::Ink};
-    return std::nullopt;
+    auto row = spaceRow(space);
+    if (!row || row->pixelType == PT_ANY)
+        return std::nullopt;
+    return row;
 }
 
 cmsUInt32Number doubleFormat(const Layout& layout) {
@@ -151,8 +157,8 @@ void labValuesToFields(const double* lab, std::uint16_t* fields, std::size_t pix
 namespace slidebox::color {
 
 unsigned channelsOfColorSpace(OSType space) {
-    auto layout = engine::layoutOf(space);
-    return layout ? layout->channels : 0;
+    auto row = engine::spaceRow(space);
+    return row ? row->channels : 0;
 }
 
 std::vector<double> engineValuesFromColor(const CMColor& color, OSType space) {

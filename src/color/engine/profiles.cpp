@@ -56,6 +56,31 @@ Status checkFrame(std::span<const std::uint8_t> bytes) {
     return {};
 }
 
+// Bytes taken over as a profile: their frame checked, then the engine's.
+platform::Result<CMProfileRef> openBytes(std::vector<std::uint8_t> bytes,
+                                         const std::filesystem::path& location) {
+    if (!engine::context())
+        return Status::failure(ErrorCode::OutOfMemory, "no colour engine");
+    if (bytes.size() > kMaxProfileBytes)
+        return Status::failure(ErrorCode::TooLarge,
+                               "larger than " + std::to_string(kMaxProfileBytes) + " bytes");
+    auto profile = std::make_unique<CMProfile>();
+    profile->bytes = std::move(bytes);
+    if (Status frame = checkFrame(profile->bytes); !frame.ok())
+        return Status::failure(frame.code(), "not a usable ICC profile: " + frame.message());
+    (void)engine::takeComplaint();
+    profile->handle = engine::openProfileBytes(profile->bytes);
+    if (!profile->handle) {
+        std::string complaint = engine::takeComplaint();
+        return Status::failure(ErrorCode::Malformed,
+                               "not a usable ICC profile" +
+                                   (complaint.empty() ? std::string() : ": " + complaint));
+    }
+    profile->location = location;
+    engine::countProfileOpened();
+    return CMProfileRef(profile.release());
+}
+
 platform::Result<CMProfileRef> openChecked(const std::filesystem::path& path) {
     const std::string& name = path.native();
     if (name.empty() || name.size() > kMaxProfilePathBytes)
@@ -69,29 +94,20 @@ platform::Result<CMProfileRef> openChecked(const std::filesystem::path& path) {
     auto read = platform::readRegularFile(path, kMaxProfileBytes);
     if (!read)
         return read.status();
-    auto profile = std::make_unique<CMProfile>();
-    profile->bytes.assign(read->begin(), read->end());
+    std::vector<std::uint8_t> bytes(read->begin(), read->end());
     read->clear();
     read->shrink_to_fit();
-    if (Status frame = checkFrame(profile->bytes); !frame.ok())
-        return Status::failure(frame.code(), "not a usable ICC profile: " + frame.message());
-    (void)engine::takeComplaint();
-    profile->handle = engine::openProfileBytes(profile->bytes);
-    if (!profile->handle) {
-        std::string complaint = engine::takeComplaint();
-        return Status::failure(ErrorCode::Malformed,
-                               "not a usable ICC profile" +
-                                   (complaint.empty() ? std::string() : ": " + complaint));
-    }
-    profile->location = path;
-    engine::countProfileOpened();
-    return CMProfileRef(profile.release());
+    return openBytes(std::move(bytes), path);
 }
 
 } // namespace
 
 platform::Result<CMProfileRef> CMOpenProfileChecked(const std::filesystem::path& path) {
     return openChecked(path);
+}
+
+platform::Result<CMProfileRef> CMOpenProfileFromBytes(std::span<const std::uint8_t> bytes) {
+    return openBytes(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), {});
 }
 
 CMProfileRef CMOpenProfile(const std::filesystem::path& path) {

@@ -13,6 +13,7 @@
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
+using slidebox::platform::ErrorCode;
 
 namespace {
 
@@ -97,28 +98,28 @@ TEST(ColorSyncBoundary, ScalesMatchTheRecordsEncoding) {
     EXPECT_EQ(held->lab.a, 65535);
     EXPECT_EQ(held->lab.b, 0);
     EXPECT_FALSE(colorFromEngineValues(std::vector<double>{1.0}, cmRGBData));
-    EXPECT_TRUE(engineValuesFromColor(rgb, fourCC("2CLR")).empty());
+    // Spaces with channels but no colour record, and one with neither.
+    for (OSType space : {fourCC("sRGB"), fourCC("9CLR"), fourCC("2CLR")})
+        EXPECT_TRUE(engineValuesFromColor(rgb, space).empty()) << std::hex << space;
 }
 
-TEST(ColorSyncProfiles, PathOf256BytesOpensAndBeyondTheLimitIsRefused) {
+TEST(ColorSyncProfiles, OpenedFromPathsUpToTheLimitAndFromMemoryAlike) {
     TempDir dir;
     auto bytes = genericProfileBytes(cmLabData);
     ASSERT_TRUE(bytes);
-    // A path of exactly 255 bytes, through folders of legal name lengths.
-    std::filesystem::path path = dir.path();
-    while (path.native().size() + 101 < 255)
-        path /= std::string(100, 'd');
-    path /= std::string(255 - path.native().size() - 1, 'p');
-    ASSERT_EQ(path.native().size(), 255u);
-    writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()));
-    EXPECT_NE(CMOpenProfile(path), nullptr);
-
-    std::filesystem::path longer = path.parent_path() / (path.filename().native() + "x");
-    std::filesystem::copy_file(path, longer);
-    ASSERT_EQ(longer.native().size(), 256u);
-    EXPECT_NE(CMOpenProfile(longer), nullptr);
-    EXPECT_EQ(CMOpenProfile("/" + std::string(kMaxProfilePathBytes, 'a')), nullptr);
+    const auto atLimit = writeDeepFile(
+        dir.path(), kMaxProfilePathBytes,
+        std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()));
+    EXPECT_NE(CMOpenProfile(atLimit), nullptr);
+    EXPECT_EQ(CMOpenProfileChecked(atLimit.native() + "x").status().code(), ErrorCode::BadArgument);
     EXPECT_EQ(CMOpenProfile(""), nullptr);
+
+    auto inMemory = CMOpenProfileFromBytes(*bytes);
+    ASSERT_TRUE(inMemory);
+    EXPECT_EQ(CMGetProfileHeader(*inMemory.value())->dataColorSpace, cmLabData);
+    EXPECT_TRUE(CMGetProfileLocation(*inMemory.value()).empty());
+    EXPECT_EQ(CMOpenProfileFromBytes(std::span(*bytes).first(bytes->size() - 1)).status().code(),
+              ErrorCode::Truncated);
 }
 
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {

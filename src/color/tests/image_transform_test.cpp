@@ -10,6 +10,7 @@
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
 #include "platform/file_system.h"
+#include "tests/scoped_env.h"
 
 namespace slidebox::color {
 namespace {
@@ -48,6 +49,8 @@ class ImageTransformTest : public slidebox::testing::InstalledProfilesTest {
 // Without a source the embedded profile serves, and gives what naming the
 // same profile gives; the TIFF carries the destination (or Lab) profile.
 TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
+    // The engine opens the embedded profile from memory: no temporary file.
+    slidebox::testing::ScopedEnv noTemporaries("TMPDIR", (dir_ / "none").c_str());
     const std::string srgb = platform::readRegularFile(kSRGB).value();
     const auto in = writeRgb("in.tif", 20, 10, srgb);
     ImageTransformRequest embedded;
@@ -67,6 +70,18 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
     ASSERT_TRUE(lab);
     EXPECT_EQ(lab->bitmap.format(), image::PixelFormat::make(image::ColorSpace::Lab, 16));
     EXPECT_EQ(lab->iccProfile, platform::readRegularFile(genericLab()).value());
+}
+
+TEST_F(ImageTransformTest, ABrokenEmbeddedProfileIsRefusedWithTheEnginesReason) {
+    const std::string srgb = platform::readRegularFile(kSRGB).value();
+    const auto in = writeRgb("in.tif", 4, 4, srgb.substr(0, srgb.size() / 2));
+    ImageTransformRequest request;
+    request.destination = kCMYK;
+    const auto status = transformImageFile(in, dir_ / "out.tif", request, nullptr);
+    EXPECT_EQ(status.code(), platform::ErrorCode::Truncated);
+    EXPECT_THAT(status.message(),
+                HasSubstr("in.tif' embeds is not a usable ICC profile: declares"));
+    EXPECT_THAT(entries(), ElementsAre("in.tif"));
 }
 
 // The file is cut short after it was opened and the first tiles were

@@ -90,7 +90,7 @@ TEST(ProfileManagerTest, OpeningSaysWhyNot) {
                 {places.home() / "missing.icc", ErrorCode::CannotOpen},
                 {places.home().path(), ErrorCode::CannotOpen},
                 {places.home() / "text.icc", ErrorCode::Malformed},
-                {"/" + std::string(kMaxOpenablePathBytes, 'a'), ErrorCode::TooLarge}};
+                {"/" + std::string(kMaxProfilePathBytes, 'a'), ErrorCode::TooLarge}};
     for (const auto& row : rows) {
         auto opened = ProfileManager::openProfile(row.path);
         EXPECT_EQ(opened.status().code(), row.code) << row.path.native().size();
@@ -99,17 +99,22 @@ TEST(ProfileManagerTest, OpeningSaysWhyNot) {
     }
 }
 
-TEST(ProfileManagerTest, LongPathsUpToTheSystemLimitOpen) {
-    // A path of 300 bytes: over the old 255, under PATH_MAX.
+TEST(ProfileManagerTest, ProfilesPastTheSystemsPathLimitOpenAndAreListed) {
     ScopedProfilePlaces places;
     auto lab = ProfileManager::pathOfGenericLabProfil();
     ASSERT_TRUE(lab);
-    std::filesystem::path folder = places.home().path();
-    while (folder.native().size() < 300)
-        folder /= std::string(60, 'd');
-    std::filesystem::create_directories(folder);
-    std::filesystem::copy_file(*lab, folder / "lab.icc");
-    EXPECT_TRUE(ProfileManager::profileRefForPath(folder / "lab.icc"));
+    ProfilePlaces moved = ProfileManager::places();
+    moved.profileFolders = {places.home() / "icc"};
+    ProfileManager::setPlaces(moved);
+    const auto deep = writeDeepFile(places.home() / "icc", 6000, readFile(*lab));
+    ASSERT_FALSE(deep.empty());
+    EXPECT_TRUE(ProfileManager::openProfile(deep));
+    auto installed = ProfileManager::initWithUse(kUseAbstract, kSpaceLab);
+    ASSERT_TRUE(installed);
+    EXPECT_EQ(installed->profilesPathArray(), std::vector<std::filesystem::path>{deep});
+    auto folder = ProfileManager::initWithUse(0, kSpaceLab, false, places.home() / "icc", false);
+    ASSERT_TRUE(folder);
+    EXPECT_NE(folder->indexOfProfilePath(deep), ProfileManager::kNotFound);
 }
 
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {

@@ -178,9 +178,9 @@ TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
         const char* space;
         unsigned count;
     };
-    for (Row row :
-         {Row{"GRAY", 1}, Row{"RGB ", 3}, Row{"Luv ", 3}, Row{"3CLR", 3}, Row{"CMYK", 4},
-          Row{"MCH7", 7}, Row{"9CLR", 9}, Row{"FCLR", 15}, Row{"2CLR", 0}, Row{"abcd", 0}}) {
+    for (Row row : {Row{"GRAY", 1}, Row{"RGB ", 3}, Row{"Luv ", 3}, Row{"3CLR", 3}, Row{"CMYK", 4},
+                    Row{"MCH7", 7}, Row{"9CLR", 9}, Row{"FCLR", 15}, Row{"sRGB", 3}, Row{"2CLR", 0},
+                    Row{"MCH4", 0}, Row{"abcd", 0}}) {
         setWord(bytes, 16, fourCC({row.space[0], row.space[1], row.space[2], row.space[3], 0}));
         std::filesystem::remove(path);
         writeProfile(dir, "space.icc", bytes);

@@ -10,6 +10,7 @@
 
 using namespace slidebox::platform;
 using slidebox::testing::TempDir;
+using slidebox::testing::writeDeepFile;
 using slidebox::testing::writeFile;
 
 TEST(DirectoryListing, SortedBytewiseWithHiddenAndRawNames) {
@@ -150,6 +151,36 @@ TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks
     EXPECT_EQ(readRegularFile(dir / "small", 4).status().code(), ErrorCode::TooLarge);
     EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(),
               ErrorCode::TooLarge); // sizeless files too
+}
+
+TEST(LongPaths, ReadListedAndLookedAtUpToTheLimitThroughLinksAndDotDot) {
+    TempDir dir;
+    const auto deep = writeDeepFile(dir.path(), 6000, "12345");
+    const auto limit = writeDeepFile(dir / "limit", kMaxPathBytes, "x");
+    ASSERT_EQ(deep.native().size(), 6000u);
+    ASSERT_EQ(limit.native().size(), kMaxPathBytes);
+    // A link near the top into the chain, and ".." past the point where a
+    // long path is cut for the system, resolve as one call would.
+    const auto first = dir / deep.lexically_relative(dir.path()).begin()->native();
+    std::filesystem::create_directory_symlink(first, dir / "link");
+    const auto viaLink = dir / "link" / deep.lexically_relative(first);
+    const auto viaDotDot =
+        deep.parent_path() / ".." / deep.parent_path().filename() / deep.filename();
+    for (const auto& path : {deep, viaLink, viaDotDot, limit}) {
+        const auto size = path.native().size();
+        EXPECT_EQ(readWholeFile(path), path == limit ? "x" : "12345") << size;
+        bool folder = true;
+        EXPECT_TRUE(fileExistsAtPath(path, &folder) && !folder) << size;
+        EXPECT_TRUE(isDirectory(path.parent_path())) << size;
+        EXPECT_EQ(directoryContentsAtPath(path.parent_path()),
+                  std::vector<std::string>{path.filename().native()})
+            << size;
+        EXPECT_TRUE(modificationDate(path, false)) << size;
+    }
+    const auto over = writeDeepFile(dir / "over", kMaxPathBytes + 1, "x");
+    ASSERT_FALSE(over.empty());
+    EXPECT_EQ(readRegularFile(over).status().code(), ErrorCode::TooLarge);
+    EXPECT_FALSE(fileExistsAtPath(over));
 }
 
 TEST(PrivateFolder, MadeForThisUserOnlyAndRefusedWhenOpenOrALink) {
