@@ -27,7 +27,7 @@
 
 #include "bench_support.h"
 #include "platform/file_system.h"
-#include "platform/plist_file.h"
+#include "platform/user_defaults.h"
 
 extern char** environ;
 namespace fs = std::filesystem;
@@ -94,16 +94,14 @@ Start bestStart(const fs::path& root) {
     return best;
 }
 
-void writeSettings(const fs::path& root, const PlistArray& libraries) {
-    PlistDictionary settings;
-    settings["AM_firstStartDone"] = PlistValue(true);
-    settings["AM_photoAlbumDictionaries"] = PlistValue(libraries);
-    fs::create_directories(root / "config" / "slidebox");
+// The settings as the program itself writes them.
+bool writeSettings(const fs::path& root, PlistArray libraries) {
     fs::create_directories(root / "home");
     fs::create_directories(root / "run");
     fs::permissions(root / "run", fs::perms::owner_all);
-    writePlistFile(root / "config" / "slidebox" / "defaults.plist", PlistValue(settings),
-                   PlistFormat::Xml, PlistLimits::ownFiles());
+    UserDefaults defaults(root / "config" / "slidebox");
+    return defaults.setObjects({{"AM_firstStartDone", PlistValue(true)},
+                                {"AM_photoAlbumDictionaries", PlistValue(std::move(libraries))}});
 }
 
 // 100 libraries on disk, each with one real thumbnail (the one shown) and
@@ -146,9 +144,8 @@ int main() {
     // not counted in the starts below (a spawned child's peak includes its
     // parent's).
     if (const pid_t maker = fork(); maker == 0) {
-        writeSettings(empty, {});
-        writeSettings(full, makeLibraries(full));
-        _exit(0);
+        const bool written = writeSettings(empty, {}) && writeSettings(full, makeLibraries(full));
+        _exit(written ? 0 : 1);
     } else if (int status = 0; maker < 0 || waitpid(maker, &status, 0) != maker ||
                                !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "could not make the libraries\n");

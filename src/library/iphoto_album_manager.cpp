@@ -12,7 +12,6 @@ const std::string albumPathKey = "AM_AlbumPath";
 const std::string albumDateKey = "AM_AlbumDate";
 const std::string defaultImageIndexKey = "AM_defaultImageIndex";
 
-using platform::PlistArray;
 using platform::PlistDictionary;
 using platform::PlistValue;
 
@@ -49,14 +48,9 @@ iPhotoAlbumManager::initWithDictionary(const PlistDictionary& dictionary) {
         date = *d;
     record->setAlbumDate(date);
 
-    std::optional<PathList> paths;
-    if (auto array = value(imagePathsKey).array()) {
-        paths.emplace();
-        paths->reserve(array->size());
-        for (const auto& item : *array)
-            if (auto s = item.string())
-                paths->emplace_back(*s);
-    }
+    std::optional<ImagePathList> paths;
+    if (auto array = value(imagePathsKey).array())
+        paths = ImagePathList::fromPlist(*array);
     record->setImagePaths(std::move(paths));
     // After the list: the index is limited by the image count.
     record->setDefaultImageIndex(value(defaultImageIndexKey).intValue());
@@ -93,12 +87,8 @@ std::optional<PlistDictionary> iPhotoAlbumManager::dictionary() {
     if (!imagePaths_ || !albumPath_)
         return std::nullopt;
 
-    PlistArray paths;
-    paths.reserve(imagePaths_->size());
-    for (const auto& p : *imagePaths_)
-        paths.emplace_back(p.native());
     PlistDictionary dict;
-    dict[imagePathsKey] = PlistValue(std::move(paths));
+    dict[imagePathsKey] = PlistValue(imagePaths_->toPlist());
     dict[albumPathKey] = PlistValue(albumPath_->native());
     if (albumDate_)
         dict[albumDateKey] = PlistValue(*albumDate_);
@@ -125,7 +115,7 @@ void iPhotoAlbumManager::setDefaultImageIndex(int index) {
     defaultImageIndex_ = index;
 }
 
-void iPhotoAlbumManager::setImagePaths(std::optional<PathList> paths) {
+void iPhotoAlbumManager::setImagePaths(std::optional<ImagePathList> paths) {
     imagePaths_ = std::move(paths);
 }
 

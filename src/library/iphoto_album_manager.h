@@ -8,6 +8,7 @@
 
 #include <QImage>
 
+#include "library/image_path_list.h"
 #include "platform/date.h"
 #include "platform/file_system.h"
 #include "platform/plist_value.h"
@@ -83,8 +84,8 @@ class iPhotoAlbumManager : public std::enable_shared_from_this<iPhotoAlbumManage
     void setDefaultImageIndex(int index);
 
     /// Absent until the first scan or load.
-    const std::optional<PathList>& imagePaths() const { return imagePaths_; }
-    void setImagePaths(std::optional<PathList> paths);
+    const std::optional<ImagePathList>& imagePaths() const { return imagePaths_; }
+    void setImagePaths(std::optional<ImagePathList> paths);
     const std::optional<Path>& albumPath() const { return albumPath_; }
     void setAlbumPath(std::optional<Path> path);
     const std::optional<platform::Date>& albumDate() const { return albumDate_; }
@@ -150,7 +151,7 @@ class iPhotoAlbumManager : public std::enable_shared_from_this<iPhotoAlbumManage
     bool searchOfDirectoryIn(const Path& folder, walk::VisitedFolders& visited);
     void collectImagePathsInArray(PathList& paths) const;
 
-    std::optional<PathList> imagePaths_;
+    std::optional<ImagePathList> imagePaths_;
     std::optional<Path> albumPath_;
     std::optional<platform::Date> albumDate_;
     PathList directoryArray_;

@@ -205,7 +205,7 @@ void iPhotoAlbumManager::setResolutionAt72dpi(QImage& image) {
 std::string iPhotoAlbumManager::fileNameAtIndex(int index) const {
     if (index < 0 || !imagePaths_ || index >= numberOfImage())
         return {};
-    return (*imagePaths_)[static_cast<size_t>(index)].filename().native();
+    return Path((*imagePaths_).native(static_cast<size_t>(index))).filename().native();
 }
 
 } // namespace slidebox

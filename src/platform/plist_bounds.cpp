@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdint>
 #include <cstring>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/plist_file.h"
@@ -81,7 +82,7 @@ class BinaryList {
             top_ >= count_ || tableOffset_ < 8 || tableOffset_ >= b_.size() - 32 ||
             count_ > (b_.size() - 32 - tableOffset_) / offsetSize_)
             return malformed("binary property list with a broken trailer");
-        memo_.assign(count_, {});
+        memo_.clear();
         return {};
     }
 
@@ -222,6 +223,18 @@ class BinaryList {
     std::optional<Size> measure(std::uint64_t index, int depth) {
         if (depth > PlistLimits::maxDepth)
             return fail(tooLarge(kTooDeep));
+        std::size_t start = 0;
+        const unsigned char marker = markerAt(index, start);
+        std::size_t payload = 0;
+        std::uint64_t refs = 0;
+        if (marker == 0xFF || !extent(marker, start, payload, refs) ||
+            start + payload > tableOffset_)
+            return fail(
+                Status::failure(ErrorCode::Malformed, "binary property list with a broken value"));
+        // A leaf holds nothing that could loop or grow: only containers,
+        // few beside the strings of a long list, are remembered.
+        if (refs == 0)
+            return Size{1, payload + 1, 2, 1};
         Size& memo = memo_[index];
         // A value used again deeper down nests as deep as it reaches from there.
         if (memo.state == 2 && depth + memo.height - 1 > PlistLimits::maxDepth)
@@ -231,14 +244,6 @@ class BinaryList {
         if (memo.state == 1)
             return fail(
                 Status::failure(ErrorCode::Malformed, "binary property list that contains itself"));
-        std::size_t start = 0;
-        const unsigned char marker = markerAt(index, start);
-        std::size_t payload = 0;
-        std::uint64_t refs = 0;
-        if (marker == 0xFF || !extent(marker, start, payload, refs) ||
-            start + payload > tableOffset_)
-            return fail(
-                Status::failure(ErrorCode::Malformed, "binary property list with a broken value"));
         memo_[index].state = 1;
         Size size{1, payload + 1, 1, 1};
         for (std::uint64_t k = 0; k < refs; ++k) {
@@ -355,11 +360,52 @@ class BinaryList {
     PlistLimits limits_;
     int offsetSize_ = 0, refSize_ = 0;
     std::uint64_t count_ = 0, top_ = 0, tableOffset_ = 0;
-    std::vector<Size> memo_;
+    std::unordered_map<std::uint64_t, Size> memo_; ///< containers by index
     Status status_;
 };
 
 } // namespace
+
+bool isUtf8(std::string_view text) {
+    size_t i = 0;
+    while (i < text.size()) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        size_t length = 0;
+        std::uint32_t code = 0;
+        if (c < 0x80) {
+            ++i;
+            continue;
+        } else if (c >= 0xC2 && c <= 0xDF) {
+            length = 2, code = c & 0x1F;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            length = 3, code = c & 0x0F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            length = 4, code = c & 0x07;
+        } else {
+            return false;
+        }
+        if (i + length > text.size())
+            return false;
+        for (size_t k = 1; k < length; ++k) {
+            const auto d = static_cast<unsigned char>(text[i + k]);
+            if ((d & 0xC0) != 0x80)
+                return false;
+            code = (code << 6) | (d & 0x3F);
+        }
+        if ((length == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) ||
+            (length == 4 && (code < 0x10000 || code > 0x10FFFF)))
+            return false;
+        i += length;
+    }
+    return true;
+}
+
+bool isPlainText(std::string_view text) {
+    for (char c : text)
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n')
+            return false;
+    return isUtf8(text);
+}
 
 Status check(std::string_view bytes, bool binary, const PlistLimits& limits) {
     if (bytes.size() > limits.maxBytes)

@@ -1,8 +1,10 @@
 #pragma once
 
-// Checks on property-list bytes made before the parser sees them, and the
-// exact comparison of two binary lists; used by plist_file.cpp only.
+// Checks on property-list bytes made before the parser sees them, the exact
+// comparison of two binary lists, and what the readers and writers of both
+// encodings agree on; used by plist_file.cpp and plist_binary.cpp only.
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,6 +14,23 @@
 #include "platform/status.h"
 
 namespace slidebox::platform::plist_bounds {
+
+/// The one-entry dictionaries that stand for a date neither encoding holds
+/// exactly ({"$date-ns": integer nanoseconds since 1970}) and for a string
+/// that isn't plain text ({"$string-bytes": data}).
+inline constexpr const char* kDateKey = "$date-ns";
+inline constexpr const char* kBytesKey = "$string-bytes";
+/// The encodings' dates count seconds from 2001-01-01.
+inline constexpr std::int64_t kSeconds1970To2001 = 978307200;
+
+/// Well-formed UTF-8: no stray continuation byte, no overlong form, no
+/// surrogate, nothing past U+10FFFF.
+bool isUtf8(std::string_view text);
+
+/// Text both encodings hold as it is: UTF-8 with no control character but
+/// tab and line feed (XML has no NUL and turns a carriage return into a line
+/// feed; the binary readers cut at a NUL).
+bool isPlainText(std::string_view text);
 
 /// Whether the bytes stay within the limits (size, depth, object count and,
 /// for binary lists whose values may be shared, their expanded size). A

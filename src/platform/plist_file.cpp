@@ -13,28 +13,18 @@
 #include <plist/plist.h>
 
 #include "platform/file_system.h"
+#include "platform/plist_binary.h"
 #include "platform/plist_bounds.h"
 
 namespace slidebox::platform {
 
 namespace {
 
-constexpr const char* kDateKey = "$date-ns";
-constexpr const char* kBytesKey = "$string-bytes";
-// The format's dates count seconds from 2001-01-01 in a signed 32-bit number.
-constexpr std::int64_t k2001 = 978307200;
-
-bool isUtf8(std::string_view text);
-
-// Text both encodings hold as it is: UTF-8 with no control character but
-// tab and line feed (XML has no NUL and turns a carriage return into a line
-// feed; the binary writer cuts at a NUL).
-bool isPlainText(std::string_view text) {
-    for (char c : text)
-        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n')
-            return false;
-    return isUtf8(text);
-}
+using plist_bounds::isPlainText;
+using plist_bounds::isUtf8;
+using plist_bounds::kBytesKey;
+using plist_bounds::kDateKey;
+constexpr std::int64_t k2001 = plist_bounds::kSeconds1970To2001;
 
 struct PlistFree {
     void operator()(plist_t node) const { plist_free(node); }
@@ -182,42 +172,6 @@ PlistValue fromNode(plist_t node, int depth) {
     }
 }
 
-// Well-formed UTF-8: no stray continuation byte, no overlong form, no
-// surrogate, nothing past U+10FFFF.
-bool isUtf8(std::string_view text) {
-    size_t i = 0;
-    while (i < text.size()) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        size_t length = 0;
-        std::uint32_t code = 0;
-        if (c < 0x80) {
-            ++i;
-            continue;
-        } else if (c >= 0xC2 && c <= 0xDF) {
-            length = 2, code = c & 0x1F;
-        } else if (c >= 0xE0 && c <= 0xEF) {
-            length = 3, code = c & 0x0F;
-        } else if (c >= 0xF0 && c <= 0xF4) {
-            length = 4, code = c & 0x07;
-        } else {
-            return false;
-        }
-        if (i + length > text.size())
-            return false;
-        for (size_t k = 1; k < length; ++k) {
-            const auto d = static_cast<unsigned char>(text[i + k]);
-            if ((d & 0xC0) != 0x80)
-                return false;
-            code = (code << 6) | (d & 0x3F);
-        }
-        if ((length == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) ||
-            (length == 4 && (code < 0x10000 || code > 0x10FFFF)))
-            return false;
-        i += length;
-    }
-    return true;
-}
-
 // libplist takes an XML document cut off anywhere after the closing tag of
 // its top value ("</dict>" with no "</plist>"); such a file lost its end all
 // the same, and must not count as a property list (nor be written over).
@@ -357,6 +311,16 @@ bool keysAreSound(plist_t node) {
 } // namespace
 
 Result<PlistDocument> parsePlistChecked(std::string_view bytes, const PlistLimits& limits) {
+    // Binary lists are read straight into values: the settings file's half
+    // a million strings would cost a node each, and more, in the library.
+    if (isBinary(bytes)) {
+        if (Status bounded = plist_bounds::check(bytes, true, limits); !bounded)
+            return bounded;
+        auto value = plist_binary::decode(bytes);
+        if (!value)
+            return value.status();
+        return PlistDocument{std::move(*value), PlistFormat::Binary};
+    }
     auto root = parseNode(bytes, limits);
     if (!root)
         return root.status();
@@ -374,6 +338,8 @@ std::optional<PlistDocument> parsePlist(std::string_view bytes) {
 }
 
 std::string serializePlist(const PlistValue& value, PlistFormat format) {
+    if (format == PlistFormat::Binary)
+        return plist_binary::encode(value).value_or(std::string());
     Node node = toNode(value);
     return serializeNode(node.get(), format);
 }

@@ -53,6 +53,8 @@ class PlistValue {
     const PlistData* data() const { return std::get_if<PlistData>(&v_); }
     const PlistArray* array() const { return std::get_if<PlistArray>(&v_); }
     const PlistDictionary* dictionary() const { return std::get_if<PlistDictionary>(&v_); }
+    /// A dictionary to change in place; nullptr when the value holds another type.
+    PlistDictionary* dictionary() { return std::get_if<PlistDictionary>(&v_); }
 
     /// The number as an int, like a number object's intValue: integers and
     /// reals truncated, booleans 0/1, and 0 for anything else or absence.

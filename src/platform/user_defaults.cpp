@@ -3,11 +3,58 @@
 #include <cstdlib>
 #include <system_error>
 
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "platform/file_system.h"
 #include "platform/log.h"
 #include "platform/plist_file.h"
 
 namespace slidebox::platform {
+
+namespace {
+
+// The file parsed where it lies in the page cache, mapped for the parse
+// alone: the settings may be tens of megabytes, and a copy would fill as
+// much fresh memory page by page. The program replaces the file by renaming
+// a new one in, so the mapped one does not change under the parser.
+Result<PlistDocument> parseFile(const std::filesystem::path& file, const PlistLimits& limits) {
+    auto opened = openRegularFile(file);
+    if (!opened)
+        return opened.status();
+    const int fd = *opened;
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) {
+        ::close(fd);
+        return Status::failure(ErrorCode::CannotOpen, "cannot read");
+    }
+    if (static_cast<std::uintmax_t>(st.st_size) > limits.maxBytes) {
+        ::close(fd);
+        return Status::failure(ErrorCode::TooLarge,
+                               "larger than " + std::to_string(limits.maxBytes) + " bytes");
+    }
+    const auto size = static_cast<std::size_t>(st.st_size);
+    void* mapped = size == 0 ? MAP_FAILED
+                             : ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+    ::close(fd);
+    const std::string_view bytes(static_cast<const char*>(mapped), mapped == MAP_FAILED ? 0 : size);
+    // Only the binary reader is held to the mapping's end; the XML of
+    // earlier versions is read once, from a copy that ends in a NUL.
+    if (mapped == MAP_FAILED || !bytes.starts_with("bplist")) {
+        if (mapped != MAP_FAILED)
+            ::munmap(mapped, size);
+        auto copy = readRegularFile(file, limits.maxBytes);
+        if (!copy)
+            return copy.status();
+        return parsePlistChecked(*copy, limits);
+    }
+    auto document = parsePlistChecked(bytes, limits);
+    ::munmap(mapped, size);
+    return document;
+}
+
+} // namespace
 
 UserDefaults::UserDefaults(std::filesystem::path folder)
     : folder_(std::move(folder)), file_(folder_ / "defaults.plist") {
@@ -17,14 +64,15 @@ UserDefaults::UserDefaults(std::filesystem::path folder)
         return; // no file yet: an empty store
     Status why;
     constexpr PlistLimits limits = PlistLimits::ownFiles();
-    if (auto bytes = readRegularFile(file_, limits.maxBytes); !bytes) {
-        why = bytes.status();
-    } else if (auto doc = parsePlistChecked(*bytes, limits); !doc) {
+    if (auto doc = parseFile(file_, limits); !doc) {
         why = doc.status();
     } else if (!doc->root.dictionary()) {
         why = Status::failure(ErrorCode::Malformed, "not a dictionary");
     } else {
-        values_ = *doc->root.dictionary();
+        values_ = std::move(doc->root);
+        // A file of the XML days is written in binary at the next save,
+        // whether or not a value changed.
+        unsaved_ = doc->format != PlistFormat::Binary;
         return;
     }
     // Never write over what the user had: keep the file beside the new one.
@@ -58,7 +106,7 @@ void UserDefaults::registerDefaults(const PlistDictionary& defaults) {
 
 const PlistValue& UserDefaults::objectForKey(const std::string& key) const {
     static const PlistValue absent;
-    if (auto it = values_.find(key); it != values_.end())
+    if (auto it = held().find(key); it != held().end())
         return it->second;
     if (auto it = registered_.find(key); it != registered_.end())
         return it->second;
@@ -82,17 +130,17 @@ bool UserDefaults::setObject(const std::string& key, PlistValue value) {
 bool UserDefaults::setObjects(std::vector<std::pair<std::string, PlistValue>> values) {
     bool changed = false;
     for (auto& [key, value] : values) {
-        auto held = values_.find(key);
+        auto entry = held().find(key);
         if (value.isNull()) {
-            if (held != values_.end()) {
-                values_.erase(held);
+            if (entry != held().end()) {
+                held().erase(entry);
                 changed = true;
             }
-        } else if (held == values_.end()) {
-            values_.emplace(key, std::move(value));
+        } else if (entry == held().end()) {
+            held().emplace(key, std::move(value));
             changed = true;
-        } else if (!(held->second == value)) {
-            held->second = std::move(value);
+        } else if (!(entry->second == value)) {
+            entry->second = std::move(value);
             changed = true;
         }
     }
@@ -113,7 +161,7 @@ bool UserDefaults::synchronize() const {
     std::error_code ec;
     std::filesystem::create_directories(folder_, ec);
     if (Status written =
-            writePlistFile(file_, PlistValue(values_), PlistFormat::Xml, PlistLimits::ownFiles());
+            writePlistFile(file_, values_, PlistFormat::Binary, PlistLimits::ownFiles());
         !written) {
         log("The settings could not be written to " + file_.string() + ": " + written.message());
         unsaved_ = true;

@@ -11,8 +11,9 @@
 namespace slidebox::platform {
 
 /// The application's settings: property-list values by key, kept in one
-/// file, "defaults.plist" (an XML property list) in the given folder, by
-/// default $XDG_CONFIG_HOME/slidebox/ (~/.config/slidebox/).
+/// file, "defaults.plist" (a binary property list; one in XML, as earlier
+/// versions wrote it, is read and written in binary at the next save) in the
+/// given folder, by default $XDG_CONFIG_HOME/slidebox/ (~/.config/slidebox/).
 ///
 /// Registered defaults answer for keys the file doesn't hold and are never
 /// written. Every set that changes something writes the whole file
@@ -65,11 +66,16 @@ class UserDefaults {
   private:
     std::filesystem::path folder_;
     std::filesystem::path file_;
-    PlistDictionary values_;
+    // What the file holds: a dictionary, kept as a value so that it is
+    // written without a copy.
+    PlistValue values_ = PlistValue(PlistDictionary());
+    PlistDictionary& held() { return *values_.dictionary(); }
+    const PlistDictionary& held() const { return *values_.dictionary(); }
     PlistDictionary registered_;
     std::optional<std::filesystem::path> movedAside_;
     std::string notSavingReason_;
-    mutable bool unsaved_ = false; ///< the last write failed: the file is behind
+    /// The file is behind: the last write failed, or it is in the old XML form.
+    mutable bool unsaved_ = false;
 };
 
 } // namespace slidebox::platform

@@ -17,7 +17,7 @@ namespace {
 Paths imagesOf(const std::filesystem::path& folder) {
     auto record = iPhotoAlbumManager::initWithAlbumPath(folder);
     record->stopLookAtModificationDate();
-    return record->imagePaths().value_or(Paths{});
+    return record->imagePaths() ? record->imagePaths()->toPathList() : Paths{};
 }
 } // namespace
 

@@ -74,10 +74,11 @@ TEST(Record, RestoredWithoutTouchingTheDiskAndMissingKeysTolerated) {
     PlistDictionary dict{
         {"AM_AlbumPath", PlistValue("/no/such/library")},
         {"AM_AlbumDate", PlistValue(Date{1, 2})},
-        {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", "/x/2.jpg", "/x/3.jpg"})},
+        {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", 5, "/x/2.jpg", "/x/3.jpg"})},
         {"AM_defaultImageIndex", PlistValue(7)}};
     auto gone = iPhotoAlbumManager::initWithDictionary(dict);
-    EXPECT_EQ(gone->numberOfImage(), 3);     // the stored list stands until the first tick
+    // The stored list stands until the first tick; an item that is no path is left out.
+    EXPECT_EQ(gone->imagePaths(), (Paths{"/x/1.jpg", "/x/2.jpg", "/x/3.jpg"}));
     EXPECT_EQ(gone->defaultImageIndex(), 2); // 7 limited by 3 images
     EXPECT_EQ(gone->albumDate(), (Date{1, 2}));
     gone->stopLookAtModificationDate();

@@ -73,3 +73,28 @@ TEST(OwnSettings, ASetThatChangesNothingWritesNothing) {
     EXPECT_NE(inode(), first);
     EXPECT_EQ(UserDefaults(dir / "cfg").integerForKey("a"), 2);
 }
+
+TEST(OwnSettings, AnXmlFileOfEarlierVersionsReadsTheSameAndIsWrittenInBinaryAtTheNextSave) {
+    TempDir dir;
+    const PlistDictionary stored{
+        {"AM_photoAlbumDictionaries",
+         PlistArray{PlistDictionary{{"AM_AlbumPath", "/p/lib \xe9"},
+                                    {"AM_AlbumDate", Date{1700000000, 0}},
+                                    {"AM_ImagePaths", PlistArray{"/p/lib \xe9/Thumbs/1.jpg"}},
+                                    {"AM_defaultImageIndex", 0}}}},
+        {"AM_viewerCurrentPhotoManagerIndex", -1}};
+    const auto file = dir / "cfg" / "defaults.plist";
+    std::filesystem::create_directories(dir / "cfg");
+    ASSERT_TRUE(writePlistFile(file, PlistValue(stored), PlistFormat::Xml));
+    {
+        UserDefaults defaults(dir / "cfg");
+        for (const auto& [key, value] : stored)
+            EXPECT_EQ(defaults.objectForKey(key), value) << key;
+        // The same values again: no change, and still a save.
+        ASSERT_TRUE(defaults.setObjects({stored.begin(), stored.end()}));
+    }
+    const auto written = parsePlist(readWholeFile(file).value());
+    ASSERT_TRUE(written);
+    EXPECT_EQ(written->format, PlistFormat::Binary);
+    EXPECT_EQ(written->root, PlistValue(stored));
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/plist_value.h"
+
+namespace slidebox {
+
+/// A library's image paths in search order, held in one buffer: a list of
+/// thousands of stored paths is two allocations, and a path object is made
+/// only for the image that is asked for. Paths are byte strings, as stored.
+class ImagePathList {
+  public:
+    using Path = std::filesystem::path;
+
+    ImagePathList() = default;
+    /// The paths as they are, in order (implicit: a scan's result is one).
+    ImagePathList(const std::vector<Path>& paths);
+
+    /// The strings of a stored array, in order; an item that is no string
+    /// is left out.
+    static ImagePathList fromPlist(const platform::PlistArray& array);
+    /// The stored form: an array of strings.
+    platform::PlistArray toPlist() const;
+    std::vector<Path> toPathList() const;
+
+    std::size_t size() const { return ends_.size(); }
+    bool empty() const { return ends_.empty(); }
+    /// The bytes of the path at index, 0 .. size()-1.
+    std::string_view native(std::size_t index) const {
+        const std::size_t begin = index == 0 ? 0 : ends_[index - 1];
+        return std::string_view(chars_).substr(begin, ends_[index] - begin);
+    }
+    /// The path at index, 0 .. size()-1, made afresh.
+    Path operator[](std::size_t index) const { return Path(native(index)); }
+    void push_back(std::string_view path);
+
+    /// Walks the list as paths, each made as it is reached.
+    class const_iterator {
+      public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = Path;
+        using difference_type = std::ptrdiff_t;
+        using pointer = void;
+        using reference = Path;
+
+        const_iterator(const ImagePathList* list, std::size_t index) : list_(list), index_(index) {}
+        Path operator*() const { return (*list_)[index_]; }
+        const_iterator& operator++() {
+            ++index_;
+            return *this;
+        }
+        const_iterator operator++(int) { return {list_, index_++}; }
+        friend bool operator==(const const_iterator&, const const_iterator&) = default;
+
+      private:
+        const ImagePathList* list_;
+        std::size_t index_;
+    };
+    using iterator = const_iterator;
+    const_iterator begin() const { return {this, 0}; }
+    const_iterator end() const { return {this, size()}; }
+
+    friend bool operator==(const ImagePathList&, const ImagePathList&) = default;
+    friend bool operator==(const ImagePathList& list, const std::vector<Path>& paths);
+
+  private:
+    std::string chars_;             ///< every path's bytes, one after another
+    std::vector<std::size_t> ends_; ///< where each path ends in chars_
+};
+
+} // namespace slidebox

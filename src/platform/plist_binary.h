@@ -1,0 +1,31 @@
+#pragma once
+
+// The binary property-list encoding read into and written from PlistValue
+// directly, one allocation per string at most: the program's own settings
+// hold hundreds of thousands of image paths, read at every start. Used by
+// plist_file.cpp only.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/plist_value.h"
+#include "platform/status.h"
+
+namespace slidebox::platform::plist_binary {
+
+/// The value of binary bytes that passed plist_bounds::check. The same
+/// values as the XML reader gives: a one-entry {"$date-ns": integer} or
+/// {"$string-bytes": data} dictionary is turned back into its date or
+/// string, sets are read as arrays, null and UID objects as absent values.
+/// Malformed: a dictionary key that is not UTF-8 or stands twice, a date
+/// that is no number of seconds.
+Result<PlistValue> decode(std::string_view bytes);
+
+/// The binary bytes of a value: text as ASCII or UTF-16, a string that isn't
+/// plain UTF-8 text as {"$string-bytes": data}, a date the format can't hold
+/// exactly as {"$date-ns": integer}, an absent value as "". Nothing when a
+/// dictionary key is not UTF-8 (it could not be read back).
+std::optional<std::string> encode(const PlistValue& value);
+
+} // namespace slidebox::platform::plist_binary
