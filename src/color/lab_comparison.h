@@ -41,15 +41,18 @@ class GamutSink {
 };
 
 /// The rows of a Lab image, handed out band by band to a comparison that
-/// streams over them (twice: once for the statistics, once to paint).
+/// streams over them (twice: once for the statistics, once to paint). One
+/// thread at a time reads.
 class LabRows {
   public:
     virtual ~LabRows() = default;
     virtual std::uint32_t width() const = 0;
     virtual std::uint32_t height() const = 0;
-    /// Rows first .. first + count - 1 into rows, valid until the next
-    /// call. The reason when they can't be read.
-    virtual platform::Status read(std::uint32_t first, std::uint32_t count, LabView& rows) = 0;
+    /// Rows first .. first + count - 1 into rows, valid until the next read
+    /// into the same slot (0 or 1), so that one band can be worked on while
+    /// the next is read. The reason when they can't be read.
+    virtual platform::Status read(std::uint32_t first, std::uint32_t count, int slot,
+                                  LabView& rows) = 0;
 };
 
 /// Rows of a Lab bitmap already in memory.
@@ -58,7 +61,8 @@ class LabViewRows : public LabRows {
     explicit LabViewRows(const LabView& view) : view_(view) {}
     std::uint32_t width() const override { return view_.width; }
     std::uint32_t height() const override { return view_.height; }
-    platform::Status read(std::uint32_t first, std::uint32_t count, LabView& rows) override {
+    platform::Status read(std::uint32_t first, std::uint32_t count, int /*slot*/,
+                          LabView& rows) override {
         rows = view_.rows(first, count);
         return {};
     }
@@ -135,6 +139,15 @@ class LabComparison {
     static void setBeepHandler(std::function<void()> handler);
 
   private:
+    /// The second pass over LabRows into sink.
+    platform::Status paintBands(LabRows& own, LabRows& external, const MaskView* mask,
+                                GamutSink* sink) const;
+    /// The second pass over rows first..last - 1 of the views, on this
+    /// thread, into gamut (whose first row is that of the views).
+    void paintRows(const LabView& own, const LabView& external, const MaskView* mask,
+                   std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                   std::uint32_t last) const;
+
     ComparisonStatistics statistics_;
 };
 

@@ -84,7 +84,7 @@ struct PaintJob {
 
 // The second pass over rows [first, last) of a band: every pixel painted by
 // its own difference, with no patch logic.
-void paintRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
+void paintJobRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
     const float tol = job.tolerance;
     const float outDenominator = job.maxiDeltaE - tol;
     for (std::uint32_t y = first; y < last; ++y) {
@@ -136,6 +136,22 @@ std::uint8_t* LabComparison::testGamutImage(QImage* image, std::uint32_t width,
     return nullptr;
 }
 
+void LabComparison::paintRows(const LabView& own, const LabView& external, const MaskView* mask,
+                              std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                              std::uint32_t last) const {
+    const PaintJob job{own,
+                       external,
+                       mask,
+                       gamut,
+                       gamutRowBytes,
+                       PixelDelta{LabReader(own), LabReader(external),
+                                  deltaEKind == 0 ? nullptr : &ColorConversion::deltaE94WithC1},
+                       gamutTolerance,
+                       statistics_.maxiDeltaE,
+                       colors};
+    paintJobRows(job, first, last);
+}
+
 void LabComparison::paint(const LabView& own, const LabView& external, const MaskView* mask,
                           std::uint8_t* gamut, std::size_t gamutRowBytes) const {
     const PaintJob job{own,
@@ -153,7 +169,7 @@ void LabComparison::paint(const LabView& own, const LabView& external, const Mas
     const auto runRows = std::max<std::size_t>(1, kRunPixels / width);
     const unsigned threads = engine::threadsFor(std::size_t{own.height} * width, 2 * kRunPixels);
     engine::shareWork(own.height, runRows, threads, [&](std::size_t first, std::size_t last) {
-        paintRows(job, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last));
+        paintJobRows(job, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last));
     });
 }
 

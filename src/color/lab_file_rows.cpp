@@ -23,15 +23,17 @@ std::uint32_t LabFileRows::height() const {
     return static_cast<std::uint32_t>(reader_.height());
 }
 
-platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, LabView& rows) {
+platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, int slot,
+                                   LabView& rows) {
     const auto wanted = static_cast<std::int32_t>(count);
-    if (band_.isNull() || band_.height() < wanted) {
+    image::Bitmap& band = bands_[slot == 0 ? 0 : 1];
+    if (band.isNull() || band.height() < wanted) {
         auto made = image::Bitmap::allocate(reader_.width(), wanted, reader_.format());
         if (!made)
             return made.status();
-        band_ = std::move(made.value());
+        band = std::move(made.value());
     }
-    auto view = band_.view(image::makeRect(0, 0, reader_.width(), wanted));
+    auto view = band.view(image::makeRect(0, 0, reader_.width(), wanted));
     if (!view)
         return view.status();
     if (auto status = reader_.readRows(static_cast<std::int32_t>(first), *view); !status)

@@ -21,7 +21,8 @@ class LabFileRows : public LabRows {
     std::uint32_t width() const override;
     std::uint32_t height() const override;
     /// The reader's reason, naming the file, when the rows can't be read.
-    platform::Status read(std::uint32_t first, std::uint32_t count, LabView& rows) override;
+    platform::Status read(std::uint32_t first, std::uint32_t count, int slot,
+                          LabView& rows) override;
 
     LabFileRows(image::TiffReader reader, std::filesystem::path path)
         : reader_(std::move(reader)), path_(std::move(path)) {}
@@ -29,7 +30,7 @@ class LabFileRows : public LabRows {
   private:
     image::TiffReader reader_;
     std::filesystem::path path_; // named in the reasons of read()
-    image::Bitmap band_;         // the rows of the last read, grown as asked
+    image::Bitmap bands_[2];     // the rows of the last read into each slot, grown as asked
 };
 
 } // namespace slidebox::color
