@@ -10,7 +10,11 @@
 // of three runs of each (two of the script), the percentages, which must
 // be equal, and the ratios; the goal is at least 5 against the script.
 // The command itself (slidebox-cli beside this build, process start
-// included) is what is timed for the ratios.
+// included) is what is timed for the ratios. Also: the grade's work (its
+// time less that of a run refused at once) against the engine's own limit
+// for the grid (both worlds, one call each, on one core) divided by the
+// cores, goal at most 2; and the grade at --speed 10 against the
+// unthrottled one, goal at most 11.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
