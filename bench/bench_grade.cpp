@@ -10,7 +10,12 @@
 // of three runs of each (two of the script), the percentages, which must
 // be equal, and the ratios; the goal is at least 5 against the script.
 // The command itself (slidebox-cli beside this build, process start
-// included) is what is timed for the ratios.
+// included) is what is timed for the ratios. Also: the grade's work (its
+// time less that of a run refused at once) against the engine's own limit
+// for the grid (both worlds, one call each, on one core) divided by the
+// cores, goal at most 2; and the grade at --speed 10 against the
+// unthrottled one, goal at most 11.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +24,7 @@
 #include <fstream>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench_support.h"
@@ -98,6 +104,35 @@ float gamutOfFields(const fs::path& fields, OSType pcs) {
     });
 }
 
+// The engine's own limit for the grid: both worlds built, then all the
+// points through fromLab in one call and the answers through toLab in
+// another, on one core. Only the engine's calls are timed.
+double engineLimit(const fs::path& path) {
+    CMProfileRef profile = ProfileManager::profileRefForPath(path);
+    auto labPath = ProfileManager::pathOfGenericLabProfil();
+    CMProfileRef lab = labPath ? ProfileManager::profileRefForPath(*labPath) : nullptr;
+    CMWorldRef toLab, fromLab;
+    ColorWorld a, b;
+    if (!profile || !lab || a.initColorWorld(toLab, profile.get(), 3, 3, lab.get()) ||
+        b.initColorWorld(fromLab, lab.get(), 3, 3, profile.get()))
+        return -1.0;
+    std::vector<CMColor> grid;
+    for (int i = 0; i < 51; ++i)
+        for (int j = 0; j < 51; ++j)
+            for (int k = 0; k < 51; ++k) {
+                CMColor c{};
+                c.raw[0] = static_cast<std::uint16_t>(i * 1310);
+                c.raw[1] = static_cast<std::uint16_t>(j * 1310);
+                c.raw[2] = static_cast<std::uint16_t>(k * 1310);
+                grid.push_back(c);
+            }
+    return bench::bestOf(3, [&] {
+        std::vector<CMColor> colors = grid;
+        CWMatchColorRuns(*fromLab, colors, 1);
+        CWMatchColorRuns(*toLab, colors, 1);
+    });
+}
+
 std::string real(float value) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(value));
@@ -147,6 +182,19 @@ int main(int argc, char** argv) {
     for (std::string line; std::getline(out, line);)
         if (line.rfind("in-gamut-percentage: ", 0) == 0)
             cliValue = line.substr(21);
+    // The start-up of a run that is refused at once, and the throttled run.
+    const std::string refusedCommand = "'" + cli.string() +
+                                       "' icc grade /nonexistent.icc --gamut --absolute "
+                                       "--tolerance 1 > /dev/null 2>&1";
+    const double startTime = bench::bestOf(3, [&] { (void)std::system(refusedCommand.c_str()); });
+    const std::string slowCommand = "'" + cli.string() + "' icc grade '" + profile.string() +
+                                    "' --gamut --absolute --tolerance 1 --speed 10 > /dev/null";
+    const double slowTime = bench::bestOf(1, [&] {
+        if (std::system(slowCommand.c_str()) != 0)
+            std::fprintf(stderr, "icc grade --speed 10 failed\n");
+    });
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const double limit = engineLimit(profile) / cores;
     fs::remove(fields);
     fs::remove(printed);
 
@@ -163,6 +211,12 @@ int main(int argc, char** argv) {
         real(scripted) == cliValue && real(reference) == cliValue && real(graded) == cliValue;
     std::printf("numbers identical:              %s\n", same ? "yes" : "NO");
     std::printf("C++ one call a colour / icc grade ratio: %.2f\n", referenceTime / cliTime);
+    std::printf("refused run (start-up):         %.3f s\n", startTime);
+    std::printf("engine limit / %u cores:         %.3f s\n", cores, limit);
+    std::printf("icc grade --speed 10:           %.3f s\n", slowTime);
     bench::report("script, one call a colour", scriptTime, "icc grade", cliTime, 5.0, false);
+    bench::report("icc grade work (less start-up)", cliTime - startTime, "engine limit / cores",
+                  limit, 2.0);
+    bench::report("icc grade --speed 10", slowTime, "icc grade", cliTime, 11.0);
     return same ? 0 : 1;
 }

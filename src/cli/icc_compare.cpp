@@ -20,6 +20,7 @@
 #include "cli/json_out.h"
 #include "color/color_world.h"
 #include "color/gamut_file.h"
+#include "color/lab_file_rows.h"
 #include "image/image_file.h"
 
 namespace slidebox::cli {
@@ -90,8 +91,39 @@ std::optional<std::string> parse(const std::vector<std::string>& args, CompareOp
     return std::nullopt;
 }
 
-// One side's Lab bitmap in a world of its own: matched through its profile,
-// or the 16-bit Lab image that icc transform writes, read as it is.
+// One side of the comparison: the rows of a 16-bit Lab TIFF as icc
+// transform writes it, streamed from the file; else a Lab bitmap in a world
+// of its own, matched through its profile or read whole.
+struct Loaded {
+    std::unique_ptr<color::LabRows> rows;
+    std::unique_ptr<color::ColorWorld> world;
+};
+
+std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string& path, int& status);
+
+bool loadRows(const Side& side, const std::string& path, Loaded& loaded, int& status) {
+    if (side.source.empty() && image::imageFileKind(path) == image::ImageFileKind::Tiff) {
+        status = Failed;
+        auto opened = color::LabFileRows::open(path);
+        if (!opened) {
+            if (opened.status().code() == platform::ErrorCode::BadArgument)
+                failure(std::string(kCommand) + ": '" + path + "' is " + opened.status().message() +
+                        ": give --src-a or --src-b PROFILE");
+            else
+                failure(std::string(kCommand) + ": '" + path + "': " + opened.status().message());
+            return false;
+        }
+        loaded.rows = std::move(opened.value());
+        status = Done;
+        return true;
+    }
+    loaded.world = loadSide(side, path, status);
+    if (!loaded.world)
+        return false;
+    loaded.rows = std::make_unique<color::LabViewRows>(loaded.world->labView());
+    return true;
+}
+
 std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string& path,
                                             int& status) {
     if (!side.source.empty()) {
@@ -166,11 +198,9 @@ int iccCompare(const std::vector<std::string>& args) {
         return usageError(std::string(kCommand) + ": " + *problem);
 
     int status = Done;
-    auto worldA = loadSide(options.a, options.files[0], status);
-    if (!worldA)
-        return status;
-    auto worldB = loadSide(options.b, options.files[1], status);
-    if (!worldB)
+    Loaded a, b;
+    if (!loadRows(options.a, options.files[0], a, status) ||
+        !loadRows(options.b, options.files[1], b, status))
         return status;
 
     std::optional<image::Bitmap> mask;
@@ -189,20 +219,21 @@ int iccCompare(const std::vector<std::string>& args) {
         if (isatty(STDERR_FILENO))
             std::fputs("\a", stderr);
     });
-    worldA->setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
-    worldA->setAveragePatchColor(options.patches);
+    color::ColorWorld comparison;
+    comparison.initComparisonColors();
+    comparison.setDeltaEKindForLabBitmapComparison(options.cie94 ? 1 : 0);
+    comparison.setAveragePatchColor(options.patches);
 
     std::unique_ptr<color::GamutFile> gamut;
     if (options.files.size() == 3) {
-        const color::CMBitmap* labA = worldA->labBitmap();
         auto created =
-            color::GamutFile::create(options.files[2], static_cast<std::int32_t>(labA->width),
-                                     static_cast<std::int32_t>(labA->height));
+            color::GamutFile::create(options.files[2], static_cast<std::int32_t>(a.rows->width()),
+                                     static_cast<std::int32_t>(a.rows->height()));
         if (!created)
             return failure(std::string(kCommand) + ": " + created.status().message());
         gamut = std::move(created.value());
     }
-    if (auto compared = worldA->compareLabBitmaps(*worldB, options.tolerance,
+    if (auto compared = comparison.compareLabRows(*a.rows, *b.rows, options.tolerance,
                                                   mask ? &*mask : nullptr, gamut.get());
         !compared)
         return failure(std::string(kCommand) + ": " + compared.message());
@@ -210,7 +241,7 @@ int iccCompare(const std::vector<std::string>& args) {
         if (auto written = gamut->finish(); !written)
             return failure(std::string(kCommand) + ": " + written.message());
     }
-    printStatistics(*worldA, options.json);
+    printStatistics(comparison, options.json);
     return Done;
 }
 

@@ -56,10 +56,10 @@ std::unique_ptr<ColorWorld> ColorWorld::initColorWorldWithSrcProfil(
     CMProfileRef destinationRef =
         destination.empty() ? nullptr : ProfileManager::profileRefForPath(destination);
     if (sourceRef)
-        world->srcProfilePath_ = source;
+        world->chain_.sourcePath = source;
     if (destinationRef)
-        world->destProfilePath_ = destination;
-    const bool failed = world->initColorWorld(world->colorWorld_, sourceRef.get(), intentIn,
+        world->chain_.destinationPath = destination;
+    const bool failed = world->initColorWorld(world->chain_.world, sourceRef.get(), intentIn,
                                               intentOut, destinationRef.get(), options);
     world->initComparisonColors();
     // The engine's world keeps what it needs: the profiles close here.
@@ -115,43 +115,16 @@ ColorWorld::initColorWorldWithLinkProfil(const std::filesystem::path& link,
 bool ColorWorld::initColorWorld(CMWorldRef& place, const CMProfile* source, std::int32_t intentIn,
                                 std::int32_t intentOut, const CMProfile* destination,
                                 const CMWorldOptions& options) {
-    dataColorSpaceIn_ = 0;
-    dataColorSpaceOut_ = 0;
-    if (!source)
-        return true;
-
-    std::vector<ProfileSetEntry> set{{source, intentIn, TransformTag::DeviceToPCS}};
-    // Opened and closed here, after the engine has built the world; the
-    // source and the destination belong to the caller.
-    CMProfileRef genericLab;
-    if (destination) {
-        if (intentIn != intentOut) {
-            // Two intents meet in Lab: the source leaves with its own, the
-            // destination is reached from Lab with the other.
-            if (auto path = ProfileManager::pathOfGenericLabProfil())
-                genericLab = ProfileManager::profileRefForPath(*path);
-            if (!genericLab)
-                return true;
-            set.push_back({genericLab.get(), intentOut, TransformTag::DeviceToPCS});
-        }
-        set.push_back({destination, intentOut, TransformTag::PCSToDevice});
-    }
-
-    for (std::size_t i = 0; i < set.size(); ++i)
-        getProfilInfos(*set[i].profile, i == 0 ? dataColorSpaceIn_ : dataColorSpaceOut_);
-
-    place = NCWConcatColorWorld(set, options);
-    bitmapWorld_ = place ? NCWNewBitmapWorld(*place, set, options) : nullptr;
+    place = chain_.build(source, intentIn, intentOut, destination, options);
     return !place;
 }
 
 void ColorWorld::getProfilInfos(const CMProfile& profile, OSType& space) {
-    if (auto header = CMGetProfileHeader(profile))
-        space = header->dataColorSpace;
+    ColorChain::readSpace(profile, space);
 }
 
 void ColorWorld::disposeColorWorld() {
-    colorWorld_.reset();
+    chain_.world.reset();
 }
 
 void ColorWorld::setCompletionHandler(std::shared_ptr<CompletionHandler> handler) {
@@ -161,11 +134,7 @@ void ColorWorld::setCompletionHandler(std::shared_ptr<CompletionHandler> handler
 }
 
 bool ColorWorld::matchColor(CMColor& color) const {
-    if (!colorWorld_ || !CWMatchColors(*colorWorld_, std::span<CMColor>(&color, 1))) {
-        platform::log("Error in matchColor: (CWMatchColors) of ColorWorld");
-        return false;
-    }
-    return true;
+    return chain_.matchColor(color);
 }
 
 bool ColorWorld::matchColors(CMColor* colors, std::int32_t count) const {
@@ -181,37 +150,155 @@ bool ColorWorld::matchColors(CMColor* colors, std::int32_t count) const {
 }
 
 void ColorWorld::initComparisonColors() {
-    comparison_ = {bytesOf(kInGamutLow), bytesOf(kInGamutLimit), bytesOf(kOutGamutLimit),
-                   bytesOf(kOutGamutHigh), bytesOf(kNonCompared)};
+    comparison_.colors = {bytesOf(kInGamutLow), bytesOf(kInGamutLimit), bytesOf(kOutGamutLimit),
+                          bytesOf(kOutGamutHigh), bytesOf(kNonCompared)};
 }
 
 void ColorWorld::setInGamutColors(const ColorValue& color, const ColorValue& limitColor) {
-    comparison_.inGamutLowRGB = bytesOf(color);
-    comparison_.inGamutLimitRGB = bytesOf(limitColor);
+    comparison_.colors.inGamutLowRGB = bytesOf(color);
+    comparison_.colors.inGamutLimitRGB = bytesOf(limitColor);
 }
 
 void ColorWorld::setOutGamutColors(const ColorValue& color, const ColorValue& limitColor) {
-    comparison_.outGamutHighRGB = bytesOf(color);
-    comparison_.outGamutLimitRGB = bytesOf(limitColor);
+    comparison_.colors.outGamutHighRGB = bytesOf(color);
+    comparison_.colors.outGamutLimitRGB = bytesOf(limitColor);
 }
 
 void ColorWorld::setNonComparedColor(const ColorValue& color) {
-    comparison_.nonComparedRGB = bytesOf(color);
+    comparison_.colors.nonComparedRGB = bytesOf(color);
 }
 
 void ColorWorld::getInGamutColors(ColorValue* color, ColorValue* limitColor) const {
     if (color)
-        *color = colorOf(comparison_.inGamutLowRGB);
+        *color = colorOf(comparison_.colors.inGamutLowRGB);
     if (limitColor)
-        *limitColor = colorOf(comparison_.inGamutLimitRGB);
+        *limitColor = colorOf(comparison_.colors.inGamutLimitRGB);
 }
 
 void ColorWorld::getOutGamutColors(ColorValue* color, ColorValue* limitColor) const {
     if (color)
-        *color = colorOf(comparison_.outGamutHighRGB);
+        *color = colorOf(comparison_.colors.outGamutHighRGB);
     if (limitColor)
-        *limitColor = colorOf(comparison_.outGamutLimitRGB);
+        *limitColor = colorOf(comparison_.colors.outGamutLimitRGB);
 }
+
+// --- Bitmap matching: the tiled matcher, with the state of one call ---
+
+bool ColorWorld::matchSourceImageRep(const image::Bitmap& source, image::Bitmap* destination) {
+    return logged(matchImage(source, destination));
+}
+
+platform::Status ColorWorld::matchImage(const image::Bitmap& source, image::Bitmap* destination) {
+    const TileMatchSetup setup{chain_.bitmapWorld.get(), chain_.spaceIn, chain_.spaceOut,
+                               completionHandler_.get(), tilePixelLimit_};
+    image::Bitmap lab;
+    TileMatchOutcome outcome = matchTiles(setup, source, destination, lab);
+    refusalLogLine_ = outcome.logLine;
+    if (!outcome.logLine) { // the walk began: its tile size stands
+        tileSizeWidth_ = outcome.tileSizeWidth;
+        tileSizeHeight_ = outcome.tileSizeHeight;
+    }
+    if (!destination && outcome.status) {
+        lab_ = std::move(lab);
+        labSigned_ = false;
+        labRecord_ = cmBitmapOf(lab_, cmLab48Space, 48);
+    } else if (!destination && !outcome.logLine) {
+        releaseLabBitmap(); // no memory: nothing is left of the Lab bitmap
+    }
+    return outcome.status;
+}
+
+const CMBitmap* ColorWorld::labBitmap() const {
+    return lab_.isNull() ? nullptr : &labRecord_;
+}
+
+LabView ColorWorld::labView() const {
+    return LabView::of(lab_, labSigned_);
+}
+
+bool ColorWorld::setLabBitmap(image::Bitmap lab, bool abSigned) {
+    if (!LabView::of(lab).pixels || lab.rowBytes() > 0xFFFFFFFFu)
+        return false;
+    lab_ = std::move(lab);
+    labSigned_ = abSigned;
+    labRecord_ = cmBitmapOf(lab_, abSigned ? cmLab48SignedABSpace : cmLab48Space, 48);
+    return true;
+}
+
+void ColorWorld::releaseLabBitmap() {
+    lab_ = image::Bitmap();
+    labRecord_ = CMBitmap();
+}
+
+void ColorWorld::releaseMemory() {
+    releaseLabBitmap();
+}
+
+platform::Status ColorWorld::refuse(const char* logLine, platform::ErrorCode code,
+                                    std::string reason) {
+    refusalLogLine_ = logLine;
+    return platform::Status::failure(code, std::move(reason));
+}
+
+bool ColorWorld::logged(const platform::Status& status) {
+    if (!status && refusalLogLine_)
+        platform::log(refusalLogLine_);
+    refusalLogLine_ = nullptr;
+    return status.ok();
+}
+
+// --- Profile grading, class operations forwarded to its unit ---
+
+float ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(const std::filesystem::path& path,
+                                                          float* maxDeltaE) {
+    return ProfileGrading::testProfile(path, true, true, 0.0f, maxDeltaE);
+}
+
+float ColorWorld::bijectivityAverageDeltaEForPerceptualMode(const std::filesystem::path& path,
+                                                            float* maxDeltaE) {
+    return ProfileGrading::testProfile(path, true, false, 0.0f, maxDeltaE);
+}
+
+float ColorWorld::inAbsoluteGamutPercentage(const std::filesystem::path& path, float tolerance) {
+    return ProfileGrading::testProfile(path, false, true, tolerance, nullptr);
+}
+
+float ColorWorld::inPerceptualGamutPercentage(const std::filesystem::path& path, float tolerance) {
+    return ProfileGrading::testProfile(path, false, false, tolerance, nullptr);
+}
+
+platform::Status ColorWorld::gradeRefusal(const std::filesystem::path& path, bool qualityTest) {
+    return ProfileGrading::gradeRefusal(path, qualityTest);
+}
+
+float ColorWorld::testProfile(const std::filesystem::path& path, bool qualityTest, bool absolute,
+                              float tolerance, float* maxiDeltaE) {
+    return ProfileGrading::testProfile(path, qualityTest, absolute, tolerance, maxiDeltaE);
+}
+
+float ColorWorld::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromLab, OSType space,
+                                      OSType pcs, float* maxiDeltaE) {
+    return ProfileGrading::getProfileQualityOf(toLab, fromLab, space, pcs, maxiDeltaE);
+}
+
+float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, OSType /*space*/,
+                                 OSType pcs, float tolerance) {
+    return ProfileGrading::getGamutAreaOf(toLab, fromLab, pcs, tolerance);
+}
+
+void ColorWorld::setSpeedCalculation(float percent) {
+    ProfileGrading::setSpeedCalculation(percent);
+}
+
+float ColorWorld::speedCalculation() {
+    return ProfileGrading::speedCalculation();
+}
+
+void ColorWorld::setThrottleClock(ThrottleClock* clock) {
+    ProfileGrading::setThrottleClock(clock);
+}
+
+// --- Colours ---
 
 ColorValue ColorWorld::checkColorSpace(const ColorValue& color) {
     const ColorSpaceName space = color.colorSpaceName();

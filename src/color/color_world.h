@@ -7,81 +7,28 @@
 #include <optional>
 
 #include "color/cm_color.h"
+#include "color/color_chain.h"
 #include "color/color_conversion.h"
 #include "color/color_value.h"
 #include "color/colorsync.h"
+#include "color/lab_comparison.h"
+#include "color/profile_grading.h"
 #include "color/throttle_clock.h"
+#include "color/tile_matcher.h"
 #include "image/bitmap.h"
-#include "image/zol_rect.h"
 #include "platform/status.h"
 
 class QImage;
 
 namespace slidebox::color {
 
-/// Told how far a long match has come, as a percentage 0..100.
-class CompletionHandler {
-  public:
-    virtual ~CompletionHandler() = default;
-    virtual void setAmountOfCompletion(std::int32_t percent) = 0;
-};
-
-/// This system's record around a CMBitmap: how the rep it describes keeps
-/// its pixels, and whether image is this record's own allocation.
-struct CMBitmapMemory {
-    bool isPlanar = false;
-    bool hasAlpha = false;
-    bool ownBitmap = false; ///< image is owned (in ownedImage) rather than the rep's
-    CMBitmap cmBitmap;
-    std::unique_ptr<std::uint8_t[]> ownedImage;
-    image::Bitmap ownedRep; ///< or a bitmap handed over whole (setLabBitmap)
-};
-
-/// The layout code of a Lab bitmap kept as a CIELab file keeps it: three
-/// 16-bit samples, L as the field, a and b as the field less 32768, signed.
-/// A comparison reads it as it reads cmLab48Space, so that a file mapped
-/// into memory needs no decoding pass.
-inline constexpr std::uint32_t cmLab48SignedABSpace = 0x12908;
-
-/// The three bytes of a colour as a comparison paints it.
-struct RGB8 {
-    std::uint8_t red = 0, green = 0, blue = 0;
-    bool operator==(const RGB8&) const = default;
-};
-
-/// "W×H", for the reasons that name sizes.
-std::string sizeText(std::int64_t width, std::int64_t height);
-
-/// The colours a Lab bitmap comparison paints with, as bytes: the two ends
-/// of the in-gamut ramp, the two ends of the out-of-gamut ramp, and the
-/// pixels left out of the comparison.
-struct ComparisonColors {
-    RGB8 inGamutLowRGB;    ///< difference 0
-    RGB8 inGamutLimitRGB;  ///< just below the tolerance
-    RGB8 outGamutLimitRGB; ///< at the tolerance
-    RGB8 outGamutHighRGB;  ///< at the largest difference
-    RGB8 nonComparedRGB;   ///< masked out
-};
-
-/// Takes a gamut image band by band as a comparison paints it, for a
-/// caller that writes a large one without holding it whole.
-class GamutSink {
-  public:
-    virtual ~GamutSink() = default;
-    /// count rows of 3 bytes a pixel (red, green, blue), rowBytes apart,
-    /// the next rows of the image from the top. rows is null (and count 0)
-    /// when no memory was left for painting. False stops the painting.
-    virtual bool writeRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t count) = 0;
-};
-
 /// One colour world: a transform through a chain of one to three ICC
 /// profiles with rendering intents, and the single colours matched through
 /// it. The colour arithmetic of ColorConversion is part of its class
-/// operations.
-///
-/// The chain: the source alone (device to PCS); source and destination
-/// when both intents agree; else source, the generic Lab profile with the
-/// second intent, then the destination, so that two intents meet in Lab.
+/// operations. A façade over four units: the chain (ColorChain), the tiled
+/// matcher (matchTiles), the Lab comparison with its gamut painter
+/// (LabComparison) and the profile grading with its throttle
+/// (ProfileGrading).
 ///
 /// Paths: an empty path stands for an absent one.
 class ColorWorld : public ColorConversion {
@@ -148,15 +95,17 @@ class ColorWorld : public ColorConversion {
     }
 
     /// Path of the source, when it opened.
-    const std::optional<std::filesystem::path>& srcProfilePath() const { return srcProfilePath_; }
+    const std::optional<std::filesystem::path>& srcProfilePath() const { return chain_.sourcePath; }
     /// Path of the destination, when it opened.
-    const std::optional<std::filesystem::path>& destProfilePath() const { return destProfilePath_; }
+    const std::optional<std::filesystem::path>& destProfilePath() const {
+        return chain_.destinationPath;
+    }
     /// Data colour space of the chain's first profile; 0 until read.
-    OSType dataColorSpaceIn() const { return dataColorSpaceIn_; }
+    OSType dataColorSpaceIn() const { return chain_.spaceIn; }
     /// Data colour space of the chain's last profile; 0 for a one-profile chain.
-    OSType dataColorSpaceOut() const { return dataColorSpaceOut_; }
+    OSType dataColorSpaceOut() const { return chain_.spaceOut; }
     /// The world; null once disposed or never built.
-    const CMWorld* cwRef() const { return colorWorld_.get(); }
+    const CMWorld* cwRef() const { return chain_.world.get(); }
 
     /// Matches one colour in place. False (and a line in the log) when the
     /// engine refuses it or there is no world; the colour is then unchanged.
@@ -176,7 +125,7 @@ class ColorWorld : public ColorConversion {
     void getInGamutColors(ColorValue* color, ColorValue* limitColor) const;
     void getOutGamutColors(ColorValue* color, ColorValue* limitColor) const;
     /// The bytes a comparison paints with.
-    const ComparisonColors& comparisonColors() const { return comparison_; }
+    const ComparisonColors& comparisonColors() const { return comparison_.colors; }
 
     /// An RGB colour as it is; any other in calibrated RGB.
     static ColorValue checkColorSpace(const ColorValue& color);
@@ -222,6 +171,13 @@ class ColorWorld : public ColorConversion {
     /// rowBytes. Else a beep, a log line and null.
     static std::uint8_t* testGamutImage(QImage* image, const CMBitmap& bitmap,
                                         std::int32_t& rowBytes);
+    /// The same comparison streaming over two Lab images band by band, so
+    /// that neither is held whole: this object's settings and statistics,
+    /// no Lab bitmap of its own needed. BadArgument when the two differ in
+    /// size or the mask doesn't cover them; a side's reason when it can't
+    /// be read.
+    platform::Status compareLabRows(LabRows& own, LabRows& external, float tolerance,
+                                    const image::Bitmap* mask, GamutSink* sink);
     /// Same pixelSize, rowBytes, width and height.
     static bool sameLabBitmap(const CMBitmap& a, const CMBitmap& b);
     /// Measures a patch from its top-left mask byte: zero bytes rightwards,
@@ -238,20 +194,22 @@ class ColorWorld : public ColorConversion {
     /// What sounds a beep; nothing until the application sets it.
     static void setBeepHandler(std::function<void()> handler);
 
-    void setDeltaEKindForLabBitmapComparison(std::int32_t kind) { deltaEKind_ = kind; }
-    std::int32_t deltaEKindForLabBitmapComparison() const { return deltaEKind_; }
-    void setAveragePatchColor(bool on) { averagePatchColor_ = on; }
-    bool averagePatchColor() const { return averagePatchColor_; }
-    float gamutTolerance() const { return gamutTolerance_; }
-    float averageDeltaE() const { return averageDeltaE_; }
-    float maxiDeltaE() const { return maxiDeltaE_; }
-    float miniDeltaE() const { return miniDeltaE_; }
-    float inGamutPixelsPercentage() const { return inGamutPixelsPercentage_; }
+    void setDeltaEKindForLabBitmapComparison(std::int32_t kind) { comparison_.deltaEKind = kind; }
+    std::int32_t deltaEKindForLabBitmapComparison() const { return comparison_.deltaEKind; }
+    void setAveragePatchColor(bool on) { comparison_.averagePatchColor = on; }
+    bool averagePatchColor() const { return comparison_.averagePatchColor; }
+    float gamutTolerance() const { return comparison_.gamutTolerance; }
+    float averageDeltaE() const { return comparison_.statistics().averageDeltaE; }
+    float maxiDeltaE() const { return comparison_.statistics().maxiDeltaE; }
+    float miniDeltaE() const { return comparison_.statistics().miniDeltaE; }
+    float inGamutPixelsPercentage() const {
+        return comparison_.statistics().inGamutPixelsPercentage;
+    }
     /// Pixels (or patches) the last comparison counted.
-    std::uint32_t comparedCount() const { return compared_; }
+    std::uint32_t comparedCount() const { return comparison_.statistics().compared; }
     /// Whether the last comparison found no difference: maxiDeltaE at most
     /// 0.09999999 (not 0.1, not 0).
-    bool noDifference() const { return static_cast<double>(maxiDeltaE_) <= 0.09999999; }
+    bool noDifference() const { return comparison_.statistics().noDifference(); }
 
     /// Matches a whole bitmap through the world in tiles of at most one
     /// million pixels into destination, of the same size; with no
@@ -268,6 +226,8 @@ class ColorWorld : public ColorConversion {
     platform::Status matchImage(const image::Bitmap& source, image::Bitmap* destination);
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
+    /// The same as the comparison reads it; empty when there is none.
+    LabView labView() const;
     /// Takes lab, 16-bit packed Lab without alpha (the fields of
     /// CMLabColor, or with abSigned a and b less 32768 as a CIELab file
     /// keeps them), as the Lab bitmap, in place of one a match would make:
@@ -278,9 +238,7 @@ class ColorWorld : public ColorConversion {
     /// Frees the tile buffers and the Lab bitmap.
     void releaseMemory();
 
-    /// The tile loop's state, visible for tests.
-    const CMBitmapMemory& bitmapIn() const { return bitmapIn_; }
-    const CMBitmapMemory& bitmapOut() const { return bitmapOut_; }
+    /// The tile size of the last match, visible for tests.
     std::int32_t tileSizeWidth() const { return tileSizeWidth_; }
     std::int32_t tileSizeHeight() const { return tileSizeHeight_; }
     /// The most pixels of a tile with a destination, one million unless a
@@ -342,58 +300,28 @@ class ColorWorld : public ColorConversion {
     platform::Status refuse(const char* logLine, platform::ErrorCode code, std::string reason);
     /// Writes the log line of the last refusal and returns status.ok().
     bool logged(const platform::Status& status);
-    /// Steps of both comparison entries after the image test: stores the
-    /// tolerance, checks the bitmaps and the mask (the reason why not),
-    /// fills maskBitmap from mask.
-    platform::Status prepareComparison(const ColorWorld& other, float tolerance,
-                                       const image::Bitmap* mask, CMBitmap& maskBitmap);
-    /// The second pass over rows first..last - 1, into gamut (row first).
-    void paintGamut(const CMBitmap& own, const CMBitmap& external, const CMBitmap* mask,
-                    std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
-                    std::uint32_t last) const;
-    platform::Status matchImageReps();
-    platform::Status allocAndInitDatas();
-    void allocCMBitmapMemory(CMBitmapMemory& memory, const image::Bitmap& rep, OSType space);
-    void allocCMBitmapMemoryWithLabBitmap(CMBitmapMemory& memory);
-    void inRect();
-    void outRect();
-    void matchBitmaps();
-    bool nextRect();
-    static void releaseCMBitmapMemory(CMBitmapMemory& memory);
+    /// Steps of the comparison entries after the image test: stores the
+    /// tolerance, checks the sizes and the mask (the reason why not), fills
+    /// maskView from mask.
+    platform::Status prepareComparison(std::uint32_t width, std::uint32_t height, float tolerance,
+                                       const image::Bitmap* mask, MaskView& maskView);
+    void releaseLabBitmap();
 
     static std::unique_ptr<ColorWorld> withHandler(std::unique_ptr<ColorWorld> world,
                                                    std::shared_ptr<CompletionHandler> handler);
 
-    // Bitmap matching and the Lab comparison add their buffers, tiles and
-    // statistics beside these; the world and the spaces are what they use.
-    CMWorldRef colorWorld_;
-    OSType dataColorSpaceIn_ = 0;
-    OSType dataColorSpaceOut_ = 0;
-    std::optional<std::filesystem::path> srcProfilePath_;
-    std::optional<std::filesystem::path> destProfilePath_;
-    ComparisonColors comparison_;
+    ColorChain chain_;
     std::shared_ptr<CompletionHandler> completionHandler_;
-    // Bitmap matching: the chain kept for bitmaps, the two reps of the
-    // match under way, their tile records and the tile.
-    CMBitmapWorldRef bitmapWorld_;
-    const image::Bitmap* repIn_ = nullptr;
-    image::Bitmap* repOut_ = nullptr;
-    CMBitmapMemory bitmapIn_;
-    CMBitmapMemory bitmapOut_;
-    image::ZOL_Rect datasRect_;
+    LabComparison comparison_;
+    // The Lab bitmap of the last match in Lab mode (or one handed over),
+    // and the engine's record of it that labBitmap() gives out.
+    image::Bitmap lab_;
+    bool labSigned_ = false;
+    CMBitmap labRecord_;
     std::int32_t tileSizeWidth_ = 0;
     std::int32_t tileSizeHeight_ = 0;
     float tilePixelLimit_ = 1000000.0f;
     const char* refusalLogLine_ = nullptr;
-    // The Lab comparison's settings and statistics.
-    std::int32_t deltaEKind_ = 0;
-    bool averagePatchColor_ = false;
-    float gamutTolerance_ = 0.0f;
-    float averageDeltaE_ = 0.0f;
-    float maxiDeltaE_ = 0.0f;
-    float miniDeltaE_ = 0.0f;
-    float inGamutPixelsPercentage_ = 0.0f;
-    std::uint32_t compared_ = 0;
 };
 
 } // namespace slidebox::color

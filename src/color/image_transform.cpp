@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <optional>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -149,16 +151,30 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
         static_cast<float>(request.tilePixels))
         tileHeight =
             std::max(1, static_cast<std::int32_t>(static_cast<double>(request.tilePixels) / width));
-    image::Bitmap outTile;
+    // Two destination tiles: one is written to the file on a helper thread
+    // while the next is matched into the other.
+    image::Bitmap outTiles[2];
     if (!labMode) {
-        auto allocated = image::Bitmap::allocate(width, tileHeight, outFormat);
-        if (!allocated)
-            return allocated.status();
-        outTile = std::move(allocated.value());
+        for (image::Bitmap& outTile : outTiles) {
+            auto allocated = image::Bitmap::allocate(width, tileHeight, outFormat);
+            if (!allocated)
+                return allocated.status();
+            outTile = std::move(allocated.value());
+        }
     }
-
     std::optional<image::TiffWriter> writer;
-    for (std::int32_t y = 0; y < height; y += tileHeight) {
+    // After the writer: ended (its write waited for) before the writer.
+    std::future<platform::Status> writing;
+    const auto written = [&]() -> Status {
+        if (!writing.valid())
+            return {};
+        auto status = writing.get();
+        if (!status)
+            return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        return {};
+    };
+
+    for (std::int32_t y = 0, k = 0; y < height; y += tileHeight, ++k) {
         const std::int32_t rows = std::min(tileHeight, height - y);
         auto in = source.tile(y, rows);
         if (!in)
@@ -175,7 +191,7 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
                 return wrapped.status();
             out = std::move(wrapped.value());
         } else {
-            auto view = outTile.view(image::makeRect(0, 0, width, rows));
+            auto view = outTiles[k % 2].view(image::makeRect(0, 0, width, rows));
             if (!view)
                 return view.status();
             out = std::move(view.value());
@@ -199,8 +215,24 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
                                        quoted(output) + ": " + created.status().message());
             writer.emplace(std::move(created.value()));
         }
-        if (auto status = writer->writeRows(out); !status)
-            return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        if (auto status = written(); !status)
+            return status;
+        if (labMode) {
+            // The Lab bitmap is the world's, made again by the next match.
+            if (auto status = writer->writeRows(out); !status)
+                return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        } else {
+            auto write = [&writer, tile = std::move(out)] { return writer->writeRows(tile); };
+            try {
+                writing = std::async(std::launch::async, std::move(write));
+            } catch (const std::system_error&) { // no thread: written here
+                auto tile = outTiles[k % 2].view(image::makeRect(0, 0, width, rows));
+                if (!tile)
+                    return tile.status();
+                if (auto status = writer->writeRows(*tile); !status)
+                    return Status::failure(status.code(), quoted(output) + ": " + status.message());
+            }
+        }
         if (progress) {
             const bool last = y + rows >= height;
             progress->setAmountOfCompletion(
@@ -208,6 +240,8 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
                      : static_cast<std::int32_t>(100.0 * (static_cast<double>(y + rows) / height)));
         }
     }
+    if (auto status = written(); !status)
+        return status;
     if (auto status = writer->finish(); !status)
         return Status::failure(status.code(), quoted(output) + ": " + status.message());
     return {};

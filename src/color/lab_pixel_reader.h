@@ -10,7 +10,7 @@
 
 #include "color/cm_color.h"
 #include "color/color_conversion.h"
-#include "color/color_world.h"
+#include "color/lab_view.h"
 
 namespace slidebox::color::lab_pixels {
 
@@ -50,11 +50,10 @@ struct LabReader {
     const float* ab;
     std::uint16_t abFlip; // 0x8000 for a and b kept signed
 
-    explicit LabReader(const CMBitmap& bitmap)
+    explicit LabReader(const LabView& view)
         : L(labTables().L.data()),
-          ab(bitmap.space == cmLab48SignedABSpace ? labTables().abSigned.data()
-                                                  : labTables().ab.data()),
-          abFlip(bitmap.space == cmLab48SignedABSpace ? 0x8000 : 0) {}
+          ab(view.abSigned ? labTables().abSigned.data() : labTables().ab.data()),
+          abFlip(view.abSigned ? 0x8000 : 0) {}
 
     // The pixel as a colour record; the fourth field stays 0.
     CMColor colour(const std::uint8_t* pixel) const {

@@ -314,9 +314,10 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
     // The plain loop, one deltaEWithC1 (or deltaE94WithC1) a pixel and
     // a running sum in single precision: the comparison must give exactly
     // these numbers, however it decodes the fields and shares the work. A
-    // small bitmap, and one large enough for the first pass's two threads,
-    // under a mask that leaves every seventh pixel out.
-    for (auto [width, height] : {std::pair{97u, 13u}, std::pair{700u, 400u}}) {
+    // small bitmap, and one of more than one band (the next band's
+    // differences worked out while the last is summed), under a mask that
+    // leaves every seventh pixel out.
+    for (auto [width, height] : {std::pair{97u, 13u}, std::pair{1000u, 600u}}) {
         LabImage a(width, height), b(width, height);
         scatter(a, 1);
         scatter(b, 2);

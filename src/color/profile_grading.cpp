@@ -10,7 +10,10 @@
 #include <cstring>
 #include <vector>
 
-#include "color/color_world.h"
+#include "color/profile_grading.h"
+
+#include "color/color_chain.h"
+#include "color/color_conversion.h"
 #include "color/image_transform.h"
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
@@ -147,48 +150,30 @@ class AlikeColors {
 float differenceOf(CMColor c1, CMColor c2, OSType pcs) {
     if (pcs == cmXYZData) {
         CMColor lab1, lab2;
-        ColorWorld::CMXYZ(c1, lab1);
-        ColorWorld::CMXYZ(c2, lab2);
+        ColorConversion::CMXYZ(c1, lab1);
+        ColorConversion::CMXYZ(c2, lab2);
         c1 = lab1;
         c2 = lab2;
     }
-    return ColorWorld::deltaEWithC1(c1, c2);
+    return ColorConversion::deltaEWithC1(c1, c2);
 }
 
 } // namespace
 
-void ColorWorld::setSpeedCalculation(float percent) {
+void ProfileGrading::setSpeedCalculation(float percent) {
     gSpeedCalculation.store(percent > 100.0f ? 100.0f : (percent < 10.0f ? 10.0f : percent));
 }
 
-float ColorWorld::speedCalculation() {
+float ProfileGrading::speedCalculation() {
     return gSpeedCalculation.load();
 }
 
-void ColorWorld::setThrottleClock(ThrottleClock* clock) {
+void ProfileGrading::setThrottleClock(ThrottleClock* clock) {
     gThrottleClock.store(clock);
 }
 
-float ColorWorld::bijectivityAverageDeltaEForAbsoluteMode(const std::filesystem::path& path,
-                                                          float* maxDeltaE) {
-    return testProfile(path, true, true, 0.0f, maxDeltaE);
-}
-
-float ColorWorld::bijectivityAverageDeltaEForPerceptualMode(const std::filesystem::path& path,
-                                                            float* maxDeltaE) {
-    return testProfile(path, true, false, 0.0f, maxDeltaE);
-}
-
-float ColorWorld::inAbsoluteGamutPercentage(const std::filesystem::path& path, float tolerance) {
-    return testProfile(path, false, true, tolerance, nullptr);
-}
-
-float ColorWorld::inPerceptualGamutPercentage(const std::filesystem::path& path, float tolerance) {
-    return testProfile(path, false, false, tolerance, nullptr);
-}
-
-float ColorWorld::testProfile(const std::filesystem::path& path, bool qualityTest, bool absolute,
-                              float tolerance, float* maxiDeltaE) {
+float ProfileGrading::testProfile(const std::filesystem::path& path, bool qualityTest,
+                                  bool absolute, float tolerance, float* maxiDeltaE) {
     CMProfileRef profile = ProfileManager::profileRefForPath(path);
     const auto labPath = ProfileManager::pathOfGenericLabProfil();
     CMProfileRef lab = labPath ? ProfileManager::profileRefForPath(*labPath) : nullptr;
@@ -199,12 +184,14 @@ float ColorWorld::testProfile(const std::filesystem::path& path, bool qualityTes
     CMWorldRef toLab, fromLab;
     bool failed = false;
     {
-        ColorWorld scratch;
-        failed |= scratch.initColorWorld(toLab, profile.get(), intent, intent, lab.get());
+        ColorChain scratch;
+        toLab = scratch.build(profile.get(), intent, intent, lab.get());
+        failed |= !toLab;
     }
     {
-        ColorWorld scratch;
-        failed |= scratch.initColorWorld(fromLab, lab.get(), intent, intent, profile.get());
+        ColorChain scratch;
+        fromLab = scratch.build(lab.get(), intent, intent, profile.get());
+        failed |= !fromLab;
     }
     OSType space = 0, pcs = 0;
     if (!profile || !lab || failed) {
@@ -224,11 +211,11 @@ float ColorWorld::testProfile(const std::filesystem::path& path, bool qualityTes
     if (failed || !toLab || !fromLab)
         return -1.0f;
     return qualityTest ? getProfileQualityOf(*toLab, *fromLab, space, pcs, maxiDeltaE)
-                       : getGamutAreaOf(*toLab, *fromLab, space, pcs, tolerance);
+                       : getGamutAreaOf(*toLab, *fromLab, pcs, tolerance);
 }
 
-float ColorWorld::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromLab, OSType space,
-                                      OSType pcs, float* maxiDeltaE) {
+float ProfileGrading::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromLab,
+                                          OSType space, OSType pcs, float* maxiDeltaE) {
     Throttle throttle;
     if (maxiDeltaE)
         *maxiDeltaE = 0.0f;
@@ -264,8 +251,8 @@ float ColorWorld::getProfileQualityOf(const CMWorld& toLab, const CMWorld& fromL
     return sum / static_cast<float>(count);
 }
 
-float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, OSType /*space*/,
-                                 OSType pcs, float tolerance) {
+float ProfileGrading::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, OSType pcs,
+                                     float tolerance) {
     Throttle throttle;
     float divisor = 0.0f;
     if (pcs == cmLabData)
@@ -302,7 +289,7 @@ float ColorWorld::getGamutAreaOf(const CMWorld& toLab, const CMWorld& fromLab, O
     return static_cast<float>(static_cast<double>(inside) * 100.0 / static_cast<double>(divisor));
 }
 
-platform::Status ColorWorld::gradeRefusal(const std::filesystem::path& path, bool qualityTest) {
+platform::Status ProfileGrading::gradeRefusal(const std::filesystem::path& path, bool qualityTest) {
     const auto refused = [](std::string reason) {
         return platform::Status::failure(platform::ErrorCode::BadArgument, std::move(reason));
     };

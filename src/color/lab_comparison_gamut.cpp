@@ -1,0 +1,200 @@
+// The second pass of a Lab bitmap comparison, the gamut image: each pixel
+// painted by its own difference, on a ramp below the tolerance and another
+// above it, rows shared between the cores; when the bitmaps don't differ
+// the words "No Difference" are written across the picture.
+#include <QFont>
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+
+#include <algorithm>
+#include <functional>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include "color/color_conversion.h"
+#include "color/engine/row_sharing.h"
+#include "color/lab_comparison.h"
+#include "color/lab_pixel_reader.h"
+#include "platform/log.h"
+
+namespace slidebox::color {
+
+using namespace lab_pixels;
+
+namespace {
+
+// Rows a thread takes at a time hold about this many pixels.
+constexpr std::size_t kRunPixels = std::size_t{1} << 15;
+
+std::mutex& beepMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::function<void()>& beepHandler() {
+    static std::function<void()> handler;
+    return handler;
+}
+
+void beep() {
+    std::function<void()> handler;
+    {
+        std::lock_guard lock(beepMutex());
+        handler = beepHandler();
+    }
+    if (handler)
+        handler();
+}
+
+// One channel of a ramp: trunc(from + (to - from) × t) in single precision.
+// With t in 0..1 the value lies between the two bytes, so the conversion
+// truncates it in range.
+inline std::uint8_t rampChannel(std::uint8_t from, std::uint8_t to, float t) {
+    const float value = static_cast<float>(from) + static_cast<float>(to - from) * t;
+    return static_cast<std::uint8_t>(static_cast<int>(value));
+}
+
+inline void paint(std::uint8_t* out, const RGB8& from, const RGB8& to, float t) {
+    out[0] = rampChannel(from.red, to.red, t);
+    out[1] = rampChannel(from.green, to.green, t);
+    out[2] = rampChannel(from.blue, to.blue, t);
+}
+
+inline void paint(std::uint8_t* out, const RGB8& colour) {
+    out[0] = colour.red;
+    out[1] = colour.green;
+    out[2] = colour.blue;
+}
+
+struct PaintJob {
+    LabView own;
+    LabView external;
+    const MaskView* mask;
+    std::uint8_t* gamut; // the band's first row
+    std::size_t gamutRowBytes;
+    PixelDelta delta;
+    float tolerance;
+    float maxiDeltaE;
+    ComparisonColors colours;
+};
+
+// The second pass over rows [first, last) of a band: every pixel painted by
+// its own difference, with no patch logic.
+void paintJobRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
+    const float tol = job.tolerance;
+    const float outDenominator = job.maxiDeltaE - tol;
+    for (std::uint32_t y = first; y < last; ++y) {
+        const std::uint8_t* a = job.own.row(y);
+        const std::uint8_t* b = job.external.row(y);
+        const std::uint8_t* m = job.mask ? job.mask->row(y) : nullptr;
+        std::uint8_t* out = job.gamut + std::size_t{y} * job.gamutRowBytes;
+        for (std::uint32_t x = 0; x < job.own.width;
+             ++x, a += kLabPixelBytes, b += kLabPixelBytes, out += 3) {
+            if (m && m[x] != 0) {
+                paint(out, job.colours.nonComparedRGB);
+                continue;
+            }
+            const float d = job.delta(a, b);
+            if (d < tol) {
+                paint(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
+            } else {
+                // A denominator of 0 or below (maxiDeltaE at or under the
+                // tolerance) counts as 0: the pixel takes the ramp's start.
+                float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
+                t = std::clamp(t, 0.0f, 1.0f);
+                paint(out, job.colours.outGamutLimitRGB, job.colours.outGamutHighRGB, t);
+            }
+        }
+    }
+}
+
+} // namespace
+
+void LabComparison::setBeepHandler(std::function<void()> handler) {
+    std::lock_guard lock(beepMutex());
+    beepHandler() = std::move(handler);
+}
+
+std::uint8_t* LabComparison::testGamutImage(QImage* image, std::uint32_t width,
+                                            std::uint32_t height, std::int32_t& rowBytes) {
+    if (image && !image->isNull() && image->format() == QImage::Format_RGB888 &&
+        !image->hasAlphaChannel() && image->depth() == 24 &&
+        static_cast<std::uint32_t>(image->width()) == width &&
+        static_cast<std::uint32_t>(image->height()) == height) {
+        std::uint8_t* data = image->bits(); // detaches: the data is the image's own
+        if (data) {
+            rowBytes = static_cast<std::int32_t>(image->bytesPerLine());
+            return data;
+        }
+    }
+    beep();
+    platform::log("Gamut image is not RGB 24 bits, etc...");
+    return nullptr;
+}
+
+void LabComparison::paintRows(const LabView& own, const LabView& external, const MaskView* mask,
+                              std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
+                              std::uint32_t last) const {
+    const PaintJob job{own,
+                       external,
+                       mask,
+                       gamut,
+                       gamutRowBytes,
+                       PixelDelta{LabReader(own), LabReader(external),
+                                  deltaEKind == 0 ? nullptr : &ColorConversion::deltaE94WithC1},
+                       gamutTolerance,
+                       statistics_.maxiDeltaE,
+                       colors};
+    paintJobRows(job, first, last);
+}
+
+void LabComparison::paint(const LabView& own, const LabView& external, const MaskView* mask,
+                          std::uint8_t* gamut, std::size_t gamutRowBytes) const {
+    const PaintJob job{own,
+                       external,
+                       mask,
+                       gamut,
+                       gamutRowBytes,
+                       PixelDelta{LabReader(own), LabReader(external),
+                                  deltaEKind == 0 ? nullptr : &ColorConversion::deltaE94WithC1},
+                       gamutTolerance,
+                       statistics_.maxiDeltaE,
+                       colors};
+    // Each row is independent: both cores share them.
+    const std::size_t width = std::max<std::uint32_t>(own.width, 1);
+    const auto runRows = std::max<std::size_t>(1, kRunPixels / width);
+    const unsigned threads = engine::threadsFor(std::size_t{own.height} * width, 2 * kRunPixels);
+    engine::shareWork(own.height, runRows, threads, [&](std::size_t first, std::size_t last) {
+        paintJobRows(job, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last));
+    });
+}
+
+void LabComparison::drawNoDifference(QImage& image) {
+    if (image.isNull() || !QGuiApplication::instance())
+        return;
+    static const QString text = QStringLiteral("No Difference");
+    QFont font = QGuiApplication::font();
+    qreal textWidth = 0;
+    qreal textHeight = 0;
+    for (int size = 28; size >= 2; --size) {
+        font.setPixelSize(size);
+        const QFontMetricsF metrics(font, &image);
+        textWidth = metrics.horizontalAdvance(text);
+        textHeight = metrics.height();
+        if (textWidth <= image.width() || size == 2)
+            break;
+    }
+    QPainter painter(&image);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    const QFontMetricsF metrics(font, &image);
+    const qreal x = (image.width() - textWidth) / 2;
+    const qreal y = (image.height() - textHeight) / 2;
+    painter.drawText(QPointF(x, y + metrics.ascent()), text);
+}
+
+} // namespace slidebox::color

@@ -1,0 +1,46 @@
+#include "color/lab_file_rows.h"
+
+namespace slidebox::color {
+
+platform::Result<std::unique_ptr<LabFileRows>>
+LabFileRows::open(const std::filesystem::path& path) {
+    auto reader = image::TiffReader::open(path);
+    if (!reader)
+        return reader.status();
+    const image::PixelFormat& f = reader->format();
+    if (f.space != image::ColorSpace::Lab || f.bytesPerSample != 2 || f.hasAlpha || f.isPlanar)
+        return platform::Status::failure(platform::ErrorCode::BadArgument,
+                                         "not a 16-bit Lab image (it is " + image::describe(f) +
+                                             ")");
+    return std::make_unique<LabFileRows>(std::move(reader.value()), path);
+}
+
+std::uint32_t LabFileRows::width() const {
+    return static_cast<std::uint32_t>(reader_.width());
+}
+
+std::uint32_t LabFileRows::height() const {
+    return static_cast<std::uint32_t>(reader_.height());
+}
+
+platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, int slot,
+                                   LabView& rows) {
+    const auto wanted = static_cast<std::int32_t>(count);
+    image::Bitmap& band = bands_[slot == 0 ? 0 : 1];
+    if (band.isNull() || band.height() < wanted) {
+        auto made = image::Bitmap::allocate(reader_.width(), wanted, reader_.format());
+        if (!made)
+            return made.status();
+        band = std::move(made.value());
+    }
+    auto view = band.view(image::makeRect(0, 0, reader_.width(), wanted));
+    if (!view)
+        return view.status();
+    if (auto status = reader_.readRows(static_cast<std::int32_t>(first), *view); !status)
+        return platform::Status::failure(status.code(),
+                                         "'" + path_.string() + "': " + status.message());
+    rows = LabView::of(*view);
+    return {};
+}
+
+} // namespace slidebox::color
