@@ -157,21 +157,6 @@ TEST(iPhotoScripts, FoundInTheResourceFolderRunToTheEndAndLoggedAsText) {
     EXPECT_EQ(log.lines, std::vector<std::string>{"iPhoto is busy\nsecond line"});
 }
 
-TEST(iPhotoProcess, RunsOnlyWhileTheStandInRuns) {
-    // Names, ended processes and other users are told apart on a process
-    // table of the test's own making (platform tests); here the real one.
-    StandInLock lock;
-    TempDir home;
-    StandInCleanup cleanup{home.path(), {}};
-    const iPhotoApplication app(home.path(), home.path());
-    EXPECT_FALSE(app.isiPhotoActive()) << "an iPhoto process of this user runs outside the test";
-    const pid_t pid = startStandIn(home.path());
-    cleanup.children.push_back(pid);
-    ASSERT_TRUE(waitFor([&] { return app.isiPhotoActive(); }));
-    EXPECT_TRUE(stopChild(pid));
-    EXPECT_FALSE(app.isiPhotoActive());
-}
-
 TEST(iPhotoSwitch, StandInIsQuitBeforeTheRewriteAndStartedOnTheNewLibrary) {
     StandInLock lock;
     TempDir home;
