@@ -75,7 +75,7 @@ inline bool waitFor(const std::function<bool()>& condition,
 /// One line of the stand-in's record: "<pid> <event> [<path>]".
 struct StandInEvent {
     pid_t pid = 0;
-    std::string event; ///< opened, made-library, touched, quit, timed-out, cannot-open
+    std::string event; ///< opened, made-library, quit, timed-out, cannot-open
     std::string path;
 };
 
@@ -84,16 +84,11 @@ inline std::vector<StandInEvent> standInEvents(const std::filesystem::path& home
     std::vector<StandInEvent> events;
     std::istringstream lines(readFile(home / "Library" / "Logs" / "iPhoto stand-in.log"));
     for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line); // "<pid> <event> [<path>]"
         StandInEvent e;
-        const size_t first = line.find(' ');
-        if (first == std::string::npos)
+        if (!(words >> e.pid >> e.event))
             continue;
-        e.pid = static_cast<pid_t>(std::strtol(line.substr(0, first).c_str(), nullptr, 10));
-        const size_t second = line.find(' ', first + 1);
-        e.event = line.substr(first + 1,
-                              second == std::string::npos ? std::string::npos : second - first - 1);
-        if (second != std::string::npos)
-            e.path = line.substr(second + 1);
+        std::getline(words >> std::ws, e.path);
         events.push_back(e);
     }
     return events;
