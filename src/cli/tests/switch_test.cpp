@@ -45,8 +45,7 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     writePreferences(home, libraryA.string());
     const pid_t first = startStandIn(home.path());
     cleanup.children.push_back(first);
-    ASSERT_TRUE(
-        waitFor([&] { return findEvent(home.path(), "opened", libraryA.string()).has_value(); }));
+    ASSERT_TRUE(waitFor([&] { return hasEvent(home.path(), "opened", libraryA.string()); }));
 
     // An empty folder is no library yet: --no-test switches all the same. A
     // path relative to the current folder goes in absolute and lexically normal.
@@ -58,8 +57,7 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     EXPECT_TRUE(run.out.empty());
     EXPECT_FALSE(processRuns(first));
     EXPECT_EQ(rootDirectory(home), newFolder.string());
-    EXPECT_TRUE(waitFor(
-        [&] { return findEvent(home.path(), "made-library", newFolder.string()).has_value(); }));
+    EXPECT_TRUE(waitFor([&] { return hasEvent(home.path(), "made-library", newFolder.string()); }));
     auto document = slidebox::platform::readPlistFile(preferenceFile(home));
     ASSERT_TRUE(document);
     EXPECT_EQ(document->format, PlistFormat::Binary);
