@@ -3,6 +3,7 @@
 #include <fstream>
 #include <optional>
 
+#include "strings/url_parts.h"
 #include "strings/zol_extensions.h"
 
 using namespace slidebox::strings;
@@ -19,6 +20,30 @@ std::optional<QString> replaceFromStartEachTime(QString text, const QString& tar
         text.replace(at, target.size(), replacement);
     }
     return std::nullopt;
+}
+
+// The rows of a data file: TAB-separated fields, \n \r \t \f \v \xHH
+// escaped; comment and empty lines left out.
+std::vector<QStringList> rows(const char* name) {
+    std::ifstream file(std::string(SLIDEBOX_STRINGS_TEST_DATA "/") + name);
+    std::vector<QStringList> result;
+    for (std::string line; std::getline(file, line);) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        std::string text;
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char c = line[i] == '\\' && i + 1 < line.size() ? line[++i] : 0;
+            if (c == 'x')
+                text += static_cast<char>(std::stoi(line.substr((i += 2) - 1, 2), nullptr, 16));
+            else if (c)
+                text += std::string("\n\r\t\f\v\\")[std::string("nrtfv\\").find(c)];
+            else
+                text += line[i] == '\t' ? '\x1f' : line[i]; // escaped tabs stay in their field
+        }
+        result.push_back(QString::fromUtf8(text).split(QChar(0x1f)));
+    }
+    EXPECT_FALSE(result.empty()) << name;
+    return result;
 }
 } // namespace
 
@@ -64,58 +89,42 @@ TEST(ReplaceAllStrings, EdgesAndRequestsThatNeverEnd) {
 }
 
 TEST(ReplaceLineFeedAndCR, EveryKindOfWhiteSpaceBecomesOneBlank) {
-    const std::pair<QString, QString> rows[] = {
-        {"\n\r\t", " "},
-        {"\fone\ttwo  \n three\r", " one two three "}, // an end blank stays, as one blank
-        {"a\vb", "a\vb"},                              // vertical tab is not in the list
-    };
-    for (auto [text, expected] : rows) {
-        replaceLineFeedAndCRBySpace(text);
-        EXPECT_EQ(text, expected);
+    for (QStringList row : rows("white_space.txt")) {
+        replaceLineFeedAndCRBySpace(row[0]);
+        EXPECT_EQ(row[0], row[1]);
     }
 }
 
 TEST(GetNbDigitElements, WhichElementsQualifyAndWhereTheyGo) {
-    const struct {
-        QString text;
-        int count;
-        StringRange range; // length -1: the whole text
-        QStringList before;
-        bool answer;
-        QStringList after;
-    } rows[] = {
-        {"10.5\n20.25\r\n30", 2, {0, -1}, {}, true, {"20.25", "30"}}, // the last `count`, in order
-        {"12 word 34", 3, {0, -1}, {}, false, {"12", "34"}},       // too few: what was found stays
-        {"5", 2, {0, -1}, {"kept"}, false, {"kept"}},              // too few elements: untouched
-        {" 5", 2, {0, -1}, {"kept"}, false, {"5", "kept"}},        // an empty first element counts
-        {"x 7 y 8", 2, {0, -1}, {"old"}, true, {"7", "8", "old"}}, // new ones go ahead of old
-        {"a1 . word b2c", 0, {0, -1}, {}, false, {"a1", ".", "b2c"}}, // any digit or stop
-        {"1 2 3 4", 2, {2, 3}, {}, true, {"2", "3"}},                 // only the range counts
-        {"1 2 3 4", 1, {4, 100}, {}, true, {"4"}},                    // an overlong range is cut
-        {"1 2 3 4", 1, {50, 3}, {}, false, {}},                       // nothing there
+    const auto list = [](const QString& text) {
+        return text == "-" ? QStringList() : text.split(QLatin1Char('|'));
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(qPrintable(row.text));
-        QStringList found = row.before;
-        const StringRange range{row.range.location,
-                                row.range.length < 0 ? row.text.size() : row.range.length};
-        EXPECT_EQ(getNbDigitElements(row.text, row.count, range, found), row.answer);
-        EXPECT_EQ(found, row.after);
+    for (const QStringList& row : rows("digit_elements.txt")) {
+        SCOPED_TRACE(qPrintable(row[0]));
+        QStringList found = list(row[4]);
+        const StringRange range{row[2].toInt(), row[3] == "-1" ? row[0].size() : row[3].toInt()};
+        EXPECT_EQ(getNbDigitElements(row[0], row[1].toInt(), range, found), row[5] == "1");
+        EXPECT_EQ(found, list(row[6]));
     }
 }
 
 TEST(HidePassword, FtpAddressWithFiveAsterisksForAnyPassword) {
-    std::ifstream rows(SLIDEBOX_STRINGS_TEST_DATA "/hide_password.txt");
-    int count = 0;
-    for (std::string row; std::getline(rows, row);) {
-        if (row.empty() || row[0] == '#')
-            continue;
-        const auto tab = row.find('\t');
-        ASSERT_NE(tab, std::string::npos) << row;
-        EXPECT_EQ(hidePasswordOfURLString(QString::fromStdString(row.substr(0, tab))),
-                  QString::fromStdString(row.substr(tab + 1)))
-            << row;
-        ++count;
+    for (const QStringList& row : rows("hide_password.txt"))
+        EXPECT_EQ(hidePasswordOfURLString(row[0]), row[1]) << qPrintable(row[0]);
+}
+
+TEST(UrlParts, SplitsAnAddressTellingAbsentFromEmptyAndRefusesWhatNoAddressHolds) {
+    const auto part = [](const QString& text) {
+        return text == "-" ? std::nullopt : std::optional(text == "\"\"" ? QString() : text);
+    };
+    for (const QStringList& row : rows("url_parts.txt")) {
+        SCOPED_TRACE(qPrintable(row[0]));
+        auto url = slidebox::strings::UrlParts::parse(*part(row[0]));
+        ASSERT_EQ(url.has_value(), row.size() == 7);
+        if (url)
+            EXPECT_EQ((QList<std::optional<QString>>{url->scheme, url->user, url->password,
+                                                     url->host, url->port, url->path}),
+                      (QList<std::optional<QString>>{row[1], part(row[2]), part(row[3]),
+                                                     part(row[4]), part(row[5]), row[6]}));
     }
-    EXPECT_GT(count, 0);
 }
