@@ -10,6 +10,7 @@
 //   ^ text                          standard output lacks text
 //   = 2                             the exit status (0 when absent)
 //   ! text                          standard error holds text
+//   + a/b.jpg                       an empty file made in the home first
 //
 // Without ~ lines standard output is exactly the > lines: nothing for a
 // refusal. Without ! lines standard error is empty on success and says
@@ -41,7 +42,7 @@ struct GoldenCase {
     std::string name;
     std::vector<std::string> args;
     std::string in, out;
-    std::vector<std::string> outParts, outLacks, errParts;
+    std::vector<std::string> outParts, outLacks, errParts, files;
     int status = 0;
     double tolerance = 0;
     std::size_t firstLine = 0; ///< index of its $ line in the file
@@ -55,7 +56,10 @@ std::string unescaped(const std::string& text) {
             continue;
         }
         const char c = text[++i];
-        result += c == '0' ? '\0' : c == 't' ? '\t' : c == 'n' ? '\n' : c;
+        if (c == 'x' && i + 2 < text.size()) // \xHH, a byte
+            result += static_cast<char>(std::stoi(text.substr((i += 2) - 1, 2), nullptr, 16));
+        else
+            result += c == '0' ? '\0' : c == 't' ? '\t' : c == 'n' ? '\n' : c;
     }
     return result;
 }
@@ -151,6 +155,10 @@ std::optional<CliRun> runCase(const GoldenCase& c) {
         args.push_back(expand(word));
     if (!installed)
         return std::nullopt;
+    for (const std::string& file : c.files) {
+        std::filesystem::create_directories((home / file).parent_path());
+        writeFile(home / file, "");
+    }
     const auto entries = [&] {
         std::set<std::filesystem::path> names;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
@@ -164,7 +172,7 @@ std::optional<CliRun> runCase(const GoldenCase& c) {
         EXPECT_EQ(entries(), before) << "a refusal leaves nothing behind";
     }
     if (c.outParts.empty()) {
-        EXPECT_TRUE(sameOutput(c.out, run.out, c.tolerance))
+        EXPECT_TRUE(sameOutput(expand(c.out), run.out, c.tolerance))
             << "expected:\n"
             << c.out << "actual:\n"
             << run.out << "tolerance " << c.tolerance;
@@ -207,6 +215,8 @@ std::vector<GoldenCase> loadCases(const std::vector<std::string>& lines, const s
             cases.back().outParts.push_back(body);
         } else if (line[0] == '^') {
             cases.back().outLacks.push_back(body);
+        } else if (line[0] == '+') {
+            cases.back().files.push_back(body);
         } else if (line[0] == '!') {
             cases.back().errParts.push_back(body);
         } else if (line[0] == '=') {
