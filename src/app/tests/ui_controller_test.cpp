@@ -260,20 +260,27 @@ TEST_F(ControllerSelection, OnlyAControlMovePicksThePictureOfTheLibraryBeingLeft
 
 using ControllerSwitch = ControllerTest;
 
-// A preference file of the fixture's photo application, pointing at root.
-std::filesystem::path writePreference(const slidebox::testing::AppFixture& fixture,
-                                      const std::string& root) {
+TEST_F(ControllerSwitch,
+       OnlyALibraryWhosePathThePreferenceCanHoldIsSwitchedToAndEveryOutcomeIsSaid) {
+    const auto a = makeLibrary("A", 1);
+    const auto odd = makeLibrary("Caf\xe9", 1); // Latin-1, no UTF-8
+    const auto plain = makeLibrary("Plain with blanks", 1);
     const auto file = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(file.parent_path());
-    EXPECT_TRUE(platform::writePlistFile(file, platform::PlistDictionary{{"RootDirectory", root}},
+    ASSERT_TRUE(platform::writePlistFile(file, platform::PlistDictionary{{"RootDirectory", "/old"}},
                                          platform::PlistFormat::Xml));
-    return file;
-}
-
-TEST_F(ControllerSwitch, AFolderThatIsNoLibraryIsNotSwitchedTo) {
-    const auto a = makeLibrary("A", 1);
-    const auto file = writePreference(fixture, "/old");
+    const std::string before = slidebox::testing::readFile(file);
     auto controller = start();
+    const auto said = [&](int row, const char* message) {
+        auto* table = controller->photoManagersTableView();
+        const QPoint centre = table->visualRect(table->model()->index(row, 0)).center();
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, centre);
+        QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, centre);
+        EXPECT_TRUE(controller->statusLine()->currentMessage().contains(message)) << message;
+        ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    };
+
+    // A folder that is no library, or no longer there, is not switched to.
     ASSERT_TRUE(controller->iPhotoButton()->isEnabled());
     std::filesystem::remove(a / "Library6.iPhoto");
     EXPECT_TRUE(controller->iPhotoButton()->isEnabled())
@@ -281,30 +288,14 @@ TEST_F(ControllerSwitch, AFolderThatIsNoLibraryIsNotSwitchedTo) {
     QTest::mouseClick(controller->iPhotoButton(), Qt::LeftButton);
     EXPECT_TRUE(controller->statusLine()->currentMessage().contains("is not an iPhoto Library"));
     std::filesystem::remove_all(a);
-    doubleClickRow(*controller, 0);
-    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("is no longer on the disk"));
-    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
-    EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), "/old");
-}
-
-TEST_F(ControllerSwitch, APathThePreferenceCantHoldIsRefusedAndEveryOutcomeIsSaid) {
-    const auto odd = makeLibrary("Caf\xe9", 1); // Latin-1, no UTF-8
-    const auto plain = makeLibrary("Plain with blanks", 1);
-    const auto file = writePreference(fixture, "/old");
-    const std::string before = slidebox::testing::readFile(file);
-    auto controller = start();
-    ASSERT_EQ(pathAt(*controller, 0), odd.string());
-    doubleClickRow(*controller, 0);
-    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(
-        "can't be written into iPhoto's preferences"));
-    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    said(0, "is no longer on the disk");
+    ASSERT_EQ(pathAt(*controller, 1), odd.string());
+    said(1, "can't be written into iPhoto's preferences");
     EXPECT_EQ(slidebox::testing::readFile(file), before) << "refused: the file is untouched";
 
     // The fixture ships no scripts: the preference is set (the rest of the
     // file is the property-list layer's), nothing starts.
-    doubleClickRow(*controller, 1);
-    EXPECT_TRUE(controller->statusLine()->currentMessage().contains("iPhoto was not found"));
-    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    said(2, "iPhoto was not found");
     EXPECT_EQ(*platform::readPlistFile(file)->root["RootDirectory"].string(), plain.string());
 
     // A preference the rewrite can't give back faithfully: the switch thread
@@ -313,8 +304,7 @@ TEST_F(ControllerSwitch, APathThePreferenceCantHoldIsRefusedAndEveryOutcomeIsSai
                                "<plist version=\"1.0\"><dict><key>RootDirectory</key>"
                                "<string>/old</string></dict></plist>\n";
     slidebox::testing::writeFile(file, latin1);
-    doubleClickRow(*controller, 1);
-    ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
+    said(2, "");
     QCoreApplication::processEvents();
     EXPECT_TRUE(controller->statusLine()->currentMessage().contains("iPhoto was not switched to"))
         << controller->statusLine()->currentMessage().toStdString();
