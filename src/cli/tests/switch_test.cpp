@@ -20,17 +20,6 @@ std::filesystem::path preferenceFile(const TempDir& home) {
     return home / "Library" / "Preferences" / "com.apple.iPhoto.plist";
 }
 
-void writePreferences(const TempDir& home, const std::string& root) {
-    writeFile(preferenceFile(home),
-              slidebox::platform::serializePlist(
-                  PlistValue(PlistDictionary{{"RootDirectory", root}, {"Size", 3}}),
-                  PlistFormat::Binary));
-}
-
-std::optional<std::string> rootDirectory(const TempDir& home) {
-    return slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory");
-}
-
 } // namespace
 
 TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
@@ -42,7 +31,10 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     const auto newFolder = home / "Libraries" / "New Library";
     makeEmptyLibrary6(libraryA);
     std::filesystem::create_directories(newFolder);
-    writePreferences(home, libraryA.string());
+    writeFile(preferenceFile(home),
+              slidebox::platform::serializePlist(
+                  PlistValue(PlistDictionary{{"RootDirectory", libraryA.string()}}),
+                  PlistFormat::Binary));
     const pid_t first = startStandIn(home.path());
     cleanup.children.push_back(first);
     ASSERT_TRUE(waitFor([&] { return hasEvent(home.path(), "opened", libraryA.string()); }));
@@ -56,12 +48,9 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out.empty());
     EXPECT_FALSE(processRuns(first));
-    EXPECT_EQ(rootDirectory(home), newFolder.string());
+    EXPECT_EQ(slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory"),
+              newFolder.string()); // the rest of the file is the library's and platform's
     EXPECT_TRUE(waitFor([&] { return hasEvent(home.path(), "made-library", newFolder.string()); }));
-    auto document = slidebox::platform::readPlistFile(preferenceFile(home));
-    ASSERT_TRUE(document);
-    EXPECT_EQ(document->format, PlistFormat::Binary);
-    EXPECT_EQ(document->root["Size"], PlistValue(3));
 }
 
 TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
