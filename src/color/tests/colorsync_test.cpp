@@ -100,32 +100,12 @@ TEST(ColorSyncBoundary, ScalesMatchTheRecordsEncoding) {
     EXPECT_TRUE(engineValuesFromColor(rgb, fourCC("2CLR")).empty());
 }
 
-TEST(ColorSyncProfiles, PathOf256BytesOpensAndBeyondTheLimitIsRefused) {
-    TempDir dir;
-    auto bytes = genericProfileBytes(cmLabData);
-    ASSERT_TRUE(bytes);
-    // A path of exactly 255 bytes, through folders of legal name lengths.
-    std::filesystem::path path = dir.path();
-    while (path.native().size() + 101 < 255)
-        path /= std::string(100, 'd');
-    path /= std::string(255 - path.native().size() - 1, 'p');
-    ASSERT_EQ(path.native().size(), 255u);
-    writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()));
-    EXPECT_NE(CMOpenProfile(path), nullptr);
-
-    std::filesystem::path longer = path.parent_path() / (path.filename().native() + "x");
-    std::filesystem::copy_file(path, longer);
-    ASSERT_EQ(longer.native().size(), 256u);
-    EXPECT_NE(CMOpenProfile(longer), nullptr);
-    EXPECT_EQ(CMOpenProfile("/" + std::string(kMaxProfilePathBytes, 'a')), nullptr);
-    EXPECT_EQ(CMOpenProfile(""), nullptr);
-}
-
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     TempDir dir;
     Bytes bytes = make(tableRGBRecipe());
     setWord(bytes, 40, fourCC("APPL")); // platform: the engine has no getter for it
     setWord(bytes, 56, 0x01020304);     // attributes, high word
+    setWord(bytes, 60, 0x05060708);     // attributes, low word
     setWord(bytes, 68, 0x0000F6D6);     // illuminant X
     auto path = writeProfile(dir, "rgb.icc", bytes);
     auto profile = CMOpenProfile(path);
@@ -139,6 +119,7 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     EXPECT_EQ(header->CS2profileSignature, fourCC("acsp"));
     EXPECT_EQ(header->platform, fourCC("APPL"));
     EXPECT_EQ(header->deviceAttributes[0], 0x01020304u);
+    EXPECT_EQ(header->deviceAttributes[1], 0x05060708u);
     EXPECT_EQ(header->white.X, 0xF6D6);
     EXPECT_EQ(CMGetProfileLocation(*profile), path);
     // The record and its bytes are one another's image.
@@ -169,23 +150,6 @@ TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     std::uint32_t none = 0;
     EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), none, element.data()), paramErr);
     EXPECT_EQ(CMGetProfileElement(*profile, fourCC("gamt"), size, nullptr), cmElementTagNotFound);
-}
-
-TEST(ColorSyncProfiles, DescriptionOfVersion2And4Profiles) {
-    TempDir dir;
-    ProfileRecipe recipe = tableRGBRecipe();
-    recipe.description = "Test RGB v2";
-    auto v2 = CMOpenProfile(writeProfile(dir, "v2.icc", make(recipe)));
-    recipe.version = 4.3;
-    recipe.description = "Test RGB v4";
-    auto v4 = CMOpenProfile(writeProfile(dir, "v4.icc", make(recipe)));
-    recipe.description.reset();
-    auto none = CMOpenProfile(writeProfile(dir, "none.icc", make(recipe)));
-    ASSERT_TRUE(v2 && v4 && none);
-    // Version 2 stores a text description, version 4 localized Unicode.
-    EXPECT_EQ(CMCopyProfileDescriptionString(*v2).value_or(""), "Test RGB v2");
-    EXPECT_EQ(CMCopyProfileDescriptionString(*v4).value_or(""), "Test RGB v4");
-    EXPECT_FALSE(CMCopyProfileDescriptionString(*none));
 }
 
 TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
@@ -220,24 +184,6 @@ TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
     EXPECT_NEAR(red.rgb.blue, 0, 40 * kFieldTolerance);
 }
 
-TEST(ColorSyncWorlds, LabIdentityKeepsEveryField) {
-    auto lab = openGeneric(cmLabData);
-    ASSERT_TRUE(lab);
-    ProfileSetEntry chain[] = {{lab.get(), 0, TransformTag::DeviceToPCS}};
-    auto world = NCWConcatColorWorld(chain);
-    ASSERT_TRUE(world);
-    EXPECT_EQ(CWOutputSpace(*world), cmLabData);
-    // a and b within the engine's own span, -128..127.
-    for (std::uint32_t L = 0; L <= 65535; L += 4369)
-        for (std::uint32_t ab = 0; ab <= 65280; ab += 4080) {
-            CMColor c = labField(static_cast<std::uint16_t>(L), static_cast<std::uint16_t>(ab),
-                                 static_cast<std::uint16_t>(65280 - ab));
-            CMColor before = c;
-            ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-            EXPECT_EQ(std::memcmp(c.raw, before.raw, 6), 0) << c.raw[0] << " " << c.raw[1];
-        }
-}
-
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
     auto srgb = openGeneric(cmRGBData);
     auto lab = openGeneric(cmLabData);
@@ -265,26 +211,10 @@ TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
     EXPECT_NEAR(grey.rgb.green, 30000, 40 * kFieldTolerance);
 }
 
-TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
-    auto xyz = openGeneric(cmXYZData);
+TEST(ColorSyncWorlds, GrayReachesLab) {
     auto gray = openGeneric(cmGrayData);
     auto lab = openGeneric(cmLabData);
-    ASSERT_TRUE(xyz && gray && lab);
-    ProfileSetEntry identity[] = {{xyz.get(), 1, TransformTag::DeviceToPCS}};
-    auto world = NCWConcatColorWorld(identity);
-    ASSERT_TRUE(world);
-    EXPECT_EQ(CWInputSpace(*world), cmXYZData);
-    EXPECT_EQ(CWOutputSpace(*world), cmXYZData);
-    // Below the engine's own XYZ ceiling of 1.99997 (field 65534).
-    for (std::uint32_t w = 0; w < 65534; w += 1021) {
-        CMColor c{};
-        c.XYZ = {static_cast<std::uint16_t>(w), static_cast<std::uint16_t>(65533 - w),
-                 static_cast<std::uint16_t>(w / 2)};
-        CMColor before = c;
-        ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        EXPECT_EQ(std::memcmp(c.raw, before.raw, 6), 0) << c.raw[0] << " " << c.raw[1];
-    }
-
+    ASSERT_TRUE(gray && lab);
     ProfileSetEntry grayToLab[] = {{gray.get(), 1, TransformTag::DeviceToPCS},
                                    {lab.get(), 1, TransformTag::PCSToDevice}};
     auto toLab = NCWConcatColorWorld(grayToLab);
@@ -306,8 +236,8 @@ TEST(ColorSyncWorlds, XYZIdentityKeepsFieldsAndGrayReachesLab) {
 // engine's own calculator: `transicc -n -t INTENT -i PROFILE -o '*Lab2'`
 // (a version 2 Lab D50 profile) on C M Y K in percent. A version 2 profile
 // gets no black-point compensation into a version 2 Lab (full ink of
-// default_cmyk.icc at L* 11.77, not 0); a version 4 one gets it for
-// perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0); asked for
+// default_cmyk.icc at L* 11.77, not 0, which the CLI's golden lines hold); a version 4 one gets it
+// for perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0); asked for
 // (`transicc -b`), the black point is met (full ink of default_cmyk.icc at 0).
 TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
     struct Row {
@@ -318,11 +248,6 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         std::array<double, 3> lab;
     };
     const Row rows[] = {
-        {"ghostscript/default_cmyk.icc",
-         0,
-         false,
-         {65535, 65535, 65535, 65535},
-         {11.7724, 0.7656, 0.3281}},
         {"ghostscript/default_cmyk.icc",
          0,
          false,

@@ -305,6 +305,31 @@ TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTime) {
     EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
 }
 
+TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
+    // The last day of each month and the day after; 29 February of leap years only.
+    const std::uint16_t lastDay[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    std::vector<std::pair<CMDateTime, bool>> dates = {{{2024, 2, 29, 12, 0, 0}, true},
+                                                      {{2000, 2, 29, 12, 0, 0}, true},
+                                                      {{2100, 2, 29, 12, 0, 0}, false}};
+    for (std::uint16_t month = 1; month <= 12; ++month) {
+        dates.push_back({{2023, month, lastDay[month - 1], 12, 0, 0}, true});
+        dates.push_back(
+            {{2023, month, static_cast<std::uint16_t>(lastDay[month - 1] + 1), 12, 0, 0}, false});
+    }
+    for (std::size_t i = 0; i < dates.size(); ++i)
+        putDated("system/d" + std::to_string(100 + i) + ".icc", "D", dates[i].first);
+    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
+    ASSERT_TRUE(m);
+    ASSERT_EQ(m->count(), static_cast<std::int32_t>(dates.size()));
+    ScopedEnv zone("TZ", "UTC");
+    for (std::size_t i = 0; i < dates.size(); ++i) {
+        m->setCurrentIndex(static_cast<std::int32_t>(i));
+        const CMDateTime& d = dates[i].first;
+        EXPECT_EQ(m->creationDate() != "No Date", dates[i].second)
+            << d.year << "-" << d.month << "-" << d.dayOfTheMonth << ": " << m->creationDate();
+    }
+}
+
 TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
     put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Alpha"));
     put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta", 2.1, cmLabData));

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "color/tests/profile_fixtures.h"
+#include "draw/ink_light.h"
 #include "draw/quartz_bitmap.h"
 
 using namespace slidebox::draw;
@@ -151,18 +152,6 @@ TEST(QuartzBitmap, GrayShortcutsWriteEveryLayoutThroughTheSharedPixels) {
     }
 }
 
-TEST(QuartzBitmap, CMYKFillsLandInTheirOwnInks) {
-    auto bitmap = QuartzBitmap::initWithSize({3.0f, 2.0f}, kCGColorSpaceUserCMYK);
-    ASSERT_TRUE(bitmap);
-    bitmap->contextRef().setCMYKFillColor(0.2f, 0.4f, 0.6f, 0.8f);
-    bitmap->contextRef().fillRect({0.0f, 0.0f, 3.0f, 2.0f});
-    for (int x = 0; x < 3; ++x)
-        for (int y = 0; y < 2; ++y)
-            EXPECT_EQ((std::array{sample(*bitmap, x, y, 0), sample(*bitmap, x, y, 1),
-                                  sample(*bitmap, x, y, 2), sample(*bitmap, x, y, 3)}),
-                      (std::array{51, 102, 153, 204}));
-}
-
 TEST(QuartzBitmap, PathsFillEachClosedSubpathAlone) {
     auto bitmap = QuartzBitmap::initWithSize({40.0f, 40.0f}, kCGColorSpaceUserGray);
     ASSERT_TRUE(bitmap);
@@ -226,4 +215,10 @@ TEST(QuartzBitmap, PicturesOfLightReachCMYKAsInks) {
             << row.light.name(QColor::HexArgb).toStdString()
             << " (a transparent picture leaves the inks)";
     }
+}
+
+TEST(InkLight, LightIsWhatTheInksLeaveRoundedToTheNearest) {
+    // (255 - ink) * (255 - black) / 255: 126.502 goes up, 195.498 down.
+    EXPECT_EQ(lightFromInks(1, 0, 255, 128), (std::array<std::uint8_t, 3>{127, 127, 0}));
+    EXPECT_EQ(lightFromInks(13, 0, 0, 49), (std::array<std::uint8_t, 3>{195, 206, 206}));
 }
