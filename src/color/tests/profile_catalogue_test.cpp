@@ -255,12 +255,11 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     setWord(dated, 80, fourCC("ZOL "));
     put("system/dated.icc", dated);
     putDated("system/undated.icc", "Undated", {0, 0, 0, 0, 0, 0});
-    putDated("system/x-impossible.icc", "Impossible", {2023, 2, 29, 10, 0, 0});
     putDated("system/y-late.icc", "Late", {2024, 2, 29, 24, 0, 0});
 
     auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
     ASSERT_TRUE(m);
-    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Dated", "Undated", "Impossible", "Late"}));
+    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Dated", "Undated", "Late"}));
     ScopedEnv zone("TZ", "UTC");
     m->setCurrentIndex(0);
     EXPECT_EQ(m->name(), "Dated");
@@ -272,7 +271,7 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     auto header = headerFromBytes(dated);
     ASSERT_TRUE(header);
     EXPECT_EQ(m->headerInfos(), headerInfos(*header));
-    for (std::int32_t row : {1, 2, 3}) {
+    for (std::int32_t row : {1, 2}) {
         m->setCurrentIndex(row);
         EXPECT_EQ(m->creationDate(), "No Date") << row;
     }
@@ -282,7 +281,7 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     // The table source stores the row it is asked about, unchecked.
     EXPECT_EQ(m->objectValueForTableColumn("name", 1).value_or(""), "Undated");
     EXPECT_EQ(m->currentIndex(), 1);
-    EXPECT_EQ(m->numberOfRowsInTableView(), 4);
+    EXPECT_EQ(m->numberOfRowsInTableView(), 3);
 
     // Without full data there is no header to report on.
     auto brief = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK);
