@@ -6,6 +6,8 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 
 #include "color/colorsync.h"
 #include "color/profile_manager.h"
@@ -205,76 +207,46 @@ TEST(ColorSyncWorlds, GrayReachesLab) {
 }
 
 // Installed printer profiles into the generic Lab profile, against the
-// engine's own calculator: `transicc -n -t INTENT -i PROFILE -o '*Lab2'`
-// (a version 2 Lab D50 profile) on C M Y K in percent. A version 2 profile
-// gets no black-point compensation into a version 2 Lab (full ink of
-// default_cmyk.icc at L* 11.77, not 0, which the CLI's golden lines hold); a version 4 one gets it
-// for perceptual by the ICC's rule (full ink of ps_cmyk.icc at 0); asked for
-// (`transicc -b`), the black point is met (full ink of default_cmyk.icc at 0).
+// engine's own calculator (data/printer_lab.txt). A version 2 profile gets no
+// black-point compensation into a version 2 Lab (full ink of default_cmyk.icc
+// at L* 11.77, not 0, which the CLI's golden lines hold); a version 4 one gets
+// it for perceptual by the ICC's rule; asked for, the black point is met.
 TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
-    struct Row {
-        const char* profile;
-        std::int32_t intent;
-        bool bpc;
-        std::array<std::uint16_t, 4> cmyk; // fields: 13107 a step of 20 %
-        std::array<double, 3> lab;
-    };
-    const Row rows[] = {
-        {"ghostscript/default_cmyk.icc",
-         0,
-         false,
-         {39321, 26214, 13107, 52428},
-         {25.0521, -1.0859, -8.1758}},
-        {"ghostscript/default_cmyk.icc", 0, false, {0, 0, 0, 0}, {100.0, 0.0, 0.0}},
-        {"ghostscript/default_cmyk.icc",
-         3,
-         false,
-         {65535, 65535, 65535, 65535},
-         {9.0743, 0.6302, 1.1632}},
-        {"ghostscript/default_cmyk.icc",
-         3,
-         false,
-         {13107, 52428, 26214, 0},
-         {47.9668, 40.5950, 8.7130}},
-        {"ghostscript/default_cmyk.icc", 3, false, {0, 0, 0, 0}, {88.7306, -0.2536, 3.6461}},
-        {"ghostscript/default_cmyk.icc",
-         0,
-         true,
-         {65535, 65535, 65535, 65535},
-         {0.0, 1.0462, 0.4424}},
-        {"ghostscript/ps_cmyk.icc", 0, false, {65535, 65535, 65535, 65535}, {0.0, 0.0, 0.0}},
-        {"ghostscript/ps_cmyk.icc",
-         0,
-         false,
-         {39321, 26214, 13107, 52428},
-         {2.8393, 17.8302, -38.7270}},
-    };
     // One 16-bit field of the record, and the calculator's printed 4 decimals.
     constexpr double kL = 100.0 / 65535 + 5e-5;
     constexpr double kAB = 255.996 / 65535 + 5e-5;
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
-    auto labProfile = CMOpenProfile(*lab);
+    auto labProfile = CMOpenProfile(ProfileManager::pathOfGenericLabProfil().value());
     ASSERT_TRUE(labProfile);
-    for (const Row& row : rows) {
-        auto path = installedProfile(row.profile);
+    std::ifstream rows(SLIDEBOX_COLOR_TEST_DATA "/printer_lab.txt");
+    std::string line;
+    int checked = 0;
+    while (std::getline(rows, line)) {
+        std::istringstream row(line);
+        std::string name;
+        std::int32_t intent = 0, bpc = 0;
+        CMColor c{};
+        double L = 0, a = 0, b = 0;
+        if (line.empty() || line[0] == '#' ||
+            !(row >> name >> intent >> bpc >> c.raw[0] >> c.raw[1] >> c.raw[2] >> c.raw[3] >> L >>
+              a >> b))
+            continue;
+        ++checked;
+        auto path = installedProfile(name);
         if (!path)
             continue; // its package isn't installed
+        SCOPED_TRACE(line);
         auto printer = CMOpenProfile(*path);
-        ASSERT_TRUE(printer) << row.profile;
-        ProfileSetEntry chain[] = {{printer.get(), row.intent, TransformTag::DeviceToPCS},
-                                   {labProfile.get(), row.intent, TransformTag::PCSToDevice}};
-        auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = row.bpc});
-        ASSERT_TRUE(world) << row.profile;
-        CMColor c{};
-        std::copy(row.cmyk.begin(), row.cmyk.end(), c.raw);
+        ASSERT_TRUE(printer);
+        ProfileSetEntry chain[] = {{printer.get(), intent, TransformTag::DeviceToPCS},
+                                   {labProfile.get(), intent, TransformTag::PCSToDevice}};
+        auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = bpc != 0});
+        ASSERT_TRUE(world);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        SCOPED_TRACE(std::string(row.profile) + " intent " + std::to_string(row.intent) + " C " +
-                     std::to_string(row.cmyk[0]));
-        EXPECT_NEAR(labL(c), row.lab[0], kL);
-        EXPECT_NEAR(labA(c), row.lab[1], kAB);
-        EXPECT_NEAR(labB(c), row.lab[2], kAB);
+        EXPECT_NEAR(labL(c), L, kL);
+        EXPECT_NEAR(labA(c), a, kAB);
+        EXPECT_NEAR(labB(c), b, kAB);
     }
+    EXPECT_EQ(checked, 8);
 }
 
 // Without optimisation a bitmap is matched exactly as single colours are,
