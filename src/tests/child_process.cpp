@@ -39,49 +39,24 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
     result.push_back(nullptr);
     return result;
 }
-} // namespace
 
-ChildRun runChild(const std::filesystem::path& program, const std::vector<std::string>& args,
-                  const std::vector<std::string>& env, std::string_view input) {
-    TempDir dir;
-    const std::string in = (dir / "in").string(), out = (dir / "out").string(),
-                      err = (dir / "err").string();
-    writeFile(in, input);
-    std::vector<std::string> argStore{program.string()};
-    argStore.insert(argStore.end(), args.begin(), args.end());
+// Spawns the command with standard input from in, output to out and errors
+// to err (appended; inherited when empty; err == out shares one file), and
+// keepFd left open; the process id, or -1.
+pid_t spawn(std::vector<std::string> argStore, const std::vector<std::string>& env,
+            const std::string& in, const std::string& out, const std::string& err, int keepFd) {
     std::vector<std::string> envStore = environmentWith(env);
     std::vector<char*> argv = pointers(argStore), envp = pointers(envStore);
-
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    ChildRun run;
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, argStore[0].c_str(), &actions, nullptr, argv.data(), envp.data()) == 0) {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    run.out = readFile(out);
-    run.err = readFile(err);
-    return run;
-}
-
-pid_t startChild(const std::vector<std::string>& command, const std::vector<std::string>& env,
-                 const std::filesystem::path& log, int keepFd) {
-    std::vector<std::string> argStore = command, envStore = environmentWith(env);
-    std::vector<char*> argv = pointers(argStore), envp = pointers(envStore);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    if (!log.empty()) {
-        posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_APPEND,
-                                         0644);
+    constexpr int kAppend = O_WRONLY | O_CREAT | O_APPEND;
+    if (!out.empty())
+        posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), kAppend, 0644);
+    if (!err.empty() && err == out)
         posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    }
+    else if (!err.empty())
+        posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), kAppend, 0644);
     if (keepFd >= 0)
         posix_spawn_file_actions_adddup2(&actions, keepFd, keepFd); // clears close-on-exec
     pid_t pid = -1;
@@ -90,6 +65,28 @@ pid_t startChild(const std::vector<std::string>& command, const std::vector<std:
         pid = -1;
     posix_spawn_file_actions_destroy(&actions);
     return pid;
+}
+} // namespace
+
+ChildRun runChild(const std::filesystem::path& program, const std::vector<std::string>& args,
+                  const std::vector<std::string>& env, std::string_view input) {
+    TempDir dir;
+    writeFile(dir / "in", input);
+    std::vector<std::string> command{program.string()};
+    command.insert(command.end(), args.begin(), args.end());
+    ChildRun run;
+    const pid_t pid = spawn(command, env, dir / "in", dir / "out", dir / "err", -1);
+    int status = 0;
+    if (pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status))
+        run.status = WEXITSTATUS(status);
+    run.out = readFile(dir / "out");
+    run.err = readFile(dir / "err");
+    return run;
+}
+
+pid_t startChild(const std::vector<std::string>& command, const std::vector<std::string>& env,
+                 const std::filesystem::path& log, int keepFd) {
+    return spawn(command, env, "/dev/null", log, log, keepFd);
 }
 
 std::optional<int> waitChild(pid_t pid, std::chrono::milliseconds timeout) {

@@ -17,10 +17,9 @@ namespace tolerance {
 inline constexpr double kExact = 0.0;
 inline constexpr double kFloat = 1e-5;         ///< single-precision rounding of values near 1..100
 inline constexpr double kThreeDecimals = 5e-4; ///< values published to three decimals
-inline constexpr double kFourDecimals = 5e-5;  ///< values published to four decimals
 inline constexpr double kTwoDecimals = 5e-3;   ///< values published to two decimals
+inline constexpr double kFourDecimals = 5e-5;  ///< values published to four decimals
 inline constexpr double kLabStep = 100.0 / 65535; ///< one 16-bit field on the L and percent scales
-inline constexpr double kLabUnits = 0.2;          ///< Lab between profiles of the same space
 } // namespace tolerance
 
 /// Passes when actual lies within tolerance of expected (NaN only matches

@@ -2,10 +2,8 @@
 // Test support for the stand-in "iPhoto" (stand_in_iphoto.cpp): starting and
 // ending it by process id, reading what it did, and one lock that every test
 // running it holds. The tests that run it go in a PID namespace of their own
-// where the machine allows (tools/in_own_pid_namespace.sh), where they see
-// only their own processes; the lock keeps them apart where it doesn't.
-// Header only; the tests of the library, the application and the command
-// line use it.
+// where the machine allows (tools/in_own_pid_namespace.sh); the lock keeps
+// them apart where it doesn't. Header only.
 
 #include <chrono>
 #include <csignal>
@@ -33,11 +31,10 @@ namespace slidebox::testing {
 /// time on the whole machine, whichever build folder the test comes from.
 class StandInLock {
   public:
-    StandInLock() {
-        fd_ = ::open("/tmp/slidebox-iphoto-stand-in.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-        if (fd_ >= 0)
-            while (::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
-            }
+    StandInLock()
+        : fd_(::open("/tmp/slidebox-iphoto-stand-in.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
+        while (fd_ >= 0 && ::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+        }
     }
     ~StandInLock() {
         if (fd_ >= 0)
@@ -47,13 +44,8 @@ class StandInLock {
     StandInLock& operator=(const StandInLock&) = delete;
 
   private:
-    int fd_ = -1;
+    int fd_;
 };
-
-/// The folder holding the stand-in, to be put first on PATH.
-inline std::filesystem::path fakeBinFolder() {
-    return buildDir() / "tests" / "fakebin";
-}
 
 /// The real scripts, as the build tree holds them.
 inline std::filesystem::path scriptFolder() {
@@ -72,42 +64,27 @@ inline bool waitFor(const std::function<bool()>& condition,
     return true;
 }
 
-/// One line of the stand-in's record: "<pid> <event> [<path>]".
-struct StandInEvent {
-    pid_t pid = 0;
-    std::string event; ///< opened, made-library, touched, quit, timed-out, cannot-open
-    std::string path;
-};
-
-/// What the stand-ins run with this home folder did, in order.
-inline std::vector<StandInEvent> standInEvents(const std::filesystem::path& home) {
-    std::vector<StandInEvent> events;
+/// The stand-ins' record holds a line "<pid> <event> [<path>]" of that event
+/// (opened, made-library, quit, timed-out, cannot-open), with that path when
+/// one is given, of a process other than notPid. All lines with a pid when
+/// event is empty, each calling each.
+inline bool hasEvent(const std::filesystem::path& home, const std::string& event,
+                     const std::optional<std::string>& path = std::nullopt, pid_t notPid = 0,
+                     const std::function<void(pid_t)>& each = {}) {
     std::istringstream lines(readFile(home / "Library" / "Logs" / "iPhoto stand-in.log"));
     for (std::string line; std::getline(lines, line);) {
-        StandInEvent e;
-        const size_t first = line.find(' ');
-        if (first == std::string::npos)
+        std::istringstream words(line);
+        pid_t pid = 0;
+        std::string kind, where;
+        if (!(words >> pid >> kind))
             continue;
-        e.pid = static_cast<pid_t>(std::strtol(line.substr(0, first).c_str(), nullptr, 10));
-        const size_t second = line.find(' ', first + 1);
-        e.event = line.substr(first + 1,
-                              second == std::string::npos ? std::string::npos : second - first - 1);
-        if (second != std::string::npos)
-            e.path = line.substr(second + 1);
-        events.push_back(e);
+        std::getline(words >> std::ws, where);
+        if (each && kind == event)
+            each(pid);
+        else if (kind == event && (!path || where == *path) && pid != notPid)
+            return true;
     }
-    return events;
-}
-
-/// The first event of that kind, with that path when one is given.
-inline std::optional<StandInEvent> findEvent(const std::filesystem::path& home,
-                                             const std::string& event,
-                                             const std::optional<std::string>& path = std::nullopt,
-                                             pid_t notPid = 0) {
-    for (const StandInEvent& e : standInEvents(home))
-        if (e.event == event && (!path || e.path == *path) && e.pid != notPid)
-            return e;
-    return std::nullopt;
+    return false;
 }
 
 /// Whether the process runs (a zombie has ended).
@@ -126,67 +103,50 @@ inline bool processRuns(pid_t pid) {
 inline std::vector<std::string> standInEnvironment(const std::filesystem::path& home) {
     const char* path = std::getenv("PATH");
     return {"HOME=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
-            "PATH=" + fakeBinFolder().string() + ":" + (path ? path : "/usr/bin:/bin"),
+            "PATH=" + (buildDir() / "tests" / "fakebin").string() + ":" +
+                (path ? path : "/usr/bin:/bin"),
             "IPHOTO_STAND_IN_LIFETIME=30"};
 }
 
-/// Sets HOME, XDG_RUNTIME_DIR, PATH and the stand-in's lifetime in this process for the
-/// object's lifetime, so that the scripts and what they start see them.
-class StandInEnvironment {
-  public:
+/// The same set in this process for the object's lifetime, so that the
+/// scripts and what they start see it.
+struct StandInEnvironment {
     explicit StandInEnvironment(const std::filesystem::path& home) {
-        for (const std::string& entry : standInEnvironment(home)) {
-            const size_t eq = entry.find('=');
-            variables_.emplace_back(entry.substr(0, eq).c_str(), entry.c_str() + eq + 1);
-        }
+        for (const std::string& entry : standInEnvironment(home))
+            variables.emplace_back(entry.substr(0, entry.find('=')).c_str(),
+                                   entry.c_str() + entry.find('=') + 1);
     }
-
-  private:
-    std::deque<ScopedEnv> variables_;
+    std::deque<ScopedEnv> variables;
 };
 
 /// Starts the stand-in as a child of the test, with the given home; the
-/// process id, or -1. The caller ends it with stopChild().
-inline pid_t startStandIn(const std::filesystem::path& home,
-                          const std::filesystem::path& program = fakeBinFolder() / "iPhoto") {
-    return startChild({program.string()}, standInEnvironment(home));
+/// process id, or -1. The caller ends it with endChild().
+inline pid_t startStandIn(const std::filesystem::path& home) {
+    return startChild({(buildDir() / "tests" / "fakebin" / "iPhoto").string()},
+                      standInEnvironment(home));
 }
 
-/// Ends a child started by startStandIn (asked to quit, killed if it won't)
-/// and collects it. True when it still ran; harmless for one that has ended.
-inline bool stopChild(pid_t pid) {
-    const bool ran = processRuns(pid);
-    endChild(pid);
-    return ran;
-}
-
-/// Ends the stand-ins that the launch script started for this home (they
-/// are not the test's children): each by the id it recorded, only while it
-/// still runs, waiting (bounded) until it has ended.
-inline void stopLaunchedStandIns(const std::filesystem::path& home) {
-    for (const StandInEvent& e : standInEvents(home)) {
-        if (e.event != "opened" || !processRuns(e.pid))
-            continue;
-        const std::string proc = "/proc/" + std::to_string(e.pid);
-        const std::string environment = std::string(1, '\0') + readFile(proc + "/environ");
-        if (readFile(proc + "/comm") != "iPhoto\n" ||
-            environment.find(std::string("\0HOME=", 6) + home.string() + '\0') == std::string::npos)
-            continue; // the id was given to another process meanwhile
-        ::kill(e.pid, SIGTERM);
-        if (!waitFor([pid = e.pid] { return !processRuns(pid); }, std::chrono::seconds(5)))
-            ::kill(e.pid, SIGKILL);
-    }
-}
-
-/// Ends every stand-in a test started, its own children and those the
-/// launch script started for home, however the test ends.
+/// Ends every stand-in a test started, however the test ends: its own
+/// children, and those the launch script started for home (not the test's
+/// children), each by the id it recorded while it still runs as a stand-in
+/// of this home (the id may have been given to another process meanwhile).
 struct StandInCleanup {
     std::filesystem::path home;
     std::vector<pid_t> children;
     ~StandInCleanup() {
-        stopLaunchedStandIns(home);
+        hasEvent(home, "opened", std::nullopt, 0, [this](pid_t pid) {
+            const std::string proc = "/proc/" + std::to_string(pid);
+            const std::string environment = std::string(1, '\0') + readFile(proc + "/environ");
+            if (!processRuns(pid) || readFile(proc + "/comm") != "iPhoto\n" ||
+                environment.find(std::string("\0HOME=", 6) + home.string() + '\0') ==
+                    std::string::npos)
+                return;
+            ::kill(pid, SIGTERM);
+            if (!waitFor([pid] { return !processRuns(pid); }, std::chrono::seconds(5)))
+                ::kill(pid, SIGKILL);
+        });
         for (pid_t pid : children)
-            stopChild(pid);
+            endChild(pid);
     }
 };
 

@@ -3,7 +3,6 @@
 //   - it reads "RootDirectory" from $HOME/Library/Preferences/com.apple.iPhoto.plist
 //     (default $HOME/Pictures/iPhoto Library), makes that folder if needed and opens it;
 //   - an empty folder becomes a library: marker file "Library6.iPhoto" and a "Data" folder;
-//   - SIGUSR1 touches the library's marker, as a change to the library does;
 //   - SIGTERM (or SIGINT, SIGHUP) quits: after a short moment it writes its own
 //     preference file back, with the library it had open, and exits. A rewrite
 //     of the file done before it has ended is thereby lost, as with the real one.
@@ -21,7 +20,6 @@
 #include <optional>
 #include <signal.h>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <plist/plist.h>
@@ -106,16 +104,6 @@ void writePreferences(const fs::path& file, const Preferences& prefs) {
     std::free(out);
 }
 
-fs::path markerOf(const fs::path& library) {
-    for (const fs::path& marker : {library / "Library6.iPhoto", library / "Library.iPhoto",
-                                   library / "Albums" / "Photo Library"}) {
-        std::error_code ec;
-        if (fs::exists(marker, ec))
-            return marker;
-    }
-    return {};
-}
-
 long lifetimeSeconds() {
     const char* text = std::getenv("IPHOTO_STAND_IN_LIFETIME");
     long seconds = text ? std::strtol(text, nullptr, 10) : 60;
@@ -127,7 +115,7 @@ long lifetimeSeconds() {
 int main() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (int s : {SIGTERM, SIGINT, SIGHUP, SIGUSR1})
+    for (int s : {SIGTERM, SIGINT, SIGHUP})
         sigaddset(&signals, s);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 
@@ -150,40 +138,19 @@ int main() {
         record("made-library", library.string());
     }
 
-    timespec deadline{};
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += lifetimeSeconds();
-    for (;;) {
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        timespec left{deadline.tv_sec - now.tv_sec, deadline.tv_nsec - now.tv_nsec};
-        if (left.tv_nsec < 0) {
-            left.tv_nsec += 1'000'000'000;
-            --left.tv_sec;
-        }
-        if (left.tv_sec < 0) {
-            record("timed-out");
-            break;
-        }
-        const int s = sigtimedwait(&signals, nullptr, &left);
-        if (s < 0) {
-            if (errno == EINTR)
-                continue;
-            record("timed-out");
-            break;
-        }
-        if (s == SIGUSR1) {
-            const fs::path marker = markerOf(library);
-            if (!marker.empty() && ::utimensat(AT_FDCWD, marker.c_str(), nullptr, 0) == 0)
-                record("touched", marker.string());
-            continue;
-        }
+    // One quit signal, or the end of the lifetime.
+    const timespec lifetime{lifetimeSeconds(), 0};
+    int s;
+    while ((s = sigtimedwait(&signals, nullptr, &lifetime)) < 0 && errno == EINTR) {
+    }
+    if (s < 0) {
+        record("timed-out");
+    } else {
         const timespec moment{0, kQuitMoment};
         nanosleep(&moment, nullptr);
         plist_dict_set_item(prefs.dict, kRootDirectoryKey, plist_new_string(library.c_str()));
         writePreferences(preferenceFile, prefs);
         record("quit", library.string());
-        break;
     }
     plist_free(prefs.dict);
     return 0;

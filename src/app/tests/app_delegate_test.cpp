@@ -34,22 +34,62 @@ class AppDelegateTest : public ControllerTest {
     }
 };
 
-TEST_F(AppDelegateTest, FirstLaunchTakesTheRegisteredFloatingKind) {
+TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) {
     makeLibrary("A", 1);
     auto delegate = launch();
     EXPECT_EQ(AppDelegate::sharedDelegate(), delegate.get());
     ASSERT_NE(delegate->uiController(), nullptr);
     EXPECT_EQ(delegate->uiController()->windowKind(), 0);
     EXPECT_EQ(delegate->windowKindMatrix()->checkedId(), 0);
-    UIWindow* window = delegate->uiController()->window();
-    EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint)); // the kind's flags
-    EXPECT_TRUE(window->isVisible());
+    UIWindow* mainWindow = delegate->uiController()->window();
+    EXPECT_TRUE(mainWindow->windowFlags().testFlag(Qt::WindowStaysOnTopHint)); // the kind's flags
+    EXPECT_TRUE(mainWindow->isVisible());
     EXPECT_FALSE(delegate->iPhotoIcon().isNull());
-    EXPECT_EQ(window->menuBar()->actions().size(), 2) << "the main window carries the menus";
-    EXPECT_TRUE(window->menuBar()->isVisible());
+    EXPECT_EQ(mainWindow->menuBar()->actions().size(), 2) << "the main window carries the menus";
+    EXPECT_TRUE(mainWindow->menuBar()->isVisible());
     const auto stored = platform::readPlistFile(fixture.context().userDefaults().filePath());
     ASSERT_TRUE(stored);
     EXPECT_TRUE(stored->root[viewerWindowKind].isNull()) << "the registered default is not written";
+
+    QWidget* preferences = delegate->preferencesWindow();
+    delegate->preferencesAction()->trigger();
+    delegate->helpAction()->trigger();
+    for (QWidget* window : {preferences, delegate->helpWindow()}) {
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    }
+    // "Done" closes the preferences and brings the main window forward.
+    delegate->uiController()->window()->hide();
+    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
+    EXPECT_FALSE(preferences->isVisible());
+    EXPECT_TRUE(delegate->uiController()->window()->isVisible());
+
+    // A normal main window has nothing floating above it, also what was
+    // opened before the change.
+    delegate->preferencesAction()->trigger();
+    delegate->windowKindMatrix()->button(1)->click();
+    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    for (QWidget* window : {preferences, delegate->helpWindow()}) {
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    }
+    delegate->aboutAction()->trigger();
+    EXPECT_FALSE(delegate->aboutWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+
+    // Help and about are centred each time they open; the home page opens in the browser.
+    const QPoint centre = QGuiApplication::primaryScreen()->availableGeometry().center();
+    for (QAction* action : {delegate->helpAction(), delegate->aboutAction()}) {
+        QWidget* window =
+            action == delegate->helpAction() ? delegate->helpWindow() : delegate->aboutWindow();
+        window->move(3, 3);
+        action->trigger();
+        EXPECT_LE((window->frameGeometry().center() - centre).manhattanLength(), 8)
+            << "within the frame's margins";
+    }
+    slidebox::testing::UrlRecorder https("https");
+    delegate->homePageAction()->trigger();
+    ASSERT_EQ(https.urls.size(), 1);
+    EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
     delegate.reset();
     EXPECT_EQ(AppDelegate::sharedDelegate(), nullptr);
 }
@@ -97,57 +137,6 @@ TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
     delegate->preferencesAction()->trigger();
     QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
     EXPECT_FALSE(delegate->uiController()->window()->isVisible());
-}
-
-TEST_F(AppDelegateTest, WindowsOpenAboveAFloatingMainWindowAndNeverStayAboveANewOne) {
-    auto delegate = launch();
-    QWidget* preferences = delegate->preferencesWindow();
-    delegate->preferencesAction()->trigger();
-    delegate->helpAction()->trigger();
-    for (QWidget* window : {preferences, delegate->helpWindow()}) {
-        EXPECT_TRUE(window->isVisible());
-        EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    }
-    // "Done" closes the preferences and brings the main window forward.
-    delegate->uiController()->window()->hide();
-    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
-    EXPECT_FALSE(preferences->isVisible());
-    EXPECT_TRUE(delegate->uiController()->window()->isVisible());
-
-    // A normal main window has nothing floating above it, also what was
-    // opened before the change.
-    delegate->preferencesAction()->trigger();
-    delegate->windowKindMatrix()->button(1)->click();
-    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
-    for (QWidget* window : {preferences, delegate->helpWindow()}) {
-        EXPECT_TRUE(window->isVisible());
-        EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    }
-    delegate->aboutAction()->trigger();
-    EXPECT_FALSE(delegate->aboutWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-}
-
-TEST_F(AppDelegateTest, HelpAndAboutAreCentredEachTimeTheyOpen) {
-    auto delegate = launch();
-    const QPoint centre = QGuiApplication::primaryScreen()->availableGeometry().center();
-    for (QAction* action : {delegate->helpAction(), delegate->aboutAction()}) {
-        QWidget* window =
-            action == delegate->helpAction() ? delegate->helpWindow() : delegate->aboutWindow();
-        window->move(3, 3);
-        action->trigger();
-        EXPECT_TRUE(window->isVisible());
-        EXPECT_LE((window->frameGeometry().center() - centre).manhattanLength(), 8)
-            << "within the frame's margins";
-    }
-}
-
-TEST_F(AppDelegateTest, HomePageOpensInTheBrowser) {
-    slidebox::testing::UrlRecorder https("https");
-    auto delegate = launch();
-    delegate->homePageAction()->trigger();
-    ASSERT_EQ(https.urls.size(), 1);
-    EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
-    EXPECT_EQ(https.urls.first(), AppDelegate::homePageUrl());
 }
 
 } // namespace

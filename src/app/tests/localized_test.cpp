@@ -28,7 +28,10 @@ class LocalizedTest : public ControllerTest {
     }
 };
 
-TEST_F(LocalizedTest, WithoutTableTheKeyOrItsFallbackValue) {
+TEST_F(LocalizedTest, NoTableEnglishAndFrench) {
+    makeLibrary("A", 1);
+    makeLibrary("B", 1);
+    // Without a table: the key or its fallback value.
     EXPECT_EQ(localizedString("Libraries"), "Libraries");
     EXPECT_EQ(
         localizedString("Close the window or the application", "Close the window/application"),
@@ -36,21 +39,18 @@ TEST_F(LocalizedTest, WithoutTableTheKeyOrItsFallbackValue) {
     auto controller = start();
     EXPECT_EQ(controller->hideButton()->toolTip(), "Close the window/application");
     EXPECT_EQ(controller->newButton()->toolTip(), "Add an existing Library into the List");
-}
 
-TEST_F(LocalizedTest, EnglishTableHoldsEveryKey) {
+    // The English table holds every key.
     ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::English)));
     EXPECT_EQ(
         localizedString("Close the window or the application", "Close the window/application"),
         "Close the window or the application");
     EXPECT_EQ(localizedString("Not a key", "fallback"), "fallback");
-}
 
-TEST_F(LocalizedTest, FrenchTableTranslatesTheControllersTexts) {
-    makeLibrary("A", 1);
-    makeLibrary("B", 1);
+    // The French one translates the controller's texts.
     ASSERT_TRUE(installLocalizedTable(tables(), QLocale(QLocale::French, QLocale::France)));
-    auto controller = start();
+    controller.reset();
+    controller = start();
     EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
     EXPECT_EQ(controller->hideButton()->toolTip(),
               QString::fromUtf8("Fermer la fenêtre ou l'application"));

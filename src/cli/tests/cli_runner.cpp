@@ -42,12 +42,4 @@ std::map<std::string, std::string> fields(const std::string& text) {
     return result;
 }
 
-std::vector<double> numbers(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<double> values;
-    for (double v; in >> v;)
-        values.push_back(v);
-    return values;
-}
-
 } // namespace slidebox::testing

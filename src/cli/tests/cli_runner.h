@@ -36,9 +36,8 @@ std::vector<std::string> homeEnv(const TempDir& home);
 CliRun runAt(const TempDir& home, std::vector<std::string> command,
              const std::vector<std::string>& args);
 
-/// The lines of an output; its "key: value" lines by key; its reals.
+/// The lines of an output; its "key: value" lines by key.
 std::vector<std::string> lines(const std::string& text);
 std::map<std::string, std::string> fields(const std::string& text);
-std::vector<double> numbers(const std::string& text);
 
 } // namespace slidebox::testing

@@ -7,12 +7,15 @@
 //   > 1 2 3                         a line of standard output (\0 \t \n \\ escaped)
 //   % 0.01                          numbers in > lines agree within 0.01
 //   ~ text                          standard output holds text (then no > lines)
+//   ^ text                          standard output lacks text
 //   = 2                             the exit status (0 when absent)
 //   ! text                          standard error holds text
+//   + a/b.jpg                       an empty file made in the home first
 //
 // Without ~ lines standard output is exactly the > lines: nothing for a
 // refusal. Without ! lines standard error is empty on success and says
-// something on failure. Each file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
+// something on failure, and a failure leaves the home as it found it. Each
+// file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
 // ${X11} are installed profiles (a case without them is skipped), ${HOME}
 // the case's home, which holds text.icc, a file that is no profile, and the
 // small images of writeImages.
@@ -26,6 +29,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "cli/tests/cli_runner.h"
@@ -38,7 +42,7 @@ struct GoldenCase {
     std::string name;
     std::vector<std::string> args;
     std::string in, out;
-    std::vector<std::string> outParts, errParts;
+    std::vector<std::string> outParts, outLacks, errParts, files;
     int status = 0;
     double tolerance = 0;
     std::size_t firstLine = 0; ///< index of its $ line in the file
@@ -52,7 +56,10 @@ std::string unescaped(const std::string& text) {
             continue;
         }
         const char c = text[++i];
-        result += c == '0' ? '\0' : c == 't' ? '\t' : c == 'n' ? '\n' : c;
+        if (c == 'x' && i + 2 < text.size()) // \xHH, a byte
+            result += static_cast<char>(std::stoi(text.substr((i += 2) - 1, 2), nullptr, 16));
+        else
+            result += c == '0' ? '\0' : c == 't' ? '\t' : c == 'n' ? '\n' : c;
     }
     return result;
 }
@@ -148,16 +155,32 @@ std::optional<CliRun> runCase(const GoldenCase& c) {
         args.push_back(expand(word));
     if (!installed)
         return std::nullopt;
+    for (const std::string& file : c.files) {
+        std::filesystem::create_directories((home / file).parent_path());
+        writeFile(home / file, "");
+    }
+    const auto entries = [&] {
+        std::set<std::filesystem::path> names;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
+            names.insert(entry.path());
+        return names;
+    };
+    const auto before = entries();
     CliRun run = runCli(args, homeEnv(home), c.in);
     EXPECT_EQ(run.status, c.status) << run.err;
+    if (run.status != 0) {
+        EXPECT_EQ(entries(), before) << "a refusal leaves nothing behind";
+    }
     if (c.outParts.empty()) {
-        EXPECT_TRUE(sameOutput(c.out, run.out, c.tolerance))
+        EXPECT_TRUE(sameOutput(expand(c.out), run.out, c.tolerance))
             << "expected:\n"
             << c.out << "actual:\n"
             << run.out << "tolerance " << c.tolerance;
     }
     for (const std::string& part : c.outParts)
         EXPECT_THAT(run.out, ::testing::HasSubstr(expand(part)));
+    for (const std::string& part : c.outLacks)
+        EXPECT_THAT(run.out, ::testing::Not(::testing::HasSubstr(part)));
     for (const std::string& part : c.errParts)
         EXPECT_THAT(run.err, ::testing::HasSubstr(expand(part)));
     if (c.errParts.empty()) {
@@ -190,6 +213,10 @@ std::vector<GoldenCase> loadCases(const std::vector<std::string>& lines, const s
             cases.back().tolerance = std::stod(body);
         } else if (line[0] == '~') {
             cases.back().outParts.push_back(body);
+        } else if (line[0] == '^') {
+            cases.back().outLacks.push_back(body);
+        } else if (line[0] == '+') {
+            cases.back().files.push_back(body);
         } else if (line[0] == '!') {
             cases.back().errParts.push_back(body);
         } else if (line[0] == '=') {

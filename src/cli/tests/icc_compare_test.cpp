@@ -128,23 +128,3 @@ TEST_F(CliIccCompare, ImagesAreMatchedThroughTheirProfiles) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_THAT(r.out, HasSubstr("maxi-delta-e: 0\n"));
 }
-
-TEST_F(CliIccCompare, RefusalsPrintNothingAndWriteNoGamut) {
-    write("a.tif", labImage(4, 3));
-    write("b.tif", labImage(4, 2));
-    write("small.png", blank(4, 2, ColorSpace::Gray));
-    writeFile(dir_ / "junk.tif", "II*\0junk");
-    const std::pair<std::vector<std::string>, const char*> refused[] = {
-        {{path("a.tif"), path("b.tif"), path("gamut.tif")}, "differ in size"},
-        {{path("a.tif"), path("junk.tif"), path("gamut.png")}, "junk.tif"},
-        {{"--mask", path("small.png"), path("a.tif"), path("a.tif"), path("gamut.tif")}, "mask"},
-    };
-    for (const auto& [args, reason] : refused) {
-        auto r = compare(args);
-        EXPECT_EQ(r.status, 1) << reason;
-        EXPECT_EQ(r.out, "") << reason;
-        EXPECT_THAT(r.err, HasSubstr(reason));
-    }
-    EXPECT_FALSE(std::filesystem::exists(dir_ / "gamut.png"));
-    EXPECT_FALSE(std::filesystem::exists(dir_ / "gamut.tif"));
-}

@@ -114,16 +114,6 @@ TEST_F(CliIccList, InstalledFoldersComeFromTheHomeOfTheCommand) {
     EXPECT_EQ(r.out, "Dot color\tz.icc\t" + dotColor + "/z.icc\tCMY \tprtr\tXYZ \n");
 }
 
-TEST_F(CliIccList, PlainListIsTheInstalledProfilesWithoutNamedOrAbstract) {
-    if (!std::filesystem::exists(kSRGB))
-        GTEST_SKIP() << "colord-data isn't installed";
-    auto r = list({});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_THAT(r.out, HasSubstr("\tsRGB.icc\t" + kSRGB + "\tRGB \tmntr\tXYZ \n"));
-    EXPECT_THAT(r.out, ::testing::Not(HasSubstr("\tnmcl\t")));
-    EXPECT_THAT(r.out, ::testing::Not(HasSubstr("\tabst\t")));
-}
-
 TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {
     // A folder path of 300 bytes and more, and a file name that isn't UTF-8.
     std::filesystem::path deep = folder_.path();
@@ -141,10 +131,4 @@ TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {
                          "\"},{\"name\":\"Long\",\"file\":\"" +
                          relative + "\",\"path\":\"" + (deep / "long.icc").string() +
                          "\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ \"}]\n");
-}
-
-TEST_F(CliIccList, NoRowIsAFailure) {
-    EXPECT_EQ(list({"--use", "8", "--space", "0x20"}).status, 1);
-    EXPECT_EQ(list({"--dir", dir()}).status, 1);
-    EXPECT_EQ(list({"--dir", (folder_ / "missing").string()}).status, 1);
 }

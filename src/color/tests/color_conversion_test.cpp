@@ -30,12 +30,11 @@ Fields fields(const CMColor& c, int n = 3) {
 
 } // namespace
 
-TEST(ColorConversionFields, LabFieldEndsReadAsTheScaleEnds) {
+// The ends of the Lab scale, white both ways, the clamped lab2xyz, 1976 and
+// 1994 differences of one chroma 0: in the CLI's golden lines (color.txt).
+
+TEST(ColorConversionFields, UnitScaleReadsTheFieldAsIs) {
     float L, a, b;
-    CC::CMLab(lab(65535, 65535, 65535), L, a, b);
-    EXPECT_KNOWN3(100.0f, 127.996f, 127.996f, kFloatTol, L, a, b);
-    CC::CMLab(lab(0, 0, 0), L, a, b);
-    EXPECT_KNOWN3(0.0f, -128.0f, -128.0f, 0.0f, L, a, b);
     // The unit scale does not interpret the field: a neutral a reads about 0.5.
     CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
     EXPECT_KNOWN3(1.0f, 0.500008f, 0.0f, kFloatTol, L, a, b);
@@ -49,9 +48,6 @@ TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
         Fields expected;
     };
     const Row rows[] = {
-        // 32767.5 truncated; a = 0 writes as 32768: the span is 255.996.
-        {50.0f, 0.0f, 0.0f, {32767, 32768, 32768}},
-        {120.0f, 200.0f, -200.0f, {65535, 65535, 0}},
         // The single-precision 127.996 still reaches the top.
         {-3.0f, 127.996f, -128.0f, {0, 65535, 0}},
         // a and b are computed in double from the start: a single-precision
@@ -150,16 +146,9 @@ TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
     }
 }
 
-TEST(ColorConversionLab, WhiteKnownColourAndRoundTrip) {
+TEST(ColorConversionLab, KnownColourAndRoundTrip) {
     Lab lab;
-    XYZToLab(96.42f, 100.0f, 82.49f, lab);
-    EXPECT_KNOWN3(100.0f, 0.0f, 0.0f, 0.0f, lab.L, lab.a, lab.b); // exact both ways
     XYZ xyz;
-    EXPECT_TRUE(LabToXYZ(100.0f, 0.0f, 0.0f, xyz));
-    EXPECT_KNOWN3(96.42f, 100.0f, 82.49f, 0.0f, xyz.X, xyz.Y, xyz.Z);
-    EXPECT_EQ(static_cast<double>(kWhiteX), 96.41999816894531);
-    EXPECT_EQ(static_cast<double>(kWhiteZ), 82.48999786376953);
-
     XYZToLab(30.0f, 40.0f, 20.0f, lab);
     EXPECT_KNOWN3(69.470f, -29.594f, 22.650f, kThreeDecimals, lab.L, lab.a, lab.b);
     EXPECT_TRUE(LabToXYZ(lab.L, lab.a, lab.b, xyz));
@@ -170,6 +159,11 @@ TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
     XYZ xyz;
     EXPECT_TRUE(LabToXYZ(5.0f, 0.0f, 0.0f, xyz));
     EXPECT_KNOWN3(0.5337f, 0.5535f, 0.4566f, kFourDecimals, xyz.X, xyz.Y, xyz.Z);
+    // Either side of the bound at 8 (a = b = 0, so f is L): the CIE formula.
+    EXPECT_TRUE(LabToXYZ(7.5f, 0.0f, 0.0f, xyz));
+    EXPECT_KNOWN3(0.80057f, 0.83029f, 0.68491f, kFourDecimals, xyz.X, xyz.Y, xyz.Z);
+    EXPECT_TRUE(LabToXYZ(8.5f, 0.0f, 0.0f, xyz));
+    EXPECT_KNOWN3(0.90843f, 0.94216f, 0.77719f, kFourDecimals, xyz.X, xyz.Y, xyz.Z);
 
     // The lightness function turns linear below 8, that is t below 0.008856.
     EXPECT_NEAR(FR(0.008856f), 8.0f, 1e-3f);
@@ -181,9 +175,6 @@ TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
 
 TEST(ColorConversionLab, OutOfRangeComponentsClampToZeroAndReportFalse) {
     XYZ xyz;
-    EXPECT_FALSE(LabToXYZ(0.0f, 0.0f, 100.0f, xyz));
-    EXPECT_EQ(xyz.Z, 0.0f);
-    EXPECT_GE(xyz.X, 0.0f);
     EXPECT_FALSE(LabToXYZ(10.0f, -120.0f, 0.0f, xyz));
     EXPECT_EQ(xyz.X, 0.0f);
     EXPECT_GT(xyz.Y, 0.0f);
@@ -241,9 +232,6 @@ TEST(ColorConversionLch, HueBandsAndQuadrants) {
 
 TEST(ColorConversionDeltaE, Cie1976AndTheCie94Variant) {
     EXPECT_EQ(CC::deltaE94WithL(40, 10, -20, 40, 10, -20), 0.0f);
-    EXPECT_NEAR(CC::deltaEWithL(50, 0, 0, 50, 10, 0), 10.0f, kFloatTol);
-    // One chroma 0: C is 0, so SC is 0.6 and the difference grows by 1/0.6.
-    EXPECT_NEAR(CC::deltaE94WithL(50, 0, 0, 50, 10, 0), 16.6667f, kFourDecimals * 10);
     // A pure lightness difference is the same in both measures.
     EXPECT_NEAR(CC::deltaE94WithL(30, 20, 30, 37, 20, 30), 7.0f, kFloatTol);
     EXPECT_NEAR(CC::deltaEWithL(30, 20, 30, 37, 20, 30), 7.0f, kFloatTol);

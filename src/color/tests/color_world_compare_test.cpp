@@ -145,7 +145,6 @@ TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceAtAnyToleranceAndImageKind) {
     // Tolerance 0: d = tol = maxiDeltaE = 0, and a zero denominator counts
     // as t = 0, the start of the out-of-gamut ramp; the text still shows.
     ASSERT_TRUE(compare(a, b, 0.0f, nullptr, &image));
-    EXPECT_EQ(world.comparisonColors().outGamutLimitRGB, (RGB8{255, 178, 0}));
     EXPECT_EQ(pixelOf(image, 0, 0), (RGB8{255, 178, 0}));
     EXPECT_EQ(pixelOf(image, 199, 39), (RGB8{255, 178, 0}));
     EXPECT_GE(darkColumns(image).first, 0);
@@ -427,7 +426,7 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
     banded.width = 1500;
     ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &mask.rep, &banded));
     EXPECT_NEAR(world.maxiDeltaE(), maxi, kExact);
-    EXPECT_GT(banded.bands.size(), 1u);
+    EXPECT_EQ(banded.bands, (std::vector<std::int32_t>{932, 68})); // 4 MB of rows, then the rest
     ASSERT_EQ(banded.bytes.size(), std::size_t{1500} * 1000 * 3);
     for (int y = 0; y < 1000; ++y)
         ASSERT_EQ(std::memcmp(banded.bytes.data() + y * 4500, whole.constScanLine(y), 4500), 0)

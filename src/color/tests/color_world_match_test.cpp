@@ -186,17 +186,6 @@ TEST_F(ColorWorldMatchTest, PlanarWithAlphaMatchesAsPackedAndKeepsAlpha) {
     }
 }
 
-TEST_F(ColorWorldMatchTest, SixteenBitCMYKFollowsSingleColours) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
-    ASSERT_NE(world, nullptr);
-    Bitmap in = make(64, 5, ColorSpace::RGB, 16);
-    fillPattern(in);
-    Bitmap out = make(64, 5, ColorSpace::CMYK, 16);
-    ASSERT_TRUE(world->matchSourceImageRep(in, &out));
-    expectLikeSingleColours(*world, in, out, {0, 7, 14, 21, 28, 35, 42, 49, 56, 63},
-                            {0, 1, 2, 3, 4}, kTableTol16);
-}
-
 TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     auto recorder = std::make_shared<Recorder>();
     auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0, recorder);

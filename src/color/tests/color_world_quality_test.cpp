@@ -278,16 +278,6 @@ TEST_F(ProfileQuality, ThrottlePausesBetweenSlices) {
         EXPECT_NEAR(clock.pauses[s], clock.work * 9.0, kPauseTol) << s;
 }
 
-TEST(ThrottleClockTest, SystemClockSleepsUntilTheMoment) {
-    ThrottleClock& clock = ThrottleClock::system();
-    constexpr double kWait = 0.01; // seconds
-    const double start = clock.now();
-    clock.sleepUntil(start - 1.0); // already past: at once
-    EXPECT_LT(clock.now() - start, 0.5);
-    clock.sleepUntil(clock.now() + kWait);
-    EXPECT_GE(clock.now() - start, kWait);
-}
-
 TEST_F(ProfileQuality, ColorRunsMatchLikeOneColourACall) {
     // Runs of colours, alone or over threads, give the fields of one
     // engine call a colour: a CMYK world both ways, many colours, sizes

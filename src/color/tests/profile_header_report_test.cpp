@@ -72,9 +72,3 @@ TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {
     std::string report = headerInfos(h);
     EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"), std::string::npos);
 }
-
-TEST(ProfileHeaderReport, CreationDateText) {
-    CM2Header h = sampleHeader();
-    h.dateTime = {2009, 3, 27, 21, 36, 31};
-    EXPECT_EQ(creationDateText(h), "27 March 2009 - 21:36:31");
-}

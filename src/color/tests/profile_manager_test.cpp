@@ -17,15 +17,6 @@
 using namespace slidebox::color;
 using namespace slidebox::testing;
 
-TEST(ProfilePlaces, FoldersOfTheDesktop) {
-    ProfilePlaces places = ProfilePlaces::underHome("/home/someone");
-    EXPECT_EQ(places.dataHome, "/home/someone/.local/share");
-    const std::vector<std::filesystem::path> folders = {
-        "/usr/share/color/icc", "/usr/local/share/color/icc", "/home/someone/.local/share/icc",
-        "/home/someone/.color/icc"};
-    EXPECT_EQ(places.profileFolders, folders);
-}
-
 TEST(ProfileManagerTest, GenericProfilesAreResourcesAndNothingIsWritten) {
     ScopedProfilePlaces places;
     auto lab = ProfileManager::pathOfGenericLabProfil();

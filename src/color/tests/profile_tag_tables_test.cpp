@@ -94,18 +94,9 @@ TEST_F(ProfileTagTablesTest, GetElementOutPlacesAndErrors) {
     EXPECT_TRUE(TestProfileDatasForIntent(*profile, 2));
 }
 
-TEST_F(ProfileTagTablesTest, GridPointsOfLut16AndLutAtoBTables) {
+TEST_F(ProfileTagTablesTest, LutAtoBTablesHaveNoGridPoints) {
+    // Lut16 grids are in the CLI's golden lines (icc info).
     ProfileRecipe recipe = tableRGBRecipe();
-    recipe.tables = {{fourCC("A2B1"), ProfileTableRecipe::Kind::Lut16, 11},
-                     {fourCC("B2A1"), ProfileTableRecipe::Kind::Lut16, 7}};
-    auto lut16 = writeProfile(dir, "lut16.icc", make(recipe));
-    for (std::int32_t intent : {1, 3, -1}) { // 3 and -1 read the tables of 1
-        auto inspector = ProfileInspector::profileInspectorWithProfilePath(lut16, intent);
-        ASSERT_TRUE(inspector) << intent;
-        EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 11) << intent;
-        EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), intent == -1 ? 0 : 7) << intent;
-    }
-
     recipe.version = 4.3;
     recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::LutAtoB, 9},
                      {fourCC("B2A0"), ProfileTableRecipe::Kind::LutAtoB, 9}};

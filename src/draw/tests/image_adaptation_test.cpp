@@ -5,11 +5,14 @@
 #include <cstring>
 
 #include "draw/image_adaptation.h"
+#include "tests/known_value.h"
 
 using namespace slidebox::draw;
 using slidebox::image::Bitmap;
 using slidebox::image::ColorSpace;
 using slidebox::image::PixelFormat;
+using namespace slidebox::testing;
+using namespace slidebox::testing::tolerance;
 
 namespace {
 
@@ -31,6 +34,9 @@ int at(const BitmapImageRep& r, int x, int y, int c = 0) {
     return r
         .bitmapData()[std::size_t(y) * r.bytesPerRow() + std::size_t(x * r.samplesPerPixel() + c)];
 }
+std::array<int, 4> pixel4(const BitmapImageRep& r, int x, int y) {
+    return {at(r, x, y, 0), at(r, x, y, 1), at(r, x, y, 2), at(r, x, y, 3)};
+}
 
 const PixelFormat kGray = PixelFormat::make(ColorSpace::Gray, 8);
 
@@ -47,11 +53,10 @@ TEST(AdaptRect, FitsCentredWithTwoPointsClear) {
         {{0, 0, 14, 10}, {14.0f, 22.0f, 56.0f, 40.0f}}, // small sources grow
     };
     for (const auto& row : rows) {
-        const RectF fitted = adaptRect(row.source, frame);
-        EXPECT_NEAR(fitted.x, row.expected.x, 0.005f) << row.source.width;
-        EXPECT_NEAR(fitted.y, row.expected.y, 0.005f) << row.source.width;
-        EXPECT_NEAR(fitted.width, row.expected.width, 0.005f) << row.source.width;
-        EXPECT_NEAR(fitted.height, row.expected.height, 0.005f) << row.source.width;
+        const RectF f = adaptRect(row.source, frame), e = row.expected;
+        EXPECT_TRUE(
+            knownValues({e.x, e.y, e.width, e.height}, kTwoDecimals, {f.x, f.y, f.width, f.height}))
+            << row.source.width;
     }
 }
 
@@ -85,9 +90,7 @@ TEST(BitmapWithPixelsSize, LayoutsFollowTheSourceSpace) {
     auto rgba = bitmapWithPixelsSize({6.0f, 5.0f}, rgb);
     ASSERT_TRUE(rgba);
     EXPECT_EQ(rgba->samplesPerPixel(), 4) << "24 bits a pixel come out with alpha";
-    EXPECT_EQ((std::array{at(*rgba, 3, 2, 0), at(*rgba, 3, 2, 1), at(*rgba, 3, 2, 2),
-                          at(*rgba, 3, 2, 3)}),
-              (std::array{60, 120, 180, 255}));
+    EXPECT_EQ(pixel4(*rgba, 3, 2), (std::array{60, 120, 180, 255}));
 
     const BitmapImageRep cmyk = rep(NSDeviceCMYKColorSpace, PixelFormat::make(ColorSpace::CMYK, 8),
                                     3, 3, [](int, int, int c) { return 11 + 50 * c; });
@@ -97,10 +100,7 @@ TEST(BitmapWithPixelsSize, LayoutsFollowTheSourceSpace) {
     EXPECT_EQ(inks->pixelsWide(), 11);
     EXPECT_EQ(inks->size(), (SizeF{3.0f, 3.0f})) << "the source's points";
     for (int x : {0, 5, 9})
-        EXPECT_EQ((std::array{at(*inks, x, 1, 0), at(*inks, x, 1, 1), at(*inks, x, 1, 2),
-                              at(*inks, x, 1, 3)}),
-                  (std::array{11, 61, 111, 161}))
-            << x;
+        EXPECT_EQ(pixel4(*inks, x, 1), (std::array{11, 61, 111, 161})) << x;
     EXPECT_NEAR(at(*inks, 10, 1, 3), 161 / 2, 1)
         << "the drawing keeps the fraction: half the last pixel";
 }

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "color/tests/profile_fixtures.h"
+#include "draw/ink_light.h"
 #include "draw/quartz_bitmap.h"
 
 using namespace slidebox::draw;
@@ -17,12 +18,6 @@ int sample(QuartzBitmap& bitmap, int x, int yFromTop, int channel = 0) {
     const int samples = bitmap.bitmapRep().samplesPerPixel();
     return bitmap.bitmapData()[static_cast<std::size_t>(yFromTop) * bitmap.bytesPerRow() +
                                static_cast<std::size_t>(x * samples + channel)];
-}
-
-Bytes profileWithSpace(const char* space) {
-    Bytes bytes = make(tableRGBRecipe());
-    setWord(bytes, 16, slidebox::color::fourCC({space[0], space[1], space[2], space[3], 0}));
-    return bytes;
 }
 
 } // namespace
@@ -64,7 +59,6 @@ TEST(QuartzBitmap, NamesGiveTheThreeLayoutsAndNothingElse) {
         EXPECT_EQ(rep.samplesPerPixel(), row.samples) << row.name;
         EXPECT_EQ(rep.hasAlpha(), row.alpha) << row.name;
         EXPECT_EQ(rep.colorSpaceName(), row.label);
-        EXPECT_EQ(rep.bitsPerPixel(), 8 * row.samples);
         EXPECT_GE(bitmap->bytesPerRow(), std::size_t(11 * row.samples));
         EXPECT_TRUE(bitmap->iccProfile().empty());
     }
@@ -99,11 +93,12 @@ TEST(QuartzBitmap, AProfileDecidesBeforeTheName) {
     EXPECT_FALSE(QuartzBitmap::initWithSize(size, std::span<const std::uint8_t>(notAProfile)));
 
     const struct {
-        const char* space;
+        char space[5];
         int samples;
     } rows[] = {{"GRAY", 1}, {"CMYK", 4}, {"MCH5", 0}};
     for (const auto& row : rows) {
-        const Bytes bytes = profileWithSpace(row.space);
+        Bytes bytes = rgb;
+        setWord(bytes, 16, slidebox::color::fourCC(row.space));
         auto bitmap = QuartzBitmap::initWithSize(size, std::nullopt, bytes, gray);
         if (row.samples == 0) {
             EXPECT_FALSE(bitmap) << "a profile that was read leaves the name untried";
@@ -149,18 +144,6 @@ TEST(QuartzBitmap, GrayShortcutsWriteEveryLayoutThroughTheSharedPixels) {
         EXPECT_EQ(sample(*bitmap, 2, 2, samples - 1), row.erased[samples - 1]);
         EXPECT_EQ(sample(*bitmap, 2, 1, samples - 1), row.filled[samples - 1]);
     }
-}
-
-TEST(QuartzBitmap, CMYKFillsLandInTheirOwnInks) {
-    auto bitmap = QuartzBitmap::initWithSize({3.0f, 2.0f}, kCGColorSpaceUserCMYK);
-    ASSERT_TRUE(bitmap);
-    bitmap->contextRef().setCMYKFillColor(0.2f, 0.4f, 0.6f, 0.8f);
-    bitmap->contextRef().fillRect({0.0f, 0.0f, 3.0f, 2.0f});
-    for (int x = 0; x < 3; ++x)
-        for (int y = 0; y < 2; ++y)
-            EXPECT_EQ((std::array{sample(*bitmap, x, y, 0), sample(*bitmap, x, y, 1),
-                                  sample(*bitmap, x, y, 2), sample(*bitmap, x, y, 3)}),
-                      (std::array{51, 102, 153, 204}));
 }
 
 TEST(QuartzBitmap, PathsFillEachClosedSubpathAlone) {
@@ -226,4 +209,10 @@ TEST(QuartzBitmap, PicturesOfLightReachCMYKAsInks) {
             << row.light.name(QColor::HexArgb).toStdString()
             << " (a transparent picture leaves the inks)";
     }
+}
+
+TEST(InkLight, LightIsWhatTheInksLeaveRoundedToTheNearest) {
+    // (255 - ink) * (255 - black) / 255: 126.502 goes up, 195.498 down.
+    EXPECT_EQ(lightFromInks(1, 0, 255, 128), (std::array<std::uint8_t, 3>{127, 127, 0}));
+    EXPECT_EQ(lightFromInks(13, 0, 0, 49), (std::array<std::uint8_t, 3>{195, 206, 206}));
 }

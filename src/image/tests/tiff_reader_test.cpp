@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include "image/tiff_writer.h"
 #include "tests/temp_dir.h"
 #include "tiff_fixtures.h"
 
@@ -12,6 +15,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using testing::format;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using testing::RawTiff;
 
 constexpr auto kGray = ColorSpace::Gray, kRGB = ColorSpace::RGB, kLab = ColorSpace::Lab;
@@ -252,6 +257,116 @@ TEST_F(TiffReaderTest, EmbeddedProfileAndMemoryInput) {
     auto bitmap = reader->readBitmap();
     ASSERT_TRUE(bitmap);
     EXPECT_THAT(testing::bitmapValues(*bitmap), ElementsAre(1, 2, 3, 4));
+}
+
+// Broken and hostile TIFFs in data/hostile, each named after its defect:
+// every one is refused with a message that says why, from a file and from
+// memory alike, and a conversion that meets it leaves no output and no
+// temporary file.
+
+/// Reads in with a reader and streams it band by band into out with a
+/// writer, the way a conversion does: the writer starts before the first
+/// strip is decoded.
+ImageStatus convert(const std::filesystem::path& in, const std::filesystem::path& out) {
+    auto reader = TiffReader::open(in);
+    if (!reader)
+        return reader.status();
+    auto writer = TiffWriter::create(out, reader->width(), reader->height(), reader->format());
+    if (!writer)
+        return writer.status();
+    auto status = reader->forEachBand(
+        [&](const Bitmap& rows, std::int32_t) { return writer->writeRows(rows).ok(); });
+    return status ? writer->finish() : status;
+}
+
+TEST_F(TiffReaderTest, BrokenFilesAreRefusedWithTheirReason) {
+    using enum ImageErrorCode;
+    const struct {
+        const char* name;
+        ImageErrorCode code;
+        const char* message;
+    } defects[] = {
+        {"empty.tif", CannotOpen, "not a readable TIFF"},
+        {"not_a_tiff.tif", CannotOpen, "not a readable TIFF"},
+        {"cut_in_half.tif", CannotOpen, "not a readable TIFF"},
+        {"zero_width.tif", CannotOpen, "scanline size is zero"},
+        {"huge_dimensions.tif", TooLarge,
+         "image of 100000 x 100000 pixels, gray 8-bit packed, is larger than the limit"},
+        {"strip_size_overflowing.tif", CannotOpen, "Integer overflow"},
+        {"width_beyond_int32.tif", TooLarge, "too large"},
+        {"strip_offset_past_end.tif", Truncated, "strip 0"},
+        {"strip_runs_past_end_of_file.tif", Truncated, "strip 0 can't be read"},
+        {"pixels_larger_than_file.tif", Truncated, "its pixels need 192000"},
+        {"palette_photometric.tif", Unsupported, "photometric interpretation 3 (palette)"},
+        {"cfa_photometric.tif", Unsupported, "(colour filter array)"},
+        {"twelve_bits.tif", Unsupported, "12-bit samples"},
+        {"one_bit_bilevel.tif", Unsupported, "1-bit samples"},
+        {"six_samples_rgb.tif", Unsupported, "6 samples a pixel"},
+        {"separated_not_cmyk.tif", Unsupported, "inks other than CMYK"},
+        {"cmyk_with_a_fifth_sample.tif", Unsupported, "separated image of 5 samples a pixel"},
+        {"half_float_samples.tif", Unsupported, "floating-point"},
+        {"lab_with_alpha.tif", Unsupported, "alpha sample on a Lab image"},
+        {"lzw_noise.tif", Truncated, "can't be read"},
+        {"tile_offset_past_end.tif", Truncated, "tile 0"},
+    };
+    // libtiff's complaints end up in the messages, none on standard error.
+    ::testing::internal::CaptureStderr();
+    for (const auto& defect : defects) {
+        SCOPED_TRACE(defect.name);
+        const auto path = std::filesystem::path(SLIDEBOX_IMAGE_TEST_DATA) / "hostile" / defect.name;
+        auto fromFile = readTiff(path);
+        ASSERT_FALSE(fromFile);
+        EXPECT_EQ(fromFile.status().code(), defect.code) << fromFile.status().message();
+        EXPECT_THAT(fromFile.status().message(), HasSubstr(defect.message));
+
+        const std::string bytes = slidebox::testing::readFile(path);
+        auto reader = TiffReader::openMemory(
+            std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+        const ImageStatus fromMemory = reader ? reader->readBitmap().status() : reader.status();
+        EXPECT_EQ(fromMemory.code(), defect.code) << fromMemory.message();
+
+        EXPECT_EQ(convert(path, dir / "converted.tif").code(), defect.code);
+        EXPECT_THAT(testing::folderEntries(dir.path()), IsEmpty());
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(TiffReaderTest, TheImageLimitRefusesBeforeAllocating) {
+    RawTiff gray{.width = 100, .height = 100, .values = testing::rampValues(10000, 8)};
+    ASSERT_TRUE(testing::writeRawTiff(dir / "gray.tif", gray));
+    TiffReadOptions small;
+    small.maxImageBytes = 9999;
+    auto refused = TiffReader::open(dir / "gray.tif", small);
+    EXPECT_EQ(refused.status().code(), ImageErrorCode::TooLarge);
+    EXPECT_THAT(refused.status().message(), HasSubstr("100 x 100"));
+    small.maxImageBytes = 10000;
+    EXPECT_TRUE(TiffReader::open(dir / "gray.tif", small));
+}
+
+// Another program cuts the file short between the opening and the reading:
+// a read error with its reason, never a fault in a mapping.
+TEST_F(TiffReaderTest, AFileCutShortAfterOpeningIsARefusal) {
+    RawTiff rgb = ramp(256, 64, 3, 8, PHOTOMETRIC_RGB);
+    rgb.rowsPerStrip = 8;
+    const auto path = dir / "rgb.tif";
+    ASSERT_TRUE(testing::writeRawTiff(path, rgb));
+    auto reader = TiffReader::open(path);
+    ASSERT_TRUE(reader) << reader.status().message();
+    std::filesystem::resize_file(path, 4096);
+    auto rows = Bitmap::allocate(256, 64, reader->format());
+    ASSERT_TRUE(rows);
+    const auto status = reader->readRows(0, *rows);
+    EXPECT_THAT(status.code(),
+                ::testing::AnyOf(ImageErrorCode::Truncated, ImageErrorCode::Malformed));
+}
+
+TEST_F(TiffReaderTest, AMissingFileSaysSo) {
+    auto missing = readTiff(dir / "missing.tif");
+    EXPECT_EQ(missing.status().code(), ImageErrorCode::CannotOpen);
+    EXPECT_THAT(missing.status().message(), HasSubstr("No such file or directory"));
+    EXPECT_EQ(readTiff(dir.path()).status().code(), ImageErrorCode::CannotOpen);
+    ASSERT_EQ(::mkfifo((dir / "fifo.tif").c_str(), 0600), 0);
+    EXPECT_THAT(readTiff(dir / "fifo.tif").status().message(), HasSubstr("not a regular file"));
 }
 
 } // namespace

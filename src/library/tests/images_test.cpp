@@ -14,9 +14,14 @@ using slidebox::testing::writeFile;
 using Paths = iPhotoAlbumManager::PathList;
 
 namespace {
-Paths imagesOf(const std::filesystem::path& folder) {
+// A record of the folder that doesn't watch it.
+std::shared_ptr<iPhotoAlbumManager> open(const std::filesystem::path& folder) {
     auto record = iPhotoAlbumManager::initWithAlbumPath(folder);
     record->stopLookAtModificationDate();
+    return record;
+}
+Paths imagesOf(const std::filesystem::path& folder) {
+    const auto record = open(folder);
     return record->imagePaths() ? record->imagePaths()->toPathList() : Paths{};
 }
 } // namespace
@@ -31,14 +36,11 @@ TEST(ImageWalk, Generation6TakesOnlyTheLowestFoldersBelowData) {
     Paths expected{lib / "Data/2006/Roll 1/1.jpg", lib / "Data/2006/Roll 1/2.jpg",
                    lib / "Data/2006/Roll 2/1.jpg", lib / "Data/2006/Roll 2/2.jpg"};
     EXPECT_EQ(imagesOf(lib), expected);
-}
 
-TEST(ImageWalk, Generation6WithoutSubfoldersOrWithoutDataHasNoImages) {
-    TempDir dir;
+    // Without subfolders below Data, or without Data, no images.
     fx::makeLibrary6(dir / "flat", {});
     fx::makeJpeg(dir / "flat" / "Data" / "a.jpg");
     EXPECT_TRUE(imagesOf(dir / "flat").empty());
-
     writeFile(dir / "nodata" / "Library6.iPhoto", "");
     fx::makeJpeg(dir / "nodata" / "Thumbs" / "a.jpg");
     EXPECT_TRUE(imagesOf(dir / "nodata").empty());
@@ -68,8 +70,7 @@ TEST(ImageWalk, OnlyLowerCaseJpgExtensionOfAnyKind) {
     fx::makeJpeg(thumbs / "b.jpeg");
     fx::makeJpeg(thumbs / "c.jpg");
     std::filesystem::create_directories(thumbs / "d.jpg"); // a folder with the extension is taken
-    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib");
-    record->stopLookAtModificationDate();
+    auto record = open(dir / "lib");
     EXPECT_EQ(record->imagePaths(), (Paths{thumbs / "c.jpg", thumbs / "d.jpg"}));
     EXPECT_FALSE(record->imageAtIndex(0).isNull());
     EXPECT_TRUE(record->imageAtIndex(1).isNull()); // the folder gives no image
@@ -91,8 +92,7 @@ TEST(ImageAccess, IndexRulesNamesAndOnePointPerPixel) {
     fx::makeLibrary3(dir / "lib", {});
     fx::makeJpeg(dir / "lib" / "Thumbs" / "big.jpg", 300, 200, 144, 1);
     fx::makeJpeg(dir / "lib" / "Thumbs" / "small.jpg", 10, 20, 72, 2);
-    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib");
-    record->stopLookAtModificationDate();
+    auto record = open(dir / "lib");
     ASSERT_EQ(record->numberOfImage(), 2);
 
     QImage first = record->imageAtIndex(0);
@@ -120,8 +120,7 @@ TEST(ImageAccess, OnlyRegularFilesWithinTheLimitAreRead) {
               0); // an open that blocks would never return
     std::filesystem::create_symlink("/dev/zero", thumbs / "3.jpg");
     writeFile(thumbs / "4.jpg", std::string(iPhotoAlbumManager::maxImageFileBytes + 1, '\xff'));
-    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib");
-    record->stopLookAtModificationDate();
+    auto record = open(dir / "lib");
     ASSERT_EQ(record->numberOfImage(), 4);
     EXPECT_FALSE(record->imageAtIndex(0).isNull());
     for (int index = 1; index < 4; ++index)
@@ -131,8 +130,7 @@ TEST(ImageAccess, OnlyRegularFilesWithinTheLimitAreRead) {
 TEST(ImageAccess, EmptyLibraryAndRecordWithoutPathHaveNoImages) {
     TempDir dir;
     fx::makeLibrary6(dir / "empty", {});
-    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "empty");
-    record->stopLookAtModificationDate();
+    auto record = open(dir / "empty");
     EXPECT_EQ(record->numberOfImage(), 0);
     EXPECT_TRUE(record->imagePaths().has_value()); // empty, not absent
     EXPECT_TRUE(record->imageAtIndex(0).isNull());

@@ -1,4 +1,4 @@
-// Notifications, timers, running processes, scripts and the log.
+// Notifications, timers, running processes and scripts (their log is the library's tests').
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -8,12 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/log.h"
 #include "platform/notification_center.h"
 #include "platform/repeating_timer.h"
 #include "platform/running_applications.h"
 #include "platform/script_runner.h"
-#include "tests/log_capture.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox::platform;
@@ -89,11 +87,4 @@ TEST(ScriptRunner, RunsWaitsAndReturnsItsText) {
     EXPECT_EQ(result->exitStatus, 3);
     EXPECT_FALSE(runScript(dir / "missing.applescript"));
     EXPECT_FALSE(runScript(dir.path()));
-}
-
-TEST(Log, OneLinePerMessageThroughTheSink) {
-    slidebox::testing::LogCapture capture;
-    log("first");
-    log("second");
-    EXPECT_EQ(capture.lines, (std::vector<std::string>{"first", "second"}));
 }

@@ -16,7 +16,6 @@ ScriptedDialogs::chooseFolders(QWidget*, const std::filesystem::path& startFolde
 }
 
 void ScriptedDialogs::runModal(QDialog& dialog) {
-    ++modalCalls;
     dialog.show();
     if (onModal)
         onModal(dialog);
@@ -26,7 +25,6 @@ void ScriptedDialogs::runModal(QDialog& dialog) {
 
 int ScriptedDialogs::runAlert(QWidget*, const QString& title, const QString& message,
                               const QString& defaultButton, const QString& alternateButton) {
-    ++alertCalls;
     lastAlert = {title, message, defaultButton, alternateButton};
     if (alertAnswers.empty())
         return 1;

@@ -31,11 +31,9 @@ class ScriptedDialogs : public app::UserDialogs {
     /// What the "user" does with the modal dialog (typing, clicking); with
     /// none the dialog is rejected.
     std::function<void(QDialog&)> onModal;
-    int modalCalls = 0;
     /// One answer per question; a missing answer is the default button (1).
     std::deque<int> alertAnswers;
     QStringList lastAlert; // title, message, default, alternate
-    int alertCalls = 0;
 };
 
 /// A temporary world for the application: user defaults, a home folder

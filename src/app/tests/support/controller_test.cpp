@@ -41,13 +41,6 @@ void ControllerTest::clickRow(app::UIController& controller, int row,
     QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, rect.center());
 }
 
-void ControllerTest::doubleClickRow(app::UIController& controller, int row) {
-    auto* table = controller.photoManagersTableView();
-    const QRect rect = table->visualRect(table->model()->index(row, 0));
-    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, rect.center());
-    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, rect.center());
-}
-
 void ControllerTest::keyInTable(app::UIController& controller, Qt::Key key,
                                 Qt::KeyboardModifiers modifiers) {
     QTest::keyClick(controller.photoManagersTableView(), key, modifiers);

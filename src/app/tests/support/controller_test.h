@@ -28,7 +28,6 @@ class ControllerTest : public ::testing::Test {
     /// Real clicks on a row of the table.
     static void clickRow(app::UIController& controller, int row,
                          Qt::KeyboardModifiers modifiers = Qt::NoModifier);
-    static void doubleClickRow(app::UIController& controller, int row);
     /// A key pressed in the table.
     static void keyInTable(app::UIController& controller, Qt::Key key,
                            Qt::KeyboardModifiers modifiers = Qt::NoModifier);

@@ -73,9 +73,4 @@ void setModificationTime(const std::filesystem::path& path, long long seconds, l
     utimensat(AT_FDCWD, path.c_str(), times, noFollow ? AT_SYMLINK_NOFOLLOW : 0);
 }
 
-void touch(const std::filesystem::path& path) {
-    timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
-    utimensat(AT_FDCWD, path.c_str(), times, 0);
-}
-
 } // namespace slidebox::testing

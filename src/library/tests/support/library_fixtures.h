@@ -33,7 +33,4 @@ std::vector<std::filesystem::path> makeLibrary2(const std::filesystem::path& roo
 void setModificationTime(const std::filesystem::path& path, long long seconds, long nanoseconds,
                          bool noFollow = false);
 
-/// Moves a file's modification date to now.
-void touch(const std::filesystem::path& path);
-
 } // namespace slidebox::testing
