@@ -226,6 +226,8 @@ class ColorWorld : public ColorConversion {
     platform::Status matchImage(const image::Bitmap& source, image::Bitmap* destination);
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
+    /// The same bitmap in the image layer's terms; a null bitmap when there is none.
+    const image::Bitmap& labImage() const { return lab_; }
     /// The same as the comparison reads it; empty when there is none.
     LabView labView() const;
     /// Takes lab, 16-bit packed Lab without alpha (the fields of

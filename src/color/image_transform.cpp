@@ -184,12 +184,6 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
         if (labMode) {
             if (auto status = world->matchImage(*in, nullptr); !status)
                 return status;
-            const CMBitmap& lab = *world->labBitmap();
-            auto wrapped = image::Bitmap::wrap(width, rows, outFormat, lab.rowBytes,
-                                               reinterpret_cast<std::uint8_t*>(lab.image));
-            if (!wrapped)
-                return wrapped.status();
-            out = std::move(wrapped.value());
         } else {
             auto view = outTiles[k % 2].view(image::makeRect(0, 0, width, rows));
             if (!view)
@@ -219,7 +213,7 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
             return status;
         if (labMode) {
             // The Lab bitmap is the world's, made again by the next match.
-            if (auto status = writer->writeRows(out); !status)
+            if (auto status = writer->writeRows(world->labImage()); !status)
                 return Status::failure(status.code(), quoted(output) + ": " + status.message());
         } else {
             auto write = [&writer, tile = std::move(out)] { return writer->writeRows(tile); };
