@@ -449,7 +449,11 @@ std::optional<std::string> stringInPlistFile(const std::filesystem::path& path,
     auto bytes = readWholeFile(path, PlistLimits{}.maxBytes);
     if (!bytes)
         return std::nullopt;
-    auto root = parseNode(*bytes);
+    return stringInPlist(*bytes, key);
+}
+
+std::optional<std::string> stringInPlist(std::string_view bytes, const std::string& key) {
+    auto root = parseNode(bytes);
     if (!root || plist_get_node_type(root->get()) != PLIST_DICT)
         return std::nullopt;
     plist_t item = plist_dict_get_item(root->get(), key.c_str());

@@ -80,6 +80,9 @@ Result<std::string> plistWithString(std::string_view bytes, const std::string& k
 Status setStringInPlistFile(const std::filesystem::path& path, const std::string& key,
                             const std::string& value);
 
+/// One top-level string entry of a dictionary in either format, read the way
+/// the rewrite above reads another program's file; nothing when absent.
+std::optional<std::string> stringInPlist(std::string_view bytes, const std::string& key);
 /// One top-level string entry of a dictionary file; nothing when absent.
 std::optional<std::string> stringInPlistFile(const std::filesystem::path& path,
                                              const std::string& key);
