@@ -154,22 +154,13 @@ void LabComparison::paintRows(const LabView& own, const LabView& external, const
 
 void LabComparison::paint(const LabView& own, const LabView& external, const MaskView* mask,
                           std::uint8_t* gamut, std::size_t gamutRowBytes) const {
-    const PaintJob job{own,
-                       external,
-                       mask,
-                       gamut,
-                       gamutRowBytes,
-                       PixelDelta{LabReader(own), LabReader(external),
-                                  deltaEKind == 0 ? nullptr : &ColorConversion::deltaE94WithC1},
-                       gamutTolerance,
-                       statistics_.maxiDeltaE,
-                       colors};
     // Each row is independent: both cores share them.
     const std::size_t width = std::max<std::uint32_t>(own.width, 1);
     const auto runRows = std::max<std::size_t>(1, kRunPixels / width);
     const unsigned threads = engine::threadsFor(std::size_t{own.height} * width, 2 * kRunPixels);
     engine::shareWork(own.height, runRows, threads, [&](std::size_t first, std::size_t last) {
-        paintJobRows(job, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last));
+        paintRows(own, external, mask, gamut, gamutRowBytes, static_cast<std::uint32_t>(first),
+                  static_cast<std::uint32_t>(last));
     });
 }
 
