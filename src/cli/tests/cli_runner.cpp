@@ -17,7 +17,8 @@ std::string firstMissing(const std::vector<std::string>& paths) {
 }
 
 std::vector<std::string> homeEnv(const TempDir& home) {
-    return {"HOME=" + home.path().string(), "XDG_DATA_HOME=" + (home / "share").string()};
+    return {"HOME=" + home.path().string(), "XDG_DATA_HOME=" + (home / "share").string(),
+            "XDG_RUNTIME_DIR=" + home.path().string()};
 }
 
 CliRun runAt(const TempDir& home, std::vector<std::string> command,

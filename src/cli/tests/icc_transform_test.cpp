@@ -1,7 +1,6 @@
 // slidebox-cli icc transform: the layout it writes, Lab files both ways,
-// the progress line on a terminal, and the refusals. How pixels are matched
-// is the colour world's.
-#include <gmock/gmock.h>
+// the progress line on a terminal, the engine options. Refusals are golden
+// rows; how pixels are matched is the colour world's.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,7 +10,6 @@
 #include "image/tiff_writer.h"
 #include "platform/script_runner.h"
 
-using ::testing::HasSubstr;
 using namespace slidebox::image;
 using namespace slidebox::testing;
 
@@ -119,29 +117,6 @@ TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
     EXPECT_EQ(terminal.status, 0);
     // One line redrawn after each tile (the terminal turns the last newline into \r\n).
     EXPECT_EQ(terminal.out, "\r[################### ]  99%\r[####################] 100%\r\n");
-}
-
-TEST_F(CliIccTransform, RefusalsLeaveNoOutput) {
-    write("rgb.tif", make(30, 30, PixelFormat::make(ColorSpace::RGB, 8)));
-    ASSERT_TRUE(
-        writeTiff(dir_ / "wide.tif",
-                  Bitmap::allocate(1000001, 1, PixelFormat::make(ColorSpace::RGB, 8)).value(),
-                  {TiffCompression::Deflate, 0, {}, false}));
-    const std::string bytes = readFile(dir_ / "rgb.tif");
-    writeFile(dir_ / "cut.tif", bytes.substr(0, bytes.size() / 2));
-    // The reasons are the golden suite's; here, that nothing is left.
-    const std::pair<std::vector<std::string>, const char*> refused[] = {
-        {{"--src", kSRGB, "--dst", kCMYK, path("cut.tif")}, "cut.tif"},
-        {{"--src", kSRGB, "--dst", kCMYK, path("wide.tif")}, "makes no tile"},
-    };
-    for (auto [args, reason] : refused) {
-        args.push_back(path("out.tif"));
-        auto r = transform(args);
-        EXPECT_EQ(r.status, 1) << reason;
-        EXPECT_THAT(r.err, HasSubstr(reason));
-    }
-    // Nothing written, nothing half-written beside it either.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 3);
 }
 
 TEST_F(CliIccTransform, EngineOptionsReachTheWorld) {
