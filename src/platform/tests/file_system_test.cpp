@@ -15,25 +15,15 @@ using slidebox::testing::writeFile;
 
 TEST(DirectoryListing, SortedBytewiseWithHiddenAndRawNames) {
     TempDir dir;
-    const std::string latin1 = "caf\xe9"; // not UTF-8
-    for (const std::string& name :
-         std::vector<std::string>{"b", "B", ".hidden", "a b", latin1, "\xc3\xa9t\xc3\xa9"})
+    // Bytes compare unsigned: 0xC3 sorts after every ASCII letter; Latin-1 is not UTF-8.
+    const std::vector<std::string> names{".hidden", "B",       "a b",
+                                         "b",       "caf\xe9", "\xc3\xa9t\xc3\xa9"};
+    for (const std::string& name : names)
         writeFile(dir / name, "x");
-    auto names = directoryContentsAtPath(dir.path());
-    std::vector<std::string> expected{".hidden", "B", "a b", "b", latin1, "\xc3\xa9t\xc3\xa9"};
-    EXPECT_EQ(names, expected); // bytes compare unsigned: 0xC3 sorts after every ASCII letter
-
-    // Nothing for a missing folder, a file, an unreadable folder.
-    writeFile(dir / "file", "x");
+    EXPECT_EQ(directoryContentsAtPath(dir.path()), names);
+    // Nothing for a missing folder or a file.
     EXPECT_TRUE(directoryContentsAtPath(dir / "missing").empty());
-    EXPECT_TRUE(directoryContentsAtPath(dir / "file").empty());
-    std::filesystem::create_directory(dir / "locked");
-    writeFile(dir / "locked" / "inside", "x");
-    chmod((dir / "locked").c_str(), 0);
-    if (geteuid() != 0) { // root reads everything
-        EXPECT_TRUE(directoryContentsAtPath(dir / "locked").empty());
-    }
-    chmod((dir / "locked").c_str(), 0755);
+    EXPECT_TRUE(directoryContentsAtPath(dir / "b").empty());
 }
 
 TEST(FileExists, FollowsLinksAndRejectsDanglingOnes) {
@@ -43,10 +33,8 @@ TEST(FileExists, FollowsLinksAndRejectsDanglingOnes) {
     std::filesystem::create_symlink(dir / "folder", dir / "link-to-folder");
     std::filesystem::create_symlink(dir / "nowhere", dir / "dangling");
     bool isDir = false;
-    EXPECT_TRUE(fileExistsAtPath(dir / "link-to-folder", &isDir));
-    EXPECT_TRUE(isDir);
-    EXPECT_TRUE(fileExistsAtPath(dir / "file", &isDir));
-    EXPECT_FALSE(isDir);
+    EXPECT_TRUE(fileExistsAtPath(dir / "link-to-folder", &isDir) && isDir);
+    EXPECT_TRUE(fileExistsAtPath(dir / "file", &isDir) && !isDir);
     EXPECT_FALSE(fileExistsAtPath(dir / "dangling", &isDir));
 }
 
@@ -74,36 +62,25 @@ TEST(PathExtension, TextBehindTheLastDot) {
     EXPECT_EQ(pathExtension("/x/trailing."), "");
 }
 
-TEST(AtomicWrite, ReplacesWholeAndKeepsOldOnFailure) {
-    TempDir dir;
-    writeFile(dir / "f", "old");
-    chmod((dir / "f").c_str(), 0600);
-    ASSERT_TRUE(writeFileAtomically(dir / "f", "new contents"));
-    EXPECT_EQ(readWholeFile(dir / "f"), "new contents");
-    struct stat st {};
-    stat((dir / "f").c_str(), &st);
-    EXPECT_EQ(st.st_mode & 0777, 0600u);
-    EXPECT_EQ(directoryContentsAtPath(dir.path()),
-              std::vector<std::string>{"f"}); // no temporary left
-
-    EXPECT_FALSE(writeFileAtomically(dir / "no-such-folder" / "f", "x"));
-}
-
-TEST(AtomicWrite, WritesThroughALinkAndRefusesToPartHardLinks) {
+TEST(AtomicWrite, ReplacesWholeThroughLinksAndRefusesToPartHardLinks) {
     TempDir dir;
     writeFile(dir / "real" / "f", "old");
+    chmod((dir / "real" / "f").c_str(), 0600);
     std::filesystem::create_symlink("real/f", dir / "link"); // relative to the link's folder
     std::filesystem::create_directory(dir / "via");
     std::filesystem::create_symlink("../link", dir / "via" / "f"); // a chain of two
-    ASSERT_TRUE(writeFileAtomically(dir / "via" / "f", "new"));
+    ASSERT_TRUE(writeFileAtomically(dir / "via" / "f", "new contents"));
     EXPECT_TRUE(std::filesystem::is_symlink(dir / "via" / "f"));
     EXPECT_TRUE(std::filesystem::is_symlink(dir / "link"));
-    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new");
+    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new contents");
+    EXPECT_EQ(std::filesystem::status(dir / "real" / "f").permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_EQ(directoryContentsAtPath(dir / "real"), std::vector<std::string>{"f"});
+    EXPECT_FALSE(writeFileAtomically(dir / "no-such-folder" / "f", "x"));
 
     std::filesystem::create_hard_link(dir / "real" / "f", dir / "hard");
-    const Status refused = writeFileAtomically(dir / "hard", "newer");
-    EXPECT_EQ(refused.code(), ErrorCode::Unsupported);
-    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new");
+    EXPECT_EQ(writeFileAtomically(dir / "hard", "newer").code(), ErrorCode::Unsupported);
+    EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new contents");
     EXPECT_EQ(std::filesystem::hard_link_count(dir / "hard"), 2u);
 }
 
@@ -128,35 +105,25 @@ TEST(ReadRegularFile, RefusesAnythingButARegularFileWithinTheLimitAndNeverBlocks
     TempDir dir;
     writeFile(dir / "small", "12345");
     writeFile(dir / "large", std::string(4097, 'x'));
-    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600),
-              0); // no writer: a blocking open would wait for ever
+    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0); // no writer: an open would wait
     std::filesystem::create_symlink("/dev/zero", dir / "zero");
     std::filesystem::create_directory(dir / "folder");
-    const struct {
-        const char* name;
-        ErrorCode code;
-    } refused[] = {{"large", ErrorCode::TooLarge},
-                   {"fifo", ErrorCode::CannotOpen},
-                   {"zero", ErrorCode::CannotOpen},
-                   {"folder", ErrorCode::CannotOpen},
-                   {"missing", ErrorCode::CannotOpen}};
-    for (const auto& row : refused) {
-        auto read = readRegularFile(dir / row.name, 4096);
-        EXPECT_EQ(read.status().code(), row.code) << row.name;
-        EXPECT_FALSE(readWholeFile(dir / row.name, 4096)) << row.name;
+    for (const std::string name : {"large", "fifo", "zero", "folder", "missing"}) {
+        EXPECT_EQ(readRegularFile(dir / name, 4096).status().code(),
+                  name == "large" ? ErrorCode::TooLarge : ErrorCode::CannotOpen)
+            << name;
+        EXPECT_FALSE(readWholeFile(dir / name, 4096)) << name;
     }
     EXPECT_EQ(readWholeFile(dir / "small", 5), "12345");
     EXPECT_EQ(readRegularFile(dir / "small", 4).status().code(), ErrorCode::TooLarge);
-    EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(),
-              ErrorCode::TooLarge); // sizeless files too
+    // Sizeless files too.
+    EXPECT_EQ(readRegularFile("/proc/self/status", 1).status().code(), ErrorCode::TooLarge);
 }
 
 TEST(LongPaths, ReadListedAndLookedAtUpToTheLimitThroughLinksAndDotDot) {
     TempDir dir;
     const auto deep = writeDeepFile(dir.path(), 6000, "12345");
     const auto limit = writeDeepFile(dir / "limit", kMaxPathBytes, "x");
-    ASSERT_EQ(deep.native().size(), 6000u);
-    ASSERT_EQ(limit.native().size(), kMaxPathBytes);
     // A link near the top into the chain, and ".." past the point where a
     // long path is cut for the system, resolve as one call would.
     const auto first = dir / deep.lexically_relative(dir.path()).begin()->native();
@@ -176,7 +143,6 @@ TEST(LongPaths, ReadListedAndLookedAtUpToTheLimitThroughLinksAndDotDot) {
         EXPECT_TRUE(modificationDate(path, false)) << size;
     }
     const auto over = writeDeepFile(dir / "over", kMaxPathBytes + 1, "x");
-    ASSERT_FALSE(over.empty());
     EXPECT_EQ(readRegularFile(over).status().code(), ErrorCode::TooLarge);
     EXPECT_FALSE(fileExistsAtPath(over));
 }

@@ -1,61 +1,146 @@
-// The program's own settings may hold far more than the files of others
-// that are read with the tight default limits, and nothing is written that
-// could not be read back.
+// The program's own settings: registered values, every type kept exactly,
+// broken and unreadable files kept aside, more than the files of others may
+// hold, and nothing written that could not be read back.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
+#include "every_type.h"
 #include "platform/file_system.h"
-#include "platform/plist_file.h"
 #include "platform/user_defaults.h"
 #include "tests/temp_dir.h"
+#include "tests/unprivileged.h"
 
 using namespace slidebox::platform;
+using slidebox::platform::testing::everyType;
 using slidebox::testing::TempDir;
+using slidebox::testing::writeFile;
 
-TEST(OwnSettings, AListLargerThanOtherProgramsFilesIsReadBackWhole) {
+TEST(UserDefaults, RegisteredValuesAnswerButAreNeverWritten) {
+    TempDir dir;
+    UserDefaults defaults(dir / "cfg");
+    defaults.registerDefaults({{"AM_viewerWindowKind", 0}, {"other", "x"}});
+    EXPECT_EQ(defaults.integerForKey("AM_viewerWindowKind"), 0);
+    EXPECT_TRUE(defaults.objectForKey("missing").isNull());
+    ASSERT_TRUE(defaults.setObject("AM_viewerWindowKind", 2));
+    EXPECT_EQ(defaults.integerForKey("AM_viewerWindowKind"), 2);
+
+    UserDefaults reread(dir / "cfg");
+    EXPECT_EQ(reread.integerForKey("AM_viewerWindowKind"), 2);
+    EXPECT_TRUE(reread.objectForKey("other").isNull()); // registered values stay in memory
+    EXPECT_TRUE(reread.removeObjectForKey("AM_viewerWindowKind"));
+    EXPECT_TRUE(UserDefaults(dir / "cfg").objectForKey("AM_viewerWindowKind").isNull());
+}
+
+// A file of an earlier version (data/, XML with a byte-order mark and a date
+// in the format's own form) reads the same and is written in binary at the next
+// save, even of the same values; every type and odd paths come back exactly.
+TEST(UserDefaults, EarlierXmlFilesAndEveryTypeComeBackExactly) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "cfg");
+    std::filesystem::copy_file(std::filesystem::path(SLIDEBOX_PLATFORM_TEST_DATA) /
+                                   "defaults_of_an_earlier_version.xml",
+                               dir / "cfg" / "defaults.plist");
+    const std::string path = "/home/u/caf\xe9\x01\r";
+    {
+        UserDefaults defaults(dir / "cfg");
+        EXPECT_FALSE(defaults.movedAsideFile());
+        EXPECT_EQ(defaults.objectForKey("AM_list"), PlistValue(PlistArray{"/p/lib \xe9"}));
+        ASSERT_TRUE(defaults.setObjects({{"pi", 3.25}}));
+        EXPECT_EQ(parsePlist(*readWholeFile(dir / "cfg" / "defaults.plist"))->format,
+                  PlistFormat::Binary);
+        ASSERT_TRUE(defaults.setObjects({{"AM_path", path}, {"all", everyType()}}));
+    }
+    const std::string written = *readWholeFile(dir / "cfg" / "defaults.plist");
+    // The date in the format's own form: 10 seconds past 2001 as a double.
+    EXPECT_NE(written.find(std::string("\x33\x40\x24\0\0\0\0\0\0", 9)), std::string::npos);
+    UserDefaults reread(dir / "cfg");
+    EXPECT_EQ(reread.objectForKey("AM_path"), PlistValue(path));
+    EXPECT_EQ(reread.objectForKey("all"), everyType());
+    EXPECT_EQ(*reread.objectForKey("other").date(), (Date{978307210, 0}));
+}
+
+TEST(UserDefaults, BrokenFileIsKeptAsideAndTheStoreStartsEmpty) {
+    TempDir dir;
+    const std::string broken = "<?xml version=\"1.0\"?><plist><dict><key>AM_x</key><integer>1";
+    writeFile(dir / "cfg" / "defaults.plist", broken);
+    UserDefaults defaults(dir / "cfg");
+    EXPECT_TRUE(defaults.objectForKey("AM_x").isNull());
+    EXPECT_EQ(readWholeFile(defaults.movedAsideFile().value_or("")), broken); // nothing lost
+    EXPECT_FALSE(fileExistsAtPath(dir / "cfg" / "defaults.plist"));
+    defaults.setObject("AM_x", 2);
+    EXPECT_EQ(UserDefaults(dir / "cfg").integerForKey("AM_x"), 2);
+    // A property list that is not a dictionary is no settings file either.
+    writeFile(dir / "cfg2" / "defaults.plist", serializePlist(PlistArray{}, PlistFormat::Xml));
+    EXPECT_TRUE(UserDefaults(dir / "cfg2").movedAsideFile());
+    // Below a file, the folder can never be made: the value is kept all the same.
+    UserDefaults unwritable(dir / "cfg" / "defaults.plist" / "cfg");
+    EXPECT_FALSE(unwritable.setObject("k", 1));
+    EXPECT_EQ(unwritable.integerForKey("k"), 1);
+}
+
+TEST(UserDefaults, UnreadableFileIsKeptAsideOrNeverWrittenOver) {
+    TempDir dir;
+    const std::filesystem::path folder = dir / "cfg", file = folder / "defaults.plist";
+    const std::string bytes = serializePlist(PlistDictionary{{"AM_x", 1}}, PlistFormat::Xml);
+    writeFile(file, bytes);
+    chmod(file.c_str(), 0); // left by an earlier run as another user
+    std::filesystem::permissions(dir.path(), std::filesystem::perms::all); // they pass through
+    // Kept aside, the store saves anew.
+    auto run = [&](int value, bool aside) {
+        UserDefaults defaults(folder);
+        if (bool(defaults.movedAsideFile()) != aside || defaults.isSaving() != aside)
+            return 1;
+        return defaults.setObject("AM_x", value) == aside ? 0 : 2;
+    };
+    EXPECT_EQ(slidebox::testing::runAsUnprivilegedUser([&] { return run(2, true); }, {folder}), 0);
+    auto names = directoryContentsAtPath(folder);
+    ASSERT_EQ(names.size(), 2u);
+    EXPECT_EQ(readWholeFile(folder / names[1]), bytes); // "defaults.plist.broken-..." sorts second
+    EXPECT_EQ(UserDefaults(folder).integerForKey("AM_x"), 2);
+
+    // Neither readable nor movable: nothing is ever written over it.
+    std::filesystem::remove(folder / names[1]);
+    writeFile(file, bytes);
+    chmod(file.c_str(), 0);
+    chmod(folder.c_str(), 0555);
+    EXPECT_EQ(slidebox::testing::runAsUnprivilegedUser([&] { return run(3, false); }), 0);
+    chmod(folder.c_str(), 0755);
+    EXPECT_EQ(readWholeFile(file), bytes);
+}
+
+TEST(UserDefaults, AListLargerThanOtherProgramsFilesIsReadBackWhole) {
     TempDir dir;
     // About 20 MiB of XML: beyond what a file of another program may be.
     PlistArray paths;
-    const std::string stem(80, 'p');
     for (int i = 0; i < 200'000; ++i)
-        paths.emplace_back(stem + std::to_string(i));
-    {
-        UserDefaults defaults(dir / "cfg");
-        ASSERT_TRUE(defaults.setObject("VL_Libraries", PlistValue(paths)));
-    }
+        paths.emplace_back(std::string(80, 'p') + std::to_string(i));
+    ASSERT_TRUE(UserDefaults(dir / "cfg").setObject("VL_Libraries", paths));
     const auto bytes = readWholeFile(dir / "cfg" / "defaults.plist", std::size_t(1) << 30);
-    ASSERT_TRUE(bytes);
     ASSERT_GT(bytes->size(), PlistLimits{}.maxBytes);
     EXPECT_FALSE(parsePlistChecked(*bytes)) << "the default limits are the tight ones";
 
     UserDefaults reread(dir / "cfg");
     EXPECT_TRUE(reread.isSaving());
-    const PlistArray* back = reread.objectForKey("VL_Libraries").array();
-    ASSERT_NE(back, nullptr);
-    ASSERT_EQ(back->size(), paths.size());
-    EXPECT_EQ(*back->back().string(), *paths.back().string());
+    EXPECT_EQ(reread.objectForKey("VL_Libraries"), PlistValue(paths));
 }
 
-TEST(OwnSettings, AValueBeyondTheLimitsIsNotWrittenAndTheOldFileStays) {
+TEST(UserDefaults, AValueBeyondTheLimitsIsNotWrittenAndTheOldFileStays) {
     TempDir dir;
     const auto file = dir / "list.plist";
-    ASSERT_TRUE(writePlistFile(file, PlistValue(PlistArray{PlistValue("kept")}), PlistFormat::Xml));
-    const auto before = readWholeFile(file, 1 << 20);
-
-    PlistArray many(50, PlistValue("x"));
+    ASSERT_TRUE(writePlistFile(file, PlistArray{"kept"}, PlistFormat::Xml));
+    const auto before = readWholeFile(file);
     PlistLimits small;
     small.maxObjects = 10;
     for (auto format : {PlistFormat::Xml, PlistFormat::Binary}) {
-        const Status written = writePlistFile(file, PlistValue(many), format, small);
-        EXPECT_FALSE(written);
+        const Status written = writePlistFile(file, PlistArray(50, "x"), format, small);
         EXPECT_NE(written.message().find("more than 10 values"), std::string::npos)
             << written.message();
-        EXPECT_EQ(readWholeFile(file, 1 << 20).value(), before.value());
+        EXPECT_EQ(readWholeFile(file), before);
     }
 }
 
-TEST(OwnSettings, ASetThatChangesNothingWritesNothing) {
+TEST(UserDefaults, ASetThatChangesNothingWritesNothing) {
     TempDir dir;
     UserDefaults defaults(dir / "cfg");
     // A save renames a new file in: the inode tells whether one happened.
@@ -63,38 +148,13 @@ TEST(OwnSettings, ASetThatChangesNothingWritesNothing) {
         struct stat st {};
         return ::stat((dir / "cfg" / "defaults.plist").c_str(), &st) == 0 ? st.st_ino : 0;
     };
-    ASSERT_TRUE(defaults.setObjects({{"a", PlistValue(1)}, {"b", PlistValue("two")}}));
+    ASSERT_TRUE(defaults.setObjects({{"a", 1}, {"b", "two"}}));
     const auto first = inode();
     ASSERT_NE(first, 0u);
-    EXPECT_TRUE(defaults.setObjects({{"a", PlistValue(1)}, {"b", PlistValue("two")}}));
+    EXPECT_TRUE(defaults.setObjects({{"a", 1}, {"b", "two"}}));
     EXPECT_TRUE(defaults.setObject("absent", PlistValue()));
     EXPECT_EQ(inode(), first);
-    EXPECT_TRUE(defaults.setObject("a", PlistValue(2)));
+    EXPECT_TRUE(defaults.setObject("a", 2));
     EXPECT_NE(inode(), first);
     EXPECT_EQ(UserDefaults(dir / "cfg").integerForKey("a"), 2);
-}
-
-TEST(OwnSettings, AnXmlFileOfEarlierVersionsReadsTheSameAndIsWrittenInBinaryAtTheNextSave) {
-    TempDir dir;
-    const PlistDictionary stored{
-        {"AM_photoAlbumDictionaries",
-         PlistArray{PlistDictionary{{"AM_AlbumPath", "/p/lib \xe9"},
-                                    {"AM_AlbumDate", Date{1700000000, 0}},
-                                    {"AM_ImagePaths", PlistArray{"/p/lib \xe9/Thumbs/1.jpg"}},
-                                    {"AM_defaultImageIndex", 0}}}},
-        {"AM_viewerCurrentPhotoManagerIndex", -1}};
-    const auto file = dir / "cfg" / "defaults.plist";
-    std::filesystem::create_directories(dir / "cfg");
-    ASSERT_TRUE(writePlistFile(file, PlistValue(stored), PlistFormat::Xml));
-    {
-        UserDefaults defaults(dir / "cfg");
-        for (const auto& [key, value] : stored)
-            EXPECT_EQ(defaults.objectForKey(key), value) << key;
-        // The same values again: no change, and still a save.
-        ASSERT_TRUE(defaults.setObjects({stored.begin(), stored.end()}));
-    }
-    const auto written = parsePlist(readWholeFile(file).value());
-    ASSERT_TRUE(written);
-    EXPECT_EQ(written->format, PlistFormat::Binary);
-    EXPECT_EQ(written->root, PlistValue(stored));
 }

@@ -4,8 +4,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
-#include <csignal>
-#include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 #include "platform/notification_center.h"
@@ -57,21 +56,15 @@ TEST(RepeatingTimer, TicksRepeatedlyAndMayEndItselfInsideATick) {
 TEST(RunningApplications, ThisUsersLiveProcessesOfTheExactNameOnly) {
     TempDir proc;
     const std::string me = std::to_string(::geteuid()), other = std::to_string(::geteuid() + 1);
-    struct Row {
-        const char* pid;
-        const char* comm;
-        std::string uid; // real, then effective
-        char state;
-    };
-    for (const Row& row :
+    using Row = std::tuple<const char*, const char*, std::string, char>; // pid, name, uids, state
+    for (const auto& [pid, comm, uids, state] :
          {Row{"12", "iPhoto", "0 " + me, 'S'}, Row{"13", "iPhotoHelper", me + " " + me, 'S'},
           Row{"14", "iphoto", me + " " + me, 'R'}, Row{"15", "iPhoto", me + " " + other, 'S'},
           Row{"16", "iPhoto", me + " " + me, 'Z'}, Row{"self", "iPhoto", me + " " + me, 'S'}}) {
-        writeFile(proc / row.pid / "comm", std::string(row.comm) + "\n");
-        writeFile(proc / row.pid / "status",
-                  "Name:\t" + std::string(row.comm) + "\nUid:\t" + row.uid + "\t0\t0\n");
-        writeFile(proc / row.pid / "stat",
-                  std::string(row.pid) + " (" + row.comm + ") " + row.state + " 1");
+        writeFile(proc / pid / "comm", std::string(comm) + "\n");
+        writeFile(proc / pid / "status",
+                  "Name:\t" + std::string(comm) + "\nUid:\t" + uids + "\t0\t0\n");
+        writeFile(proc / pid / "stat", std::string(pid) + " (" + comm + ") " + state + " 1");
     }
     EXPECT_EQ(processesNamed("iPhoto", proc.path()), std::vector<pid_t>{12});
     EXPECT_FALSE(isApplicationRunning("Photo", proc.path()));
@@ -83,8 +76,8 @@ TEST(ScriptRunner, RunsWaitsAndReturnsItsText) {
     writeFile(dir / "hello.applescript", "sleep 0.2\necho 'hello world'\nexit 3\n");
     auto result = runScript(dir / "hello.applescript");
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->output, "hello world");
-    EXPECT_EQ(result->exitStatus, 3);
+    EXPECT_EQ(std::pair(result->output, result->exitStatus),
+              std::pair(std::string("hello world"), 3));
     EXPECT_FALSE(runScript(dir / "missing.applescript"));
     EXPECT_FALSE(runScript(dir.path()));
 }
