@@ -207,6 +207,9 @@ TEST(InkLight, LightIsWhatTheInksLeaveRoundedToTheNearest) {
     // (255 - ink) * (255 - black) / 255: 126.502 goes up, 195.498 down.
     EXPECT_EQ(lightFromInks(1, 0, 255, 128), (std::array<std::uint8_t, 3>{127, 127, 0}));
     EXPECT_EQ(lightFromInks(13, 0, 0, 49), (std::array<std::uint8_t, 3>{195, 206, 206}));
+    // A picture only of packed 8-bit inks.
+    const auto cmyk16 = slidebox::image::PixelFormat::make(slidebox::image::ColorSpace::CMYK, 16);
+    EXPECT_TRUE(lightFromInks(slidebox::image::Bitmap::allocate(2, 2, cmyk16).value()).isNull());
 }
 
 TEST(AdaptRect, FitsCentredWithTwoPointsClear) {

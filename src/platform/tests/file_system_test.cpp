@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -82,6 +85,23 @@ TEST(AtomicWrite, ReplacesWholeThroughLinksAndRefusesToPartHardLinks) {
     EXPECT_EQ(writeFileAtomically(dir / "hard", "newer").code(), ErrorCode::Unsupported);
     EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new contents");
     EXPECT_EQ(std::filesystem::hard_link_count(dir / "hard"), 2u);
+}
+
+TEST(AtomicWrite, AFailedWriteLeavesTheOldFileAndNoTemporary) {
+    // A file size limit makes write() fail as a full disk would.
+    TempDir dir;
+    writeFile(dir / "f", "old");
+    rlimit limit{}, small{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    small = {1000, limit.rlim_max};
+    const auto oldAction = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const Status status = writeFileAtomically(dir / "f", std::string(5000, 'x'));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGXFSZ, oldAction);
+    EXPECT_EQ(status.message(), "cannot write: File too large");
+    EXPECT_EQ(readWholeFile(dir / "f"), "old");
+    EXPECT_EQ(directoryContentsAtPath(dir.path()), std::vector<std::string>{"f"});
 }
 
 TEST(AtomicWrite, RemovesTheStaleTemporariesOfEndedProcessesOnly) {
