@@ -18,7 +18,7 @@ namespace {
 class AlbumsManagerTest : public ::testing::Test {
   protected:
     std::filesystem::path library(const std::string& name, int images) {
-        slidebox::testing::makeLibrary6(temp / name, {"Roll"}, images);
+        slidebox::testing::libraryOf(6, temp / name, {"Roll"}, images);
         return temp / name;
     }
     slidebox::testing::TempDir temp;
@@ -89,16 +89,6 @@ TEST_F(AlbumsManagerTest, EntriesOfTheWrongShapeGiveEmptyViewers) {
         << "no frame: the zero rectangle";
     EXPECT_EQ(registry.viewerAtIndex(1)->photoManager(), nullptr);
     EXPECT_EQ(registry.viewerAtIndex(1)->currentPhotoIndex(), -1);
-}
-
-TEST(RectStrings, RoundTripInTheShortestForm) {
-    const RectF rect{-1.5f, 2.25f, 320.0f, 240.5f};
-    EXPECT_EQ(stringFromRect(rect), "{{-1.5, 2.25}, {320, 240.5}}");
-    EXPECT_EQ(rectFromString(stringFromRect(rect)), rect);
-    EXPECT_EQ(rectFromString("{{1, 2}, {3}}"), RectF{});
-    EXPECT_EQ(rectFromString(""), RectF{});
-    const QRectF qt = toQtRect({12, 6, 60, 72}, 84);
-    EXPECT_EQ(qt, QRectF(12, 6, 60, 72));
 }
 
 } // namespace

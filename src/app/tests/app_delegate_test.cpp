@@ -1,6 +1,9 @@
 // The application delegate: first launch, the change of window kind, the
-// preferences, help and about windows, the home page.
+// preferences, help and about windows, the home page; the string table
+// "localized": English keys, French translations, and the fallback value
+// when the table lacks a key.
 #include <QAbstractButton>
+#include <QAction>
 #include <QButtonGroup>
 #include <QGuiApplication>
 #include <QLabel>
@@ -11,19 +14,25 @@
 
 #include "app/album_viewer.h"
 #include "app/app_delegate.h"
+#include "app/localized.h"
+#include "app/status_item.h"
 #include "app/ui_window.h"
 #include "platform/plist_file.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 #include "support/url_recorder.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
-using slidebox::testing::ControllerTest;
+using namespace slidebox::testing;
 
 namespace {
 
 class AppDelegateTest : public ControllerTest {
   protected:
+    void TearDown() override {
+        removeLocalizedTable();
+        ControllerTest::TearDown();
+    }
     std::unique_ptr<AppDelegate> launch() {
         auto delegate = std::make_unique<AppDelegate>(fixture.context());
         delegate->applicationDidFinishLaunching();
@@ -126,17 +135,40 @@ TEST_F(AppDelegateTest, ChoosingAKindRebuildsTheControllerAfterTheOldOneSaved) {
     EXPECT_EQ(delegate->windowKindMatrix()->checkedId(), 1);
 }
 
-TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
-    fixture.context().userDefaults().setObject(viewerWindowKind, 2);
-    auto delegate = launch();
-    EXPECT_EQ(delegate->uiController()->windowKind(), 2);
-    EXPECT_FALSE(delegate->uiController()->hideButton()->isHidden());
-    QTest::mouseClick(delegate->uiController()->hideButton(), Qt::LeftButton);
-    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
-    // The preferences button brings nothing forward in this kind.
-    delegate->preferencesAction()->trigger();
-    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
-    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
+TEST_F(AppDelegateTest, TextsWithoutATableInEnglishAndInFrench) {
+    makeLibrary("A", 1);
+    makeLibrary("B", 1);
+    // Without a table: the key or its fallback value.
+    EXPECT_EQ(localizedString("Libraries"), "Libraries");
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window/application");
+    auto controller = start();
+    EXPECT_EQ(controller->hideButton()->toolTip(), "Close the window/application");
+    EXPECT_EQ(controller->newButton()->toolTip(), "Add an existing Library into the List");
+
+    // The English table holds every key.
+    ASSERT_TRUE(installLocalizedTable(buildDir() / "share" / "slidebox" / "translations",
+                                      QLocale(QLocale::English)));
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window or the application");
+    EXPECT_EQ(localizedString("Not a key", "fallback"), "fallback");
+
+    // The French one translates the controller's texts.
+    ASSERT_TRUE(installLocalizedTable(buildDir() / "share" / "slidebox" / "translations",
+                                      QLocale(QLocale::French, QLocale::France)));
+    controller.reset();
+    controller = start();
+    EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
+    EXPECT_EQ(controller->hideButton()->toolTip(),
+              QString::fromUtf8("Fermer la fenêtre ou l'application"));
+    EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Oui") << "and Qt's own";
+    StatusItem item(QImage(), [] { return false; });
+    EXPECT_EQ(item.quitAction()->text(), "Quitter Slidebox") << "and the status item's menu";
+    controller->deletePhotoManager(nullptr);
+    EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
 }
 
 } // namespace

@@ -12,7 +12,7 @@
 #include "library/tests/support/library_fixtures.h"
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
@@ -22,7 +22,7 @@ namespace {
 
 using AddLibraries = ControllerTest;
 
-TEST_F(AddLibraries, AFolderWithThreeLibrariesAddsThemAllAndShowsTheFirst) {
+TEST_F(AddLibraries, FoldersAddTheLibrariesFoundAndShowTheFirst) {
     makeLibrary("Home library", 1);
     const auto elsewhere = fixture.home() / "Elsewhere";
     const auto one = makeLibrary("One", 2, elsewhere);
@@ -46,50 +46,18 @@ TEST_F(AddLibraries, AFolderWithThreeLibrariesAddsThemAllAndShowsTheFirst) {
     EXPECT_EQ(controller->numberOfPhotoManager(), 4);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
     EXPECT_EQ(fixture.dialogs().folderCalls, 3);
-}
 
-TEST_F(AddLibraries, SeveralFoldersAtOnceAndAFolderWithoutLibraryEnablesRemove) {
-    auto controller = start();
-    ASSERT_FALSE(controller->deleteButton()->isEnabled());
-    const auto empty = fixture.home() / "Nothing here";
-    std::filesystem::create_directories(empty);
-    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{empty});
-    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
-    EXPECT_TRUE(controller->deleteButton()->isEnabled()) << "enabled all the same";
-    EXPECT_TRUE(
-        controller->statusLine()->currentMessage().contains(QString::fromStdString(empty.string())))
-        << "and the status line says why nothing came";
-
+    // Several folders at once.
     const auto a = makeLibrary("A", 1, fixture.home());
     const auto b = makeLibrary("B", 1, fixture.home());
     fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{b, a});
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
-    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
-    EXPECT_EQ(pathAt(*controller, 0), b.string());
+    ASSERT_EQ(controller->numberOfPhotoManager(), 6);
+    EXPECT_EQ(pathAt(*controller, 4), b.string());
     EXPECT_EQ(pathOnShow(*controller), b.string());
 }
 
 using CreateLibrary = ControllerTest;
-
-TEST_F(CreateLibrary, ProposalHasTwoBlanksAndSkipsTakenNumbers) {
-    auto controller = start();
-    QStringList proposals;
-    fixture.dialogs().onModal = [&](QDialog& dialog) {
-        proposals << controller->libraryNameTextField()->text();
-        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
-        EXPECT_FALSE(dialog.isVisible());
-    };
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
-    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"}));
-    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
-    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
-}
 
 TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitchedTo) {
     std::filesystem::remove_all(fixture.pictures());
@@ -142,18 +110,19 @@ TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersAndAFileWithTheConfirmedNameFail
     EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
 }
 
-TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
+TEST_F(CreateLibrary, ProposalSkipsTakenNumbersOnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
     auto controller = start();
-    const QStringList refused{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')};
+    QStringList proposals;
     fixture.dialogs().onModal = [&](QDialog& dialog) {
         QLineEdit* field = controller->libraryNameTextField();
-        for (const QString& name : refused) {
+        proposals << field->text();
+        for (const QString& name :
+             QStringList{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')}) {
             field->selectAll();
             QTest::keyClick(field, Qt::Key_Backspace);
             QTest::keyClicks(field, name);
             EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
-            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty())
-                << name.toStdString();
+            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty());
             EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
             QTest::keyClick(field, Qt::Key_Return);
             EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
@@ -162,12 +131,20 @@ TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
         EXPECT_TRUE(controller->libraryNameCreateButton()->isEnabled());
         EXPECT_FALSE(controller->libraryNameRefusalField()->isVisible());
         QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
+        EXPECT_FALSE(dialog.isVisible());
     };
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
+    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"})) << "two blanks";
+    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
+    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
     EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Escaped"));
     EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Pictures_2"));
-    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
 }
 
 using RemoveLibrary = ControllerTest;
@@ -205,16 +182,24 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     EXPECT_TRUE(controller->deleteButton()->isEnabled());
 }
 
-TEST_F(RemoveLibrary, NothingWithoutASelectedRowThenTheOnlyLibraryGoesAndRemoveIsDisabled) {
-    makeLibrary("A", 1);
+TEST_F(RemoveLibrary, NothingWithoutASelectedRowARescanThenTheOnlyLibraryGoesAndRemoveIsOff) {
+    const auto a = makeLibrary("A", 3);
     fixture.context().userDefaults().setObject("AM_viewerCurrentPhotoManagerIndex", -1);
     auto controller = start();
     fixture.dialogs().alertAnswers.push_back(0);
     controller->deletePhotoManager(controller->deleteButton());
     EXPECT_EQ(controller->numberOfPhotoManager(), 1);
 
-    // Removing the only library empties the viewer and disables Remove.
+    // A rescan finds new images and resets the default image.
     clickRow(*controller, 0);
+    controller->photoManagerAtIndex(0)->setDefaultImageIndex(2);
+    slidebox::testing::makeJpeg(a / "Data" / "Roll" / "4.jpg");
+    QTest::mouseClick(controller->rescanButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 4);
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0);
+    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/4");
+
+    // Removing the only library empties the viewer and disables Remove.
     fixture.dialogs().alertAnswers.push_back(0);
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 0);
@@ -222,19 +207,16 @@ TEST_F(RemoveLibrary, NothingWithoutASelectedRowThenTheOnlyLibraryGoesAndRemoveI
     EXPECT_EQ(controller->albumViewer()->numberField()->text(), "0/0");
     EXPECT_FALSE(controller->deleteButton()->isEnabled());
     EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
-}
 
-using RescanLibrary = ControllerTest;
-
-TEST_F(RescanLibrary, RescanFindsNewImagesAndResetsTheDefaultImage) {
-    const auto a = makeLibrary("A", 3);
-    auto controller = start();
-    controller->photoManagerAtIndex(0)->setDefaultImageIndex(2);
-    slidebox::testing::makeJpeg(a / "Data" / "Roll" / "4.jpg");
-    QTest::mouseClick(controller->rescanButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 4);
-    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0);
-    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/4");
+    // A folder without libraries enables Remove all the same, and the status line says why.
+    const auto empty = fixture.home() / "Nothing here";
+    std::filesystem::create_directories(empty);
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{empty});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(controller->deleteButton()->isEnabled());
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(
+        QString::fromStdString(empty.string())));
 }
 
 } // namespace

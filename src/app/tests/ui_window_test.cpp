@@ -16,7 +16,7 @@
 #include "app/status_item.h"
 #include "app/ui_window.h"
 #include "app/window_kind.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 
 using namespace slidebox::app;
 using slidebox::testing::ControllerTest;
@@ -105,6 +105,13 @@ TEST_F(WindowTest, DockedWindowSlidesDownIsPulledLooseAndHidesWhenDroppedBack) {
     release(window, start + QPoint(0, 1));
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(window->frameGeometry().top(), area.top() + 1);
+
+    // Docked again when the screen changes. The offscreen screen cannot be
+    // resized; a window left above the area stands for one that the area's
+    // top edge moved away from.
+    window->move(window->x(), area.top() - window->height() - 40);
+    emit QGuiApplication::primaryScreen()->availableGeometryChanged(area);
+    EXPECT_EQ(window->frameGeometry().top(), area.top());
 }
 
 TEST_F(WindowTest, TitledKindsAreHeldLikeADockedWindowAndADropAtTheTopHidesWithAWayBack) {
@@ -186,22 +193,16 @@ TEST_F(WindowTest, WithoutATrayAHandleAtTheTopEdgeTogglesTheWindowAndOffersTheMe
     EXPECT_TRUE(delegate.preferencesWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
     QTest::mouseClick(delegate.preferencesButton(), Qt::LeftButton);
     EXPECT_FALSE(delegate.preferencesWindow()->isVisible()) << "Done closes the preferences";
+    EXPECT_FALSE(controller->window()->isVisible()) << "and brings nothing forward in this kind";
+    QTest::mouseClick(handle, Qt::LeftButton);
+    QTest::mouseClick(controller->hideButton(), Qt::LeftButton);
+    EXPECT_FALSE(controller->window()->isVisible()) << "the hide button hides";
     EXPECT_NE(controller->statusItem()->handle(), nullptr) << "the way back stays";
 
     // Another kind takes the item and its handle away.
     delegate.windowKindMatrix()->button(floatingWindowKind)->click();
     EXPECT_EQ(delegate.uiController()->statusItem(), nullptr);
     EXPECT_TRUE(delegate.uiController()->window()->isVisible());
-}
-
-TEST_F(WindowTest, ADockedWindowStaysDockedWhenTheScreenChanges) {
-    auto controller = start(statusItemWindowKind);
-    UIWindow* window = controller->window();
-    // The offscreen screen cannot be resized; a window left above the area
-    // stands for one that the area's top edge moved away from.
-    window->move(window->x(), available().top() - window->height() - 40);
-    emit QGuiApplication::primaryScreen()->availableGeometryChanged(available());
-    EXPECT_EQ(window->frameGeometry().top(), available().top());
 }
 
 } // namespace

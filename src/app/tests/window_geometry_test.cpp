@@ -99,4 +99,14 @@ TEST(WidgetDrag, PullLimitJumpAndDropFollowTheKindAndThePlace) {
     }
 }
 
+TEST(RectStrings, RoundTripInTheShortestForm) {
+    const RectF rect{-1.5f, 2.25f, 320.0f, 240.5f};
+    EXPECT_EQ(stringFromRect(rect), "{{-1.5, 2.25}, {320, 240.5}}");
+    EXPECT_EQ(rectFromString(stringFromRect(rect)), rect);
+    EXPECT_EQ(rectFromString("{{1, 2}, {3}}"), RectF{});
+    EXPECT_EQ(rectFromString(""), RectF{});
+    const QRectF qt = toQtRect({12, 6, 60, 72}, 84);
+    EXPECT_EQ(qt, QRectF(12, 6, 60, 72));
+}
+
 } // namespace

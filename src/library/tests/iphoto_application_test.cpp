@@ -1,18 +1,22 @@
 // The photo application from outside: its preference file, its scripts and
-// its process, with the stand-in "iPhoto" of tools/ in the place of the real
-// one. How the preference file is rewritten is the property-list layer's.
+// its process, with scripts that record what they were asked. How the
+// preference file is rewritten is the property-list layer's; the real scripts
+// with the stand-in "iPhoto" are driven by the command line's and the
+// application's tests.
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "library/iphoto_application.h"
 #include "platform/plist_file.h"
+#include "platform/script_runner.h"
 #include "tests/log_capture.h"
-#include "tests/stand_in_control.h"
+#include "tests/scoped_env.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox;
 using namespace slidebox::testing;
+using platform::ErrorCode;
 using platform::PlistDictionary;
 using platform::PlistValue;
 
@@ -24,11 +28,10 @@ class iPhotoSwitch : public ::testing::Test {
     std::filesystem::path
     writePreferences(const std::string& root,
                      platform::PlistFormat format = platform::PlistFormat::Xml) {
-        const auto file = iPhotoApplication(home.path(), home.path()).preferenceFilePath();
-        writeFile(file,
+        writeFile(app.preferenceFilePath(),
                   platform::serializePlist(
                       PlistValue(PlistDictionary{{"RootDirectory", root}, {"Other", 1}}), format));
-        return file;
+        return app.preferenceFilePath();
     }
     // A script in folder that records its name in home/steps.
     void writeScript(const TempDir& folder, const std::string& name) {
@@ -52,7 +55,6 @@ TEST_F(iPhotoSwitch, PreferencesReadAndSetInTheHomesFileWhichIsNeverMade) {
     EXPECT_FALSE(app.changeiPhotoRootDirectoryPathTo("/Users/ann/Library B"));
     EXPECT_FALSE(std::filesystem::exists(home / "Library")); // not even the folder
     EXPECT_FALSE(app.iPhotoRootDirectoryPath());
-
     for (auto format : {platform::PlistFormat::Xml, platform::PlistFormat::Binary}) {
         EXPECT_EQ(writePreferences("/Users/ann/Library A", format),
                   home / "Library/Preferences/com.apple.iPhoto.plist");
@@ -60,11 +62,10 @@ TEST_F(iPhotoSwitch, PreferencesReadAndSetInTheHomesFileWhichIsNeverMade) {
         ASSERT_TRUE(app.changeiPhotoRootDirectoryPathTo("/Users/ann/Library B"));
         EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
     }
-
     // A root directory that is not a string is no path, but the rewrite sets one.
     writeFile(app.preferenceFilePath(),
-              "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>RootDirectory</key>"
-              "<integer>3</integer></dict></plist>\n");
+              platform::serializePlist(PlistValue(PlistDictionary{{"RootDirectory", 3}}),
+                                       platform::PlistFormat::Xml));
     EXPECT_FALSE(app.iPhotoRootDirectoryPath());
     EXPECT_TRUE(app.changeiPhotoRootDirectoryPathTo("/Users/ann/Library B"));
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Users/ann/Library B");
@@ -76,35 +77,37 @@ TEST_F(iPhotoSwitch, APathTheFileCantHoldRefusesTheWholeSwitch) {
     writeScript(home, "LaunchiPhoto");
     for (const std::string& path :
          {std::string("/Users/ann/caf\xe9 Library"), std::string("/Users/ann\0/x", 12)}) {
-        EXPECT_EQ(switchTo(home, path).code(), platform::ErrorCode::BadArgument);
+        EXPECT_EQ(switchTo(home, path).code(), ErrorCode::BadArgument);
         EXPECT_EQ(readFile(app.preferenceFilePath()), before);
     }
     EXPECT_FALSE(std::filesystem::exists(home / "steps")); // neither quit nor launched
 }
 
-TEST_F(iPhotoSwitch, MissingScriptLeavesOutThatStepOnly) {
+TEST_F(iPhotoSwitch, MissingScriptLeavesOutThatStepOnlyAndSwitchesRunOneAfterTheOther) {
     TempDir onlyLaunch, onlyQuit;
     writeScript(onlyLaunch, "LaunchiPhoto");
     writeScript(onlyQuit, "QuitiPhoto");
     writePreferences("/Library A");
-
-    // No quit script: the rewrite and launch happen.
-    EXPECT_TRUE(switchTo(onlyLaunch, "/Library B"));
+    EXPECT_TRUE(switchTo(onlyLaunch, "/Library B")); // no quit script: rewritten and launched
     EXPECT_EQ(readFile(home / "steps"), "LaunchiPhoto\n");
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Library B");
-
-    // No launch script: quit and rewrite happen, nothing is started.
-    EXPECT_TRUE(switchTo(onlyQuit, "/Library C"));
+    EXPECT_TRUE(switchTo(onlyQuit, "/Library C")); // no launch script: nothing is started
     EXPECT_EQ(readFile(home / "steps"), "LaunchiPhoto\nQuitiPhoto\n");
     EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Library C");
-
     // No preference file: nothing is made, the launch still runs.
     std::filesystem::remove(app.preferenceFilePath());
-    EXPECT_EQ(switchTo(onlyLaunch, "/Library D").code(), platform::ErrorCode::CannotOpen);
+    EXPECT_EQ(switchTo(onlyLaunch, "/Library D").code(), ErrorCode::CannotOpen);
     EXPECT_EQ(readFile(home / "steps"), "LaunchiPhoto\nQuitiPhoto\nLaunchiPhoto\n");
     EXPECT_FALSE(std::filesystem::exists(app.preferenceFilePath()));
+    // Closing quits the application only for the library it works on, compared
+    // as strings: another spelling of the path is not the same.
+    iPhotoApplication running(home.path(), onlyQuit.path());
+    running.setProcessProbe([](std::string_view name) { return name == "iPhoto"; });
+    writePreferences("/Library A");
+    running.closeiPhotoForAlbumPath("/Library A/");
+    running.closeiPhotoForAlbumPath("/Library A");
+    EXPECT_EQ(readFile(home / "steps"), "LaunchiPhoto\nQuitiPhoto\nLaunchiPhoto\nQuitiPhoto\n");
 
-    // Switches of two processes run one after the other.
     const std::string steps = '"' + (home / "steps").string() + '"';
     writeFile(home / "QuitiPhoto.applescript",
               "echo in >> " + steps + "; sleep 0.2; echo out >> " + steps + "\n");
@@ -124,55 +127,19 @@ TEST(iPhotoScripts, FoundInTheResourceFolderRunToTheEndAndLoggedAsText) {
                   (resources / "ran").string() + "\"\n");
     const iPhotoApplication app(resources.path(), resources.path());
     EXPECT_EQ(app.getAppleScript("QuitiPhoto"), resources / "QuitiPhoto.applescript");
-    EXPECT_FALSE(app.getAppleScript("LaunchiPhoto"));
-    EXPECT_FALSE(app.getAppleScript("Missing"));
-    EXPECT_FALSE(app.getAppleScript("QuitiPhoto.applescript")); // named without extension
-
+    for (const char* none : {"LaunchiPhoto", "Missing", "QuitiPhoto.applescript"})
+        EXPECT_FALSE(app.getAppleScript(none)) << none; // named without extension
+    // Programs are looked up along PATH, each folder in turn.
+    writeFile(resources / "bin" / "tool", "");
+    std::filesystem::permissions(resources / "bin" / "tool", std::filesystem::perms::owner_exec);
+    {
+        const ScopedEnv path("PATH", ("/nowhere:" + (resources / "bin").string()).c_str());
+        EXPECT_EQ(platform::findInPath("tool"), resources / "bin" / "tool");
+    }
     LogCapture log;
     app.executeAppleScript(app.getAppleScript("Talk"));
     EXPECT_TRUE(std::filesystem::exists(resources / "ran")); // it had ended when the call returned
     app.executeAppleScript(app.getAppleScript("QuitiPhoto"));
     app.executeAppleScript(std::nullopt);
     EXPECT_EQ(log.lines, std::vector<std::string>{"iPhoto is busy\nsecond line"});
-}
-
-TEST_F(iPhotoSwitch, StandInIsQuitBeforeTheRewriteAndStartedOnTheNewLibrary) {
-    StandInLock lock;
-    StandInEnvironment environment(home.path());
-    StandInCleanup cleanup{home.path(), {}};
-    const auto libraryA = home / "Libraries" / "Library A";
-    const auto libraryB = home / "Libraries" / "Library B";
-    makeEmptyLibrary6(libraryA);
-    std::filesystem::create_directories(libraryB);
-    writePreferences(libraryA.string());
-    const pid_t first = startStandIn(home.path());
-    cleanup.children.push_back(first);
-    EXPECT_TRUE(waitFor([&] { return hasEvent(home.path(), "opened"); }));
-
-    const iPhotoApplication real(home.path(), scriptFolder());
-    // Compared as strings: another spelling of the path is not the same.
-    real.closeiPhotoForAlbumPath(libraryA.string() + "/");
-    EXPECT_TRUE(processRuns(first));
-    real.threadSwitchAlbum(libraryB.string());
-
-    // The quit script returned only once the stand-in had ended, and it wrote
-    // its preferences on the way out: the rewrite came after that.
-    EXPECT_FALSE(processRuns(first));
-    EXPECT_TRUE(hasEvent(home.path(), "quit", libraryA.string()));
-    EXPECT_EQ(real.iPhotoRootDirectoryPath(), libraryB.string());
-    auto document = platform::readPlistFile(real.preferenceFilePath());
-    ASSERT_TRUE(document);
-    EXPECT_EQ(document->root["Other"], PlistValue(1));
-
-    // The launch script started it again, detached, on the new library,
-    // which it found empty and made a library of.
-    ASSERT_TRUE(
-        waitFor([&] { return hasEvent(home.path(), "made-library", libraryB.string(), first); }));
-    EXPECT_TRUE(std::filesystem::is_regular_file(libraryB / "Library6.iPhoto"));
-    EXPECT_TRUE(real.isiPhotoActive());
-    EXPECT_FALSE(hasEvent(home.path(), "made-library", libraryA.string())); // A was one already
-
-    // Closing for the library it works on quits it.
-    real.closeiPhotoForAlbumPath(libraryB.string());
-    EXPECT_TRUE(waitFor([&] { return !real.isiPhotoActive(); }));
 }
