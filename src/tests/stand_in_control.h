@@ -49,7 +49,7 @@ inline bool waitFor(const std::function<bool()>& condition,
 }
 
 /// The stand-ins' record holds a line "<pid> <event> [<path>]" of that event
-/// (opened, made-library, quit, timed-out, cannot-open), with that path when
+/// (opened, made-library, quit, timed-out), with that path when
 /// one is given, of a process other than notPid. All lines with a pid when
 /// event is empty, each calling each.
 inline bool hasEvent(const std::filesystem::path& home, const std::string& event,
@@ -82,13 +82,12 @@ inline bool processRuns(pid_t pid) {
 
 /// The environment of a process started by the tests: the given home (also
 /// the runtime folder, where the switch lock goes), the stand-in first on
-/// PATH, a short lifetime for the stand-in.
+/// PATH.
 inline std::vector<std::string> standInEnvironment(const std::filesystem::path& home) {
     const char* path = std::getenv("PATH");
     return {"HOME=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
             "PATH=" + (buildDir() / "tests" / "fakebin").string() + ":" +
-                (path ? path : "/usr/bin:/bin"),
-            "IPHOTO_STAND_IN_LIFETIME=30"};
+                (path ? path : "/usr/bin:/bin")};
 }
 
 /// Starts the stand-in as a child of the test, with the given home; the

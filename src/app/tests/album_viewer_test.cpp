@@ -13,6 +13,7 @@
 #include "app/image_view.h"
 #include "library/tests/support/library_fixtures.h"
 #include "platform/notification_center.h"
+#include "support/app_fixture.h"
 #include "support/url_recorder.h"
 #include "tests/known_value.h"
 #include "tests/temp_dir.h"
@@ -23,23 +24,17 @@ using namespace slidebox::testing;
 
 namespace {
 
-class AlbumViewerTest : public ::testing::Test {
+class AlbumViewerTest : public ControllerTest {
   protected:
-    void SetUp() override {
-        AlbumViewer::resetLastTime();
-        CurrentEvent::install();
-        CurrentEvent::clear();
-    }
     void TearDown() override {
         AlbumViewer::setClock(nullptr);
-        AlbumViewer::resetLastTime();
+        ControllerTest::TearDown();
     }
     void useFakeClock() {
         AlbumViewer::setClock([this] { return now; });
     }
     PhotoManagerPtr library(const std::string& name, int images) {
-        libraryOf(6, temp / name, {"Roll"}, images);
-        return iPhotoAlbumManager::initWithAlbumPath(temp / name);
+        return iPhotoAlbumManager::initWithAlbumPath(makeLibrary(name, images));
     }
     static void click(QAbstractButton* button) { QTest::mouseClick(button, Qt::LeftButton); }
     // The index, the number field and the slider, as one text.
@@ -50,7 +45,7 @@ class AlbumViewerTest : public ::testing::Test {
     }
 
     double now = 1000.0;
-    TempDir temp;
+    const std::filesystem::path temp = fixture.pictures();
 };
 
 TEST_F(AlbumViewerTest, WithoutLibraryOrImagesNothingIsShownAndOnlyWhatCanActIsEnabled) {

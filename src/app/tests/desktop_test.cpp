@@ -114,9 +114,9 @@ class Desktop : public ::testing::Test {
         }
         return window;
     }
-    /// A quit signal, then the exit status.
-    std::optional<int> terminateApplication(int signalNumber = SIGTERM) {
-        ::kill(app_, signalNumber);
+    /// SIGTERM, then the exit status.
+    std::optional<int> terminateApplication() {
+        ::kill(app_, SIGTERM);
         const std::optional<int> status = waitChild(app_, 20s);
         if (status)
             std::erase(children_, app_); // collected
@@ -246,14 +246,11 @@ TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
             },
             20s))
             << log();
-        const auto windowY = [&] {
-            const std::string shell =
-                xdotool({"getwindowgeometry", "--shell", window}).value_or("");
-            return shell.find("Y=") == std::string::npos
-                       ? -1
-                       : std::stoi(shell.substr(shell.find("Y=") + 2));
-        };
-        EXPECT_TRUE(waitFor([&] { return windowY() == 24; })) << "docked under the panel";
+        EXPECT_TRUE(waitFor([&] {
+            return xdotool({"getwindowgeometry", "--shell", window})
+                       .value_or("")
+                       .find("\nY=24\n") != std::string::npos;
+        })) << "docked under the panel";
         EXPECT_EQ(log().find("no tray"), std::string::npos) << log();
         clickIcon();
         EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))

@@ -54,21 +54,18 @@ class WindowTest : public ControllerTest {
     }
 };
 
-TEST_F(WindowTest, FlagsComeFromTheKind) {
-    const struct {
-        int kind;
-        bool titled, onTop;
-    } rows[] = {
-        {floatingWindowKind, true, true},
-        {normalWindowKind, true, false},
-        {statusItemWindowKind, false, true},
-        {3, true, true},
-    };
-    for (const auto& row : rows) {
-        const Qt::WindowFlags flags = UIWindow::flagsForKind(row.kind);
-        EXPECT_EQ(!flags.testFlag(Qt::FramelessWindowHint), row.titled) << row.kind;
-        EXPECT_EQ(flags.testFlag(Qt::WindowStaysOnTopHint), row.onTop) << row.kind;
-        EXPECT_FALSE(flags.testFlag(Qt::WindowCloseButtonHint)) << row.kind;
+TEST(WindowFlags, ComeFromTheKindTitledOnTopAndNeverWithACloseButton) {
+    for (const auto& [kind, titledOnTop] :
+         std::initializer_list<std::pair<int, const char*>>{{floatingWindowKind, "11"},
+                                                            {normalWindowKind, "10"},
+                                                            {statusItemWindowKind, "01"},
+                                                            {3, "11"}}) {
+        const Qt::WindowFlags flags = UIWindow::flagsForKind(kind);
+        EXPECT_EQ(std::to_string(!flags.testFlag(Qt::FramelessWindowHint)) +
+                      std::to_string(flags.testFlag(Qt::WindowStaysOnTopHint)),
+                  titledOnTop)
+            << kind;
+        EXPECT_FALSE(flags.testFlag(Qt::WindowCloseButtonHint)) << kind;
     }
 }
 

@@ -100,36 +100,28 @@ TEST(ImageAccess, IndexRulesNamesOnePointPerPixelAndOnlyRegularFilesWithinTheLim
 
 TEST(Recognition, MarkersMustBeExactNonFolderEntries) {
     TempDir dir;
-    const struct {
-        const char* folder;
-        const char* entry; // a file, or a folder when it ends in '/'
-        int generation;    // 0: no library
-    } rows[] = {
-        {"six", "Library6.iPhoto", 6},
-        {"three", "Library.iPhoto", 3},
-        {"two", "Albums/Photo Library", 2},
-        {"case", "library6.iphoto", 0},
-        {"dir-marker", "Library.iPhoto/", 0},
-        {"albums-file", "Albums", 0},
-        {"albums-dir", "Albums/Photo Library/", 0},
-        {"loose", "Photo Library", 0},
+    // An entry (a folder when it ends in '/') and the generation it makes of its folder.
+    const std::pair<std::string, int> rows[] = {
+        // clang-format off
+        {"Library6.iPhoto", 6}, {"Library.iPhoto", 3}, {"Albums/Photo Library", 2},
+        {"library6.iphoto", 0}, {"Library.iPhoto/", 0}, {"Albums", 0},
+        {"Albums/Photo Library/", 0}, {"Photo Library", 0},
+        // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.folder);
-        const std::string entry = row.entry;
-        if (entry.back() == '/')
-            fs::create_directories(dir / row.folder / entry);
-        else
-            writeFile(dir / row.folder / entry, "");
-        EXPECT_EQ(Manager::isiPhotoLibrary6(dir / row.folder), row.generation == 6);
-        EXPECT_EQ(Manager::isiPhotoLibrary3(dir / row.folder), row.generation == 3);
-        EXPECT_EQ(Manager::isiPhotoLibrary2(dir / row.folder), row.generation == 2);
-        EXPECT_EQ(Manager::isiPhotoLibrary(dir / row.folder), row.generation != 0);
+    int n = 0;
+    for (const auto& [entry, generation] : rows) {
+        const auto folder = dir / std::to_string(n++);
+        entry.back() == '/' ? void(fs::create_directories(folder / entry))
+                            : writeFile(folder / entry, "");
+        EXPECT_EQ(Manager::isiPhotoLibrary6(folder), generation == 6) << entry;
+        EXPECT_EQ(Manager::isiPhotoLibrary3(folder), generation == 3) << entry;
+        EXPECT_EQ(Manager::isiPhotoLibrary2(folder), generation == 2) << entry;
+        EXPECT_EQ(Manager::isiPhotoLibrary(folder), generation != 0) << entry;
     }
     EXPECT_FALSE(Manager::isiPhotoLibrary(dir / "missing"));
-    EXPECT_FALSE(Manager::isiPhotoLibrary(dir / "six" / "Library6.iPhoto")); // a file is no folder
+    EXPECT_FALSE(Manager::isiPhotoLibrary(dir / "0" / "Library6.iPhoto")); // a file is no folder
     fs::create_directories(dir / "link");
-    fs::create_symlink(dir / "six" / "Library6.iPhoto", dir / "link" / "Library6.iPhoto");
+    fs::create_symlink(dir / "0" / "Library6.iPhoto", dir / "link" / "Library6.iPhoto");
     EXPECT_TRUE(Manager::isiPhotoLibrary(dir / "link")); // a link to a file is a marker
 }
 
