@@ -38,13 +38,11 @@ class AppDelegateTest : public ControllerTest {
         delegate->applicationDidFinishLaunching();
         return delegate;
     }
-    static void clickKind(AppDelegate& delegate, int kind) {
-        QTest::mouseClick(delegate.windowKindMatrix()->button(kind), Qt::LeftButton);
-    }
 };
 
-TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) {
+TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindAndAChosenKindIsRebuiltAndKept) {
     makeLibrary("A", 1);
+    makeLibrary("B", 6);
     auto delegate = launch();
     EXPECT_EQ(AppDelegate::sharedDelegate(), delegate.get());
     ASSERT_NE(delegate->uiController(), nullptr);
@@ -73,11 +71,19 @@ TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) 
     EXPECT_FALSE(preferences->isVisible());
     EXPECT_TRUE(delegate->uiController()->window()->isVisible());
 
-    // A normal main window has nothing floating above it, also what was
-    // opened before the change.
+    // Choosing a kind rebuilds the controller after the old one saved; a
+    // normal main window has nothing floating above it, also what was opened
+    // before the change.
+    clickRow(*delegate->uiController(), 1);
+    delegate->uiController()->albumViewer()->setCurrentPhotoIndex(4);
     delegate->preferencesAction()->trigger();
     delegate->windowKindMatrix()->button(1)->click();
-    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    UIController* second = delegate->uiController();
+    ASSERT_EQ(second->windowKind(), 1);
+    EXPECT_EQ(fixture.context().userDefaults().objectForKey(viewerWindowKind).intValue(), 1);
+    EXPECT_FALSE(second->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_FALSE(second->firstStart());
+    EXPECT_EQ(state(*second), "2 1 B 5/6 2 Libraries");
     for (QWidget* window : {preferences, delegate->helpWindow()}) {
         EXPECT_TRUE(window->isVisible());
         EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
@@ -99,36 +105,13 @@ TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) 
     delegate->homePageAction()->trigger();
     ASSERT_EQ(https.urls.size(), 1);
     EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
+    // The present kind again rebuilds all the same.
+    delegate->uiController()->albumViewer()->setCurrentPhotoIndex(2);
+    delegate->windowKindMatrix()->button(1)->click();
+    EXPECT_EQ(state(*delegate->uiController()), "2 1 B 3/6 2 Libraries");
     delegate.reset();
     EXPECT_EQ(AppDelegate::sharedDelegate(), nullptr);
-}
-
-TEST_F(AppDelegateTest, ChoosingAKindRebuildsTheControllerAfterTheOldOneSaved) {
-    makeLibrary("A", 1);
-    makeLibrary("B", 6);
-    auto delegate = launch();
-    UIController* first = delegate->uiController();
-    clickRow(*first, 1);
-    first->albumViewer()->setCurrentPhotoIndex(4);
-
-    clickKind(*delegate, 1);
-    UIController* second = delegate->uiController();
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(second->windowKind(), 1);
-    EXPECT_EQ(fixture.context().userDefaults().objectForKey(viewerWindowKind).intValue(), 1);
-    EXPECT_FALSE(second->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    EXPECT_FALSE(second->firstStart());
-    EXPECT_EQ(second->currentPhotoManagerIndex(), 1);
-    EXPECT_EQ(second->albumViewer()->currentPhotoIndex(), 4) << "saved by the old controller first";
-
-    // The present kind again rebuilds all the same.
-    second->albumViewer()->setCurrentPhotoIndex(2);
-    clickKind(*delegate, 1);
-    EXPECT_EQ(delegate->uiController()->windowKind(), 1);
-    EXPECT_EQ(delegate->uiController()->albumViewer()->currentPhotoIndex(), 2);
-
     // A stored kind comes back at the next launch.
-    delegate.reset();
     fixture.restart();
     delegate = launch();
     EXPECT_EQ(delegate->uiController()->windowKind(), 1);
