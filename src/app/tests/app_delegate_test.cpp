@@ -1,25 +1,31 @@
 // The application delegate: first launch, the change of window kind, the
 // preferences, help and about windows, the home page; the string table
 // "localized": English keys, French translations, and the fallback value
-// when the table lacks a key.
+// when the table lacks a key; the quit signals reaching the event loop.
+#include <csignal>
+
 #include <QAbstractButton>
 #include <QAction>
 #include <QButtonGroup>
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 #include "app/album_viewer.h"
 #include "app/app_delegate.h"
 #include "app/localized.h"
+#include "app/quit_signal_handler.h"
 #include "app/status_item.h"
 #include "app/ui_window.h"
 #include "platform/plist_file.h"
 #include "support/app_fixture.h"
 #include "support/url_recorder.h"
+#include "tests/log_capture.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
@@ -152,6 +158,32 @@ TEST_F(AppDelegateTest, TextsWithoutATableInEnglishAndInFrench) {
     EXPECT_EQ(item.quitAction()->text(), "Quitter Slidebox") << "and the status item's menu";
     controller->deletePhotoManager(nullptr);
     EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
+}
+
+TEST(QuitSignalHandler, TermIntAndHangUpEndTheEventLoopNormallyAndAreLogged) {
+    LogCapture log;
+    const std::vector<std::string>& lines = log.lines;
+    for (const int signalNumber : {SIGTERM, SIGINT, SIGHUP}) {
+        QuitSignalHandler handler;
+        // The handler is there before the event loop is watched: a signal
+        // during the start waits for it.
+        ASSERT_TRUE(handler.isActive());
+        std::raise(signalNumber);
+        ASSERT_TRUE(handler.startWatching());
+        QEventLoop loop;
+        int received = 0;
+        QObject::connect(&handler, &QuitSignalHandler::quitSignalReceived, &loop, [&](int number) {
+            received = number;
+            loop.quit();
+        });
+        QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+        loop.exec();
+        EXPECT_EQ(received, signalNumber);
+        ASSERT_FALSE(lines.empty());
+        EXPECT_NE(lines.back().find(QuitSignalHandler::signalName(signalNumber).toStdString()),
+                  std::string::npos)
+            << lines.back();
+    }
 }
 
 } // namespace
