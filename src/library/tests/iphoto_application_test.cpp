@@ -29,33 +29,6 @@ using platform::PlistValue;
 
 namespace {
 
-// A home with a preference file, and a launch script that records, in the
-// file "steps", the preference's value at its beginning and at its end.
-struct SwitchBench {
-    explicit SwitchBench(const char* launchSeconds) {
-        writeFile(app().preferenceFilePath(),
-                  platform::serializePlist(PlistValue(PlistDictionary{{"RootDirectory", "/start"}}),
-                                           platform::PlistFormat::Xml));
-        const std::string root =
-            "$(sed -n '/<key>RootDirectory<\\/key>/{n;s/.*<string>\\(.*\\)<\\/string>.*/\\1/p;}' "
-            "\"" +
-            app().preferenceFilePath().string() + "\")";
-        const std::string record = " >> \"" + (home / "steps").string() + "\"\n";
-        writeFile(resources / "LaunchiPhoto.applescript",
-                  "echo \"begin " + root + "\"" + record + "sleep " + launchSeconds +
-                      "\necho \"end " + root + "\"" + record);
-    }
-    // No photo application runs for it, and its switches lock a file of its own.
-    iPhotoApplication app() const {
-        iPhotoApplication app(home.path(), resources.path());
-        app.setProcessProbe([](std::string_view) { return false; });
-        app.setSwitchLockFile(home / "lock");
-        return app;
-    }
-    std::string steps() const { return readFile(home / "steps"); }
-    TempDir home, resources;
-};
-
 void runEventLoopFor(int milliseconds) {
     QElapsedTimer clock;
     clock.start();
@@ -79,12 +52,27 @@ class iPhotoSwitch : public ::testing::Test {
         writeFile(folder / (name + ".applescript"),
                   "echo " + name + " >> \"" + (home / "steps").string() + "\"\n");
     }
-    // A switch with the scripts of that folder, while the application seems to run.
-    platform::Status switchTo(const TempDir& scripts, const std::string& path) {
+    // A launch script that records in home/steps the preference's root at
+    // its beginning and at its end, the given seconds apart.
+    void writeRecordingLaunch(const TempDir& folder, const char* seconds) {
+        const std::string root = "$(sed -n '/<key>RootDirectory<\\/key>/{n;s/.*<string>\\(.*\\)"
+                                 "<\\/string>.*/\\1/p;}' \"" +
+                                 app.preferenceFilePath().string() + "\")";
+        const std::string record = " >> \"" + (home / "steps").string() + "\"\n";
+        writeFile(folder / "LaunchiPhoto.applescript", "echo \"begin " + root + "\"" + record +
+                                                           "sleep " + seconds + "\necho \"end " +
+                                                           root + "\"" + record);
+    }
+    // The application with the scripts of that folder, seeming to run or not;
+    // its switches lock a file of their own.
+    iPhotoApplication appWith(const TempDir& scripts, bool running) const {
         iPhotoApplication app(home.path(), scripts.path());
         app.setSwitchLockFile(home / "lock");
-        app.setProcessProbe([](std::string_view) { return true; });
-        return app.threadSwitchAlbum(path);
+        app.setProcessProbe([running](std::string_view) { return running; });
+        return app;
+    }
+    platform::Status switchTo(const TempDir& scripts, const std::string& path) {
+        return appWith(scripts, true).threadSwitchAlbum(path);
     }
     TempDir home;
     const iPhotoApplication app{home.path(), home.path()};
@@ -185,17 +173,19 @@ TEST(iPhotoScripts, FoundInTheResourceFolderRunToTheEndAndLoggedAsText) {
     EXPECT_EQ(log.lines, std::vector<std::string>{"iPhoto is busy\nsecond line"});
 }
 
-TEST(AlbumSwitcher, ReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread) {
-    SwitchBench bench("0.5");
-    AlbumSwitcher switcher(bench.app());
+TEST_F(iPhotoSwitch, SwitcherReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread) {
+    TempDir scripts;
+    writePreferences("/start");
+    writeRecordingLaunch(scripts, "0.5");
+    AlbumSwitcher switcher(appWith(scripts, false));
     EXPECT_TRUE(switcher.waitUntilIdle(std::chrono::milliseconds(0)));
     QElapsedTimer call;
     call.start();
     switcher.switchAlbum("/Volumes/Photos/Library A");
     EXPECT_LT(call.elapsed(), 100); // the scripts alone take half a second
     EXPECT_FALSE(switcher.waitUntilIdle(std::chrono::milliseconds(100)));
-    EXPECT_EQ(bench.steps(), ""); // still in its delay
-    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/start");
+    EXPECT_EQ(readFile(home / "steps"), ""); // still in its delay
+    EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/start");
     EXPECT_FALSE(switcher.waitUntilIdle(std::chrono::milliseconds(200))); // its script is under way
     // The main event loop keeps turning while the switch runs.
     int ticks = 0;
@@ -204,14 +194,17 @@ TEST(AlbumSwitcher, ReturnsAtOnceAndSwitchesAFifthOfASecondLaterOffTheMainThread
     ticker.start(20);
     ASSERT_TRUE(switcher.waitUntilIdle(std::chrono::seconds(10)));
     EXPECT_GE(ticks, 10);
-    EXPECT_EQ(bench.steps(), "begin /Volumes/Photos/Library A\nend /Volumes/Photos/Library A\n");
-    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/Volumes/Photos/Library A");
+    EXPECT_EQ(readFile(home / "steps"),
+              "begin /Volumes/Photos/Library A\nend /Volumes/Photos/Library A\n");
+    EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/Volumes/Photos/Library A");
 }
 
-TEST(AlbumSwitcher, SwitchesAskedCloseTogetherRunInOrderAndEndingTheSwitcherFinishesThem) {
-    SwitchBench bench("0.2");
+TEST_F(iPhotoSwitch, SwitcherSwitchesAskedCloseTogetherRunInOrderAndEndingTheSwitcherFinishesThem) {
+    TempDir scripts;
+    writePreferences("/start");
+    writeRecordingLaunch(scripts, "0.2");
     {
-        AlbumSwitcher switcher(bench.app());
+        AlbumSwitcher switcher(appWith(scripts, false));
         switcher.switchAlbum("/A");
         runEventLoopFor(250); // A under way
         switcher.switchAlbum("/B");
@@ -220,8 +213,8 @@ TEST(AlbumSwitcher, SwitchesAskedCloseTogetherRunInOrderAndEndingTheSwitcherFini
     // All done when the switcher has ended, and each launch saw its own path
     // from its beginning to its end.
     const std::string all = "begin /A\nend /A\nbegin /B\nend /B\nbegin /C\nend /C\n";
-    EXPECT_EQ(bench.steps(), all);
-    EXPECT_EQ(bench.app().iPhotoRootDirectoryPath(), "/C");
+    EXPECT_EQ(readFile(home / "steps"), all);
+    EXPECT_EQ(app.iPhotoRootDirectoryPath(), "/C");
     runEventLoopFor(300); // B's delay ends after the switcher: nothing more happens
-    EXPECT_EQ(bench.steps(), all);
+    EXPECT_EQ(readFile(home / "steps"), all);
 }
