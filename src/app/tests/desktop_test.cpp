@@ -18,6 +18,7 @@
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
+#include "support/app_fixture.h"
 #include "tests/child_process.h"
 #include "tests/stand_in_control.h"
 #include "tests/temp_dir.h"
@@ -134,14 +135,6 @@ class Desktop : public ::testing::Test {
     std::optional<platform::PlistDocument> savedDefaults() const {
         return platform::readPlistFile(defaultsFile());
     }
-    static std::vector<std::string> savedLibraries(const PlistValue& root) {
-        std::vector<std::string> paths;
-        if (const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array())
-            for (const PlistValue& entry : *list)
-                paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string()
-                                                               : "");
-        return paths;
-    }
     static PlistValue thirdDate(const PlistValue& root) {
         const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array();
         return list && list->size() > 2 ? (*list)[2]["AM_AlbumDate"] : PlistValue();
@@ -193,7 +186,8 @@ TEST_F(Desktop, ListSwitchCreateAndTerminate) {
     const std::vector<std::string> three{alpha.string(), beta.string(), created.string()};
     EXPECT_TRUE(waitFor([&] {
         const auto saved = savedDefaults().value_or(platform::PlistDocument{});
-        return savedLibraries(saved.root) == three && thirdDate(saved.root) == PlistValue(*marker);
+        return storedLibraryPaths(saved.root) == three &&
+               thirdDate(saved.root) == PlistValue(*marker);
     }));
 
     // Back on Beta, two images on: the picture to restore. SIGTERM quits the
@@ -207,7 +201,7 @@ TEST_F(Desktop, ListSwitchCreateAndTerminate) {
     std::this_thread::sleep_for(600ms);
     EXPECT_EQ(terminateApplication(), 0) << log();
     const auto saved = savedDefaults().value_or(platform::PlistDocument{});
-    EXPECT_EQ(savedLibraries(saved.root), three);
+    EXPECT_EQ(storedLibraryPaths(saved.root), three);
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoManagerIndex"], PlistValue(1));
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoIndex"], PlistValue(2));
     EXPECT_EQ(thirdDate(saved.root), PlistValue(*marker)) << "dated by the stand-in's marker";

@@ -55,7 +55,8 @@ TEST_F(AddLibraries, FoldersAddTheLibrariesFoundAndShowTheFirst) {
 
 using CreateLibrary = ControllerTest;
 
-TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitchedTo) {
+TEST_F(CreateLibrary,
+       PicturesFolderIsMadeTheNewFolderListedShownAndSwitchedToTakenNamesGetNumbers) {
     std::filesystem::remove_all(fixture.pictures());
     const auto preference = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(preference.parent_path());
@@ -71,20 +72,17 @@ TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitche
     const auto created = fixture.pictures() / "iPhoto Library  1";
     EXPECT_TRUE(platform::isDirectory(created));
     EXPECT_TRUE(std::filesystem::is_empty(created));
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(state(*controller), "1 0 iPhoto Library  1 0/0 1 Library");
     EXPECT_EQ(pathAt(*controller, 0), created.string());
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-    EXPECT_EQ(pathOnShow(*controller), created.string());
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled()) << "an empty folder is no library yet";
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     const auto after = platform::readPlistFile(preference);
     EXPECT_EQ(*after->root["RootDirectory"].string(), created.string())
         << "switched without the test";
     EXPECT_EQ(after->root["Other"].intValue(), 1);
-}
 
-TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersAndAFileWithTheConfirmedNameFailsSilently) {
-    auto controller = start();
+    // A typed name that is taken gets numbers behind the whole path; a file
+    // with the confirmed name makes it fail silently.
     std::filesystem::create_directories(fixture.pictures() / "Trip");
     std::filesystem::create_directories(fixture.pictures() / "Trip_2");
     slidebox::testing::writeFile(fixture.pictures() / "Taken", "file");
@@ -97,12 +95,11 @@ TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersAndAFileWithTheConfirmedNameFail
     };
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
     EXPECT_EQ(controller->libraryNameDialogChoice(), 1);
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(pathAt(*controller, 0), (fixture.pictures() / "Trip_2_3").string())
-        << "numbers behind the whole path";
+    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(pathAt(*controller, 1), (fixture.pictures() / "Trip_2_3").string());
     typed = "Taken";
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
     EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
 }
 

@@ -16,7 +16,7 @@
 
 using namespace slidebox;
 using namespace slidebox::app;
-using slidebox::testing::ControllerTest;
+using namespace slidebox::testing;
 
 namespace {
 
@@ -89,13 +89,8 @@ TEST_F(ControllerList, EmptyStartLookupsByIndexIdentityAndPathAndChangesWrittenS
         EXPECT_FALSE(button->isEnabled()) << button->objectName().toStdString();
     const auto file = fixture.context().userDefaults().filePath();
     const auto storedPaths = [&] {
-        std::vector<std::string> paths;
-        if (const auto stored = platform::readPlistFile(file))
-            if (const platform::PlistArray* list = stored->root[photoAlbumDictionariesKey].array())
-                for (const auto& entry : *list)
-                    paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string()
-                                                                   : "");
-        return paths;
+        return storedLibraryPaths(
+            platform::readPlistFile(file).value_or(platform::PlistDocument{}).root);
     };
     const auto a = makeLibrary("A", 1);
     const auto b = makeLibrary("B", 1);

@@ -11,6 +11,14 @@
 
 namespace slidebox::testing {
 
+std::vector<std::string> storedLibraryPaths(const platform::PlistValue& root) {
+    std::vector<std::string> paths;
+    if (const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array())
+        for (const platform::PlistValue& entry : *list)
+            paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+    return paths;
+}
+
 AppFixture::AppFixture() {
     std::filesystem::create_directories(pictures());
     std::filesystem::create_directories(resources());

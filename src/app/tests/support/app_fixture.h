@@ -14,6 +14,7 @@
 #include "app/app_context.h"
 #include "app/ui_controller.h"
 #include "app/user_dialogs.h"
+#include "platform/plist_value.h"
 #include "tests/temp_dir.h"
 
 namespace slidebox::testing {
@@ -54,6 +55,10 @@ struct ScriptedDialogs : app::UserDialogs {
     std::deque<int> alertAnswers;
     QStringList lastAlert; // title, message, default, alternate
 };
+
+/// The library paths of the stored list in a user defaults file's root, ""
+/// for a record without one.
+std::vector<std::string> storedLibraryPaths(const platform::PlistValue& root);
 
 /// A temporary world for the application: user defaults, a home folder
 /// with Pictures, and a resource folder holding only the pictures (no
