@@ -20,15 +20,12 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& env) {
     std::map<std::string, std::string> byName;
     for (char** e = environ; *e; ++e)
         byName[std::string(*e).substr(0, std::string(*e).find('='))] = *e;
-    for (const std::string& e : env) {
-        if (e.find('=') == std::string::npos)
-            byName.erase(e);
-        else
-            byName[e.substr(0, e.find('='))] = e;
-    }
+    for (const std::string& e : env)
+        byName[e.substr(0, e.find('='))] = e.find('=') == std::string::npos ? "" : e;
     std::vector<std::string> entries;
     for (auto& [name, entry] : byName)
-        entries.push_back(entry);
+        if (!entry.empty()) // a bare name in env removes it
+            entries.push_back(entry);
     return entries;
 }
 

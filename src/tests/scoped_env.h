@@ -14,20 +14,17 @@ class ScopedEnv {
     ScopedEnv(const char* name, const char* value) : name_(name) {
         if (const char* old = std::getenv(name))
             previous_ = old;
-        ::setenv(name, value, 1);
-        ::tzset();
+        set(value);
     }
-    ~ScopedEnv() {
-        if (previous_)
-            ::setenv(name_.c_str(), previous_->c_str(), 1);
-        else
-            ::unsetenv(name_.c_str());
-        ::tzset();
-    }
+    ~ScopedEnv() { set(previous_ ? previous_->c_str() : nullptr); }
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
 
   private:
+    void set(const char* value) {
+        value ? ::setenv(name_.c_str(), value, 1) : ::unsetenv(name_.c_str());
+        ::tzset();
+    }
     std::string name_;
     std::optional<std::string> previous_;
 };

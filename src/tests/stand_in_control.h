@@ -8,7 +8,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -22,35 +21,20 @@
 #include <unistd.h>
 
 #include "tests/child_process.h"
-#include "tests/scoped_env.h"
 #include "tests/temp_dir.h"
 
 namespace slidebox::testing {
 
 /// Held by every test that runs the stand-in or the real scripts: one at a
 /// time on the whole machine, whichever build folder the test comes from.
-class StandInLock {
-  public:
-    StandInLock()
-        : fd_(::open("/tmp/slidebox-iphoto-stand-in.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
-        while (fd_ >= 0 && ::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+struct StandInLock {
+    StandInLock() {
+        while (fd >= 0 && ::flock(fd, LOCK_EX) != 0 && errno == EINTR) {
         }
     }
-    ~StandInLock() {
-        if (fd_ >= 0)
-            ::close(fd_); // releases the lock
-    }
-    StandInLock(const StandInLock&) = delete;
-    StandInLock& operator=(const StandInLock&) = delete;
-
-  private:
-    int fd_;
+    ~StandInLock() { ::close(fd); } // releases the lock
+    const int fd = ::open("/tmp/slidebox-iphoto-stand-in.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
 };
-
-/// The real scripts, as the build tree holds them.
-inline std::filesystem::path scriptFolder() {
-    return buildDir() / "share" / "slidebox";
-}
 
 /// Polls until the condition holds or the timeout has passed.
 inline bool waitFor(const std::function<bool()>& condition,
@@ -65,7 +49,7 @@ inline bool waitFor(const std::function<bool()>& condition,
 }
 
 /// The stand-ins' record holds a line "<pid> <event> [<path>]" of that event
-/// (opened, made-library, quit, timed-out, cannot-open), with that path when
+/// (opened, made-library, quit, timed-out), with that path when
 /// one is given, of a process other than notPid. All lines with a pid when
 /// event is empty, each calling each.
 inline bool hasEvent(const std::filesystem::path& home, const std::string& event,
@@ -91,33 +75,20 @@ inline bool hasEvent(const std::filesystem::path& home, const std::string& event
 inline bool processRuns(pid_t pid) {
     if (pid <= 0 || ::kill(pid, 0) != 0)
         return false;
-    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-    const size_t close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z' &&
-           stat[close + 2] != 'X';
+    const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+    const size_t state = stat.rfind(')') + 2;
+    return state < stat.size() && stat[state] != 'Z' && stat[state] != 'X';
 }
 
 /// The environment of a process started by the tests: the given home (also
 /// the runtime folder, where the switch lock goes), the stand-in first on
-/// PATH, a short lifetime for the stand-in.
+/// PATH.
 inline std::vector<std::string> standInEnvironment(const std::filesystem::path& home) {
     const char* path = std::getenv("PATH");
     return {"HOME=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
             "PATH=" + (buildDir() / "tests" / "fakebin").string() + ":" +
-                (path ? path : "/usr/bin:/bin"),
-            "IPHOTO_STAND_IN_LIFETIME=30"};
+                (path ? path : "/usr/bin:/bin")};
 }
-
-/// The same set in this process for the object's lifetime, so that the
-/// scripts and what they start see it.
-struct StandInEnvironment {
-    explicit StandInEnvironment(const std::filesystem::path& home) {
-        for (const std::string& entry : standInEnvironment(home))
-            variables.emplace_back(entry.substr(0, entry.find('=')).c_str(),
-                                   entry.c_str() + entry.find('=') + 1);
-    }
-    std::deque<ScopedEnv> variables;
-};
 
 /// Starts the stand-in as a child of the test, with the given home; the
 /// process id, or -1. The caller ends it with endChild().
@@ -136,14 +107,14 @@ struct StandInCleanup {
     ~StandInCleanup() {
         hasEvent(home, "opened", std::nullopt, 0, [this](pid_t pid) {
             const std::string proc = "/proc/" + std::to_string(pid);
-            const std::string environment = std::string(1, '\0') + readFile(proc + "/environ");
-            if (!processRuns(pid) || readFile(proc + "/comm") != "iPhoto\n" ||
-                environment.find(std::string("\0HOME=", 6) + home.string() + '\0') ==
-                    std::string::npos)
-                return;
-            ::kill(pid, SIGTERM);
-            if (!waitFor([pid] { return !processRuns(pid); }, std::chrono::seconds(5)))
-                ::kill(pid, SIGKILL);
+            const std::string environment = '\0' + readFile(proc + "/environ");
+            if (processRuns(pid) && readFile(proc + "/comm") == "iPhoto\n" &&
+                environment.find(std::string("\0HOME=", 6) + home.string() + '\0') !=
+                    std::string::npos) {
+                ::kill(pid, SIGTERM);
+                if (!waitFor([pid] { return !processRuns(pid); }, std::chrono::seconds(5)))
+                    ::kill(pid, SIGKILL);
+            }
         });
         for (pid_t pid : children)
             endChild(pid);

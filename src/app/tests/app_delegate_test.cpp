@@ -1,41 +1,54 @@
 // The application delegate: first launch, the change of window kind, the
-// preferences, help and about windows, the home page.
+// preferences, help and about windows, the home page; the string table
+// "localized": English keys, French translations, and the fallback value
+// when the table lacks a key; the quit signals reaching the event loop.
+#include <csignal>
+
 #include <QAbstractButton>
+#include <QAction>
 #include <QButtonGroup>
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 #include "app/album_viewer.h"
 #include "app/app_delegate.h"
+#include "app/localized.h"
+#include "app/quit_signal_handler.h"
+#include "app/status_item.h"
 #include "app/ui_window.h"
 #include "platform/plist_file.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 #include "support/url_recorder.h"
+#include "tests/log_capture.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
-using slidebox::testing::ControllerTest;
+using namespace slidebox::testing;
 
 namespace {
 
 class AppDelegateTest : public ControllerTest {
   protected:
+    void TearDown() override {
+        removeLocalizedTable();
+        ControllerTest::TearDown();
+    }
     std::unique_ptr<AppDelegate> launch() {
         auto delegate = std::make_unique<AppDelegate>(fixture.context());
         delegate->applicationDidFinishLaunching();
         return delegate;
     }
-    static void clickKind(AppDelegate& delegate, int kind) {
-        QTest::mouseClick(delegate.windowKindMatrix()->button(kind), Qt::LeftButton);
-    }
 };
 
-TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) {
+TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindAndAChosenKindIsRebuiltAndKept) {
     makeLibrary("A", 1);
+    makeLibrary("B", 6);
     auto delegate = launch();
     EXPECT_EQ(AppDelegate::sharedDelegate(), delegate.get());
     ASSERT_NE(delegate->uiController(), nullptr);
@@ -64,11 +77,19 @@ TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) 
     EXPECT_FALSE(preferences->isVisible());
     EXPECT_TRUE(delegate->uiController()->window()->isVisible());
 
-    // A normal main window has nothing floating above it, also what was
-    // opened before the change.
+    // Choosing a kind rebuilds the controller after the old one saved; a
+    // normal main window has nothing floating above it, also what was opened
+    // before the change.
+    clickRow(*delegate->uiController(), 1);
+    delegate->uiController()->albumViewer()->setCurrentPhotoIndex(4);
     delegate->preferencesAction()->trigger();
     delegate->windowKindMatrix()->button(1)->click();
-    ASSERT_EQ(delegate->uiController()->windowKind(), 1);
+    UIController* second = delegate->uiController();
+    ASSERT_EQ(second->windowKind(), 1);
+    EXPECT_EQ(fixture.context().userDefaults().objectForKey(viewerWindowKind).intValue(), 1);
+    EXPECT_FALSE(second->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_FALSE(second->firstStart());
+    EXPECT_EQ(state(*second), "2 1 B 5/6 2 Libraries");
     for (QWidget* window : {preferences, delegate->helpWindow()}) {
         EXPECT_TRUE(window->isVisible());
         EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
@@ -90,53 +111,79 @@ TEST_F(AppDelegateTest, FirstLaunchTakesTheFloatingKindWhoseWindowsOpenAboveIt) 
     delegate->homePageAction()->trigger();
     ASSERT_EQ(https.urls.size(), 1);
     EXPECT_TRUE(https.urls.first().toString().endsWith("/softwares.html"));
+    // The present kind again rebuilds all the same.
+    delegate->uiController()->albumViewer()->setCurrentPhotoIndex(2);
+    delegate->windowKindMatrix()->button(1)->click();
+    EXPECT_EQ(state(*delegate->uiController()), "2 1 B 3/6 2 Libraries");
     delegate.reset();
     EXPECT_EQ(AppDelegate::sharedDelegate(), nullptr);
-}
-
-TEST_F(AppDelegateTest, ChoosingAKindRebuildsTheControllerAfterTheOldOneSaved) {
-    makeLibrary("A", 1);
-    makeLibrary("B", 6);
-    auto delegate = launch();
-    UIController* first = delegate->uiController();
-    clickRow(*first, 1);
-    first->albumViewer()->setCurrentPhotoIndex(4);
-
-    clickKind(*delegate, 1);
-    UIController* second = delegate->uiController();
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(second->windowKind(), 1);
-    EXPECT_EQ(fixture.context().userDefaults().objectForKey(viewerWindowKind).intValue(), 1);
-    EXPECT_FALSE(second->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    EXPECT_FALSE(second->firstStart());
-    EXPECT_EQ(second->currentPhotoManagerIndex(), 1);
-    EXPECT_EQ(second->albumViewer()->currentPhotoIndex(), 4) << "saved by the old controller first";
-
-    // The present kind again rebuilds all the same.
-    second->albumViewer()->setCurrentPhotoIndex(2);
-    clickKind(*delegate, 1);
-    EXPECT_EQ(delegate->uiController()->windowKind(), 1);
-    EXPECT_EQ(delegate->uiController()->albumViewer()->currentPhotoIndex(), 2);
-
     // A stored kind comes back at the next launch.
-    delegate.reset();
     fixture.restart();
     delegate = launch();
     EXPECT_EQ(delegate->uiController()->windowKind(), 1);
     EXPECT_EQ(delegate->windowKindMatrix()->checkedId(), 1);
 }
 
-TEST_F(AppDelegateTest, StatusItemKindKeepsItsHideButton) {
-    fixture.context().userDefaults().setObject(viewerWindowKind, 2);
-    auto delegate = launch();
-    EXPECT_EQ(delegate->uiController()->windowKind(), 2);
-    EXPECT_FALSE(delegate->uiController()->hideButton()->isHidden());
-    QTest::mouseClick(delegate->uiController()->hideButton(), Qt::LeftButton);
-    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
-    // The preferences button brings nothing forward in this kind.
-    delegate->preferencesAction()->trigger();
-    QTest::mouseClick(delegate->preferencesButton(), Qt::LeftButton);
-    EXPECT_FALSE(delegate->uiController()->window()->isVisible());
+TEST_F(AppDelegateTest, TextsWithoutATableInEnglishAndInFrench) {
+    makeLibrary("A", 1);
+    makeLibrary("B", 1);
+    // Without a table: the key or its fallback value.
+    EXPECT_EQ(localizedString("Libraries"), "Libraries");
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window/application");
+    auto controller = start();
+    EXPECT_EQ(controller->hideButton()->toolTip(), "Close the window/application");
+    EXPECT_EQ(controller->newButton()->toolTip(), "Add an existing Library into the List");
+
+    // The English table holds every key.
+    ASSERT_TRUE(installLocalizedTable(buildDir() / "share" / "slidebox" / "translations",
+                                      QLocale(QLocale::English)));
+    EXPECT_EQ(
+        localizedString("Close the window or the application", "Close the window/application"),
+        "Close the window or the application");
+    EXPECT_EQ(localizedString("Not a key", "fallback"), "fallback");
+
+    // The French one translates the controller's texts.
+    ASSERT_TRUE(installLocalizedTable(buildDir() / "share" / "slidebox" / "translations",
+                                      QLocale(QLocale::French, QLocale::France)));
+    controller.reset();
+    controller = start();
+    EXPECT_EQ(controller->albumNumberField()->text(), QString::fromUtf8("2 photothèques"));
+    EXPECT_EQ(controller->hideButton()->toolTip(),
+              QString::fromUtf8("Fermer la fenêtre ou l'application"));
+    EXPECT_EQ(controller->deleteButton()->text(), "Retirer") << "texts of the interface file too";
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Oui") << "and Qt's own";
+    StatusItem item(QImage(), [] { return false; });
+    EXPECT_EQ(item.quitAction()->text(), "Quitter Slidebox") << "and the status item's menu";
+    controller->deletePhotoManager(nullptr);
+    EXPECT_EQ(fixture.dialogs().lastAlert.value(3), "Retirer seulement la référence");
+}
+
+TEST(QuitSignalHandler, TermIntAndHangUpEndTheEventLoopNormallyAndAreLogged) {
+    LogCapture log;
+    const std::vector<std::string>& lines = log.lines;
+    for (const int signalNumber : {SIGTERM, SIGINT, SIGHUP}) {
+        QuitSignalHandler handler;
+        // The handler is there before the event loop is watched: a signal
+        // during the start waits for it.
+        ASSERT_TRUE(handler.isActive());
+        std::raise(signalNumber);
+        ASSERT_TRUE(handler.startWatching());
+        QEventLoop loop;
+        int received = 0;
+        QObject::connect(&handler, &QuitSignalHandler::quitSignalReceived, &loop, [&](int number) {
+            received = number;
+            loop.quit();
+        });
+        QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+        loop.exec();
+        EXPECT_EQ(received, signalNumber);
+        ASSERT_FALSE(lines.empty());
+        EXPECT_NE(lines.back().find(QuitSignalHandler::signalName(signalNumber).toStdString()),
+                  std::string::npos)
+            << lines.back();
+    }
 }
 
 } // namespace

@@ -12,7 +12,7 @@
 #include "library/tests/support/library_fixtures.h"
 #include "platform/file_system.h"
 #include "platform/plist_file.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
@@ -22,7 +22,7 @@ namespace {
 
 using AddLibraries = ControllerTest;
 
-TEST_F(AddLibraries, AFolderWithThreeLibrariesAddsThemAllAndShowsTheFirst) {
+TEST_F(AddLibraries, FoldersAddTheLibrariesFoundAndShowTheFirst) {
     makeLibrary("Home library", 1);
     const auto elsewhere = fixture.home() / "Elsewhere";
     const auto one = makeLibrary("One", 2, elsewhere);
@@ -33,65 +33,30 @@ TEST_F(AddLibraries, AFolderWithThreeLibrariesAddsThemAllAndShowsTheFirst) {
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
 
     EXPECT_EQ(fixture.dialogs().lastStartFolder.string(), fixture.pictures().string() + "/");
-    ASSERT_EQ(controller->numberOfPhotoManager(), 4);
+    EXPECT_EQ(state(*controller), "4 1 One 1/2 4 Libraries");
     EXPECT_EQ(pathAt(*controller, 1), one.string()) << "in the order they were found";
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
-    EXPECT_EQ(pathOnShow(*controller), one.string());
-    EXPECT_EQ(controller->albumNumberField()->text(), "4 Libraries");
 
     // The same folder again, and a cancelled chooser, add nothing.
     fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{elsewhere});
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 4);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
+    EXPECT_EQ(state(*controller), "4 1 One 1/2 4 Libraries");
     EXPECT_EQ(fixture.dialogs().folderCalls, 3);
-}
 
-TEST_F(AddLibraries, SeveralFoldersAtOnceAndAFolderWithoutLibraryEnablesRemove) {
-    auto controller = start();
-    ASSERT_FALSE(controller->deleteButton()->isEnabled());
-    const auto empty = fixture.home() / "Nothing here";
-    std::filesystem::create_directories(empty);
-    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{empty});
-    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
-    EXPECT_TRUE(controller->deleteButton()->isEnabled()) << "enabled all the same";
-    EXPECT_TRUE(
-        controller->statusLine()->currentMessage().contains(QString::fromStdString(empty.string())))
-        << "and the status line says why nothing came";
-
+    // Several folders at once.
     const auto a = makeLibrary("A", 1, fixture.home());
     const auto b = makeLibrary("B", 1, fixture.home());
     fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{b, a});
     QTest::mouseClick(controller->newButton(), Qt::LeftButton);
-    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
-    EXPECT_EQ(pathAt(*controller, 0), b.string());
+    ASSERT_EQ(controller->numberOfPhotoManager(), 6);
+    EXPECT_EQ(pathAt(*controller, 4), b.string());
     EXPECT_EQ(pathOnShow(*controller), b.string());
 }
 
 using CreateLibrary = ControllerTest;
 
-TEST_F(CreateLibrary, ProposalHasTwoBlanksAndSkipsTakenNumbers) {
-    auto controller = start();
-    QStringList proposals;
-    fixture.dialogs().onModal = [&](QDialog& dialog) {
-        proposals << controller->libraryNameTextField()->text();
-        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
-        EXPECT_FALSE(dialog.isVisible());
-    };
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
-    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"}));
-    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
-    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
-}
-
-TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitchedTo) {
+TEST_F(CreateLibrary,
+       PicturesFolderIsMadeTheNewFolderListedShownAndSwitchedToTakenNamesGetNumbers) {
     std::filesystem::remove_all(fixture.pictures());
     const auto preference = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(preference.parent_path());
@@ -107,20 +72,17 @@ TEST_F(CreateLibrary, PicturesFolderIsMadeAndTheNewFolderIsListedShownAndSwitche
     const auto created = fixture.pictures() / "iPhoto Library  1";
     EXPECT_TRUE(platform::isDirectory(created));
     EXPECT_TRUE(std::filesystem::is_empty(created));
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(state(*controller), "1 0 iPhoto Library  1 0/0 1 Library");
     EXPECT_EQ(pathAt(*controller, 0), created.string());
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-    EXPECT_EQ(pathOnShow(*controller), created.string());
     EXPECT_FALSE(controller->iPhotoButton()->isEnabled()) << "an empty folder is no library yet";
     ASSERT_TRUE(fixture.context().switcher().waitUntilIdle(std::chrono::seconds(10)));
     const auto after = platform::readPlistFile(preference);
     EXPECT_EQ(*after->root["RootDirectory"].string(), created.string())
         << "switched without the test";
     EXPECT_EQ(after->root["Other"].intValue(), 1);
-}
 
-TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersAndAFileWithTheConfirmedNameFailsSilently) {
-    auto controller = start();
+    // A typed name that is taken gets numbers behind the whole path; a file
+    // with the confirmed name makes it fail silently.
     std::filesystem::create_directories(fixture.pictures() / "Trip");
     std::filesystem::create_directories(fixture.pictures() / "Trip_2");
     slidebox::testing::writeFile(fixture.pictures() / "Taken", "file");
@@ -133,27 +95,27 @@ TEST_F(CreateLibrary, ATakenTypedNameGetsNumbersAndAFileWithTheConfirmedNameFail
     };
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
     EXPECT_EQ(controller->libraryNameDialogChoice(), 1);
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(pathAt(*controller, 0), (fixture.pictures() / "Trip_2_3").string())
-        << "numbers behind the whole path";
+    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(pathAt(*controller, 1), (fixture.pictures() / "Trip_2_3").string());
     typed = "Taken";
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
     EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
 }
 
-TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
+TEST_F(CreateLibrary, ProposalSkipsTakenNumbersOnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
     auto controller = start();
-    const QStringList refused{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')};
+    QStringList proposals;
     fixture.dialogs().onModal = [&](QDialog& dialog) {
         QLineEdit* field = controller->libraryNameTextField();
-        for (const QString& name : refused) {
+        proposals << field->text();
+        for (const QString& name :
+             QStringList{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')}) {
             field->selectAll();
             QTest::keyClick(field, Qt::Key_Backspace);
             QTest::keyClicks(field, name);
             EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
-            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty())
-                << name.toStdString();
+            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty());
             EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
             QTest::keyClick(field, Qt::Key_Return);
             EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
@@ -162,12 +124,20 @@ TEST_F(CreateLibrary, OnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
         EXPECT_TRUE(controller->libraryNameCreateButton()->isEnabled());
         EXPECT_FALSE(controller->libraryNameRefusalField()->isVisible());
         QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
+        EXPECT_FALSE(dialog.isVisible());
     };
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
+    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"})) << "two blanks";
+    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
+    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
     EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Escaped"));
     EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Pictures_2"));
-    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
 }
 
 using RemoveLibrary = ControllerTest;
@@ -189,11 +159,8 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
 
     fixture.dialogs().alertAnswers.push_back(0); // "Remove Only Reference"
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
-    ASSERT_EQ(controller->numberOfPhotoManager(), 4);
+    EXPECT_EQ(state(*controller), "4 2 C 1/1 4 Libraries");
     EXPECT_EQ(controller->indexOfPhotoManager(removed.get()), -1);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 2);
-    EXPECT_EQ(pathOnShow(*controller), pathAt(*controller, 2));
-    EXPECT_EQ(controller->albumNumberField()->text(), "4 Libraries");
     EXPECT_TRUE(std::filesystem::exists(fixture.pictures() / "D")) << "the folder stays on disk";
 
     clickRow(*controller, 0);
@@ -205,36 +172,38 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     EXPECT_TRUE(controller->deleteButton()->isEnabled());
 }
 
-TEST_F(RemoveLibrary, NothingWithoutASelectedRowThenTheOnlyLibraryGoesAndRemoveIsDisabled) {
-    makeLibrary("A", 1);
+TEST_F(RemoveLibrary, NothingWithoutASelectedRowARescanThenTheOnlyLibraryGoesAndRemoveIsOff) {
+    const auto a = makeLibrary("A", 3);
     fixture.context().userDefaults().setObject("AM_viewerCurrentPhotoManagerIndex", -1);
     auto controller = start();
     fixture.dialogs().alertAnswers.push_back(0);
     controller->deletePhotoManager(controller->deleteButton());
     EXPECT_EQ(controller->numberOfPhotoManager(), 1);
 
-    // Removing the only library empties the viewer and disables Remove.
+    // A rescan finds new images and resets the default image.
     clickRow(*controller, 0);
-    fixture.dialogs().alertAnswers.push_back(0);
-    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
-    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
-    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "0/0");
-    EXPECT_FALSE(controller->deleteButton()->isEnabled());
-    EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
-}
-
-using RescanLibrary = ControllerTest;
-
-TEST_F(RescanLibrary, RescanFindsNewImagesAndResetsTheDefaultImage) {
-    const auto a = makeLibrary("A", 3);
-    auto controller = start();
     controller->photoManagerAtIndex(0)->setDefaultImageIndex(2);
     slidebox::testing::makeJpeg(a / "Data" / "Roll" / "4.jpg");
     QTest::mouseClick(controller->rescanButton(), Qt::LeftButton);
     EXPECT_EQ(controller->photoManagerAtIndex(0)->numberOfImage(), 4);
     EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0);
     EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/4");
+
+    // Removing the only library empties the viewer and disables Remove.
+    fixture.dialogs().alertAnswers.push_back(0);
+    QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
+    EXPECT_EQ(state(*controller), "0 -1 - 0/0 0 Library");
+    EXPECT_FALSE(controller->deleteButton()->isEnabled());
+
+    // A folder without libraries enables Remove all the same, and the status line says why.
+    const auto empty = fixture.home() / "Nothing here";
+    std::filesystem::create_directories(empty);
+    fixture.dialogs().folderAnswers.push_back(std::vector<std::filesystem::path>{empty});
+    QTest::mouseClick(controller->newButton(), Qt::LeftButton);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
+    EXPECT_TRUE(controller->deleteButton()->isEnabled());
+    EXPECT_TRUE(controller->statusLine()->currentMessage().contains(
+        QString::fromStdString(empty.string())));
 }
 
 } // namespace

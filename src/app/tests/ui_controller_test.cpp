@@ -12,11 +12,11 @@
 #include "library/tests/support/library_fixtures.h"
 #include "platform/notification_center.h"
 #include "platform/plist_file.h"
-#include "support/controller_test.h"
+#include "support/app_fixture.h"
 
 using namespace slidebox;
 using namespace slidebox::app;
-using slidebox::testing::ControllerTest;
+using namespace slidebox::testing;
 
 namespace {
 
@@ -31,13 +31,8 @@ TEST_F(ControllerStart, FirstStartSearchesPicturesListsAndShowsTheFirstRow) {
     EXPECT_TRUE(controller->firstStart());
     EXPECT_EQ(fixture.context().userDefaults().objectForKey(firstStartDone),
               platform::PlistValue(true));
-    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
-    EXPECT_EQ(pathAt(*controller, 0), a.string());
+    EXPECT_EQ(state(*controller), "2 0 A Library 1/3 2 Libraries");
     EXPECT_EQ(pathAt(*controller, 1), b.string());
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-    EXPECT_EQ(pathOnShow(*controller), a.string());
-    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "1/3");
-    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     EXPECT_EQ(controller->albumNameField()->text(), "A Library");
     // The tool tips come after the list, so the name field shows its own
     // until the selection first changes; then it shows the path.
@@ -55,69 +50,8 @@ TEST_F(ControllerStart, FirstStartSearchesPicturesListsAndShowsTheFirstRow) {
     EXPECT_FALSE(UIController(1, fixture.context()).firstStart());
 }
 
-TEST_F(ControllerStart, EmptyPicturesGivesAnEmptyListAndAnEmptyViewer) {
-    auto controller = start();
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), -1);
-    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
-    EXPECT_EQ(controller->albumNumberField()->text(), "0 Library");
-    EXPECT_FALSE(controller->deleteButton()->isEnabled());
-    EXPECT_FALSE(controller->iPhotoButton()->isEnabled());
-    EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
-    // The viewer's own controls follow its record (the viewer's tests).
-    EXPECT_FALSE(controller->rescanButton()->isEnabled());
-    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{makeLibrary("A", 2)},
-                                         true);
-    EXPECT_TRUE(controller->rescanButton()->isEnabled());
-    EXPECT_TRUE(controller->albumViewer()->nextButton()->isEnabled());
-}
-
-TEST_F(ControllerStart, SavedImageIndexWinsOverTheDefaultImageAndNothingIsScanned) {
-    const auto a = makeLibrary("A", 3);
-    const auto b = makeLibrary("B", 12);
-    {
-        auto controller = start();
-        clickRow(*controller, 1);
-        controller->albumViewer()->setCurrentPhotoIndex(4);
-        // Control held while moving away: B keeps image 4 as its picture.
-        clickRow(*controller, 0, Qt::ControlModifier);
-        ASSERT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 4);
-        clickRow(*controller, 1);
-        controller->albumViewer()->setCurrentPhotoIndex(9);
-        platform::NotificationCenter::defaultCenter().postNotificationName(
-            applicationWillTerminateNotification, nullptr);
-    }
-    fixture.restart();
-    makeLibrary("C", 1); // a library that a scan would find
-    auto controller = start();
-    EXPECT_FALSE(controller->firstStart());
-    ASSERT_EQ(controller->numberOfPhotoManager(), 2);
-    EXPECT_EQ(pathAt(*controller, 1), b.string());
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
-    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 4);
-    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 9);
-    EXPECT_EQ(controller->albumViewer()->numberField()->text(), "10/12");
-    EXPECT_EQ(controller->albumViewer()->slider()->value(), 818) << "trunc(9 * 1000 / 11)";
-}
-
 TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
     const auto a = makeLibrary("A", 2);
-    auto& defaults = fixture.context().userDefaults();
-    auto valid = iPhotoAlbumManager::initWithAlbumPath(a)->dictionary();
-    ASSERT_TRUE(valid);
-    defaults.setObject(
-        photoAlbumDictionariesKey,
-        platform::PlistArray{"not a dictionary", 42, *valid, platform::PlistArray{}});
-    defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
-    defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
-    auto controller = start();
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0) << "a stored text reads as 0";
-    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 1) << "a real is truncated";
-}
-
-TEST_F(ControllerStart, AStoredListOrSelectionThatDoesNotFitIsPassedOver) {
-    makeLibrary("A", 1);
     auto& defaults = fixture.context().userDefaults();
     for (const platform::PlistValue& stored :
          {platform::PlistValue("garbage"), platform::PlistValue(platform::PlistArray{})}) {
@@ -131,17 +65,44 @@ TEST_F(ControllerStart, AStoredListOrSelectionThatDoesNotFitIsPassedOver) {
         EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
         EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), -1);
     }
+    auto valid = iPhotoAlbumManager::initWithAlbumPath(a);
+    valid->stopLookAtModificationDate();
+    defaults.setObject(
+        photoAlbumDictionariesKey,
+        platform::PlistArray{"not a dictionary", 42, *valid->dictionary(), platform::PlistArray{}});
+    defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
+    defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
+    auto controller = start();
+    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
+    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0) << "a stored text reads as 0";
+    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 1) << "a real is truncated";
 }
 
 using ControllerList = ControllerTest;
 
-TEST_F(ControllerList, LookupsByIndexIdentityAndPath) {
-    const auto a = makeLibrary("A", 1);
+TEST_F(ControllerList, EmptyStartLookupsByIndexIdentityAndPathAndChangesWrittenSoon) {
     auto controller = start();
-    EXPECT_EQ(controller->photoManagerAtIndex(-1), nullptr);
-    EXPECT_EQ(controller->photoManagerAtIndex(-2), nullptr);
-    EXPECT_EQ(controller->photoManagerAtIndex(1), nullptr);
+    EXPECT_EQ(state(*controller), "0 -1 - 0/0 0 Library");
+    EXPECT_TRUE(controller->albumNameField()->text().isEmpty());
+    for (QWidget* button : {controller->deleteButton(), controller->iPhotoButton(),
+                            controller->rescanButton(), controller->albumViewer()->nextButton()})
+        EXPECT_FALSE(button->isEnabled()) << button->objectName().toStdString();
+    const auto file = fixture.context().userDefaults().filePath();
+    const auto storedPaths = [&] {
+        return storedLibraryPaths(
+            platform::readPlistFile(file).value_or(platform::PlistDocument{}).root);
+    };
+    const auto a = makeLibrary("A", 1);
+    const auto b = makeLibrary("B", 1);
+    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{a}, true);
+    EXPECT_TRUE(controller->rescanButton()->isEnabled());
+    EXPECT_TRUE(controller->albumViewer()->nextButton()->isEnabled());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{a.string()}; }, 3000));
+
+    for (int index : {-2, -1, 1})
+        EXPECT_EQ(controller->photoManagerAtIndex(index), nullptr) << index;
     auto stranger = iPhotoAlbumManager::initWithAlbumPath(a);
+    stranger->stopLookAtModificationDate();
     EXPECT_EQ(controller->indexOfPhotoManager(stranger.get()), -1) << "by identity, not by path";
     controller->removePhotoManagerFromList(stranger.get());
     EXPECT_EQ(controller->numberOfPhotoManager(), 1);
@@ -149,40 +110,15 @@ TEST_F(ControllerList, LookupsByIndexIdentityAndPath) {
     EXPECT_FALSE(controller->isAlbumPathAlreadyInList(a.string() + "/")) << "no normalising";
     controller->selectPhotoManagerRow(5);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-
     // The count field takes the singular below two; removals outside the list do nothing.
     EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
-    controller->addPhotoManagerToList(
-        iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Second", 1)));
+    controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(b));
     EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
-    controller->removePhotoManagerAtIndex(7);
-    controller->removePhotoManagerAtIndex(-1);
+    for (int index : {2, -1})
+        controller->removePhotoManagerAtIndex(index);
     EXPECT_EQ(controller->numberOfPhotoManager(), 2);
     controller->removePhotoManagerAtIndex(0);
     EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
-}
-
-TEST_F(ControllerList, AChangedListIsWrittenSoonWithoutQuitting) {
-    auto controller = start();
-    const auto file = fixture.context().userDefaults().filePath();
-    const auto storedPaths = [&] {
-        std::vector<std::string> paths;
-        if (const auto stored = platform::readPlistFile(file))
-            if (const platform::PlistArray* list = stored->root[photoAlbumDictionariesKey].array())
-                for (const auto& entry : *list)
-                    paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string()
-                                                                   : "");
-        return paths;
-    };
-    const auto a = makeLibrary("A", 1);
-    const auto b = makeLibrary("B", 1);
-    controller->newPhotoManagerWithPaths(std::vector<std::filesystem::path>{a, b}, true);
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            return storedPaths() == std::vector{a.string(), b.string()};
-        },
-        3000));
-    controller->removePhotoManagerAtIndex(0);
     EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{b.string()}; }, 3000));
 }
 
@@ -222,7 +158,8 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
 
 using ControllerSelection = ControllerTest;
 
-TEST_F(ControllerSelection, OnlyAControlMovePicksThePictureOfTheLibraryBeingLeft) {
+TEST_F(ControllerSelection,
+       OnlyAControlMovePicksThePictureOfTheLibraryBeingLeftAndAllIsRestoredNextRun) {
     const auto a = makeLibrary("A", 5);
     const auto b = makeLibrary("B", 4);
     makeLibrary("C", 0);
@@ -256,6 +193,21 @@ TEST_F(ControllerSelection, OnlyAControlMovePicksThePictureOfTheLibraryBeingLeft
     keyInTable(*controller, Qt::Key_Up, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
     EXPECT_EQ(controller->photoManagerAtIndex(2)->defaultImageIndex(), -1);
+
+    // All of it comes back at the next run, the saved image winning over the
+    // default one, and nothing is scanned.
+    controller->albumViewer()->setCurrentPhotoIndex(2);
+    platform::NotificationCenter::defaultCenter().postNotificationName(
+        applicationWillTerminateNotification, nullptr);
+    controller.reset();
+    fixture.restart();
+    makeLibrary("D", 1); // a library that a scan would find
+    controller = start();
+    EXPECT_FALSE(controller->firstStart());
+    EXPECT_EQ(state(*controller), "3 1 B 3/4 3 Libraries");
+    EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 2);
+    EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0);
+    EXPECT_EQ(controller->albumViewer()->slider()->value(), 666) << "trunc(2 * 1000 / 3)";
 }
 
 using ControllerSwitch = ControllerTest;

@@ -1,23 +1,40 @@
-// The library record and its dictionary form.
+// The library record, its dictionary form and its change watching: the tick
+// called directly on file dates set by hand, and one real timer.
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
 
 #include "library/iphoto_album_manager.h"
 #include "library/tests/support/library_fixtures.h"
+#include "platform/notification_center.h"
 #include "platform/plist_file.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox;
-namespace fx = slidebox::testing;
+using namespace slidebox::testing;
 using platform::Date;
 using platform::PlistArray;
-using platform::PlistDictionary;
 using platform::PlistValue;
-using slidebox::testing::TempDir;
-using Paths = iPhotoAlbumManager::PathList;
+using Manager = iPhotoAlbumManager;
+using Paths = Manager::PathList;
+
+namespace {
+
+// The notifications of a change of a library while it lives.
+struct Notifications {
+    std::vector<const void*> objects;
+    platform::NotificationCenter::Observation observation =
+        platform::NotificationCenter::defaultCenter().addObserver(
+            libraryModificationNotification,
+            [this](const void* object) { objects.push_back(object); });
+};
+
+} // namespace
 
 TEST(Record, SearchOnlyInstanceAndTheDefaultImageIndexLimitedByTheCount) {
-    Date before = Date::now();
-    auto record = iPhotoAlbumManager::init();
+    const Date before = Date::now();
+    auto record = Manager::init();
     EXPECT_FALSE(record->albumPath());
     EXPECT_GE(record->albumDate().value_or(Date{}), before);
     EXPECT_EQ(record->defaultImageIndex(), -1);
@@ -26,72 +43,166 @@ TEST(Record, SearchOnlyInstanceAndTheDefaultImageIndexLimitedByTheCount) {
     EXPECT_FALSE(record->dictionary()); // drops out of a save
     record->setImagePaths(Paths{"/a.jpg", "/b.jpg", "/c.jpg"});
     EXPECT_EQ(record->description(), "PhotoAlbum with 3 photos");
-    record->setDefaultImageIndex(-5);
-    EXPECT_EQ(record->defaultImageIndex(), 0);
-    record->setDefaultImageIndex(1000);
-    EXPECT_EQ(record->defaultImageIndex(), 2);
-    record->setDefaultImageIndex(1);
-    EXPECT_EQ(record->defaultImageIndex(), 1);
+    for (auto [set, got] :
+         std::initializer_list<std::pair<int, int>>{{-5, 0}, {1000, 2}, {2, 2}, {1, 1}}) {
+        record->setDefaultImageIndex(set);
+        EXPECT_EQ(record->defaultImageIndex(), got) << set;
+    }
     record->setImagePaths(Paths{}); // setting the list doesn't touch the index
     EXPECT_EQ(record->defaultImageIndex(), 1);
-    for (int v : {-1, 0, 5}) {
-        record->setDefaultImageIndex(v);
-        EXPECT_EQ(record->defaultImageIndex(), -1);
+    for (int set : {-1, 0, 5}) {
+        record->setDefaultImageIndex(set);
+        EXPECT_EQ(record->defaultImageIndex(), -1) << set;
     }
     EXPECT_EQ(record->description(), "PhotoAlbum with 0 photos");
 }
 
 TEST(Record, DictionaryRoundTrip) {
     TempDir dir;
-    fx::makeLibrary6(dir / "lib \xe9", {"r"}, 3);
-    fx::setModificationTime(dir / "lib \xe9" / "Library6.iPhoto", 1600000000, 123456789);
-    auto record = iPhotoAlbumManager::initWithAlbumPath(dir / "lib \xe9");
+    const auto folder = dir / "lib \xe9";
+    libraryOf(6, folder, {"r"}, 3);
+    setModificationTime(folder / "Library6.iPhoto", 1600000000, 123456789);
+    auto record = Manager::initWithAlbumPath(folder);
     record->setDefaultImageIndex(2);
     auto holder = record; // a second owner, as the list: the save may look at the disk
     auto dict = record->dictionary();
     ASSERT_TRUE(dict);
     EXPECT_EQ(dict->size(), 4u);
-    EXPECT_EQ(*(*dict)["AM_AlbumPath"].string(), (dir / "lib \xe9").native());
-    EXPECT_EQ(*(*dict)["AM_AlbumDate"].date(), (Date{1600000000, 123456789}));
-    EXPECT_EQ((*dict)["AM_defaultImageIndex"].intValue(), 2);
+    EXPECT_EQ((*dict)["AM_AlbumPath"], PlistValue(folder.native()));
+    EXPECT_EQ((*dict)["AM_AlbumDate"], PlistValue(Date{1600000000, 123456789}));
+    EXPECT_EQ((*dict)["AM_defaultImageIndex"], PlistValue(2));
     EXPECT_EQ((*dict)["AM_ImagePaths"].array()->size(), 3u);
-    record->stopLookAtModificationDate();
-
     // Back from the dictionary, nothing changes (the file format is the platform's).
-    auto restored = iPhotoAlbumManager::initWithDictionary(*dict);
+    auto restored = Manager::initWithDictionary(*dict);
     EXPECT_EQ(restored->albumPath(), record->albumPath());
     EXPECT_EQ(restored->albumDate(), record->albumDate());
     EXPECT_EQ(restored->imagePaths(), record->imagePaths());
     EXPECT_EQ(restored->defaultImageIndex(), 2);
     EXPECT_TRUE(restored->isWatching());
     restored->stopLookAtModificationDate();
+    // A save brings a changed library up to date first, and tells.
+    makeJpeg(folder / "Data" / "r" / "4.jpg");
+    setModificationTime(folder / "Library6.iPhoto", 1600000001, 0);
+    Notifications seen;
+    EXPECT_EQ((*holder->dictionary())["AM_ImagePaths"].array()->size(), 4u);
+    EXPECT_EQ(seen.objects.size(), 1u);
+    record->stopLookAtModificationDate();
 }
 
 TEST(Record, RestoredWithoutTouchingTheDiskAndMissingKeysTolerated) {
-    PlistDictionary dict{
-        {"AM_AlbumPath", PlistValue("/no/such/library")},
-        {"AM_AlbumDate", PlistValue(Date{1, 2})},
-        {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", 5, "/x/2.jpg", "/x/3.jpg"})},
-        {"AM_defaultImageIndex", PlistValue(7)}};
-    auto gone = iPhotoAlbumManager::initWithDictionary(dict);
+    auto gone = Manager::initWithDictionary(
+        {{"AM_AlbumPath", PlistValue("/no/such/library")},
+         {"AM_AlbumDate", PlistValue(Date{1, 2})},
+         {"AM_ImagePaths", PlistValue(PlistArray{"/x/1.jpg", 5, "/x/2.jpg", "/x/3.jpg"})},
+         {"AM_defaultImageIndex", PlistValue(7)}});
+    gone->stopLookAtModificationDate();
     // The stored list stands until the first tick; an item that is no path is left out.
     EXPECT_EQ(gone->imagePaths(), (Paths{"/x/1.jpg", "/x/2.jpg", "/x/3.jpg"}));
     EXPECT_EQ(gone->defaultImageIndex(), 2); // 7 limited by 3 images
     EXPECT_EQ(gone->albumDate(), (Date{1, 2}));
-    gone->stopLookAtModificationDate();
 
-    auto noPath = iPhotoAlbumManager::initWithDictionary(
-        {{"AM_ImagePaths", PlistValue(PlistArray{"/a.jpg"})}});
+    auto noPath =
+        Manager::initWithDictionary({{"AM_ImagePaths", PlistValue(PlistArray{"/a.jpg"})}});
     EXPECT_FALSE(noPath->isWatching());
     EXPECT_EQ(noPath->defaultImageIndex(), 0);
     EXPECT_FALSE(noPath->dictionary()); // drops out of the next save
 
     // Wrong types count as missing; the keys are case-sensitive.
-    auto wrong =
-        iPhotoAlbumManager::initWithDictionary({{"AM_AlbumPath", PlistValue(42)},
-                                                {"AM_ImagePaths", PlistValue("not an array")},
-                                                {"AM_DefaultImageIndex", PlistValue(1)}});
+    auto wrong = Manager::initWithDictionary({{"AM_AlbumPath", PlistValue(42)},
+                                              {"AM_ImagePaths", PlistValue("not an array")},
+                                              {"AM_DefaultImageIndex", PlistValue(1)}});
     EXPECT_FALSE(wrong->albumPath());
     EXPECT_FALSE(wrong->imagePaths());
     EXPECT_EQ(wrong->defaultImageIndex(), -1);
+}
+
+TEST(Watch, AnyChangeOfTheMarkerUpdatesOnceAndAMissingOneEveryTickUntilItComes) {
+    TempDir dir;
+    libraryOf(3, dir / "lib", {"Thumbs"}, 3);
+    const auto marker = dir / "lib" / "Library.iPhoto";
+    setModificationTime(marker, 1600000000, 1);
+    auto record = Manager::initWithAlbumPath(dir / "lib");
+    record->setDefaultImageIndex(2);
+    Notifications seen;
+    record->checkLibraryModificationDate();
+    EXPECT_TRUE(seen.objects.empty());
+    EXPECT_EQ(record->defaultImageIndex(), 2);
+
+    makeJpeg(dir / "lib" / "Thumbs" / "4.jpg");
+    setModificationTime(marker, 1600000000, 2); // one nanosecond later is a change
+    record->checkLibraryModificationDate();
+    EXPECT_EQ(seen.objects, std::vector<const void*>{record.get()});
+    EXPECT_EQ(record->numberOfImage(), 4);
+    EXPECT_EQ(record->defaultImageIndex(), 0);
+    EXPECT_EQ(record->albumDate(), (Date{1600000000, 2}));
+
+    setModificationTime(marker, 1000000000, 0); // into the past
+    record->checkLibraryModificationDate();
+    EXPECT_EQ(seen.objects.size(), 2u);
+    EXPECT_EQ(record->albumDate(), (Date{1000000000, 0}));
+    record->stopLookAtModificationDate();
+    record->stopLookAtModificationDate(); // twice is harmless
+
+    std::filesystem::create_directories(dir / "new");
+    // A library not made yet notifies every tick until its marker comes.
+    record = Manager::initWithAlbumPath(dir / "new");
+    seen.objects.clear();
+    record->checkLibraryModificationDate();
+    record->checkLibraryModificationDate();
+    EXPECT_EQ(seen.objects.size(), 2u);
+    EXPECT_EQ(record->numberOfImage(), 0);
+    libraryOf(6, dir / "new", {"r"});
+    record->checkLibraryModificationDate(); // one more update picks up the marker's date
+    EXPECT_EQ(seen.objects.size(), 3u);
+    EXPECT_EQ(record->numberOfImage(), 1);
+    record->checkLibraryModificationDate(); // and then the ticks go quiet
+    EXPECT_EQ(seen.objects.size(), 3u);
+    record->stopLookAtModificationDate();
+}
+
+TEST(Watch, RealTimerFreesAnOrphanAtItsNextTickButKeepsAHeldRecord) {
+    TempDir dir;
+    libraryOf(6, dir / "a", {"r"});
+    libraryOf(6, dir / "b", {"r"});
+    std::weak_ptr<Manager> orphan = Manager::initWithAlbumPath(dir / "a");
+    orphan.lock()->startLookAtModificationDate();      // a second start leaves one timer
+    auto held = Manager::initWithAlbumPath(dir / "b"); // as a viewer holds it
+    EXPECT_FALSE(orphan.expired());                    // the timer holds it until its next tick
+    QElapsedTimer clock;
+    clock.start();
+    while (!orphan.expired() && clock.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_GE(clock.elapsed(), 2100 - 50); // the 2.1 s poll, no faster
+    EXPECT_TRUE(orphan.expired());
+    EXPECT_TRUE(held->isWatching());
+    held->stopLookAtModificationDate();
+}
+
+TEST(Watch, DatesOfMarkersInGenerationOrder) {
+    TempDir dir;
+    const auto lib = dir / "lib";
+    libraryOf(6, lib, {});
+    libraryOf(2, lib, {});
+    writeFile(dir / "target", "");
+    std::filesystem::create_symlink(dir / "target", lib / "Library.iPhoto");
+    setModificationTime(lib / "Library6.iPhoto", 1700000000, 7);
+    setModificationTime(lib / "Library.iPhoto", 1700000009, 9, true); // the link's own date
+    setModificationTime(dir / "target", 1200000000, 0);
+    setModificationTime(lib / "Albums" / "Photo Library", 1100000000, 11);
+    auto record = Manager::initWithAlbumPath(lib);
+    EXPECT_EQ(record->getLibraryModificationDate3(), (Date{1700000009, 9})); // a link by itself
+    EXPECT_EQ(record->getLibraryModificationDate2(), (Date{1100000000, 11}));
+    Notifications seen;
+    setModificationTime(lib / "Library.iPhoto", 1000, 0, true); // not the first marker: no change
+    record->checkLibraryModificationDate();
+    EXPECT_TRUE(seen.objects.empty());
+    record->stopLookAtModificationDate();
+    // Generation 6 comes first, then 3, then 2. (A library without a marker
+    // is dated now: the ticks above see a change each time.)
+    for (const auto& [marker, date] : {std::pair{"Library6.iPhoto", Date{1700000000, 7}},
+                                       std::pair{"Library.iPhoto", Date{1000, 0}},
+                                       std::pair{"Albums/Photo Library", Date{1100000000, 11}}}) {
+        EXPECT_EQ(record->getLibraryModificationDate(), date) << marker;
+        std::filesystem::remove(lib / marker);
+    }
 }

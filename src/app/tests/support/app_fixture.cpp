@@ -1,36 +1,22 @@
 #include "support/app_fixture.h"
 
-#include <QDialog>
+#include <QLabel>
+#include <QTest>
+
+#include "app/album_viewer.h"
+#include "app/current_event.h"
+#include "app/library_table_view.h"
+#include "app/localized.h"
+#include "library/tests/support/library_fixtures.h"
 
 namespace slidebox::testing {
 
-std::optional<std::vector<std::filesystem::path>>
-ScriptedDialogs::chooseFolders(QWidget*, const std::filesystem::path& startFolder) {
-    ++folderCalls;
-    lastStartFolder = startFolder;
-    if (folderAnswers.empty())
-        return std::nullopt;
-    auto answer = folderAnswers.front();
-    folderAnswers.pop_front();
-    return answer;
-}
-
-void ScriptedDialogs::runModal(QDialog& dialog) {
-    dialog.show();
-    if (onModal)
-        onModal(dialog);
-    else
-        dialog.reject();
-}
-
-int ScriptedDialogs::runAlert(QWidget*, const QString& title, const QString& message,
-                              const QString& defaultButton, const QString& alternateButton) {
-    lastAlert = {title, message, defaultButton, alternateButton};
-    if (alertAnswers.empty())
-        return 1;
-    const int answer = alertAnswers.front();
-    alertAnswers.pop_front();
-    return answer;
+std::vector<std::string> storedLibraryPaths(const platform::PlistValue& root) {
+    std::vector<std::string> paths;
+    if (const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array())
+        for (const platform::PlistValue& entry : *list)
+            paths.push_back(entry["AM_AlbumPath"].string() ? *entry["AM_AlbumPath"].string() : "");
+    return paths;
 }
 
 AppFixture::AppFixture() {
@@ -41,24 +27,71 @@ AppFixture::AppFixture() {
     restart();
 }
 
-AppFixture::~AppFixture() {
+void AppFixture::restart(bool again) {
     if (context_)
         context_->switcher().waitUntilIdle(std::chrono::seconds(5));
     context_.reset();
-}
-
-std::filesystem::path AppFixture::iPhotoPreferenceFile() const {
-    return home() / "Library" / "Preferences" / "com.apple.iPhoto.plist";
-}
-
-void AppFixture::restart() {
-    if (context_)
-        context_->switcher().waitUntilIdle(std::chrono::seconds(5));
-    context_.reset();
+    if (!again)
+        return;
     auto dialogs = std::make_unique<ScriptedDialogs>();
     dialogs_ = dialogs.get();
     context_ = std::make_unique<app::AppContext>(
-        app::AppContext::Folders{defaultsFolder(), home(), resources()}, std::move(dialogs));
+        app::AppContext::Folders{temp_ / "config", home(), resources()}, std::move(dialogs));
+}
+
+void ControllerTest::SetUp() {
+    app::AlbumViewer::resetLastTime();
+    app::CurrentEvent::install();
+    app::CurrentEvent::clear();
+    app::removeLocalizedTable();
+}
+
+void ControllerTest::TearDown() {
+    app::CurrentEvent::clear();
+}
+
+std::filesystem::path ControllerTest::makeLibrary(const std::string& name, int images,
+                                                  const std::filesystem::path& parent) {
+    const auto folder = (parent.empty() ? fixture.pictures() : parent) / name;
+    libraryOf(6, folder, {"Roll"}, images);
+    return folder;
+}
+
+std::unique_ptr<app::UIController> ControllerTest::start(int kind) {
+    auto controller = std::make_unique<app::UIController>(kind, fixture.context());
+    controller->activateWindow();
+    return controller;
+}
+
+void ControllerTest::clickRow(app::UIController& controller, int row,
+                              Qt::KeyboardModifiers modifiers) {
+    auto* table = controller.photoManagersTableView();
+    const QRect rect = table->visualRect(table->model()->index(row, 0));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, rect.center());
+}
+
+void ControllerTest::keyInTable(app::UIController& controller, Qt::Key key,
+                                Qt::KeyboardModifiers modifiers) {
+    QTest::keyClick(controller.photoManagersTableView(), key, modifiers);
+}
+
+std::string ControllerTest::pathAt(const app::UIController& controller, int row) {
+    const auto record = controller.photoManagerAtIndex(row);
+    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+}
+
+std::string ControllerTest::pathOnShow(const app::UIController& controller) {
+    const auto& record = controller.albumViewer()->photoManager();
+    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+}
+
+std::string ControllerTest::state(const app::UIController& controller) {
+    const std::string name = std::filesystem::path(pathOnShow(controller)).filename().string();
+    return std::to_string(controller.numberOfPhotoManager()) + " " +
+           std::to_string(controller.currentPhotoManagerIndex()) + " " +
+           (name.empty() ? "-" : name) + " " +
+           controller.albumViewer()->numberField()->text().toStdString() + " " +
+           controller.albumNumberField()->text().toStdString();
 }
 
 } // namespace slidebox::testing

@@ -11,23 +11,13 @@ namespace slidebox::testing {
 void makeJpeg(const std::filesystem::path& path, int width = 8, int height = 6, int dpi = 72,
               int seed = 0);
 
-/// A generation-6 library: "Library6.iPhoto" and, below "Data", the given
-/// folders (relative paths), each holding `perFolder` JPEG files named
-/// "1.jpg", "2.jpg", ... Returns the image paths in walk order.
-std::vector<std::filesystem::path> makeLibrary6(const std::filesystem::path& root,
-                                                const std::vector<std::string>& folders,
-                                                int perFolder = 1);
-
-/// A generation-3 library: "Library.iPhoto" and the given "Thumbs" folders
-/// (relative paths ending in Thumbs), each with `perFolder` JPEG files.
-std::vector<std::filesystem::path> makeLibrary3(const std::filesystem::path& root,
-                                                const std::vector<std::string>& thumbFolders,
-                                                int perFolder = 1);
-
-/// A generation-2 library: "Albums/Photo Library" and the given "Thumbs" folders.
-std::vector<std::filesystem::path> makeLibrary2(const std::filesystem::path& root,
-                                                const std::vector<std::string>& thumbFolders,
-                                                int perFolder = 1);
+/// A library of the given generation in root: its marker ("Library6.iPhoto",
+/// "Library.iPhoto" or "Albums/Photo Library" for 6, 3 or 2) and the given
+/// folders (relative paths, below "Data" in generation 6), each holding
+/// perFolder JPEG files "1.jpg", "2.jpg", ... Returns the image paths in walk order.
+std::vector<std::filesystem::path> libraryOf(int generation, const std::filesystem::path& root,
+                                             const std::vector<std::string>& folders,
+                                             int perFolder = 1);
 
 /// Sets a file's (or, with noFollow, a link's own) modification date.
 void setModificationTime(const std::filesystem::path& path, long long seconds, long nanoseconds,

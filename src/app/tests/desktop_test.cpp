@@ -1,0 +1,266 @@
+// The real program under a virtual X server, with a temporary home, driven
+// with real mouse clicks and keys (xdotool): the list, the switch of the
+// stand-in photo application, a new library, the quit and the restore; and
+// the status item kind with a window manager and a panel's tray (openbox and
+// trayer), whose icon and, once the tray has gone, handle toggle the window.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
+
+#include "library/tests/support/library_fixtures.h"
+#include "platform/file_system.h"
+#include "platform/plist_file.h"
+#include "platform/script_runner.h"
+#include "support/app_fixture.h"
+#include "tests/child_process.h"
+#include "tests/stand_in_control.h"
+#include "tests/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace slidebox;
+using namespace slidebox::testing;
+using namespace std::chrono_literals;
+using platform::PlistValue;
+
+class Desktop : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
+            GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
+        // Xvfb picks a free display and writes its number to the pipe.
+        int fds[2];
+        ASSERT_EQ(::pipe(fds), 0);
+        children_.push_back(startChild({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen",
+                                        "0", "1280x800x24", "-nolisten", "tcp"},
+                                       {}, temp / "xvfb.log", fds[1]));
+        ::close(fds[1]);
+        for (char c; ::read(fds[0], &c, 1) == 1 && c != '\n';)
+            display_ += c;
+        ::close(fds[0]);
+        ASSERT_FALSE(display_.empty()) << "Xvfb did not start";
+        display_ = ":" + display_;
+        fs::create_directories(pictures());
+    }
+    void TearDown() override {
+        for (auto child = children_.rbegin(); child != children_.rend(); ++child)
+            endChild(*child);
+        StandInCleanup{home(), {}};
+    }
+
+    fs::path home() const { return temp / "home"; }
+    fs::path pictures() const { return home() / "Pictures"; }
+    fs::path defaultsFile() const { return home() / ".config" / "slidebox" / "defaults.plist"; }
+    fs::path preferenceFile() const {
+        return home() / "Library" / "Preferences" / "com.apple.iPhoto.plist";
+    }
+    std::string log() const { return readFile(temp / "slidebox.log"); }
+
+    /// xdotool on the virtual display: its output, trimmed; nothing when it
+    /// failed or still ran after the timeout.
+    std::optional<std::string> xdotool(std::vector<std::string> arguments,
+                                       std::chrono::seconds timeout = 20s) {
+        arguments.insert(arguments.begin(), "xdotool");
+        fs::remove(temp / "xdotool.out");
+        const pid_t pid = startChild(arguments, {"DISPLAY=" + display_}, temp / "xdotool.out");
+        if (pid < 0 || waitChild(pid, timeout) != 0) {
+            endChild(pid);
+            return std::nullopt;
+        }
+        std::string text = readFile(temp / "xdotool.out");
+        while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
+            text.pop_back();
+        return text;
+    }
+    /// The first visible window whose name is exactly the text, or "";
+    /// with sync, waits for it to be mapped as long as the timeout allows.
+    std::string visibleWindow(const std::string& name, bool sync = false,
+                              std::chrono::seconds timeout = 20s) {
+        std::vector<std::string> search{"search", "--onlyvisible", "--name", "^" + name + "$"};
+        if (sync)
+            search.insert(search.begin() + 1, "--sync");
+        const std::string found = xdotool(search, timeout).value_or("");
+        return found.substr(0, found.find('\n'));
+    }
+    /// Starts the program; with the stand-in on PATH, no session bus.
+    void startApplication() {
+        std::vector<std::string> environment = standInEnvironment(home());
+        environment.insert(environment.end(),
+                           {"DISPLAY=" + display_, "QT_QPA_PLATFORM=xcb",
+                            "XDG_CONFIG_HOME=" + (home() / ".config").string(), "LANG=C.UTF-8",
+                            "XDG_RUNTIME_DIR", "SESSION_MANAGER", "DBUS_SESSION_BUS_ADDRESS"});
+        app_ = startChild({(buildDir() / "bin" / "slidebox").string()}, environment,
+                          temp / "slidebox.log");
+        children_.push_back(app_);
+        ASSERT_GT(app_, 0);
+    }
+    /// Starts the program and waits for its main window to be mapped, as long
+    /// as a loaded machine takes (three minutes at most; the program's end
+    /// cuts the wait short).
+    std::string startAndFindWindow() {
+        startApplication();
+        std::string window;
+        const auto deadline = std::chrono::steady_clock::now() + 180s;
+        while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
+            window = visibleWindow("Slidebox", true, 5s);
+        if (!window.empty()) {
+            xdotool({"windowfocus", "--sync", window});
+            std::this_thread::sleep_for(500ms);
+        }
+        return window;
+    }
+    /// SIGTERM, then the exit status.
+    std::optional<int> terminateApplication() {
+        ::kill(app_, SIGTERM);
+        const std::optional<int> status = waitChild(app_, 20s);
+        if (status)
+            std::erase(children_, app_); // collected
+        return status;
+    }
+    /// Clicks a table row, in the window (rows of 86 points below the menu
+    /// bar and the window's margin).
+    bool clickRow(const std::string& window, int row, int clicks) {
+        return xdotool({"mousemove", "--window", window, "60", std::to_string(76 + 86 * row),
+                        "click", "--repeat", std::to_string(clicks), "--delay", "120", "1"})
+            .has_value();
+    }
+    std::optional<platform::PlistDocument> savedDefaults() const {
+        return platform::readPlistFile(defaultsFile());
+    }
+    static PlistValue thirdDate(const PlistValue& root) {
+        const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array();
+        return list && list->size() > 2 ? (*list)[2]["AM_AlbumDate"] : PlistValue();
+    }
+
+    TempDir temp;
+    StandInLock lock_;
+    std::string display_;
+    std::vector<pid_t> children_; // ended in the reverse order
+    pid_t app_ = -1;
+};
+
+TEST_F(Desktop, ListSwitchCreateAndTerminate) {
+    const fs::path alpha = pictures() / "Alpha";
+    const fs::path beta = pictures() / "Beta";
+    libraryOf(6, alpha, {"Roll"}, 3);
+    libraryOf(6, beta, {"Roll"}, 4);
+    platform::PlistDictionary preference{{"RootDirectory", alpha.string()}, {"Other", 1}};
+    fs::create_directories(preferenceFile().parent_path());
+    ASSERT_TRUE(platform::writePlistFile(preferenceFile(), preference, platform::PlistFormat::Xml));
+    const pid_t standIn = startStandIn(home());
+    children_.push_back(standIn);
+    ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", alpha.string()); }));
+
+    // First start: the Pictures folder is searched and listed; a double click
+    // on the second row switches the stand-in to Beta.
+    const std::string window = startAndFindWindow();
+    ASSERT_FALSE(window.empty()) << log();
+    ASSERT_TRUE(clickRow(window, 1, 2));
+    ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", beta.string()); }, 20s)) << log();
+    EXPECT_TRUE(waitFor([&] { return !processRuns(standIn); })) << "the first stand-in was quit";
+    preference["RootDirectory"] = beta.string();
+    EXPECT_EQ(platform::readPlistFile(preferenceFile()).value_or(platform::PlistDocument{}).root,
+              PlistValue(preference));
+
+    // A new library: the name dialog, Return, a folder that the stand-in
+    // is pointed at and makes a library in.
+    ASSERT_TRUE(xdotool({"key", "ctrl+n"}));
+    const std::string dialog = visibleWindow("New Library", true);
+    ASSERT_FALSE(dialog.empty());
+    xdotool({"windowfocus", "--sync", dialog});
+    ASSERT_TRUE(xdotool({"key", "Return"}));
+    const fs::path created = pictures() / "iPhoto Library  1";
+    ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "made-library", created.string()); }, 20s));
+    const auto marker = platform::modificationDate(created / "Library6.iPhoto", false);
+    ASSERT_TRUE(marker);
+    // The record's watch notices the new marker within a tick or two, and the
+    // list is written soon after the change, before any quit.
+    const std::vector<std::string> three{alpha.string(), beta.string(), created.string()};
+    EXPECT_TRUE(waitFor([&] {
+        const auto saved = savedDefaults().value_or(platform::PlistDocument{});
+        return storedLibraryPaths(saved.root) == three &&
+               thirdDate(saved.root) == PlistValue(*marker);
+    }));
+
+    // Back on Beta, two images on: the picture to restore. SIGTERM quits the
+    // normal way: everything is saved.
+    xdotool({"windowfocus", "--sync", window});
+    ASSERT_TRUE(clickRow(window, 1, 1));
+    for (int i = 0; i < 2; ++i) {
+        std::this_thread::sleep_for(600ms);
+        ASSERT_TRUE(xdotool({"key", "ctrl+Right"}));
+    }
+    std::this_thread::sleep_for(600ms);
+    EXPECT_EQ(terminateApplication(), 0) << log();
+    const auto saved = savedDefaults().value_or(platform::PlistDocument{});
+    EXPECT_EQ(storedLibraryPaths(saved.root), three);
+    EXPECT_EQ(saved.root["AM_viewerCurrentPhotoManagerIndex"], PlistValue(1));
+    EXPECT_EQ(saved.root["AM_viewerCurrentPhotoIndex"], PlistValue(2));
+    EXPECT_EQ(thirdDate(saved.root), PlistValue(*marker)) << "dated by the stand-in's marker";
+}
+
+TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
+    const std::vector<std::string> display{"DISPLAY=" + display_};
+    if (platform::findInPath("openbox"))
+        children_.push_back(startChild({"openbox"}, display, temp / "openbox.log"));
+    pid_t tray = -1;
+    if (platform::findInPath("trayer")) {
+        tray = startChild({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
+                           "--height", "24", "--SetDockType", "true", "--SetPartialStrut", "true"},
+                          display, temp / "trayer.log");
+        children_.push_back(tray);
+        waitFor([&] {
+            return !xdotool({"search", "--onlyvisible", "--class", "trayer"}).value_or("").empty();
+        });
+    }
+    fs::create_directories(defaultsFile().parent_path());
+    ASSERT_TRUE(platform::writePlistFile(
+        defaultsFile(),
+        platform::PlistDictionary{{"AM_viewerWindowKind", 2}, {"AM_firstStartDone", true}},
+        platform::PlistFormat::Xml));
+    startApplication();
+    if (tray > 0) {
+        // The icon sits at the right end of the panel along the top edge;
+        // clicks a double-click interval apart: a double click toggles nothing.
+        std::string window;
+        const auto clickIcon = [&] {
+            xdotool({"mousemove", "1268", "12", "click", "1"});
+            std::this_thread::sleep_for(800ms);
+        };
+        ASSERT_TRUE(waitFor(
+            [&] {
+                clickIcon();
+                return !(window = visibleWindow("Slidebox")).empty();
+            },
+            20s))
+            << log();
+        EXPECT_TRUE(waitFor([&] {
+            return xdotool({"getwindowgeometry", "--shell", window})
+                       .value_or("")
+                       .find("\nY=24\n") != std::string::npos;
+        })) << "docked under the panel";
+        EXPECT_EQ(log().find("no tray"), std::string::npos) << log();
+        clickIcon();
+        EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))
+            << "a second click hides it";
+        endChild(tray);
+        std::erase(children_, tray);
+    }
+    // No tray (any more): the handle stands in, and says so in the log.
+    const std::string handle = visibleWindow("Slidebox Handle", true);
+    ASSERT_FALSE(handle.empty()) << log();
+    EXPECT_NE(log().find("handle at the top of the screen"), std::string::npos) << log();
+    xdotool({"mousemove", "--window", handle, "20", "8", "click", "1"});
+    EXPECT_TRUE(waitFor([&] { return !visibleWindow("Slidebox").empty(); })) << log();
+    EXPECT_EQ(terminateApplication(), 0) << log();
+}
+
+} // namespace
