@@ -17,10 +17,9 @@
 // refusal. Without ! lines standard error is empty on success and says
 // something on failure, and a failure leaves the home as it found it. Each
 // file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
-// ${X11} are installed profiles (a case without them is skipped), ${HOME}
-// the case's home, a copy of the folder home/ beside this file: text.icc,
-// a file that is no profile, small images named after their content, and
-// cut.tif, a TIFF cut in half.
+// ${X11}, ${LAB} (a profile whose data are Lab) are installed profiles (a case without them is
+// skipped), ${HOME} the case's home, a copy of the folder home/ beside this file: text.icc, a file
+// that is no profile, small images named after their content, and cut.tif, a TIFF cut in half.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -102,6 +101,7 @@ bool runCase(const GoldenCase& c) {
         {"GRAY", kGray},
         {"NAMED", kNamed},
         {"X11", "/usr/share/color/icc/colord/x11-colors.icc"},
+        {"LAB", "/usr/share/color/icc/ghostscript/lab.icc"},
         {"HOME", home.path().string()}};
     bool installed = true;
     auto expand = [&](std::string text) {
