@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::testing;
 
@@ -32,9 +32,8 @@ class CliIccInks : public ::testing::Test {
 } // namespace
 
 TEST_F(CliIccInks, PrinterWithoutAWayBackHasOnlyTheDefaults) {
-    auto oneWay = printerRecipe();
-    std::erase_if(oneWay.tables, [](const auto& t) { return (t.tag >> 24) == 'B'; });
-    const std::string path = writeProfile(home_, "oneway.icc", make(oneWay)).string();
+    const std::string path =
+        writeProfile(home_, "oneway.icc", stored("cmyk-printer-a2b-only.icc")).string();
     auto r = inks(path, "0");
     EXPECT_EQ(r.status, 1);
     EXPECT_THAT(r.err, ::testing::HasSubstr("oneway.icc"));

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 
 using ::testing::HasSubstr;
 using namespace std::string_literals;
@@ -42,7 +42,7 @@ class CliIccList : public ::testing::Test {
 
 TEST_F(CliIccList, FolderRowsWithTheirRelativePaths) {
     put(folder_ / "b/printer.icc",
-        fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", 2.1, cmLabData));
+        fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", cmLabData));
     put(folder_ / "a.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Display"));
     put(folder_ / "c.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
     put(folder_ / "d.icc", fixtures::catalogueProfile(cmDisplayClass, cmGrayData, "Gray"));
@@ -68,7 +68,7 @@ TEST_F(CliIccList, FolderRowsWithTheirRelativePaths) {
 
 TEST_F(CliIccList, ReportAddsTheDateAndTheHeaderLines) {
     const std::string path = (folder_ / "p.icc").string();
-    put(path, fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", 2.1, cmLabData));
+    put(path, fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", cmLabData));
     auto r = list({"--dir", dir(), "--report"});
     ASSERT_EQ(r.status, 0) << r.err;
     auto out = lines(r.out);
@@ -90,7 +90,7 @@ TEST_F(CliIccList, ReportAddsTheDateAndTheHeaderLines) {
 TEST_F(CliIccList, InstalledFoldersComeFromTheHomeOfTheCommand) {
     // No installed profile is of space CMY: only these two, data home first.
     put(home_ / ".color/icc/z.icc", fixtures::catalogueProfile(cmOutputClass, kCMY, "Dot color"));
-    auto noPCS = fixtures::catalogueProfile(cmOutputClass, kCMY, "Data home", 2.1, 0);
+    auto noPCS = fixtures::catalogueProfile(cmOutputClass, kCMY, "Data home", 0);
     put(home_ / "data/icc/y.icc", noPCS);
     put(home_ / "data/icc/other.icc", fixtures::catalogueProfile(cmDisplayClass, kCMY, "Display"));
 

@@ -103,11 +103,7 @@ TEST_F(ColorWorldTest, BuildingTheChainIsTrueOnFailure) {
 }
 
 TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
-    ProfileRecipe recipe;
-    recipe.colorSpace = cmRGBData;
-    recipe.deviceClass = fourCC("link");
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 9}};
-    const auto link = writeProfile(home_, "link.icc", make(recipe));
+    const auto link = storedPath("link-rgb.icc");
 
     auto handler = std::make_shared<Counter>();
     auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);

@@ -98,7 +98,7 @@ TEST(ColorSyncProfiles, OpenedFromPathsUpToTheLimitAndFromMemoryAlike) {
 
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     TempDir dir;
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     setWord(bytes, 40, fourCC("APPL")); // platform: the engine has no getter for it
     setWord(bytes, 56, 0x01020304);     // attributes, high word
     setWord(bytes, 60, 0x05060708);     // attributes, low word
@@ -126,7 +126,7 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
 
 TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     TempDir dir;
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     auto path = writeProfile(dir, "rgb.icc", bytes);
     auto profile = CMOpenProfile(path);
     ASSERT_TRUE(profile);

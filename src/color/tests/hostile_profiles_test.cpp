@@ -7,7 +7,7 @@
 
 #include "color/profile_inspector.h"
 #include "color/profile_manager.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -16,7 +16,7 @@ class HostileProfilesTest : public ::testing::Test {
   protected:
     ScopedProfilePlaces places;
     TempDir dir;
-    Bytes good = make(tableRGBRecipe());
+    Bytes good = stored("rgb-tables-v2.icc");
 
     std::filesystem::path write(const Bytes& bytes) {
         auto path = dir / "broken.icc";

@@ -6,7 +6,7 @@
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 #include "color/profile_table_model.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 #include "tests/scoped_env.h"
 
 using namespace slidebox::color;
@@ -120,14 +120,14 @@ TEST_F(CatalogueTest, XYZColorSpaceProfilesOnlyFromAFolder) {
 TEST_F(CatalogueTest, InstalledNamesAreTheEngineDescriptionCutTo255Bytes) {
     put("system/long.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::string(300, 'x')));
     put("system/none.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
-    put("system/v4.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Unicode name", 4.3));
+    put("system/v4.icc", stored("matrix-rgb-v4-localized.icc"));
     auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
     ASSERT_TRUE(m);
     ASSERT_EQ(m->count(), 3);
     EXPECT_EQ(*m->profileNameAtIndex(0), std::string(255, 'x'));
     EXPECT_EQ(*m->profileNameAtIndex(1), ""); // offered all the same
     EXPECT_FALSE(m->isASeparatorAtIndex(1));
-    EXPECT_EQ(*m->profileNameAtIndex(2), "Unicode name");
+    EXPECT_EQ(*m->profileNameAtIndex(2), "Localized");
 }
 
 TEST_F(CatalogueTest, EachFileIsReadOncePerListing) {
@@ -154,7 +154,7 @@ TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
     put("dir/two.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Name"));
     put("dir/cmy.icc", catalogueProfile(cmOutputClass, kCMY, "CMY printer"));
     put("dir/nodesc.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
-    put("dir/v4.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Localized", 4.3));
+    put("dir/v4.icc", stored("matrix-rgb-v4-localized.icc"));
 
     auto m = ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, true, root / "dir/");
     ASSERT_TRUE(m);
@@ -250,7 +250,7 @@ TEST_F(CatalogueTest, RowsBySearchAndIndex) {
 }
 
 TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
-    Bytes dated = catalogueProfile(cmOutputClass, cmCMYKData, "Dated", 2.1, cmLabData);
+    Bytes dated = catalogueProfile(cmOutputClass, cmCMYKData, "Dated", cmLabData);
     setDate(dated, {2023, 3, 2, 10, 45, 31});
     setWord(dated, 80, fourCC("ZOL "));
     put("system/dated.icc", dated);
@@ -331,7 +331,7 @@ TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
 
 TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
     put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Alpha"));
-    put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta", 2.1, cmLabData));
+    put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta", cmLabData));
     ProfileTableModel model(ProfileManager::initWithUse(0x1F, 0x3F, true),
                             {"kindOfUse", "name", "pcs", "headerInfos", "nothing"});
     ASSERT_EQ(model.rowCount(), 3);

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "color/profile_inspector.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
 
 using namespace slidebox::color;
@@ -25,14 +25,6 @@ std::size_t openFiles() {
     return slidebox::platform::directoryContentsAtPath("/proc/self/fd").size();
 }
 
-ProfileRecipe oneWayRecipe(OSType deviceClass) {
-    ProfileRecipe recipe;
-    recipe.deviceClass = deviceClass;
-    recipe.description = "One way";
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 5}};
-    return recipe;
-}
-
 } // namespace
 
 class ProfileInspectorTest : public ::testing::Test {
@@ -42,7 +34,7 @@ class ProfileInspectorTest : public ::testing::Test {
 };
 
 TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
-    auto path = writeProfile(dir, "rgb.icc", make(tableRGBRecipe()));
+    const auto path = storedPath("rgb-tables-v2.icc");
     for (std::int32_t intent : {0, 1, 2, 3, -1, 4, 77}) {
         const bool worlds = intent >= 0 && intent <= 3;
         auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
@@ -67,7 +59,7 @@ TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
 TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
     using slidebox::platform::ErrorCode;
     writeFile(dir / "text.icc", "not a profile at all, just some words of text");
-    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
+    const auto display = storedPath("rgb-display-a2b0-grid5.icc");
     const struct {
         std::filesystem::path path;
         std::int32_t intent;
@@ -86,8 +78,10 @@ TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
 }
 
 TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
-    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
-    auto scanner = writeProfile(dir, "scanner.icc", make(oneWayRecipe(cmInputClass)));
+    const auto display = storedPath("rgb-display-a2b0-grid5.icc");
+    Bytes scannerBytes = stored("rgb-display-a2b0-grid5.icc");
+    setWord(scannerBytes, 12, cmInputClass);
+    const auto scanner = writeProfile(dir, "scanner.icc", scannerBytes);
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(display, 0));
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(display, -1));
     auto input = ProfileInspector::profileInspectorWithProfilePath(scanner, 0);
@@ -102,23 +96,18 @@ TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
 }
 
 TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
-    ProfileRecipe recipe = tableRGBRecipe();
-    std::erase_if(recipe.tables,
-                  [](const ProfileTableRecipe& t) { return t.tag == fourCC("A2B2"); });
-    // An 'mft2' element that stops after its channel counts.
-    recipe.rawTags.push_back({fourCC("A2B2"), {'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 9, 0}});
-    auto path = writeProfile(dir, "spoilt.icc", make(recipe));
+    // Its A2B2 is an 'mft2' element that stops after its channel counts.
+    const auto path = storedPath("rgb-tables-v2-a2b2-cut-short.icc");
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 0));
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 1));
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 2));
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(path));
-    EXPECT_TRUE(ProfileInspector::goodPathProfileData(
-        writeProfile(dir, "good.icc", make(tableRGBRecipe()))));
+    EXPECT_TRUE(ProfileInspector::goodPathProfileData(storedPath("rgb-tables-v2.icc")));
 }
 
 TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     auto before = temporaryFiles();
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     {
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, 0);
         ASSERT_TRUE(inspector);
@@ -138,7 +127,7 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     Bytes broken(bytes.begin(), bytes.begin() + 200);
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(broken, 0));
     EXPECT_FALSE(
-        ProfileInspector::profileInspectorWithProfileData(make(oneWayRecipe(cmDisplayClass)), 1));
+        ProfileInspector::profileInspectorWithProfileData(stored("rgb-display-a2b0-grid5.icc"), 1));
     EXPECT_TRUE(ProfileInspector::goodProfileData(bytes));
     EXPECT_FALSE(ProfileInspector::goodProfileData(broken));
     EXPECT_FALSE(ProfileInspector::goodProfileData({}));
@@ -151,7 +140,7 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
 }
 
 TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     struct Row {
         std::uint32_t header;
         std::int32_t preferred;
@@ -172,7 +161,7 @@ TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
 }
 
 TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     std::vector<std::pair<std::string, unsigned>> rows = {{"GRAY", 1}, {"RGB ", 3}, {"Luv ", 3},
                                                           {"CMYK", 4}, {"MCH7", 7}, {"sRGB", 3},
                                                           {"2CLR", 0}, {"MCH4", 0}, {"abcd", 0}};
@@ -188,12 +177,9 @@ TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
 }
 
 TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
-    ProfileRecipe recipe = tableRGBRecipe();
-    Bytes a = make(recipe);
-    recipe.tables.resize(2); // other contents, other size
-    recipe.technology.reset();
-    Bytes b = make(recipe);
-    for (Bytes* bytes : {&a, &b}) // the same date
+    Bytes a = stored("rgb-tables-v2.icc");
+    Bytes b = stored("rgb-tables-v2-no-tech.icc"); // other contents, other size
+    for (Bytes* bytes : {&a, &b})                  // the same date
         setDate(*bytes, {2024, 3, 5, 6, 7, 8});
     auto pa = writeProfile(dir, "a.icc", a);
     auto pb = writeProfile(dir, "b.icc", b);
@@ -211,8 +197,7 @@ TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
     EXPECT_FALSE(ProfileInspector::profileWithPath(pa, dir / "missing.icc"));
 
     // Without descriptions both are "_unknown_", and so still equal.
-    recipe.description.reset();
-    Bytes e = make(recipe);
+    Bytes e = stored("rgb-two-tables-no-tech-no-desc.icc");
     std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
     auto pe = writeProfile(dir, "e.icc", e);
     auto pf = writeProfile(dir, "f.icc", e);

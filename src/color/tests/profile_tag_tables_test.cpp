@@ -14,8 +14,8 @@ class ProfileTagTablesTest : public ::testing::Test {
     ScopedProfilePlaces places;
     TempDir dir;
 
-    CMProfileRef open(const ProfileRecipe& recipe, const char* name) {
-        auto profile = CMOpenProfile(writeProfile(dir, name, make(recipe)));
+    CMProfileRef open(const Bytes& bytes) {
+        auto profile = CMOpenProfile(writeProfile(dir, "p.icc", bytes));
         EXPECT_TRUE(profile);
         return profile;
     }
@@ -76,7 +76,7 @@ TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
 }
 
 TEST_F(ProfileTagTablesTest, GetElementOutPlacesAndErrors) {
-    auto profile = open(tableRGBRecipe(), "rgb.icc");
+    auto profile = CMOpenProfile(storedPath("rgb-tables-v2.icc"));
     ASSERT_TRUE(profile);
     std::uint32_t size = 77;
     EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), nullptr, &size), 0);
@@ -96,11 +96,7 @@ TEST_F(ProfileTagTablesTest, GetElementOutPlacesAndErrors) {
 
 TEST_F(ProfileTagTablesTest, LutAtoBTablesHaveNoGridPoints) {
     // Lut16 grids are in the CLI's golden lines (icc info).
-    ProfileRecipe recipe = tableRGBRecipe();
-    recipe.version = 4.3;
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::LutAtoB, 9},
-                     {fourCC("B2A0"), ProfileTableRecipe::Kind::LutAtoB, 9}};
-    auto mab = writeProfile(dir, "mab.icc", make(recipe));
+    const auto mab = storedPath("rgb-ab-tables-v4.icc");
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(mab, 0);
     ASSERT_TRUE(inspector);
     EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), -1);
@@ -115,11 +111,7 @@ TEST_F(ProfileTagTablesTest, LutAtoBTablesHaveNoGridPoints) {
 }
 
 TEST_F(ProfileTagTablesTest, MissingTableFallsBackToTheHeadersIntent) {
-    ProfileRecipe recipe = tableRGBRecipe();
-    recipe.deviceClass = cmInputClass;
-    recipe.renderingIntent = 0;
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 6}};
-    auto path = writeProfile(dir, "a2b0.icc", make(recipe));
+    const auto path = storedPath("rgb-input-a2b0-grid6.icc");
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
     ASSERT_TRUE(inspector);
     EXPECT_FALSE(inspector->availableRenderingIntent(1));
@@ -127,20 +119,16 @@ TEST_F(ProfileTagTablesTest, MissingTableFallsBackToTheHeadersIntent) {
     EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 6); // -1 reads A2B1, falls back to A2B0
 
     // A header intent other than 0 and 2 falls back to A2B1.
-    recipe.renderingIntent = 3;
-    recipe.tables = {{fourCC("A2B1"), ProfileTableRecipe::Kind::Lut16, 4},
-                     {fourCC("A2B2"), ProfileTableRecipe::Kind::Lut16, 5}};
-    auto profile = open(recipe, "a2b1.icc");
+    auto profile = CMOpenProfile(storedPath("rgb-input-intent3-a2b1-grid4-a2b2-grid5.icc"));
     TabInfos a;
     GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
     EXPECT_EQ(a.gridPoints, 4);
 
     // No table at all, or a table of another type: the record is zeroed.
-    recipe.tables.clear();
-    recipe.matrixShaper = true;
-    auto shaper = open(recipe, "shaper.icc");
-    recipe.rawTags = {{fourCC("A2B0"), {'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 0}}};
-    auto curve = open(recipe, "curv.icc");
+    auto shaper = CMOpenProfile(storedPath("matrix-rgb-v2.icc"));
+    Bytes curveBytes = stored("rgb-input-a2b0-grid6.icc");
+    setWord(curveBytes, tagEntry(curveBytes, fourCC("A2B0")).value().first, fourCC("curv"));
+    auto curve = open(curveBytes);
     for (CMProfile* profile : {shaper.get(), curve.get()}) {
         a.size = 5;
         GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
@@ -151,7 +139,7 @@ TEST_F(ProfileTagTablesTest, MissingTableFallsBackToTheHeadersIntent) {
 }
 
 TEST_F(ProfileTagTablesTest, DescriptionStructureIs44BigEndianBytes) {
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     setWord(bytes, 48, fourCC("SBOX"));
     setWord(bytes, 52, 0x00001234);
     setWord(bytes, 56, 0x01020304);
@@ -166,10 +154,8 @@ TEST_F(ProfileTagTablesTest, DescriptionStructureIs44BigEndianBytes) {
                             0,   0,   'm', 'l', 'u', 'c', 0,    0,    0,   0, 0, 0, 0, 0};
     EXPECT_EQ(*data, expected);
 
-    ProfileRecipe noTech = tableRGBRecipe();
-    noTech.technology.reset();
     auto plain = ProfileInspector::profileInspectorWithProfilePath(
-        writeProfile(dir, "n.icc", make(noTech)), -1);
+        storedPath("rgb-tables-v2-no-tech.icc"), -1);
     auto plainData = plain->profileDescriptionStructureData();
     ASSERT_TRUE(plainData);
     ASSERT_EQ(plainData->size(), 44u);
