@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "tests/known_value.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -217,9 +219,7 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
             ASSERT_TRUE(world->matchColor(c));
             const auto* f =
                 reinterpret_cast<const std::uint16_t*>(lab->image + y * lab->rowBytes) + 3 * x;
-            EXPECT_NEAR(f[0], c.lab.L, kFieldTol);
-            EXPECT_NEAR(f[1], c.lab.a, kFieldTol);
-            EXPECT_NEAR(f[2], c.lab.b, kFieldTol);
+            EXPECT_KNOWN3(c.lab.L, c.lab.a, c.lab.b, kFieldTol, f[0], f[1], f[2]);
         }
 
     // A failed check leaves the Lab bitmap in place.

@@ -57,9 +57,7 @@ TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
     ASSERT_TRUE(world->matchColor(c));
     float X, Y, Z;
     ColorWorld::CMXYZ(c, X, Y, Z);
-    EXPECT_NEAR(X, 96.42f, 0.05f);
-    EXPECT_NEAR(Y, 100.0f, 0.05f);
-    EXPECT_NEAR(Z, 82.49f, 0.05f);
+    EXPECT_KNOWN3(96.42f, 100.0f, 82.49f, 0.05f, X, Y, Z);
 }
 
 TEST_F(ColorWorldTest, NoObjectWithoutAUsableSource) {

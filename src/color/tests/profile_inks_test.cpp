@@ -4,6 +4,8 @@
 // and gray profile's measures).
 #include <gtest/gtest.h>
 
+#include "tests/known_value.h"
+
 #include <array>
 #include <cmath>
 
@@ -174,12 +176,8 @@ TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
     ASSERT_TRUE(inspector);
     CharacteristicProfilePoints p = inspector->characteristicProfilePoints();
     // The paper is white, every full ink black.
-    EXPECT_NEAR(p.lightestLch.L, 100.0, kLabTolerance);
-    EXPECT_NEAR(p.lightestLch.c, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.fullInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.blackInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.cmyInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(labL(p.lightestColor), 100.0, kLabTolerance);
+    EXPECT_KNOWN3(100.0, 0.0, 0.0, kLabTolerance, p.lightestLch.L, p.lightestLch.c, p.fullInkLch.L);
+    EXPECT_KNOWN3(0.0, 0.0, 100.0, kLabTolerance, p.blackInkLch.L, p.cmyInkLch.L, labL(p.lightestColor));
     EXPECT_NEAR(labL(p.blackPointColor), 0.0, kLabTolerance);
     // The primaries are sRGB's in D50 Lab: magenta, red, yellow, green, cyan, blue.
     const double chroma[6] = {111.42, 106.84, 94.69, 113.33, 52.83, 131.23};

@@ -1,8 +1,16 @@
-// ProfileInspector: opening (and why not) from a path and from bytes, its colour worlds,
-// validation, comparison and the header accessors.
+// Reading profiles: ProfileInspector opening (and why not) from a path and
+// from bytes, its colour worlds, validation, comparison and header accessors;
+// table elements by intent, their kind and grid, the fallback to the header's
+// intent and the description structure; broken files named after their
+// defect, each refused with its reason (random damage is the fuzzer's job).
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "color/profile_inspector.h"
+#include "color/profile_manager.h"
+#include "color/profile_tag_tables.h"
 #include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
 
@@ -27,13 +35,20 @@ std::size_t openFiles() {
 
 } // namespace
 
-class ProfileInspectorTest : public ::testing::Test {
+class ProfileReading : public ::testing::Test {
   protected:
     ScopedProfilePlaces places;
     TempDir dir;
+    Bytes good = stored("rgb-tables-v2.icc");
+
+    /// Writes bytes to dir/broken.icc, in place of what was there.
+    std::filesystem::path write(const Bytes& bytes) {
+        std::filesystem::remove(dir / "broken.icc");
+        return writeProfile(dir, "broken.icc", bytes);
+    }
 };
 
-TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
+TEST_F(ProfileReading, IntentChoosesWhetherWorldsAreMade) {
     const auto path = storedPath("rgb-tables-v2.icc");
     for (std::int32_t intent : {0, 1, 2, 3, -1, 4, 77}) {
         const bool worlds = intent >= 0 && intent <= 3;
@@ -56,7 +71,7 @@ TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
     EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceOut(), cmRGBData);
 }
 
-TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
+TEST_F(ProfileReading, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
     using slidebox::platform::ErrorCode;
     writeFile(dir / "text.icc", "not a profile at all, just some words of text");
     const auto display = storedPath("rgb-display-a2b0-grid5.icc");
@@ -77,7 +92,7 @@ TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
     EXPECT_FALSE(ProfileInspector::initWithPath(dir / "missing.icc"));
 }
 
-TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
+TEST_F(ProfileReading, OneWayProfileStandsOnlyAsInputClass) {
     const auto display = storedPath("rgb-display-a2b0-grid5.icc");
     Bytes scannerBytes = stored("rgb-display-a2b0-grid5.icc");
     setWord(scannerBytes, 12, cmInputClass);
@@ -95,7 +110,7 @@ TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(display));
 }
 
-TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
+TEST_F(ProfileReading, SpoiltIntent2TableFailsValidationButNotIntent0) {
     // Its A2B2 is an 'mft2' element that stops after its channel counts.
     const auto path = storedPath("rgb-tables-v2-a2b2-cut-short.icc");
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 0));
@@ -105,7 +120,7 @@ TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
     EXPECT_TRUE(ProfileInspector::goodPathProfileData(storedPath("rgb-tables-v2.icc")));
 }
 
-TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
+TEST_F(ProfileReading, FromBytesTheTemporaryFileGoesWithTheInspector) {
     auto before = temporaryFiles();
     Bytes bytes = stored("rgb-tables-v2.icc");
     {
@@ -139,7 +154,7 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     EXPECT_TRUE(slidebox::platform::fileExistsAtPath(path));
 }
 
-TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
+TEST_F(ProfileReading, PreferredIntentIsTheHeadersHeldInRange) {
     Bytes bytes = stored("rgb-tables-v2.icc");
     struct Row {
         std::uint32_t header;
@@ -160,7 +175,7 @@ TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
     EXPECT_TRUE(inspector->DeviceToPCS());
 }
 
-TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
+TEST_F(ProfileReading, ComponentsFollowTheDataColorSpace) {
     Bytes bytes = stored("rgb-tables-v2.icc");
     std::vector<std::pair<std::string, unsigned>> rows = {{"GRAY", 1}, {"RGB ", 3}, {"Luv ", 3},
                                                           {"CMYK", 4}, {"MCH7", 7}, {"sRGB", 3},
@@ -176,7 +191,7 @@ TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
     }
 }
 
-TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
+TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     Bytes a = stored("rgb-tables-v2.icc");
     Bytes b = stored("rgb-tables-v2-no-tech.icc"); // other contents, other size
     for (Bytes* bytes : {&a, &b})                  // the same date
@@ -204,4 +219,256 @@ TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
     EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(),
               "_unknown_");
     EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
+}
+
+TEST(ProfileTagTables, TagsOfEachIntent) {
+    struct Row {
+        std::int32_t intent;
+        const char* a;
+        const char* b;
+    };
+    for (Row row : {Row{0, "A2B0", "B2A0"}, Row{1, "A2B1", "B2A1"}, Row{2, "A2B2", "B2A2"},
+                    Row{3, "A2B1", "B2A1"}, Row{-1, "A2B1", "B2A1"}, Row{9, "A2B1", "B2A1"}}) {
+        OSType a = 0, b = 0;
+        GetTableTags(row.intent, &a, &b);
+        EXPECT_EQ(a, fourCC({row.a[0], row.a[1], row.a[2], row.a[3], 0})) << row.intent;
+        EXPECT_EQ(b, fourCC({row.b[0], row.b[1], row.b[2], row.b[3], 0})) << row.intent;
+    }
+    OSType only = 0;
+    GetTableTags(2, nullptr, &only);
+    EXPECT_EQ(only, fourCC("B2A2"));
+}
+
+TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
+    EXPECT_EQ(IsOSType(nullptr, kLut16Type), 0);
+    ElementBlock shortBlock{'m', 'f', 't'};
+    EXPECT_EQ(IsOSType(&shortBlock, kLut16Type), 0);
+    ElementBlock lut8{'m', 'f', 't', '1', 0, 0, 0, 0, 4, 3, 17, 0};
+    EXPECT_EQ(IsOSType(&lut8, kLut8Type), 1);
+    EXPECT_EQ(IsOSType(&lut8, kLut16Type), 0);
+
+    TabInfos infos;
+    GetInfosOnTable(infos, &lut8);
+    EXPECT_EQ(infos.size, 12u);
+    EXPECT_EQ(infos.type, kLut8Type);
+    EXPECT_EQ(infos.inputChannels, 4);
+    EXPECT_EQ(infos.outputChannels, 3);
+    EXPECT_EQ(infos.gridPoints, 17);
+
+    ElementBlock mab{'m', 'B', 'A', ' ', 0, 0, 0, 0, 3, 4};
+    GetInfosOnTable(infos, &mab);
+    EXPECT_EQ(infos.type, kLutBtoAType);
+    EXPECT_EQ(infos.gridPoints, 0xFFFF);
+    EXPECT_EQ(infos.outputChannels, 4);
+
+    // Another type, no element, or one too short leaves the record as it was.
+    TabInfos before = infos;
+    ElementBlock curve{'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 0};
+    ElementBlock cut{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3};
+    for (const ElementBlock* element : std::vector<const ElementBlock*>{&curve, &cut, nullptr}) {
+        GetInfosOnTable(infos, element);
+        EXPECT_EQ(infos.size, before.size);
+        EXPECT_EQ(infos.type, before.type);
+    }
+    ResetTabInfos(infos);
+    EXPECT_EQ(infos.size, 0u);
+    EXPECT_EQ(infos.gridPoints, 0);
+}
+
+TEST_F(ProfileReading, GetElementOutPlacesAndErrors) {
+    auto profile = CMOpenProfile(storedPath("rgb-tables-v2.icc"));
+    ASSERT_TRUE(profile);
+    std::uint32_t size = 77;
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), nullptr, &size), 0);
+    EXPECT_EQ(size, 0u);
+
+    std::optional<ElementBlock> element = ElementBlock{1, 2, 3};
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), &element, &size), 0);
+    ASSERT_TRUE(element);
+    EXPECT_EQ(element->size(), size);
+    EXPECT_EQ(IsOSType(&*element, kLut16Type), 1);
+
+    EXPECT_EQ(GetElement(*profile, fourCC("gamt"), &element, &size), cmElementTagNotFound);
+    EXPECT_FALSE(element);
+    EXPECT_EQ(size, 0u);
+    EXPECT_TRUE(TestProfileDatasForIntent(*profile, 2));
+}
+
+TEST_F(ProfileReading, LutAtoBTablesHaveNoGridPoints) {
+    // Lut16 grids are in the CLI's golden lines (icc info).
+    const auto mab = storedPath("rgb-ab-tables-v4.icc");
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(mab, 0);
+    ASSERT_TRUE(inspector);
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), -1);
+    EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), -1);
+    auto profile = CMOpenProfile(mab);
+    TabInfos a, b;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, &b);
+    EXPECT_EQ(a.type, kLutAtoBType);
+    EXPECT_EQ(a.inputChannels, 3);
+    EXPECT_EQ(a.outputChannels, 3);
+    EXPECT_EQ(b.type, kLutBtoAType);
+}
+
+TEST_F(ProfileReading, MissingTableFallsBackToTheHeadersIntent) {
+    const auto path = storedPath("rgb-input-a2b0-grid6.icc");
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(inspector);
+    EXPECT_FALSE(inspector->availableRenderingIntent(1));
+    EXPECT_TRUE(inspector->availableRenderingIntent(0));
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 6); // -1 reads A2B1, falls back to A2B0
+
+    // A header intent other than 0 and 2 falls back to A2B1.
+    auto profile = CMOpenProfile(storedPath("rgb-input-intent3-a2b1-grid4-a2b2-grid5.icc"));
+    TabInfos a;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+    EXPECT_EQ(a.gridPoints, 4);
+
+    // No table at all, or a table of another type: the record is zeroed.
+    auto shaper = CMOpenProfile(storedPath("matrix-rgb-v2.icc"));
+    Bytes curveBytes = stored("rgb-input-a2b0-grid6.icc");
+    setWord(curveBytes, tagEntry(curveBytes, fourCC("A2B0")).value().first, fourCC("curv"));
+    auto curve = CMOpenProfile(write(curveBytes));
+    for (CMProfile* profile : {shaper.get(), curve.get()}) {
+        a.size = 5;
+        GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+        EXPECT_EQ(a.size, 0u);
+        EXPECT_EQ(a.type, 0u);
+        EXPECT_EQ(a.gridPoints, 0);
+    }
+}
+
+TEST_F(ProfileReading, DescriptionStructureIs44BigEndianBytes) {
+    Bytes bytes = stored("rgb-tables-v2.icc");
+    setWord(bytes, 48, fourCC("SBOX"));
+    setWord(bytes, 52, 0x00001234);
+    setWord(bytes, 56, 0x01020304);
+    setWord(bytes, 60, 0x05060708);
+    auto inspector =
+        ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "d.icc", bytes), -1);
+    ASSERT_TRUE(inspector);
+    auto data = inspector->profileDescriptionStructureData();
+    ASSERT_TRUE(data);
+    const Bytes expected = {'S', 'B', 'O', 'X', 0,   0,   0x12, 0x34, 1,   2, 3, 4, 5, 6, 7,
+                            8,   'C', 'R', 'T', ' ', 'm', 'l',  'u',  'c', 0, 0, 0, 0, 0, 0,
+                            0,   0,   'm', 'l', 'u', 'c', 0,    0,    0,   0, 0, 0, 0, 0};
+    EXPECT_EQ(*data, expected);
+
+    auto plain = ProfileInspector::profileInspectorWithProfilePath(
+        storedPath("rgb-tables-v2-no-tech.icc"), -1);
+    auto plainData = plain->profileDescriptionStructureData();
+    ASSERT_TRUE(plainData);
+    ASSERT_EQ(plainData->size(), 44u);
+    EXPECT_EQ(word(*plainData, 16), 0u);
+}
+
+TEST_F(ProfileReading, WrongDeclaredSizesAndTagCounts) {
+    struct Row {
+        const char* defect;
+        std::size_t offset;
+        std::uint32_t value;
+    };
+    const Row rows[] = {
+        {"size beyond the file", 0, static_cast<std::uint32_t>(good.size() + 1)},
+        {"size of 4 GiB", 0, 0xFFFFFFFF},
+        {"size below the header", 0, 100},
+        {"size cutting the tag table", 0, 140},
+        {"huge tag count", 128, 0xFFFFFFFF},
+        {"tag count past the file", 128, 100000},
+        {"tag offset outside", 132 + 4, static_cast<std::uint32_t>(good.size() + 16)},
+        {"tag offset wrapping", 132 + 4, 0xFFFFFFF0},
+        {"tag size outside", 132 + 8, static_cast<std::uint32_t>(good.size())},
+        {"tag inside the header", 132 + 4, 16},
+    };
+    for (const Row& row : rows) {
+        Bytes bytes = good;
+        setWord(bytes, row.offset, row.value);
+        auto path = write(bytes);
+        EXPECT_FALSE(CMOpenProfile(path)) << row.defect;
+        EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, -1)) << row.defect;
+    }
+    // A declared size below the file's is accepted: some profiles carry padding.
+    Bytes padded = good;
+    padded.resize(good.size() + 64, 0);
+    EXPECT_TRUE(CMOpenProfile(write(padded)));
+}
+
+TEST_F(ProfileReading, DescriptionWhoseCountRunsPastItsEnd) {
+    auto desc = tagEntry(good, fourCC("desc"));
+    ASSERT_TRUE(desc);
+    ASSERT_EQ(word(good, desc->first), fourCC("desc"));
+    for (std::uint32_t count : {desc->second, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+        Bytes bytes = good;
+        setWord(bytes, desc->first + 8, count); // the ASCII count
+        auto path = write(bytes);
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+        ASSERT_TRUE(inspector);
+        EXPECT_EQ(inspector->profileName(), "_unknown_") << count;
+    }
+}
+
+TEST_F(ProfileReading, FilesThatArentProfilesAreRefusedAtOnceWithTheirReason) {
+    using slidebox::platform::ErrorCode;
+    // A FIFO with no writer would hold a blocking open for ever.
+    const auto fifo = dir / "fifo.icc";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    // A sparse file of 1 GiB whose header claims 89 million tags: refused
+    // before its bytes are read, so without taking the memory.
+    const auto sparse = dir / "sparse.icc";
+    {
+        Bytes header(good.begin(), good.begin() + 132);
+        setWord(header, 0, 1u << 30);
+        setWord(header, 128, 89000000);
+        writeProfile(dir, "sparse.icc", header);
+        std::filesystem::resize_file(sparse, std::uintmax_t{1} << 30);
+    }
+    // Below the size limit, a tag table the file can't hold is still caught
+    // before the engine is asked.
+    Bytes claims = good;
+    setWord(claims, 128, static_cast<std::uint32_t>(good.size() / 12));
+    struct Row {
+        std::filesystem::path path;
+        ErrorCode code;
+    };
+    const Row rows[] = {
+        {fifo, ErrorCode::CannotOpen},         {dir.path(), ErrorCode::CannotOpen},
+        {sparse, ErrorCode::TooLarge},         {write(claims), ErrorCode::Malformed},
+        {dir / "none", ErrorCode::CannotOpen},
+    };
+    for (const Row& row : rows) {
+        auto opened = CMOpenProfileChecked(row.path);
+        ASSERT_FALSE(opened) << row.path;
+        EXPECT_EQ(opened.status().code(), row.code)
+            << row.path << ": " << opened.status().message();
+    }
+}
+
+TEST_F(ProfileReading, CatalogueLeavesOutBrokenUnreadableAndLoopingEntries) {
+    good = catalogueProfile(cmDisplayClass, cmRGBData, "Good");
+    writeProfile(dir, "good.icc", good);
+    writeProfile(dir, "empty.icc", {});
+    writeProfile(dir, "truncated.icc", Bytes(good.begin(), good.begin() + good.size() / 2));
+    writeProfile(dir, "text.icc", Bytes(4000, 'x'));
+    writeProfile(dir, "locked.icc", good);
+    ::chmod((dir / "locked.icc").c_str(), 0);
+    ::mkfifo((dir / "pipe.icc").c_str(), 0600);
+    std::filesystem::create_symlink(dir / "nowhere.icc", dir / "dangling.icc");
+    std::filesystem::create_symlink(dir / "self.icc", dir / "self.icc");
+    std::filesystem::create_directory_symlink(dir.path(), dir / "loop");
+    std::filesystem::create_directory(dir / "locked-folder");
+    writeProfile(dir, "locked-folder/inside.icc", good);
+    ::chmod((dir / "locked-folder").c_str(), 0);
+
+    auto m = ProfileManager::initWithUse(0x7F, 0x3F, true, dir.path(), false);
+    ::chmod((dir / "locked-folder").c_str(), 0700);
+    ::chmod((dir / "locked.icc").c_str(), 0600);
+    ASSERT_TRUE(m);
+    std::vector<std::string> names;
+    for (std::int32_t i = 1; i < m->count(); ++i)
+        names.push_back(*m->profileFileNameAtIndex(i));
+    // Root reads what the mode bars; anyone else is barred.
+    std::vector<std::string> expected = {"good.icc"};
+    if (::geteuid() == 0)
+        expected = {"good.icc", "locked-folder/inside.icc", "locked.icc"};
+    EXPECT_EQ(names, expected);
 }
