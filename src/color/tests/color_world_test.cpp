@@ -375,11 +375,8 @@ TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     EXPECT_EQ(recorder->heard, (std::vector<std::int32_t>{100}));
     const CMBitmap* lab = world->labBitmap();
     ASSERT_NE(lab, nullptr);
-    EXPECT_EQ(lab->width, 101u);
-    EXPECT_EQ(lab->height, 100u);
-    EXPECT_EQ(lab->rowBytes, 606u);
-    EXPECT_EQ(lab->pixelSize, 48u);
-    EXPECT_EQ(lab->space, cmLab48Space);
+    EXPECT_EQ((std::vector{lab->width, lab->height, lab->rowBytes, lab->pixelSize, lab->space}),
+              (std::vector<std::uint32_t>{101, 100, 606, 48, cmLab48Space}));
 
     // The same arithmetic as one colour at a time; 16-bit input is read by
     // the engine in single precision, so a field may round the other way.

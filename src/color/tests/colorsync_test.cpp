@@ -104,15 +104,14 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     ASSERT_TRUE(profile);
     auto header = CMGetProfileHeader(*profile);
     ASSERT_TRUE(header);
-    EXPECT_EQ(header->size, bytes.size());
-    EXPECT_EQ(header->profileClass, cmDisplayClass);
-    EXPECT_EQ(header->dataColorSpace, cmRGBData);
-    EXPECT_EQ(header->profileConnectionSpace, cmLabData);
-    EXPECT_EQ(header->CS2profileSignature, fourCC("acsp"));
-    EXPECT_EQ(header->platform, fourCC("APPL"));
-    EXPECT_EQ(header->deviceAttributes[0], 0x01020304u);
-    EXPECT_EQ(header->deviceAttributes[1], 0x05060708u);
-    EXPECT_EQ(header->white.X, 0xF6D6);
+    const auto& h = *header;
+    EXPECT_EQ((std::vector<std::uint64_t>{h.size, h.profileClass, h.dataColorSpace,
+                                          h.profileConnectionSpace, h.CS2profileSignature,
+                                          h.platform, h.deviceAttributes[0], h.deviceAttributes[1],
+                                          std::uint64_t(h.white.X)}),
+              (std::vector<std::uint64_t>{bytes.size(), cmDisplayClass, cmRGBData, cmLabData,
+                                          fourCC("acsp"), fourCC("APPL"), 0x01020304u, 0x05060708u,
+                                          0xF6D6}));
     EXPECT_EQ(CMGetProfileLocation(*profile), path);
     // The record and its bytes are one another's image.
     EXPECT_EQ(headerFromBytes(bytesFromHeader(*header))->white.X, 0xF6D6);

@@ -249,11 +249,10 @@ TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
 
     TabInfos infos;
     GetInfosOnTable(infos, &lut8);
-    EXPECT_EQ(infos.size, 12u);
-    EXPECT_EQ(infos.type, kLut8Type);
-    EXPECT_EQ(infos.inputChannels, 4);
-    EXPECT_EQ(infos.outputChannels, 3);
-    EXPECT_EQ(infos.gridPoints, 17);
+    EXPECT_EQ((std::vector<std::uint64_t>{
+                  infos.size, infos.type, std::uint64_t(infos.inputChannels),
+                  std::uint64_t(infos.outputChannels), std::uint64_t(infos.gridPoints)}),
+              (std::vector<std::uint64_t>{12, kLut8Type, 4, 3, 17}));
 
     ElementBlock mab{'m', 'B', 'A', ' ', 0, 0, 0, 0, 3, 4};
     GetInfosOnTable(infos, &mab);
