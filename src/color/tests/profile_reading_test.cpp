@@ -65,10 +65,11 @@ TEST_F(ProfileReading, IntentChoosesWhetherWorldsAreMade) {
     const std::size_t before = openFiles();
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, 1);
     EXPECT_EQ(openFiles(), before);
-    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceIn(), cmRGBData);
-    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceOut(), cmLabData);
-    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceIn(), cmLabData);
-    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceOut(), cmRGBData);
+    EXPECT_EQ((std::vector{inspector->DeviceToPCS()->dataColorSpaceIn(),
+                           inspector->DeviceToPCS()->dataColorSpaceOut(),
+                           inspector->PCSToDevice()->dataColorSpaceIn(),
+                           inspector->PCSToDevice()->dataColorSpaceOut()}),
+              (std::vector{cmRGBData, cmLabData, cmLabData, cmRGBData}));
 }
 
 TEST_F(ProfileReading, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
@@ -101,10 +102,9 @@ TEST_F(ProfileReading, OneWayProfileStandsOnlyAsInputClass) {
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(display, -1));
     auto input = ProfileInspector::profileInspectorWithProfilePath(scanner, 0);
     ASSERT_TRUE(input);
-    EXPECT_TRUE(input->DeviceToPCS());
-    EXPECT_FALSE(input->PCSToDevice());
-    EXPECT_EQ(input->PCSToDeviceNbGridPoints(), 0);
-    EXPECT_EQ(input->DeviceToPCSNbGridPoints(), 5);
+    EXPECT_TRUE(input->DeviceToPCS() && !input->PCSToDevice());
+    EXPECT_EQ(std::pair(input->DeviceToPCSNbGridPoints(), input->PCSToDeviceNbGridPoints()),
+              std::pair(5, 0));
     // A scanner profile that can't convert from Lab is still good.
     EXPECT_TRUE(ProfileInspector::goodPathProfileData(scanner));
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(display));
@@ -113,9 +113,8 @@ TEST_F(ProfileReading, OneWayProfileStandsOnlyAsInputClass) {
 TEST_F(ProfileReading, SpoiltIntent2TableFailsValidationButNotIntent0) {
     // Its A2B2 is an 'mft2' element that stops after its channel counts.
     const auto path = storedPath("rgb-tables-v2-a2b2-cut-short.icc");
-    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 0));
-    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 1));
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 2));
+    for (std::int32_t intent : {0, 1, 2})
+        EXPECT_EQ(!!ProfileInspector::profileInspectorWithProfilePath(path, intent), intent != 2);
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(path));
     EXPECT_TRUE(ProfileInspector::goodPathProfileData(storedPath("rgb-tables-v2.icc")));
 }
@@ -144,8 +143,8 @@ TEST_F(ProfileReading, FromBytesTheTemporaryFileGoesWithTheInspector) {
     EXPECT_FALSE(
         ProfileInspector::profileInspectorWithProfileData(stored("rgb-display-a2b0-grid5.icc"), 1));
     EXPECT_TRUE(ProfileInspector::goodProfileData(bytes));
-    EXPECT_FALSE(ProfileInspector::goodProfileData(broken));
-    EXPECT_FALSE(ProfileInspector::goodProfileData({}));
+    EXPECT_FALSE(ProfileInspector::goodProfileData(broken) ||
+                 ProfileInspector::goodProfileData({}));
     EXPECT_EQ(temporaryFiles(), before);
 
     // A profile given by path is never removed.
@@ -156,16 +155,16 @@ TEST_F(ProfileReading, FromBytesTheTemporaryFileGoesWithTheInspector) {
 
 TEST_F(ProfileReading, PreferredIntentIsTheHeadersHeldInRange) {
     Bytes bytes = stored("rgb-tables-v2.icc");
-    struct Row {
-        std::uint32_t header;
-        std::int32_t preferred;
-    };
-    for (Row row :
-         {Row{0, 0}, Row{2, 2}, Row{3, 3}, Row{7, 3}, Row{0xFFFFFFFF, 0}, Row{0x80000000, 0}}) {
-        setWord(bytes, 64, row.header);
+    for (auto [header, preferred] : {std::pair<std::uint32_t, std::int32_t>{0, 0},
+                                     {2, 2},
+                                     {3, 3},
+                                     {7, 3},
+                                     {0xFFFFFFFF, 0},
+                                     {0x80000000, 0}}) {
+        setWord(bytes, 64, header);
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
         ASSERT_TRUE(inspector);
-        EXPECT_EQ(inspector->preferedRenderingIntent(), row.preferred) << row.header;
+        EXPECT_EQ(inspector->preferedRenderingIntent(), preferred) << header;
     }
     // initWithPath takes that intent for its worlds.
     setWord(bytes, 64, 2);
@@ -203,12 +202,11 @@ TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     EXPECT_EQ(inspector->dateTimeAsString(), "2024-03-05 06:07:08 +0000");
     EXPECT_EQ(inspector->dateTime().year, 2024);
 
-    Bytes c = b;
-    c[35] = 9; // a second later
-    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "c.icc", c)));
-    Bytes d = b;
-    setWord(d, 12, cmOutputClass);
-    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "d.icc", d)));
+    b[35] = 9; // a second later
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "c.icc", b)));
+    b[35] = 8;
+    setWord(b, 12, cmOutputClass);
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "d.icc", b)));
     EXPECT_FALSE(ProfileInspector::profileWithPath(pa, dir / "missing.icc"));
 
     // Without descriptions both are "_unknown_", and so still equal.
