@@ -1,117 +1,87 @@
 // slidebox-cli icc list: the rows of a catalogue a line, from a folder and
 // from the installed folders of a home given to the command.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 
-using ::testing::HasSubstr;
-using namespace std::string_literals;
 using namespace slidebox::testing;
 using namespace slidebox::color;
-namespace fixtures = slidebox::testing;
 
 namespace {
 
-const OSType kCMY = fourCC("CMY ");
-
 class CliIccList : public ::testing::Test {
   protected:
-    void put(const std::filesystem::path& path, fixtures::Bytes bytes,
-             CMDateTime date = {2023, 3, 2, 10, 45, 31}) {
-        fixtures::setDate(bytes, date);
-        fixtures::writeFile(
-            path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    void put(const std::filesystem::path& path, OSType cls, OSType space,
+             std::optional<std::string> name, OSType pcs = cmXYZData) {
+        Bytes bytes = catalogueProfile(cls, space, name, pcs);
+        setDate(bytes, {2023, 3, 2, 10, 45, 31});
+        writeFile(path,
+                  std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
     CliRun list(std::vector<std::string> args, std::vector<std::string> env = {}) {
         args.insert(args.begin(), {"icc", "list"});
+        if (env.empty())
+            env = {"HOME=" + home_.path().string(), "XDG_DATA_HOME=" + (home_ / "data").string()};
         env.push_back("TZ=UTC");
-        if (env.size() == 1) {
-            env.push_back("HOME=" + home_.path().string());
-            env.push_back("XDG_DATA_HOME=" + (home_ / "data").string());
-        }
         return runCli(args, env);
     }
-    std::string dir() const { return (folder_ / "").string(); }
-    TempDir home_;
-    TempDir folder_;
+    TempDir home_, folder_;
+    const std::string base = folder_.path().string(), dir = base + "/";
 };
 
 } // namespace
 
-TEST_F(CliIccList, FolderRowsWithTheirRelativePaths) {
-    put(folder_ / "b/printer.icc",
-        fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", 2.1, cmLabData));
-    put(folder_ / "a.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Display"));
-    put(folder_ / "c.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
-    put(folder_ / "d.icc", fixtures::catalogueProfile(cmDisplayClass, cmGrayData, "Gray"));
-    const std::string base = folder_.path().string();
-
-    auto r = list({"--dir", dir(), "--space", "0xC"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "\n"
-                     "Display  (a.icc)\ta.icc\t" +
-                         base +
-                         "/a.icc\tRGB \tmntr\tXYZ \n"
-                         "Printer  (b/printer.icc)\tb/printer.icc\t" +
-                         base + "/b/printer.icc\tCMYK\tprtr\tLab \n");
-
+TEST_F(CliIccList, FolderRowsWithTheirRelativePathsAndTheReport) {
+    put(folder_ / "b/printer.icc", cmOutputClass, cmCMYKData, "Printer", cmLabData);
+    put(folder_ / "a.icc", cmDisplayClass, cmRGBData, "Display");
+    put(folder_ / "c.icc", cmDisplayClass, cmRGBData, std::nullopt);
+    put(folder_ / "d.icc", cmDisplayClass, cmGrayData, "Gray");
+    const std::string a = "a.icc\t" + base + "/a.icc\tRGB \tmntr\tXYZ \n";
+    const std::string b = "b/printer.icc\t" + base + "/b/printer.icc\tCMYK\tprtr\tLab \n";
+    EXPECT_EQ(list({"--dir", dir, "--space", "0xC"}).out,
+              "\nDisplay  (a.icc)\t" + a + "Printer  (b/printer.icc)\t" + b);
     // Without file names; masks in decimal; --use plays no part.
-    r = list({"--dir", base, "--space", "12", "--use", "0", "--no-file-names"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(lines(r.out).at(1).substr(0, 8), "Display\t");
-    EXPECT_EQ(lines(r.out).at(2).substr(0, 8), "Printer\t");
-    r = list({"--dir", base, "--space", "0x10"});
-    EXPECT_EQ(r.out, "\nGray  (d.icc)\td.icc\t" + base + "/d.icc\tGRAY\tmntr\tXYZ \n");
-}
+    EXPECT_EQ(list({"--dir", base, "--space", "12", "--use", "0", "--no-file-names"}).out,
+              "\nDisplay\t" + a + "Printer\t" + b);
+    EXPECT_EQ(list({"--dir", base, "--space", "0x10"}).out,
+              "\nGray  (d.icc)\td.icc\t" + base + "/d.icc\tGRAY\tmntr\tXYZ \n");
 
-TEST_F(CliIccList, ReportAddsTheDateAndTheHeaderLines) {
-    const std::string path = (folder_ / "p.icc").string();
-    put(path, fixtures::catalogueProfile(cmOutputClass, cmCMYKData, "Printer", 2.1, cmLabData));
-    auto r = list({"--dir", dir(), "--report"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    auto out = lines(r.out);
-    ASSERT_EQ(out.size(), 9u);
-    EXPECT_EQ(out[0], "");
-    EXPECT_EQ(out[1],
-              "Printer  (p.icc)\tp.icc\t" + path + "\tCMYK\tprtr\tLab \t02 March 2023 - 10:45:31");
-    // The report is the header's, as "icc header" prints it, a TAB before each line.
-    auto header = lines(runCli({"icc", "header", path}).out);
-    ASSERT_EQ(header.size(), 7u);
-    for (std::size_t i = 0; i < 7; ++i)
-        EXPECT_EQ(out[2 + i], "\t" + header[i]);
-
-    r = list({"--dir", dir(), "--report", "--brief"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "\nPrinter  (p.icc)\tp.icc\t" + path + "\tCMYK\tprtr\tLab \tNo Date\n");
+    // The report adds the date and the header as "icc header" prints it, a
+    // TAB before each line; --brief has no header to report on.
+    const std::string path = base + "/b/printer.icc";
+    const std::string row =
+        "\nPrinter  (printer.icc)\tprinter.icc\t" + path + "\tCMYK\tprtr\tLab \t";
+    const auto header = lines(runCli({"icc", "header", path}).out);
+    EXPECT_EQ(header.size(), 7u);
+    std::string report = row + "02 March 2023 - 10:45:31\n";
+    for (const std::string& line : header)
+        report += "\t" + line + "\n";
+    EXPECT_EQ(list({"--dir", base + "/b/", "--report"}).out, report);
+    EXPECT_EQ(list({"--dir", base + "/b/", "--report", "--brief"}).out, row + "No Date\n");
 }
 
 TEST_F(CliIccList, InstalledFoldersComeFromTheHomeOfTheCommand) {
-    // No installed profile is of space CMY: only these two, data home first.
-    put(home_ / ".color/icc/z.icc", fixtures::catalogueProfile(cmOutputClass, kCMY, "Dot color"));
-    auto noPCS = fixtures::catalogueProfile(cmOutputClass, kCMY, "Data home", 2.1, 0);
-    put(home_ / "data/icc/y.icc", noPCS);
-    put(home_ / "data/icc/other.icc", fixtures::catalogueProfile(cmDisplayClass, kCMY, "Display"));
-
-    const std::string dataHome = (home_ / "data/icc").string();
-    const std::string dotColor = (home_ / ".color/icc").string();
-    auto r = list({"--use", "8", "--space", "0x20"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    // A signature of NUL bytes prints as nothing.
-    EXPECT_EQ(r.out, "Data home\ty.icc\t" + dataHome + "/y.icc\tCMY \tprtr\t\n"s +
-                         "Dot color\tz.icc\t" + dotColor + "/z.icc\tCMY \tprtr\tXYZ \n");
-
+    // No installed profile is of space CMY: only these, data home first; a
+    // signature of NUL bytes prints as nothing.
+    const OSType kCMY = fourCC("CMY ");
+    put(home_ / ".color/icc/z.icc", cmOutputClass, kCMY, "Dot color");
+    put(home_ / "data/icc/y.icc", cmOutputClass, kCMY, "Data home", 0);
+    put(home_ / "data/icc/other.icc", cmDisplayClass, kCMY, "Display");
+    const std::string dotColor =
+        "Dot color\tz.icc\t" + (home_ / ".color/icc").string() + "/z.icc\tCMY \tprtr\tXYZ \n";
+    EXPECT_EQ(list({"--use", "8", "--space", "0x20"}).out, "Data home\ty.icc\t" +
+                                                               (home_ / "data/icc").string() +
+                                                               "/y.icc\tCMY \tprtr\t\n" + dotColor);
     // Two kinds make two groups, parted by an empty line.
-    r = list({"--use", "0xC", "--space", "0x20"});
-    EXPECT_EQ(lines(r.out).size(), 4u);
-    EXPECT_EQ(lines(r.out).at(1), "");
-    EXPECT_EQ(lines(r.out).at(0).substr(0, 8), "Display\t");
-
+    auto out = lines(list({"--use", "0xC", "--space", "0x20"}).out);
+    EXPECT_EQ(out.size(), 4u);
+    EXPECT_TRUE(out.size() > 1 && out[0].starts_with("Display\t") && out[1].empty());
     // Without XDG_DATA_HOME the data home is ~/.local/share.
-    r = list({"--use", "8", "--space", "0x20"},
-             {"HOME=" + home_.path().string(), "XDG_DATA_HOME="});
-    EXPECT_EQ(r.out, "Dot color\tz.icc\t" + dotColor + "/z.icc\tCMY \tprtr\tXYZ \n");
+    EXPECT_EQ(
+        list({"--use", "8", "--space", "0x20"}, {"HOME=" + home_.path().string(), "XDG_DATA_HOME="})
+            .out,
+        dotColor);
 }
 
 TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {
@@ -119,16 +89,12 @@ TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {
     std::filesystem::path deep = folder_.path();
     while (deep.native().size() < 300)
         deep /= std::string(50, 'd');
-    put(deep / "long.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Long"));
-    put(folder_ / "caf\xE9.icc", fixtures::catalogueProfile(cmDisplayClass, cmRGBData, "Latin"));
-
-    auto r = list({"--dir", dir(), "--json", "--no-file-names"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    const std::string base = folder_.path().string();
-    const std::string relative = (deep / "long.icc").string().substr(base.size() + 1);
-    EXPECT_EQ(r.out, "[{\"name\":\"Latin\",\"file\":\"caf\\ufffd.icc\",\"path\":\"" + base +
-                         "/caf\\ufffd.icc\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ "
-                         "\"},{\"name\":\"Long\",\"file\":\"" +
-                         relative + "\",\"path\":\"" + (deep / "long.icc").string() +
-                         "\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ \"}]\n");
+    put(deep / "long.icc", cmDisplayClass, cmRGBData, "Long");
+    put(folder_ / "caf\xE9.icc", cmDisplayClass, cmRGBData, "Latin");
+    const std::string rest = "\",\"space\":\"RGB \",\"class\":\"mntr\",\"PCS\":\"XYZ \"}";
+    EXPECT_EQ(list({"--dir", dir, "--json", "--no-file-names"}).out,
+              "[{\"name\":\"Latin\",\"file\":\"caf\\ufffd.icc\",\"path\":\"" + base +
+                  "/caf\\ufffd.icc" + rest + ",{\"name\":\"Long\",\"file\":\"" +
+                  (deep / "long.icc").string().substr(base.size() + 1) + "\",\"path\":\"" +
+                  (deep / "long.icc").string() + rest + "]\n");
 }

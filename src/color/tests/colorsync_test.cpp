@@ -12,6 +12,7 @@
 #include "color/colorsync.h"
 #include "color/profile_manager.h"
 #include "color/tests/profile_fixtures.h"
+#include "tests/known_value.h"
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -37,11 +38,6 @@ double labA(const CMColor& c) {
 }
 double labB(const CMColor& c) {
     return c.lab.b * 255.996 / 65535.0 - 128.0;
-}
-void expectLab(const CMColor& c, double L, double a, double b) {
-    EXPECT_NEAR(labL(c), L, kLabTolerance);
-    EXPECT_NEAR(labA(c), a, kLabTolerance);
-    EXPECT_NEAR(labB(c), b, kLabTolerance);
 }
 
 } // namespace
@@ -98,7 +94,7 @@ TEST(ColorSyncProfiles, OpenedFromPathsUpToTheLimitAndFromMemoryAlike) {
 
 TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     TempDir dir;
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     setWord(bytes, 40, fourCC("APPL")); // platform: the engine has no getter for it
     setWord(bytes, 56, 0x01020304);     // attributes, high word
     setWord(bytes, 60, 0x05060708);     // attributes, low word
@@ -108,15 +104,14 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
     ASSERT_TRUE(profile);
     auto header = CMGetProfileHeader(*profile);
     ASSERT_TRUE(header);
-    EXPECT_EQ(header->size, bytes.size());
-    EXPECT_EQ(header->profileClass, cmDisplayClass);
-    EXPECT_EQ(header->dataColorSpace, cmRGBData);
-    EXPECT_EQ(header->profileConnectionSpace, cmLabData);
-    EXPECT_EQ(header->CS2profileSignature, fourCC("acsp"));
-    EXPECT_EQ(header->platform, fourCC("APPL"));
-    EXPECT_EQ(header->deviceAttributes[0], 0x01020304u);
-    EXPECT_EQ(header->deviceAttributes[1], 0x05060708u);
-    EXPECT_EQ(header->white.X, 0xF6D6);
+    const auto& h = *header;
+    EXPECT_EQ((std::vector<std::uint64_t>{h.size, h.profileClass, h.dataColorSpace,
+                                          h.profileConnectionSpace, h.CS2profileSignature,
+                                          h.platform, h.deviceAttributes[0], h.deviceAttributes[1],
+                                          std::uint64_t(h.white.X)}),
+              (std::vector<std::uint64_t>{bytes.size(), cmDisplayClass, cmRGBData, cmLabData,
+                                          fourCC("acsp"), fourCC("APPL"), 0x01020304u, 0x05060708u,
+                                          0xF6D6}));
     EXPECT_EQ(CMGetProfileLocation(*profile), path);
     // The record and its bytes are one another's image.
     EXPECT_EQ(headerFromBytes(bytesFromHeader(*header))->white.X, 0xF6D6);
@@ -126,7 +121,7 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
 
 TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     TempDir dir;
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     auto path = writeProfile(dir, "rgb.icc", bytes);
     auto profile = CMOpenProfile(path);
     ASSERT_TRUE(profile);
@@ -148,36 +143,47 @@ TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     EXPECT_EQ(CMGetProfileElement(*profile, fourCC("gamt"), size, nullptr), cmElementTagNotFound);
 }
 
-TEST(ColorSyncWorlds, SRGBThroughLabGivesThePublishedValues) {
-    auto srgb = openGeneric(cmRGBData);
+TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
     auto lab = openGeneric(cmLabData);
-    ASSERT_TRUE(srgb && lab);
-    ProfileSetEntry chain[] = {{srgb.get(), 1, TransformTag::DeviceToPCS},
-                               {lab.get(), 1, TransformTag::PCSToDevice}};
-    auto world = NCWConcatColorWorld(chain);
-    ASSERT_TRUE(world);
-    EXPECT_EQ(CWInputSpace(*world), cmRGBData);
-    EXPECT_EQ(CWOutputSpace(*world), cmLabData);
-    CMColor colors[3]{};
-    colors[0].rgb = {65535, 65535, 65535};
-    colors[1].rgb = {65535, 0, 0};
-    colors[2].rgb = {0, 0, 0};
-    ASSERT_TRUE(CWMatchColors(*world, colors));
-    // sRGB under D50 (Bradford): white 100/0/0, red 54.29/80.80/69.89, black 0/0/0.
-    expectLab(colors[0], 100.0, 0.0, 0.0);
-    expectLab(colors[1], 54.29, 80.80, 69.89);
-    EXPECT_NEAR(labL(colors[2]), 0.0, kLabTolerance);
-
-    // And back: Lab -> sRGB gives the red again.
-    ProfileSetEntry back[] = {{lab.get(), 1, TransformTag::DeviceToPCS},
-                              {srgb.get(), 1, TransformTag::PCSToDevice}};
-    auto reverse = NCWConcatColorWorld(back);
-    ASSERT_TRUE(reverse);
-    CMColor red = colors[1];
-    ASSERT_TRUE(CWMatchColors(*reverse, std::span(&red, 1)));
-    EXPECT_NEAR(red.rgb.red, 65535, 40 * kFieldTolerance);
-    EXPECT_NEAR(red.rgb.green, 0, 40 * kFieldTolerance);
-    EXPECT_NEAR(red.rgb.blue, 0, 40 * kFieldTolerance);
+    const struct {
+        OSType space;
+        std::array<std::uint16_t, 3> in;
+        std::vector<double> lab; // L, a, b within kLabTolerance
+    } rows[] = {
+        // sRGB under D50 (Bradford): white, red, black.
+        {cmRGBData, {65535, 65535, 65535}, {100.0, 0.0, 0.0}},
+        {cmRGBData, {65535, 0, 0}, {54.29, 80.80, 69.89}},
+        {cmRGBData, {0, 0, 0}, {0.0}}, // L alone
+        // Gamma 2.2: Y = 0.5^2.2 = 0.2176, L* = 116 * Y^(1/3) - 16 = 53.89.
+        {cmGrayData, {65535}, {100.0, 0.0, 0.0}},
+        {cmGrayData, {32768}, {53.89, 0.0, 0.0}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.in[0]);
+        auto device = openGeneric(row.space);
+        ASSERT_TRUE(device && lab);
+        ProfileSetEntry chain[] = {{device.get(), 1, TransformTag::DeviceToPCS},
+                                   {lab.get(), 1, TransformTag::PCSToDevice}};
+        auto world = NCWConcatColorWorld(chain);
+        ASSERT_TRUE(world);
+        EXPECT_EQ(CWInputSpace(*world), row.space);
+        EXPECT_EQ(CWOutputSpace(*world), cmLabData);
+        CMColor c{};
+        std::copy(row.in.begin(), row.in.end(), c.raw);
+        ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
+        std::vector<double> got = {labL(c), labA(c), labB(c)};
+        got.resize(row.lab.size());
+        EXPECT_TRUE(knownValues(row.lab, kLabTolerance, got));
+        if (row.space != cmRGBData || row.in != std::array<std::uint16_t, 3>{65535, 0, 0})
+            continue;
+        // And back: Lab -> sRGB gives the red again.
+        ProfileSetEntry back[] = {{lab.get(), 1, TransformTag::DeviceToPCS},
+                                  {device.get(), 1, TransformTag::PCSToDevice}};
+        auto reverse = NCWConcatColorWorld(back);
+        ASSERT_TRUE(reverse);
+        ASSERT_TRUE(CWMatchColors(*reverse, std::span(&c, 1)));
+        EXPECT_KNOWN3(65535, 0, 0, 40 * kFieldTolerance, c.rgb.red, c.rgb.green, c.rgb.blue);
+    }
 }
 
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
@@ -205,27 +211,6 @@ TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
     grey.rgb = {30000, 30000, 30000};
     ASSERT_TRUE(CWMatchColors(*world, std::span(&grey, 1)));
     EXPECT_NEAR(grey.rgb.green, 30000, 40 * kFieldTolerance);
-}
-
-TEST(ColorSyncWorlds, GrayReachesLab) {
-    auto gray = openGeneric(cmGrayData);
-    auto lab = openGeneric(cmLabData);
-    ASSERT_TRUE(gray && lab);
-    ProfileSetEntry grayToLab[] = {{gray.get(), 1, TransformTag::DeviceToPCS},
-                                   {lab.get(), 1, TransformTag::PCSToDevice}};
-    auto toLab = NCWConcatColorWorld(grayToLab);
-    ASSERT_TRUE(toLab);
-    EXPECT_EQ(CWInputSpace(*toLab), cmGrayData);
-    CMColor white{}, mid{};
-    white.gray.gray = 65535;
-    mid.gray.gray = 32768;
-    CMColor colors[] = {white, mid};
-    ASSERT_TRUE(CWMatchColors(*toLab, colors));
-    EXPECT_NEAR(labL(colors[0]), 100.0, kLabTolerance);
-    EXPECT_NEAR(labA(colors[0]), 0.0, kLabTolerance);
-    // Gamma 2.2: Y = 0.5^2.2 = 0.2176, L* = 116 * Y^(1/3) - 16 = 53.89.
-    EXPECT_NEAR(labL(colors[1]), 53.89, kLabTolerance);
-    EXPECT_NEAR(labB(colors[1]), 0.0, kLabTolerance);
 }
 
 // Installed printer profiles into the generic Lab profile, against the
@@ -264,9 +249,8 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = bpc != 0});
         ASSERT_TRUE(world);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        EXPECT_NEAR(labL(c), L, kL);
-        EXPECT_NEAR(labA(c), a, kAB);
-        EXPECT_NEAR(labB(c), b, kAB);
+        EXPECT_KNOWN(L, kL, labL(c));
+        EXPECT_TRUE(knownValues({a, b}, kAB, {labA(c), labB(c)}));
     }
     EXPECT_EQ(checked, 8);
 }

@@ -4,11 +4,13 @@
 // and gray profile's measures).
 #include <gtest/gtest.h>
 
+#include "tests/known_value.h"
+
 #include <array>
 #include <cmath>
 
 #include "color/profile_inspector.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -48,10 +50,8 @@ float labL(const CMColor& c) {
 
 class InksTest : public ::testing::Test {
   protected:
-    std::unique_ptr<ProfileInspector> printer(const std::string& name, const ProfileRecipe& recipe,
-                                              std::int32_t intent) {
-        return ProfileInspector::profileInspectorWithProfilePath(
-            writeProfile(dir, name, make(recipe)), intent);
+    static std::unique_ptr<ProfileInspector> printer(const std::string& name, std::int32_t intent) {
+        return ProfileInspector::profileInspectorWithProfilePath(storedPath(name), intent);
     }
     ScopedProfilePlaces places;
     TempDir dir;
@@ -76,7 +76,7 @@ TEST_F(InksTest, DensityIsLogOfTheInverseComponentWithWhiteAtMinusTwo) {
 }
 
 TEST_F(InksTest, DotGainOfEachInkAtItsHalfTint) {
-    auto inspector = printer("plain.icc", printerRecipe(), 1);
+    auto inspector = printer("cmyk-printer.icc", 1);
     ASSERT_TRUE(inspector);
     EXPECT_FALSE(inspector->calculatedDotGain());
     EXPECT_NEAR(inspector->dotGainOfCyanChanel(), kPlainInkGain, kGainTolerance);
@@ -92,14 +92,14 @@ TEST_F(InksTest, DotGainOfEachInkAtItsHalfTint) {
 }
 
 TEST_F(InksTest, DotGainIsWorkedOutOnceAndAFailureIsNotRetried) {
-    auto path = writeProfile(dir, "printer.icc", make(printerRecipe()));
+    auto path = writeProfile(dir, "printer.icc", stored("cmyk-printer.icc"));
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
     ASSERT_TRUE(inspector);
     const auto before = CMGetEngineCounters().worldsBuilt;
     const float cyan = inspector->dotGainOfCyanChanel();
     EXPECT_EQ(CMGetEngineCounters().worldsBuilt, before + 1);
     // Another profile in the same file changes nothing: no second world.
-    writeProfile(dir, "printer.icc", make(printerRecipe(separationWithoutBlack)));
+    writeProfile(dir, "printer.icc", stored("cmyk-printer-no-black.icc"));
     EXPECT_EQ(inspector->dotGainOfCyanChanel(), cyan);
     EXPECT_NEAR(inspector->dotGainOfBlackChanel(), kPlainInkGain, kGainTolerance);
     EXPECT_EQ(CMGetEngineCounters().worldsBuilt, before + 1);
@@ -110,15 +110,13 @@ TEST_F(InksTest, DotGainIsWorkedOutOnceAndAFailureIsNotRetried) {
     std::filesystem::remove(path);
     EXPECT_EQ(lost->dotGainOfYellowChanel(), 0.0f);
     EXPECT_TRUE(lost->calculatedDotGain());
-    writeProfile(dir, "printer.icc", make(printerRecipe()));
+    writeProfile(dir, "printer.icc", stored("cmyk-printer.icc"));
     EXPECT_EQ(lost->dotGainOfYellowChanel(), 0.0f);
 }
 
 TEST_F(InksTest, WithoutAWayBackTheInkMeasuresGiveTheirDefaults) {
     // A printer that only goes to Lab gets no inspector with worlds at all.
-    ProfileRecipe oneWay = printerRecipe();
-    std::erase_if(oneWay.tables, [](const ProfileTableRecipe& t) { return (t.tag >> 24) == 'B'; });
-    auto oneWayPath = writeProfile(dir, "oneway.icc", make(oneWay));
+    const auto oneWayPath = storedPath("cmyk-printer-a2b-only.icc");
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(oneWayPath, 0));
     auto oneWayBare = ProfileInspector::profileInspectorWithProfilePath(oneWayPath, -1);
     ASSERT_TRUE(oneWayBare);
@@ -127,61 +125,56 @@ TEST_F(InksTest, WithoutAWayBackTheInkMeasuresGiveTheirDefaults) {
 
     // An input profile stands with one way: defaults, and its black point is
     // the full-ink colour.
-    oneWay.deviceClass = cmInputClass;
-    auto scanner = printer("scanner.icc", oneWay, 1);
+    Bytes input = stored("cmyk-printer-a2b-only.icc");
+    setWord(input, 12, cmInputClass);
+    auto scanner =
+        ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "in.icc", input), 1);
     ASSERT_TRUE(scanner);
     ASSERT_FALSE(scanner->PCSToDevice());
     EXPECT_EQ(scanner->PCSToDeviceBlackMax(), 100);
     EXPECT_EQ(scanner->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
     CharacteristicProfilePoints points = scanner->characteristicProfilePoints();
-    EXPECT_EQ(points.blackPointColor.lab.L, points.fullInkColor.lab.L);
-    EXPECT_EQ(points.blackPointColor.lab.a, points.fullInkColor.lab.a);
-    EXPECT_EQ(points.blackPointColor.lab.b, points.fullInkColor.lab.b);
+    EXPECT_TRUE(std::equal(points.blackPointColor.raw, points.blackPointColor.raw + 3,
+                           points.fullInkColor.raw));
 }
 
-TEST_F(InksTest, TotalInkAndBlackAreTruncated) {
-    // 74.9996 % four times sums to 299.998 in single precision: 299, not 300.
-    auto under = printer("under.icc", printerRecipe(separationJustUnder300), 1);
-    ASSERT_TRUE(under);
-    EXPECT_EQ(under->PCSToDeviceTotalInkMax(), 299);
-    EXPECT_EQ(under->PCSToDeviceBlackMax(), 74);
-
-    auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
-    ASSERT_TRUE(noBlack);
-    EXPECT_EQ(noBlack->PCSToDeviceTotalInkMax(), 300);
-    EXPECT_EQ(noBlack->PCSToDeviceBlackMax(), 0);
-}
-
-TEST_F(InksTest, StartOfBlackWalksDownTheNeutralAxis) {
-    // Black never reaches 0.5 %: the walk ends at 5930 without testing it.
-    auto noBlack = printer("noblack.icc", printerRecipe(separationWithoutBlack), 1);
-    ASSERT_TRUE(noBlack);
-    EXPECT_EQ(noBlack->PCSToDeviceLuminanceOfStartBlack(),
-              static_cast<float>(5930 * 100.0 / 65535.0));
-
-    // 1 % of black already on white: the first test stops, exactly 100.
-    auto onWhite = printer("onwhite.icc", printerRecipe(separationBlackOnWhite), 1);
-    ASSERT_TRUE(onWhite);
-    EXPECT_EQ(onWhite->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
-
-    // All neutrals in black: the second step, L 64880, already has about 1 %.
-    auto plain = printer("plain.icc", printerRecipe(), 1);
-    ASSERT_TRUE(plain);
-    EXPECT_EQ(plain->PCSToDeviceLuminanceOfStartBlack(),
-              static_cast<float>(64880 * 100.0 / 65535.0));
+TEST_F(InksTest, TotalInkBlackAndStartOfBlack) {
+    const struct {
+        const char* file;
+        std::optional<int> totalInk, blackMax;
+        float startOfBlack; // L where the walk down the neutral axis ends
+    } rows[] = {
+        // 74.9996 % four times sums to 299.998 in single precision: truncated.
+        {"cmyk-printer-ink-just-under-300.icc", 299, 74, -1.0f},
+        // Black never reaches 0.5 %: the walk ends at 5930 without testing it.
+        {"cmyk-printer-no-black.icc", 300, 0, static_cast<float>(5930 * 100.0 / 65535.0)},
+        // 1 % of black already on white: the first test stops, exactly 100.
+        {"cmyk-printer-black-on-white.icc", std::nullopt, std::nullopt, 100.0f},
+        // All neutrals in black: the second step, L 64880, already has about 1 %.
+        {"cmyk-printer.icc", std::nullopt, std::nullopt,
+         static_cast<float>(64880 * 100.0 / 65535.0)},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.file);
+        auto inspector = printer(row.file, 1);
+        ASSERT_TRUE(inspector);
+        if (row.totalInk)
+            EXPECT_EQ(inspector->PCSToDeviceTotalInkMax(), *row.totalInk);
+        if (row.blackMax)
+            EXPECT_EQ(inspector->PCSToDeviceBlackMax(), *row.blackMax);
+        if (row.startOfBlack >= 0.0f)
+            EXPECT_EQ(inspector->PCSToDeviceLuminanceOfStartBlack(), row.startOfBlack);
+    }
 }
 
 TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
-    auto inspector = printer("plain.icc", printerRecipe(), 1);
+    auto inspector = printer("cmyk-printer.icc", 1);
     ASSERT_TRUE(inspector);
     CharacteristicProfilePoints p = inspector->characteristicProfilePoints();
     // The paper is white, every full ink black.
-    EXPECT_NEAR(p.lightestLch.L, 100.0, kLabTolerance);
-    EXPECT_NEAR(p.lightestLch.c, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.fullInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.blackInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(p.cmyInkLch.L, 0.0, kLabTolerance);
-    EXPECT_NEAR(labL(p.lightestColor), 100.0, kLabTolerance);
+    EXPECT_KNOWN3(100.0, 0.0, 0.0, kLabTolerance, p.lightestLch.L, p.lightestLch.c, p.fullInkLch.L);
+    EXPECT_KNOWN3(0.0, 0.0, 100.0, kLabTolerance, p.blackInkLch.L, p.cmyInkLch.L,
+                  labL(p.lightestColor));
     EXPECT_NEAR(labL(p.blackPointColor), 0.0, kLabTolerance);
     // The primaries are sRGB's in D50 Lab: magenta, red, yellow, green, cyan, blue.
     const double chroma[6] = {111.42, 106.84, 94.69, 113.33, 52.83, 131.23};
@@ -193,7 +186,7 @@ TEST_F(InksTest, CharacteristicPointsOfAPrinterAreItsInksInLab) {
     EXPECT_EQ(p.maxChroma, p.primaryLch[5].c); // blue
 
     // An RGB profile has none of it.
-    auto rgb = printer("rgb.icc", tableRGBRecipe(), 1);
+    auto rgb = printer("rgb-tables-v2.icc", 1);
     ASSERT_TRUE(rgb);
     EXPECT_EQ(rgb->characteristicProfilePoints().lightestLch.L, 0.0f);
     EXPECT_EQ(rgb->PCSToDeviceTotalInkMax(), 400);

@@ -1,9 +1,17 @@
-// ProfileInspector: opening (and why not) from a path and from bytes, its colour worlds,
-// validation, comparison and the header accessors.
+// Reading profiles: ProfileInspector opening (and why not) from a path and
+// from bytes, its colour worlds, validation, comparison and header accessors;
+// table elements by intent, their kind and grid, the fallback to the header's
+// intent and the description structure; broken files named after their
+// defect, each refused with its reason (random damage is the fuzzer's job).
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "color/profile_inspector.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/profile_manager.h"
+#include "color/profile_tag_tables.h"
+#include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
 
 using namespace slidebox::color;
@@ -25,24 +33,23 @@ std::size_t openFiles() {
     return slidebox::platform::directoryContentsAtPath("/proc/self/fd").size();
 }
 
-ProfileRecipe oneWayRecipe(OSType deviceClass) {
-    ProfileRecipe recipe;
-    recipe.deviceClass = deviceClass;
-    recipe.description = "One way";
-    recipe.tables = {{fourCC("A2B0"), ProfileTableRecipe::Kind::Lut16, 5}};
-    return recipe;
-}
-
 } // namespace
 
-class ProfileInspectorTest : public ::testing::Test {
+class ProfileReading : public ::testing::Test {
   protected:
     ScopedProfilePlaces places;
     TempDir dir;
+    Bytes good = stored("rgb-tables-v2.icc");
+
+    /// Writes bytes to dir/broken.icc, in place of what was there.
+    std::filesystem::path write(const Bytes& bytes) {
+        std::filesystem::remove(dir / "broken.icc");
+        return writeProfile(dir, "broken.icc", bytes);
+    }
 };
 
-TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
-    auto path = writeProfile(dir, "rgb.icc", make(tableRGBRecipe()));
+TEST_F(ProfileReading, IntentChoosesWhetherWorldsAreMade) {
+    const auto path = storedPath("rgb-tables-v2.icc");
     for (std::int32_t intent : {0, 1, 2, 3, -1, 4, 77}) {
         const bool worlds = intent >= 0 && intent <= 3;
         auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, intent);
@@ -58,16 +65,17 @@ TEST_F(ProfileInspectorTest, IntentChoosesWhetherWorldsAreMade) {
     const std::size_t before = openFiles();
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, 1);
     EXPECT_EQ(openFiles(), before);
-    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceIn(), cmRGBData);
-    EXPECT_EQ(inspector->DeviceToPCS()->dataColorSpaceOut(), cmLabData);
-    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceIn(), cmLabData);
-    EXPECT_EQ(inspector->PCSToDevice()->dataColorSpaceOut(), cmRGBData);
+    EXPECT_EQ((std::vector{inspector->DeviceToPCS()->dataColorSpaceIn(),
+                           inspector->DeviceToPCS()->dataColorSpaceOut(),
+                           inspector->PCSToDevice()->dataColorSpaceIn(),
+                           inspector->PCSToDevice()->dataColorSpaceOut()}),
+              (std::vector{cmRGBData, cmLabData, cmLabData, cmRGBData}));
 }
 
-TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
+TEST_F(ProfileReading, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
     using slidebox::platform::ErrorCode;
     writeFile(dir / "text.icc", "not a profile at all, just some words of text");
-    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
+    const auto display = storedPath("rgb-display-a2b0-grid5.icc");
     const struct {
         std::filesystem::path path;
         std::int32_t intent;
@@ -85,40 +93,35 @@ TEST_F(ProfileInspectorTest, AbsentOrUnusableInputGivesNothingAndSaysWhy) {
     EXPECT_FALSE(ProfileInspector::initWithPath(dir / "missing.icc"));
 }
 
-TEST_F(ProfileInspectorTest, OneWayProfileStandsOnlyAsInputClass) {
-    auto display = writeProfile(dir, "display.icc", make(oneWayRecipe(cmDisplayClass)));
-    auto scanner = writeProfile(dir, "scanner.icc", make(oneWayRecipe(cmInputClass)));
+TEST_F(ProfileReading, OneWayProfileStandsOnlyAsInputClass) {
+    const auto display = storedPath("rgb-display-a2b0-grid5.icc");
+    Bytes scannerBytes = stored("rgb-display-a2b0-grid5.icc");
+    setWord(scannerBytes, 12, cmInputClass);
+    const auto scanner = writeProfile(dir, "scanner.icc", scannerBytes);
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(display, 0));
     EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(display, -1));
     auto input = ProfileInspector::profileInspectorWithProfilePath(scanner, 0);
     ASSERT_TRUE(input);
-    EXPECT_TRUE(input->DeviceToPCS());
-    EXPECT_FALSE(input->PCSToDevice());
-    EXPECT_EQ(input->PCSToDeviceNbGridPoints(), 0);
-    EXPECT_EQ(input->DeviceToPCSNbGridPoints(), 5);
+    EXPECT_TRUE(input->DeviceToPCS() && !input->PCSToDevice());
+    EXPECT_EQ(std::pair(input->DeviceToPCSNbGridPoints(), input->PCSToDeviceNbGridPoints()),
+              std::pair(5, 0));
     // A scanner profile that can't convert from Lab is still good.
     EXPECT_TRUE(ProfileInspector::goodPathProfileData(scanner));
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(display));
 }
 
-TEST_F(ProfileInspectorTest, SpoiltIntent2TableFailsValidationButNotIntent0) {
-    ProfileRecipe recipe = tableRGBRecipe();
-    std::erase_if(recipe.tables,
-                  [](const ProfileTableRecipe& t) { return t.tag == fourCC("A2B2"); });
-    // An 'mft2' element that stops after its channel counts.
-    recipe.rawTags.push_back({fourCC("A2B2"), {'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 9, 0}});
-    auto path = writeProfile(dir, "spoilt.icc", make(recipe));
-    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 0));
-    EXPECT_TRUE(ProfileInspector::profileInspectorWithProfilePath(path, 1));
-    EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, 2));
+TEST_F(ProfileReading, SpoiltIntent2TableFailsValidationButNotIntent0) {
+    // Its A2B2 is an 'mft2' element that stops after its channel counts.
+    const auto path = storedPath("rgb-tables-v2-a2b2-cut-short.icc");
+    for (std::int32_t intent : {0, 1, 2})
+        EXPECT_EQ(!!ProfileInspector::profileInspectorWithProfilePath(path, intent), intent != 2);
     EXPECT_FALSE(ProfileInspector::goodPathProfileData(path));
-    EXPECT_TRUE(ProfileInspector::goodPathProfileData(
-        writeProfile(dir, "good.icc", make(tableRGBRecipe()))));
+    EXPECT_TRUE(ProfileInspector::goodPathProfileData(storedPath("rgb-tables-v2.icc")));
 }
 
-TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
+TEST_F(ProfileReading, FromBytesTheTemporaryFileGoesWithTheInspector) {
     auto before = temporaryFiles();
-    Bytes bytes = make(tableRGBRecipe());
+    Bytes bytes = stored("rgb-tables-v2.icc");
     {
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, 0);
         ASSERT_TRUE(inspector);
@@ -138,10 +141,10 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     Bytes broken(bytes.begin(), bytes.begin() + 200);
     EXPECT_FALSE(ProfileInspector::profileInspectorWithProfileData(broken, 0));
     EXPECT_FALSE(
-        ProfileInspector::profileInspectorWithProfileData(make(oneWayRecipe(cmDisplayClass)), 1));
+        ProfileInspector::profileInspectorWithProfileData(stored("rgb-display-a2b0-grid5.icc"), 1));
     EXPECT_TRUE(ProfileInspector::goodProfileData(bytes));
-    EXPECT_FALSE(ProfileInspector::goodProfileData(broken));
-    EXPECT_FALSE(ProfileInspector::goodProfileData({}));
+    EXPECT_FALSE(ProfileInspector::goodProfileData(broken) ||
+                 ProfileInspector::goodProfileData({}));
     EXPECT_EQ(temporaryFiles(), before);
 
     // A profile given by path is never removed.
@@ -150,18 +153,18 @@ TEST_F(ProfileInspectorTest, FromBytesTheTemporaryFileGoesWithTheInspector) {
     EXPECT_TRUE(slidebox::platform::fileExistsAtPath(path));
 }
 
-TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
-    Bytes bytes = make(tableRGBRecipe());
-    struct Row {
-        std::uint32_t header;
-        std::int32_t preferred;
-    };
-    for (Row row :
-         {Row{0, 0}, Row{2, 2}, Row{3, 3}, Row{7, 3}, Row{0xFFFFFFFF, 0}, Row{0x80000000, 0}}) {
-        setWord(bytes, 64, row.header);
+TEST_F(ProfileReading, PreferredIntentIsTheHeadersHeldInRange) {
+    Bytes bytes = stored("rgb-tables-v2.icc");
+    for (auto [header, preferred] : {std::pair<std::uint32_t, std::int32_t>{0, 0},
+                                     {2, 2},
+                                     {3, 3},
+                                     {7, 3},
+                                     {0xFFFFFFFF, 0},
+                                     {0x80000000, 0}}) {
+        setWord(bytes, 64, header);
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
         ASSERT_TRUE(inspector);
-        EXPECT_EQ(inspector->preferedRenderingIntent(), row.preferred) << row.header;
+        EXPECT_EQ(inspector->preferedRenderingIntent(), preferred) << header;
     }
     // initWithPath takes that intent for its worlds.
     setWord(bytes, 64, 2);
@@ -171,8 +174,8 @@ TEST_F(ProfileInspectorTest, PreferredIntentIsTheHeadersHeldInRange) {
     EXPECT_TRUE(inspector->DeviceToPCS());
 }
 
-TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
-    Bytes bytes = make(tableRGBRecipe());
+TEST_F(ProfileReading, ComponentsFollowTheDataColorSpace) {
+    Bytes bytes = stored("rgb-tables-v2.icc");
     std::vector<std::pair<std::string, unsigned>> rows = {{"GRAY", 1}, {"RGB ", 3}, {"Luv ", 3},
                                                           {"CMYK", 4}, {"MCH7", 7}, {"sRGB", 3},
                                                           {"2CLR", 0}, {"MCH4", 0}, {"abcd", 0}};
@@ -187,13 +190,10 @@ TEST_F(ProfileInspectorTest, ComponentsFollowTheDataColorSpace) {
     }
 }
 
-TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
-    ProfileRecipe recipe = tableRGBRecipe();
-    Bytes a = make(recipe);
-    recipe.tables.resize(2); // other contents, other size
-    recipe.technology.reset();
-    Bytes b = make(recipe);
-    for (Bytes* bytes : {&a, &b}) // the same date
+TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
+    Bytes a = stored("rgb-tables-v2.icc");
+    Bytes b = stored("rgb-tables-v2-no-tech.icc"); // other contents, other size
+    for (Bytes* bytes : {&a, &b})                  // the same date
         setDate(*bytes, {2024, 3, 5, 6, 7, 8});
     auto pa = writeProfile(dir, "a.icc", a);
     auto pb = writeProfile(dir, "b.icc", b);
@@ -202,21 +202,270 @@ TEST_F(ProfileInspectorTest, ComparisonLooksAtNameDateAndSignaturesOnly) {
     EXPECT_EQ(inspector->dateTimeAsString(), "2024-03-05 06:07:08 +0000");
     EXPECT_EQ(inspector->dateTime().year, 2024);
 
-    Bytes c = b;
-    c[35] = 9; // a second later
-    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "c.icc", c)));
-    Bytes d = b;
-    setWord(d, 12, cmOutputClass);
-    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "d.icc", d)));
+    b[35] = 9; // a second later
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "c.icc", b)));
+    b[35] = 8;
+    setWord(b, 12, cmOutputClass);
+    EXPECT_FALSE(ProfileInspector::profileWithPath(pa, writeProfile(dir, "d.icc", b)));
     EXPECT_FALSE(ProfileInspector::profileWithPath(pa, dir / "missing.icc"));
 
     // Without descriptions both are "_unknown_", and so still equal.
-    recipe.description.reset();
-    Bytes e = make(recipe);
+    Bytes e = stored("rgb-two-tables-no-tech-no-desc.icc");
     std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
     auto pe = writeProfile(dir, "e.icc", e);
     auto pf = writeProfile(dir, "f.icc", e);
     EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(),
               "_unknown_");
     EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
+}
+
+TEST(ProfileTagTables, TagsOfEachIntent) {
+    struct Row {
+        std::int32_t intent;
+        const char* a;
+        const char* b;
+    };
+    for (Row row : {Row{0, "A2B0", "B2A0"}, Row{1, "A2B1", "B2A1"}, Row{2, "A2B2", "B2A2"},
+                    Row{3, "A2B1", "B2A1"}, Row{-1, "A2B1", "B2A1"}, Row{9, "A2B1", "B2A1"}}) {
+        OSType a = 0, b = 0;
+        GetTableTags(row.intent, &a, &b);
+        EXPECT_EQ(a, fourCC({row.a[0], row.a[1], row.a[2], row.a[3], 0})) << row.intent;
+        EXPECT_EQ(b, fourCC({row.b[0], row.b[1], row.b[2], row.b[3], 0})) << row.intent;
+    }
+    OSType only = 0;
+    GetTableTags(2, nullptr, &only);
+    EXPECT_EQ(only, fourCC("B2A2"));
+}
+
+TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
+    EXPECT_EQ(IsOSType(nullptr, kLut16Type), 0);
+    ElementBlock shortBlock{'m', 'f', 't'};
+    EXPECT_EQ(IsOSType(&shortBlock, kLut16Type), 0);
+    ElementBlock lut8{'m', 'f', 't', '1', 0, 0, 0, 0, 4, 3, 17, 0};
+    EXPECT_EQ(IsOSType(&lut8, kLut8Type), 1);
+    EXPECT_EQ(IsOSType(&lut8, kLut16Type), 0);
+
+    TabInfos infos;
+    GetInfosOnTable(infos, &lut8);
+    EXPECT_EQ((std::vector<std::uint64_t>{
+                  infos.size, infos.type, std::uint64_t(infos.inputChannels),
+                  std::uint64_t(infos.outputChannels), std::uint64_t(infos.gridPoints)}),
+              (std::vector<std::uint64_t>{12, kLut8Type, 4, 3, 17}));
+
+    ElementBlock mab{'m', 'B', 'A', ' ', 0, 0, 0, 0, 3, 4};
+    GetInfosOnTable(infos, &mab);
+    EXPECT_EQ(infos.type, kLutBtoAType);
+    EXPECT_EQ(infos.gridPoints, 0xFFFF);
+    EXPECT_EQ(infos.outputChannels, 4);
+
+    // Another type, no element, or one too short leaves the record as it was.
+    TabInfos before = infos;
+    ElementBlock curve{'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 0};
+    ElementBlock cut{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3};
+    for (const ElementBlock* element : std::vector<const ElementBlock*>{&curve, &cut, nullptr}) {
+        GetInfosOnTable(infos, element);
+        EXPECT_EQ(infos.size, before.size);
+        EXPECT_EQ(infos.type, before.type);
+    }
+    ResetTabInfos(infos);
+    EXPECT_EQ(infos.size, 0u);
+    EXPECT_EQ(infos.gridPoints, 0);
+}
+
+TEST_F(ProfileReading, GetElementOutPlacesAndErrors) {
+    auto profile = CMOpenProfile(storedPath("rgb-tables-v2.icc"));
+    ASSERT_TRUE(profile);
+    std::uint32_t size = 77;
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), nullptr, &size), 0);
+    EXPECT_EQ(size, 0u);
+
+    std::optional<ElementBlock> element = ElementBlock{1, 2, 3};
+    EXPECT_EQ(GetElement(*profile, fourCC("A2B0"), &element, &size), 0);
+    ASSERT_TRUE(element);
+    EXPECT_EQ(element->size(), size);
+    EXPECT_EQ(IsOSType(&*element, kLut16Type), 1);
+
+    EXPECT_EQ(GetElement(*profile, fourCC("gamt"), &element, &size), cmElementTagNotFound);
+    EXPECT_FALSE(element);
+    EXPECT_EQ(size, 0u);
+    EXPECT_TRUE(TestProfileDatasForIntent(*profile, 2));
+}
+
+TEST_F(ProfileReading, LutAtoBTablesHaveNoGridPoints) {
+    // Lut16 grids are in the CLI's golden lines (icc info).
+    const auto mab = storedPath("rgb-ab-tables-v4.icc");
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(mab, 0);
+    ASSERT_TRUE(inspector);
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), -1);
+    EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), -1);
+    auto profile = CMOpenProfile(mab);
+    TabInfos a, b;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, &b);
+    EXPECT_EQ(a.type, kLutAtoBType);
+    EXPECT_EQ(a.inputChannels, 3);
+    EXPECT_EQ(a.outputChannels, 3);
+    EXPECT_EQ(b.type, kLutBtoAType);
+}
+
+TEST_F(ProfileReading, MissingTableFallsBackToTheHeadersIntent) {
+    const auto path = storedPath("rgb-input-a2b0-grid6.icc");
+    auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+    ASSERT_TRUE(inspector);
+    EXPECT_FALSE(inspector->availableRenderingIntent(1));
+    EXPECT_TRUE(inspector->availableRenderingIntent(0));
+    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 6); // -1 reads A2B1, falls back to A2B0
+
+    // A header intent other than 0 and 2 falls back to A2B1.
+    auto profile = CMOpenProfile(storedPath("rgb-input-intent3-a2b1-grid4-a2b2-grid5.icc"));
+    TabInfos a;
+    GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+    EXPECT_EQ(a.gridPoints, 4);
+
+    // No table at all, or a table of another type: the record is zeroed.
+    auto shaper = CMOpenProfile(storedPath("matrix-rgb-v2.icc"));
+    Bytes curveBytes = stored("rgb-input-a2b0-grid6.icc");
+    setWord(curveBytes, tagEntry(curveBytes, fourCC("A2B0")).value().first, fourCC("curv"));
+    auto curve = CMOpenProfile(write(curveBytes));
+    for (CMProfile* profile : {shaper.get(), curve.get()}) {
+        a.size = 5;
+        GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
+        EXPECT_EQ(a.size, 0u);
+        EXPECT_EQ(a.type, 0u);
+        EXPECT_EQ(a.gridPoints, 0);
+    }
+}
+
+TEST_F(ProfileReading, DescriptionStructureIs44BigEndianBytes) {
+    Bytes bytes = stored("rgb-tables-v2.icc");
+    setWord(bytes, 48, fourCC("SBOX"));
+    setWord(bytes, 52, 0x00001234);
+    setWord(bytes, 56, 0x01020304);
+    setWord(bytes, 60, 0x05060708);
+    auto inspector =
+        ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "d.icc", bytes), -1);
+    ASSERT_TRUE(inspector);
+    auto data = inspector->profileDescriptionStructureData();
+    ASSERT_TRUE(data);
+    const Bytes expected = {'S', 'B', 'O', 'X', 0,   0,   0x12, 0x34, 1,   2, 3, 4, 5, 6, 7,
+                            8,   'C', 'R', 'T', ' ', 'm', 'l',  'u',  'c', 0, 0, 0, 0, 0, 0,
+                            0,   0,   'm', 'l', 'u', 'c', 0,    0,    0,   0, 0, 0, 0, 0};
+    EXPECT_EQ(*data, expected);
+
+    auto plain = ProfileInspector::profileInspectorWithProfilePath(
+        storedPath("rgb-tables-v2-no-tech.icc"), -1);
+    auto plainData = plain->profileDescriptionStructureData();
+    ASSERT_TRUE(plainData);
+    ASSERT_EQ(plainData->size(), 44u);
+    EXPECT_EQ(word(*plainData, 16), 0u);
+}
+
+TEST_F(ProfileReading, WrongDeclaredSizesAndTagCounts) {
+    struct Row {
+        const char* defect;
+        std::size_t offset;
+        std::uint32_t value;
+    };
+    const Row rows[] = {
+        {"size beyond the file", 0, static_cast<std::uint32_t>(good.size() + 1)},
+        {"size of 4 GiB", 0, 0xFFFFFFFF},
+        {"size below the header", 0, 100},
+        {"size cutting the tag table", 0, 140},
+        {"huge tag count", 128, 0xFFFFFFFF},
+        {"tag count past the file", 128, 100000},
+        {"tag offset outside", 132 + 4, static_cast<std::uint32_t>(good.size() + 16)},
+        {"tag offset wrapping", 132 + 4, 0xFFFFFFF0},
+        {"tag size outside", 132 + 8, static_cast<std::uint32_t>(good.size())},
+        {"tag inside the header", 132 + 4, 16},
+    };
+    for (const Row& row : rows) {
+        Bytes bytes = good;
+        setWord(bytes, row.offset, row.value);
+        auto path = write(bytes);
+        EXPECT_FALSE(CMOpenProfile(path)) << row.defect;
+        EXPECT_FALSE(ProfileInspector::profileInspectorWithProfilePath(path, -1)) << row.defect;
+    }
+    // A declared size below the file's is accepted: some profiles carry padding.
+    Bytes padded = good;
+    padded.resize(good.size() + 64, 0);
+    EXPECT_TRUE(CMOpenProfile(write(padded)));
+}
+
+TEST_F(ProfileReading, DescriptionWhoseCountRunsPastItsEnd) {
+    auto desc = tagEntry(good, fourCC("desc"));
+    ASSERT_TRUE(desc);
+    ASSERT_EQ(word(good, desc->first), fourCC("desc"));
+    for (std::uint32_t count : {desc->second, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+        Bytes bytes = good;
+        setWord(bytes, desc->first + 8, count); // the ASCII count
+        auto path = write(bytes);
+        auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
+        ASSERT_TRUE(inspector);
+        EXPECT_EQ(inspector->profileName(), "_unknown_") << count;
+    }
+}
+
+TEST_F(ProfileReading, FilesThatArentProfilesAreRefusedAtOnceWithTheirReason) {
+    using slidebox::platform::ErrorCode;
+    // A FIFO with no writer would hold a blocking open for ever.
+    const auto fifo = dir / "fifo.icc";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    // A sparse file of 1 GiB whose header claims 89 million tags: refused
+    // before its bytes are read, so without taking the memory.
+    const auto sparse = dir / "sparse.icc";
+    {
+        Bytes header(good.begin(), good.begin() + 132);
+        setWord(header, 0, 1u << 30);
+        setWord(header, 128, 89000000);
+        writeProfile(dir, "sparse.icc", header);
+        std::filesystem::resize_file(sparse, std::uintmax_t{1} << 30);
+    }
+    // Below the size limit, a tag table the file can't hold is still caught
+    // before the engine is asked.
+    Bytes claims = good;
+    setWord(claims, 128, static_cast<std::uint32_t>(good.size() / 12));
+    struct Row {
+        std::filesystem::path path;
+        ErrorCode code;
+    };
+    const Row rows[] = {
+        {fifo, ErrorCode::CannotOpen},         {dir.path(), ErrorCode::CannotOpen},
+        {sparse, ErrorCode::TooLarge},         {write(claims), ErrorCode::Malformed},
+        {dir / "none", ErrorCode::CannotOpen},
+    };
+    for (const Row& row : rows) {
+        auto opened = CMOpenProfileChecked(row.path);
+        ASSERT_FALSE(opened) << row.path;
+        EXPECT_EQ(opened.status().code(), row.code)
+            << row.path << ": " << opened.status().message();
+    }
+}
+
+TEST_F(ProfileReading, CatalogueLeavesOutBrokenUnreadableAndLoopingEntries) {
+    good = catalogueProfile(cmDisplayClass, cmRGBData, "Good");
+    writeProfile(dir, "good.icc", good);
+    writeProfile(dir, "empty.icc", {});
+    writeProfile(dir, "truncated.icc", Bytes(good.begin(), good.begin() + good.size() / 2));
+    writeProfile(dir, "text.icc", Bytes(4000, 'x'));
+    writeProfile(dir, "locked.icc", good);
+    ::chmod((dir / "locked.icc").c_str(), 0);
+    ::mkfifo((dir / "pipe.icc").c_str(), 0600);
+    std::filesystem::create_symlink(dir / "nowhere.icc", dir / "dangling.icc");
+    std::filesystem::create_symlink(dir / "self.icc", dir / "self.icc");
+    std::filesystem::create_directory_symlink(dir.path(), dir / "loop");
+    std::filesystem::create_directory(dir / "locked-folder");
+    writeProfile(dir, "locked-folder/inside.icc", good);
+    ::chmod((dir / "locked-folder").c_str(), 0);
+
+    auto m = ProfileManager::initWithUse(0x7F, 0x3F, true, dir.path(), false);
+    ::chmod((dir / "locked-folder").c_str(), 0700);
+    ::chmod((dir / "locked.icc").c_str(), 0600);
+    ASSERT_TRUE(m);
+    std::vector<std::string> names;
+    for (std::int32_t i = 1; i < m->count(); ++i)
+        names.push_back(*m->profileFileNameAtIndex(i));
+    // Root reads what the mode bars; anyone else is barred.
+    std::vector<std::string> expected = {"good.icc"};
+    if (::geteuid() == 0)
+        expected = {"good.icc", "locked-folder/inside.icc", "locked.icc"};
+    EXPECT_EQ(names, expected);
 }

@@ -6,7 +6,7 @@
 #include <QStandardItemModel>
 
 #include "color/profile_manager.h"
-#include "color/tests/catalogue_fixtures.h"
+#include "color/tests/profile_fixtures.h"
 #include "color/widgets/profile_popup_button.h"
 
 using namespace slidebox::color;
