@@ -35,12 +35,4 @@ std::vector<std::string> lines(const std::string& text) {
     return result;
 }
 
-std::map<std::string, std::string> fields(const std::string& text) {
-    std::map<std::string, std::string> result;
-    for (const std::string& line : lines(text))
-        if (auto colon = line.find(": "); colon != std::string::npos)
-            result[line.substr(0, colon)] = line.substr(colon + 2);
-    return result;
-}
-
 } // namespace slidebox::testing

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,8 +35,7 @@ std::vector<std::string> homeEnv(const TempDir& home);
 CliRun runAt(const TempDir& home, std::vector<std::string> command,
              const std::vector<std::string>& args);
 
-/// The lines of an output; its "key: value" lines by key.
+/// The lines of an output.
 std::vector<std::string> lines(const std::string& text);
-std::map<std::string, std::string> fields(const std::string& text);
 
 } // namespace slidebox::testing
