@@ -338,17 +338,15 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
 }
 
 TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
-    // The same pixels, once as CMLabColor fields and once as a CIELab file
-    // keeps them: identical statistics, patch averages and gamut images.
-    LabImage a(30, 9), b(30, 9);
+    // The same pixels as CMLabColor fields and as a CIELab file keeps them (a
+    // and b signed): identical statistics, patch averages and gamut images.
+    LabImage a(30, 9), b(30, 9), bSigned(30, 9);
     a.scatter(5);
     b.scatter(6);
-    for (std::uint16_t& field : b.pixels)
-        field = static_cast<std::uint16_t>(32768 + (field & 0x3FF)); // small differences
-    LabImage bSigned = b;
-    for (std::size_t i = 0; i < bSigned.pixels.size(); i += 3) {
-        bSigned.pixels[i + 1] ^= 0x8000;
-        bSigned.pixels[i + 2] ^= 0x8000;
+    for (std::size_t i = 0; i < b.pixels.size(); ++i) {
+        b.pixels[i] =
+            static_cast<std::uint16_t>(32768 + (b.pixels[i] & 0x3FF)); // small differences
+        bSigned.pixels[i] = static_cast<std::uint16_t>(b.pixels[i] ^ (i % 3 ? 0x8000 : 0));
     }
     Bitmap m = mask(30, 9, [](auto x, auto y) { return x % 5 == 4 || y % 4 == 3; });
     for (bool patches : {false, true}) {
@@ -356,11 +354,10 @@ TEST_F(CompareTest, SignedFileFieldsCompareLikeTheFields) {
         world.setAveragePatchColor(patches);
         QImage plain(30, 9, QImage::Format_RGB888), signedImage(30, 9, QImage::Format_RGB888);
         ASSERT_TRUE(compare(a, b, 2.0f, &m, &plain));
-        const float average = world.averageDeltaE(), maxi = world.maxiDeltaE();
+        const auto statistics = std::pair(world.averageDeltaE(), world.maxiDeltaE());
         ASSERT_TRUE(other.setLabBitmap(bSigned.wrapped(), true));
         ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, &m, &signedImage));
-        EXPECT_EQ(world.averageDeltaE(), average);
-        EXPECT_EQ(world.maxiDeltaE(), maxi);
+        EXPECT_EQ(std::pair(world.averageDeltaE(), world.maxiDeltaE()), statistics);
         EXPECT_TRUE(plain == signedImage);
     }
 }
