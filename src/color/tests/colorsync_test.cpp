@@ -64,9 +64,8 @@ TEST(ColorSyncBoundary, OutOfRangeValuesAreHeldAndWrongCountsRefused) {
     // the CLI's golden lines; values beyond a field's ends are held to it.
     auto held = colorFromEngineValues(std::vector<double>{120.0, 300.0, -300.0}, cmLabData);
     ASSERT_TRUE(held);
-    EXPECT_EQ(held->lab.L, 65535);
-    EXPECT_EQ(held->lab.a, 65535);
-    EXPECT_EQ(held->lab.b, 0);
+    EXPECT_EQ((std::array{held->lab.L, held->lab.a, held->lab.b}),
+              (std::array<std::uint16_t, 3>{65535, 65535, 0}));
     EXPECT_FALSE(colorFromEngineValues(std::vector<double>{1.0}, cmRGBData));
     // Spaces with channels but no colour record, and one with neither.
     for (OSType space : {fourCC("sRGB"), fourCC("9CLR"), fourCC("2CLR")})
@@ -136,10 +135,8 @@ TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     EXPECT_TRUE(std::equal(element.begin(), element.end(), bytes.begin() + entry->first));
     EXPECT_EQ(word(element, 0), fourCC("mft2"));
 
-    std::uint32_t small = size - 1;
-    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), small, element.data()), cmProfileError);
-    std::uint32_t none = 0;
-    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), none, element.data()), paramErr);
+    for (auto [given, error] : {std::pair{size - 1, cmProfileError}, {0u, paramErr}})
+        EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), given, element.data()), error);
     EXPECT_EQ(CMGetProfileElement(*profile, fourCC("gamt"), size, nullptr), cmElementTagNotFound);
 }
 
@@ -166,8 +163,8 @@ TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
                                    {lab.get(), 1, TransformTag::PCSToDevice}};
         auto world = NCWConcatColorWorld(chain);
         ASSERT_TRUE(world);
-        EXPECT_EQ(CWInputSpace(*world), row.space);
-        EXPECT_EQ(CWOutputSpace(*world), cmLabData);
+        EXPECT_EQ(std::pair(CWInputSpace(*world), CWOutputSpace(*world)),
+                  std::pair(row.space, cmLabData));
         CMColor c{};
         std::copy(row.in.begin(), row.in.end(), c.raw);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
@@ -187,8 +184,7 @@ TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
 }
 
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
-    auto srgb = openGeneric(cmRGBData);
-    auto lab = openGeneric(cmLabData);
+    auto srgb = openGeneric(cmRGBData), lab = openGeneric(cmLabData);
     ASSERT_TRUE(srgb && lab);
     using T = TransformTag;
     const ProfileSetEntry in{srgb.get(), 0, T::DeviceToPCS}, out{srgb.get(), 0, T::PCSToDevice},
@@ -258,8 +254,7 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
 // Without optimisation a bitmap is matched exactly as single colours are,
 // which is what lets a bitmap match agree with a match of its colours.
 TEST(ColorSyncBitmaps, UnoptimisedMatchGivesTheFieldsOfSingleColours) {
-    auto srgb = openGeneric(cmRGBData);
-    auto gray = openGeneric(cmGrayData);
+    auto srgb = openGeneric(cmRGBData), gray = openGeneric(cmGrayData);
     ASSERT_TRUE(srgb && gray);
     ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
                                {gray.get(), 0, TransformTag::PCSToDevice}};
