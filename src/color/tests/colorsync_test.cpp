@@ -112,17 +112,14 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
                                           fourCC("acsp"), fourCC("APPL"), 0x01020304u, 0x05060708u,
                                           0xF6D6}));
     EXPECT_EQ(CMGetProfileLocation(*profile), path);
-    // The record and its bytes are one another's image.
-    EXPECT_EQ(headerFromBytes(bytesFromHeader(*header))->white.X, 0xF6D6);
+    // The record written back is the file's header.
     auto back = bytesFromHeader(*header);
     EXPECT_TRUE(std::equal(back.begin(), back.end(), bytes.begin()));
 }
 
 TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
-    TempDir dir;
     Bytes bytes = stored("rgb-tables-v2.icc");
-    auto path = writeProfile(dir, "rgb.icc", bytes);
-    auto profile = CMOpenProfile(path);
+    auto profile = CMOpenProfile(storedPath("rgb-tables-v2.icc"));
     ASSERT_TRUE(profile);
     auto entry = tagEntry(bytes, fourCC("A2B0"));
     ASSERT_TRUE(entry);

@@ -64,8 +64,7 @@ TEST(DisplayProfileX11, RootWindowPropertyOfEachScreen) {
     const auto text = [](const std::optional<std::vector<std::uint8_t>>& bytes) {
         return bytes ? std::string(bytes->begin(), bytes->end()) : std::string("none");
     };
-    EXPECT_EQ(text(readX11ProfileAtom(display, 0)), "first");
-    EXPECT_EQ(text(readX11ProfileAtom(display, 1)), "second");
-    EXPECT_EQ(text(readX11ProfileAtom(display, 2)), "none");
+    for (auto [screen, value] : {std::pair{0, "first"}, {1, "second"}, {2, "none"}})
+        EXPECT_EQ(text(readX11ProfileAtom(display, screen)), value);
     EXPECT_EQ(text(readX11ProfileAtom(":999999", 0)), "none"); // no server there
 }

@@ -7,22 +7,20 @@ using namespace slidebox::color;
 
 namespace {
 CM2Header sampleHeader() {
-    CM2Header h;
-    h.size = 3144;
-    h.CMMType = fourCC("lcms");
-    h.profileVersion = 0x02100000;
-    h.profileClass = fourCC("mntr");
-    h.dataColorSpace = fourCC("RGB ");
-    h.profileConnectionSpace = fourCC("XYZ ");
-    h.CS2profileSignature = fourCC("acsp");
-    h.platform = fourCC("APPL");
-    h.flags = 0x00010002;
-    h.deviceManufacturer = fourCC("IEC ");
-    h.deviceModel = 0x73524742;
-    h.deviceAttributes = {0x00000001, 0x80000000};
-    h.renderingIntent = 1;
-    h.white = {0xF6D6, 0x10000, 0xD32D};
-    return h;
+    return {.size = 3144,
+            .CMMType = fourCC("lcms"),
+            .profileVersion = 0x02100000,
+            .profileClass = fourCC("mntr"),
+            .dataColorSpace = fourCC("RGB "),
+            .profileConnectionSpace = fourCC("XYZ "),
+            .CS2profileSignature = fourCC("acsp"),
+            .platform = fourCC("APPL"),
+            .flags = 0x00010002,
+            .deviceManufacturer = fourCC("IEC "),
+            .deviceModel = 0x73524742,
+            .deviceAttributes = {0x00000001, 0x80000000},
+            .renderingIntent = 1,
+            .white = {0xF6D6, 0x10000, 0xD32D}};
 }
 } // namespace
 
