@@ -30,14 +30,10 @@ CMProfileRef openGeneric(OSType space) {
     return path ? CMOpenProfile(*path) : nullptr;
 }
 
-double labL(const CMColor& c) {
-    return c.lab.L * 100.0 / 65535.0;
-}
-double labA(const CMColor& c) {
-    return c.lab.a * 255.996 / 65535.0 - 128.0;
-}
-double labB(const CMColor& c) {
-    return c.lab.b * 255.996 / 65535.0 - 128.0;
+/// L, a and b of a Lab record.
+std::vector<double> labOf(const CMColor& c) {
+    return {c.lab.L * 100.0 / 65535.0, c.lab.a * 255.996 / 65535.0 - 128.0,
+            c.lab.b * 255.996 / 65535.0 - 128.0};
 }
 
 } // namespace
@@ -165,7 +161,7 @@ TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
         CMColor c{};
         std::copy(row.in.begin(), row.in.end(), c.raw);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        std::vector<double> got = {labL(c), labA(c), labB(c)};
+        std::vector<double> got = labOf(c);
         got.resize(row.lab.size());
         EXPECT_TRUE(knownValues(row.lab, kLabTolerance, got));
         if (row.space != cmRGBData || row.in != std::array<std::uint16_t, 3>{65535, 0, 0})
@@ -242,8 +238,9 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = bpc != 0});
         ASSERT_TRUE(world);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        EXPECT_KNOWN(L, kL, labL(c));
-        EXPECT_TRUE(knownValues({a, b}, kAB, {labA(c), labB(c)}));
+        const auto lab = labOf(c);
+        EXPECT_KNOWN(L, kL, lab[0]);
+        EXPECT_TRUE(knownValues({a, b}, kAB, {lab[1], lab[2]}));
     }
     EXPECT_EQ(checked, 8);
 }

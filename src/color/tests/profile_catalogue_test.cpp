@@ -291,20 +291,7 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     EXPECT_EQ(brief->name(), "Dated");
 }
 
-TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTime) {
-    // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
-    putDated("system/spring.icc", "Spring", {2023, 3, 26, 2, 30, 0});
-    putDated("system/winter.icc", "Winter", {2009, 12, 31, 23, 59, 59});
-    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
-    ASSERT_TRUE(m);
-    ScopedEnv zone("TZ", "Europe/Paris");
-    m->setCurrentIndex(0);
-    EXPECT_EQ(m->creationDate(), "26 March 2023 - 03:30:00");
-    m->setCurrentIndex(1);
-    EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
-}
-
-TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
+TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTimeElseNoDate) {
     // The last day of each month and the day after; 29 February of leap years only.
     const std::uint16_t lastDay[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     std::vector<std::pair<CMDateTime, bool>> dates = {{{2024, 2, 29, 12, 0, 0}, true},
@@ -317,16 +304,27 @@ TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
     }
     for (std::size_t i = 0; i < dates.size(); ++i)
         putDated("system/d" + std::to_string(100 + i) + ".icc", "D", dates[i].first);
+    // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
+    putDated("system/e-spring.icc", "Spring", {2023, 3, 26, 2, 30, 0});
+    putDated("system/f-winter.icc", "Winter", {2009, 12, 31, 23, 59, 59});
     auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
     ASSERT_TRUE(m);
-    ASSERT_EQ(m->count(), static_cast<std::int32_t>(dates.size()));
-    ScopedEnv zone("TZ", "UTC");
-    for (std::size_t i = 0; i < dates.size(); ++i) {
-        m->setCurrentIndex(static_cast<std::int32_t>(i));
-        const CMDateTime& d = dates[i].first;
-        EXPECT_EQ(m->creationDate() != "No Date", dates[i].second)
-            << d.year << "-" << d.month << "-" << d.dayOfTheMonth << ": " << m->creationDate();
+    const auto n = static_cast<std::int32_t>(dates.size());
+    ASSERT_EQ(m->count(), n + 2);
+    {
+        ScopedEnv zone("TZ", "UTC");
+        for (std::int32_t i = 0; i < n; ++i) {
+            m->setCurrentIndex(i);
+            const CMDateTime& d = dates[i].first;
+            EXPECT_EQ(m->creationDate() != "No Date", dates[i].second)
+                << d.year << "-" << d.month << "-" << d.dayOfTheMonth << ": " << m->creationDate();
+        }
     }
+    ScopedEnv zone("TZ", "Europe/Paris");
+    m->setCurrentIndex(n);
+    EXPECT_EQ(m->creationDate(), "26 March 2023 - 03:30:00");
+    m->setCurrentIndex(n + 1);
+    EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
 }
 
 TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
