@@ -191,7 +191,7 @@ TEST_F(ColorWorldTest, RefusedMatchIsLoggedAndLeavesTheColour) {
     EXPECT_EQ(log_, std::vector<std::string>{"Error in matchColor: (CWMatchColors) of ColorWorld"});
 }
 
-TEST(ColorWorldComparisonColors, DefaultsAsBytes) {
+TEST(ColorWorldComparisonColors, DefaultsAndSetColoursAsBytes) {
     ColorWorld world;
     world.initComparisonColors();
     const ComparisonColors& c = world.comparisonColors();
@@ -212,20 +212,17 @@ TEST(ColorWorldComparisonColors, DefaultsAsBytes) {
     EXPECT_EQ(low, ColorValue::colorWithCalibratedRed(1, 1, 1, 1));
     EXPECT_EQ(inLimit, ColorValue::colorWithCalibratedRed(0.0f, 0.6f, 0.0f, 1.0f));
     EXPECT_EQ(nonCompared, ColorValue::colorWithCalibratedRed(0.7f, 0.7f, 0.7f, 1.0f));
-}
 
-TEST(ColorWorldComparisonColors, SetColoursKeepEightBitsPerChannel) {
-    ColorWorld world;
+    // Set colours keep eight bits a channel.
     world.setInGamutColors(ColorValue::colorWithDeviceRed(0.5f, 0.25f, 1.0f, 0.3f),
                            ColorValue::colorWithCalibratedRed(0.1f, 0.9f, 0.7f, 1.0f));
-    ColorValue low, limit;
-    world.getInGamutColors(&low, &limit);
+    world.getInGamutColors(&low, &inLimit);
     EXPECT_EQ(low.colorSpaceName(), ColorSpaceName::CalibratedRGB);
     float r, g, b, a;
     low.getRed(r, g, b, a);
     EXPECT_KNOWN3(127 * kByteStep, 63 * kByteStep, 1.0f, 1e-7f, r, g, b); // trunc(127.5)
     EXPECT_EQ(a, 1.0f);                                                   // alpha is not kept
-    limit.getRed(r, g, b, a);
+    inLimit.getRed(r, g, b, a);
     EXPECT_KNOWN3(25 * kByteStep, 229 * kByteStep, 178 * kByteStep, 1e-7f, r, g, b);
 
     world.setOutGamutColors(ColorValue::colorWithCalibratedRed(1, 0, 0, 1),

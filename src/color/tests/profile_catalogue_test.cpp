@@ -1,8 +1,14 @@
-// The catalogue: installed profiles by kind and space in groups, the
+// The header report (its seven lines and number formats) and the catalogue:
+// installed profiles by kind and space in groups, the
 // profiles of one folder, its rows, its current row as text, and the table
 // source — on folder trees made for each test; the generic profiles, the
-// user's folder, the display profile and the screen under a point.
+// user's folder, the display profile (colord, or the X11 property read from
+// an Xvfb of the test's own, set with xprop as a colour tool would set it)
+// and the screen under a point.
 #include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
 
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
@@ -10,6 +16,7 @@
 #include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
 #include "platform/script_runner.h"
+#include "tests/child_process.h"
 #include "tests/scoped_env.h"
 
 #include <QGuiApplication>
@@ -39,6 +46,22 @@ std::vector<std::string> current(const ProfileManager& m) {
     return {m.name(), m.colorSpace(), m.kindOfUse(), m.pcs(), m.profilCreator(), m.creationDate()};
 }
 
+CM2Header sampleHeader() {
+    return {.size = 3144,
+            .CMMType = fourCC("lcms"),
+            .profileVersion = 0x02100000,
+            .profileClass = fourCC("mntr"),
+            .dataColorSpace = fourCC("RGB "),
+            .profileConnectionSpace = fourCC("XYZ "),
+            .CS2profileSignature = fourCC("acsp"),
+            .platform = fourCC("APPL"),
+            .flags = 0x00010002,
+            .deviceManufacturer = fourCC("IEC "),
+            .deviceModel = 0x73524742,
+            .deviceAttributes = {0x00000001, 0x80000000},
+            .renderingIntent = 1,
+            .white = {0xF6D6, 0x10000, 0xD32D}};
+}
 } // namespace
 
 /// Installed folders of the test's own: system, local, data home, ~/.color.
@@ -474,6 +497,36 @@ struct ScopedSources {
     }
     ~ScopedSources() { ProfileManager::setDisplayProfileSources({}); }
 };
+
+/// An Xvfb server that lives as long as the object; it writes its display
+/// number to the pipe once it accepts connections.
+struct OwnXServer {
+    OwnXServer() {
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return;
+        pid = startChild(
+            {"Xvfb", "-displayfd", std::to_string(fds[1]), "-noreset", "-nolisten", "tcp"}, {},
+            "/dev/null", fds[1]);
+        ::close(fds[1]);
+        std::string number;
+        char c;
+        while (pid > 0 && ::read(fds[0], &c, 1) == 1 && c != '\n')
+            number += c;
+        ::close(fds[0]);
+        if (!number.empty())
+            display = ":" + number;
+    }
+    ~OwnXServer() {
+        if (pid > 0) {
+            ::kill(pid, SIGTERM);
+            waitChild(pid, std::chrono::seconds(10));
+        }
+    }
+    pid_t pid = -1;
+    std::string display;
+};
+
 } // namespace
 
 TEST_F(CatalogueTest, DisplayProfileIsColordsFirstThenTheX11PropertyElseNone) {
@@ -524,4 +577,73 @@ TEST_F(CatalogueTest, DisplayProfileIsColordsFirstThenTheX11PropertyElseNone) {
                   static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2)),
               rgb);
     EXPECT_FALSE(ProfileManager::pathOfScreenProfileWithGlobalPoint(-20000.0f, -20000.0f));
+}
+
+TEST(DisplayProfileX11, RootWindowPropertyOfEachScreen) {
+    OwnXServer server;
+    if (server.display.empty())
+        GTEST_SKIP() << "Xvfb can't be started: run tools/setup.sh";
+    const char* display = server.display.c_str();
+    EXPECT_FALSE(readX11ProfileAtom(display, 0)); // nothing set yet
+
+    const auto set = [&](const std::string& atom, const std::string& value) {
+        auto run = runChild("/usr/bin/xprop", {"-display", display, "-root", "-format", atom, "8s",
+                                               "-set", atom, value});
+        return run.status == 0;
+    };
+    if (!set("_ICC_PROFILE", "first") || !set("_ICC_PROFILE_1", "second"))
+        GTEST_SKIP() << "xprop can't set the property: run tools/setup.sh";
+    const auto text = [](const std::optional<std::vector<std::uint8_t>>& bytes) {
+        return bytes ? std::string(bytes->begin(), bytes->end()) : std::string("none");
+    };
+    for (auto [screen, value] : {std::pair{0, "first"}, {1, "second"}, {2, "none"}})
+        EXPECT_EQ(text(readX11ProfileAtom(display, screen)), value);
+    EXPECT_EQ(text(readX11ProfileAtom(":999999", 0)), "none"); // no server there
+}
+
+TEST(ProfileHeaderReport, SevenLinesInOrder) {
+    EXPECT_EQ(headerInfos(sampleHeader()),
+              "Size : 3.144 Ko / CMMType : lcms / version : 0x02100000\n"
+              "class : mntr / dataColorSpace : RGB  / connectionSpace : XYZ \n"
+              "CS2signature : acsp / platform : APPL / flags : 0x00010002\n"
+              "deviceManufacturer : IEC  / model : 0x73524742\n"
+              "deviceAttributes : 0x00000001 0x80000000\n"
+              "renderingIntent : cmRelativeColorimetric\n"
+              "white : X = 0.9642, Y = 1.0000, Z = 0.8249");
+}
+
+TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
+    CM2Header h = sampleHeader();
+    // Single precision first: 4294967295 becomes 4294967296 before the division.
+    for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "},
+                               {1001u, "Size : 1.001 Ko / "},
+                               {0u, "Size : 0 / "},
+                               {0xFFFFFFFFu, "Size : 4294967.296 Ko / "}}) {
+        h.size = size;
+        EXPECT_EQ(headerInfos(h).rfind(start, 0), 0u) << size;
+    }
+}
+
+TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
+    CM2Header h = sampleHeader();
+    h.platform = 0;
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find(std::string("platform : \0\0\0\0 / flags", 22)), std::string::npos);
+    EXPECT_EQ(signatureText(0), std::string(4, '\0'));
+    EXPECT_EQ(signatureText(fourCC("scnr")), "scnr");
+
+    const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation",
+                           "cmAbsoluteColorimetric"};
+    for (std::uint32_t i = 0; i < 4; ++i) {
+        h.renderingIntent = i;
+        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"),
+                  std::string::npos);
+    }
+}
+
+TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {
+    CM2Header h = sampleHeader();
+    h.white = {-0x8000, 0x7FFFFFFF, 1};
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"), std::string::npos);
 }
