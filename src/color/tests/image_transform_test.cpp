@@ -57,8 +57,7 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
         named{.source = kSRGB, .destination = kCMYK};
     ASSERT_TRUE(transformImageFile(in, dir_ / "a.tif", embedded, nullptr));
     ASSERT_TRUE(transformImageFile(in, dir_ / "b.tif", named, nullptr));
-    auto a = image::readImage(dir_ / "a.tif");
-    auto b = image::readImage(dir_ / "b.tif");
+    auto a = image::readImage(dir_ / "a.tif"), b = image::readImage(dir_ / "b.tif");
     ASSERT_TRUE(a && b);
     EXPECT_TRUE(a->bitmap.samePixels(b->bitmap));
     EXPECT_EQ(a->iccProfile, platform::readRegularFile(kCMYK).value());

@@ -391,27 +391,24 @@ TEST_F(CatalogueTest, GenericProfilesAreResourcesAndNothingIsWritten) {
     auto profile = ProfileManager::profileRefForPath(*lab);
     ASSERT_TRUE(profile);
     auto header = CMGetProfileHeader(*profile);
-    EXPECT_EQ(header->profileClass, cmAbstractClass);
-    EXPECT_EQ(header->dataColorSpace, cmLabData);
-    EXPECT_EQ(header->profileConnectionSpace, cmLabData);
-    EXPECT_EQ(header->profileVersion, 0x02100000u); // 2.1: no black-point compensation into it
+    // Version 2.1: no black-point compensation into it.
+    EXPECT_EQ((std::vector{header->profileClass, header->dataColorSpace,
+                           header->profileConnectionSpace, header->profileVersion}),
+              (std::vector{cmAbstractClass, cmLabData, cmLabData, 0x02100000u}));
     // D50 white: 0.9642, 1.0, 0.8249 in 16.16 fixed point.
     EXPECT_NEAR(header->white.X, 0xF6D6, 1);
     EXPECT_EQ(header->white.Y, 0x10000);
     EXPECT_NEAR(header->white.Z, 0xD32D, 1);
 
-    struct Row {
-        std::optional<std::filesystem::path> path;
-        OSType space;
-    };
-    for (Row row : {Row{ProfileManager::pathOfGenericXYZProfil(), cmXYZData},
-                    Row{ProfileManager::pathOfGenericGrayProfil(), cmGrayData},
-                    Row{ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {
-        ASSERT_TRUE(row.path);
-        EXPECT_EQ(row.path->parent_path(), lab->parent_path());
-        auto p = ProfileManager::profileRefForPath(*row.path);
+    for (auto [path, space] :
+         {std::pair{ProfileManager::pathOfGenericXYZProfil(), cmXYZData},
+          {ProfileManager::pathOfGenericGrayProfil(), cmGrayData},
+          {ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {
+        ASSERT_TRUE(path);
+        EXPECT_EQ(path->parent_path(), lab->parent_path());
+        auto p = ProfileManager::profileRefForPath(*path);
         ASSERT_TRUE(p);
-        EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, row.space);
+        EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, space);
     }
     EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
     // The user's data folder plays no part: even unwritable, nothing changes.

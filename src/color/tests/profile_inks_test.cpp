@@ -58,9 +58,8 @@ class InksTest : public ::testing::Test {
 };
 
 TEST_F(InksTest, DensityIsLogOfTheInverseComponentWithWhiteAtMinusTwo) {
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
-    auto world = ColorWorld::initColorWorldWithSrcProfil(*lab, *lab, 1);
+    const auto lab = ProfileManager::pathOfGenericLabProfil().value();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(lab, lab, 1);
     ASSERT_TRUE(world);
     CMColor white = labColor(65535, 32768, 32768);
     EXPECT_NEAR(ProfileInspector::YdensityForColor(white, *world), -2.0, kFloatTolerance);

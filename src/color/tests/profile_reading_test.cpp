@@ -192,8 +192,7 @@ TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     Bytes b = stored("rgb-tables-v2-no-tech.icc"); // other contents, other size
     for (Bytes* bytes : {&a, &b})                  // the same date
         setDate(*bytes, {2024, 3, 5, 6, 7, 8});
-    auto pa = writeProfile(dir, "a.icc", a);
-    auto pb = writeProfile(dir, "b.icc", b);
+    const auto pa = writeProfile(dir, "a.icc", a), pb = writeProfile(dir, "b.icc", b);
     EXPECT_TRUE(ProfileInspector::profileWithPath(pa, pb));
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(pa, -1);
     EXPECT_EQ(inspector->dateTimeAsString(), "2024-03-05 06:07:08 +0000");
@@ -209,8 +208,7 @@ TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     // Without descriptions both are "_unknown_", and so still equal.
     Bytes e = stored("rgb-two-tables-no-tech-no-desc.icc");
     std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
-    auto pe = writeProfile(dir, "e.icc", e);
-    auto pf = writeProfile(dir, "f.icc", e);
+    const auto pe = writeProfile(dir, "e.icc", e), pf = writeProfile(dir, "f.icc", e);
     EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(),
               "_unknown_");
     EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
