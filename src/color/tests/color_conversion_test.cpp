@@ -28,6 +28,12 @@ Fields fields(const CMColor& c, int n = 3) {
     return Fields(c.raw, c.raw + n);
 }
 
+/// Lab components in, the fields they are written as.
+struct LabRow {
+    float L, a, b;
+    Fields expected;
+};
+
 } // namespace
 
 // The ends of the Lab scale, white both ways, the clamped lab2xyz, 1976 and
@@ -43,18 +49,14 @@ TEST(ColorConversionFields, UnitScaleReadsTheFieldAsIs) {
 }
 
 TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
-    struct Row {
-        float L, a, b;
-        Fields expected;
-    };
-    const Row rows[] = {
+    const LabRow rows[] = {
         // The single-precision 127.996 still reaches the top.
         {-3.0f, 127.996f, -128.0f, {0, 65535, 0}},
         // a and b are computed in double from the start: a single-precision
         // product with 65535 would give 19125 here.
         {50.0f, -53.293f, 0.0f, {32767, 19124, 32768}},
     };
-    for (const Row& row : rows) {
+    for (const LabRow& row : rows) {
         SCOPED_TRACE(row.a);
         CMColor c{};
         CC::LabL(row.L, row.a, row.b, c);
@@ -132,14 +134,10 @@ TEST(ColorConversionFields, BytesScaleBy257AndLabBytesGoThroughReals) {
 }
 
 TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
-    struct Row {
-        float L, a, b;
-        Fields expected;
-    };
-    const Row rows[] = {{100.0f, 127.996f, -200.0f, {255, 255, 0}},
-                        {50.0f, 127.5f, -0.5f, {127, 255, 127}}, // 127.5 truncated
-                        {-1.0f, 0.0f, 0.99f, {0, 128, 128}}};
-    for (const Row& row : rows) {
+    const LabRow rows[] = {{100.0f, 127.996f, -200.0f, {255, 255, 0}},
+                           {50.0f, 127.5f, -0.5f, {127, 255, 127}}, // 127.5 truncated
+                           {-1.0f, 0.0f, 0.99f, {0, 128, 128}}};
+    for (const LabRow& row : rows) {
         std::uint8_t L, a, b;
         CC::LabL(row.L, row.a, row.b, L, a, b);
         EXPECT_EQ((Fields{L, a, b}), row.expected) << row.L;
@@ -188,28 +186,18 @@ TEST(ColorConversionLab, OutOfRangeComponentsClampToZeroAndReportFalse) {
 }
 
 TEST(ColorConversionLch, HueBandsAndQuadrants) {
-    struct Case {
-        float a, b, h;
-    };
-    const Case cases[] = {
-        {0.05f, 0.05f, 0.0f},
-        {-1.0f, 0.05f, 180.0f},
-        {-0.05f, 0.05f, 0.0f},
-        {0.0f, 5.0f, 90.0f},
-        {0.0f, -5.0f, 270.0f},
-        {-1.0f, -1.0f, 225.0f},
-        {1.0f, 1.0f, 45.0f},
-        {1.0f, -1.0f, 315.0f},
-        {-0.0999f, 2.0f, 90.0f}, // inside the band
-        {0.1f, 0.1f, 45.0f},     // 0.1 lies outside the band
-        // The bounds are doubles: the single-precision -0.1 widens to just
-        // below -0.1 and so lies outside, 90 + atan(0.05) in degrees.
-        {-0.1f, 2.0f, 92.86240f},
-    };
-    for (const Case& k : cases) {
+    // a, b and the hue. A component in the band around 0 counts as 0 (-0.0999
+    // inside, 0.1 outside); its bounds are doubles: the single-precision -0.1 widens to just below
+    // -0.1 and so lies outside, 90 + atan(0.05) in degrees.
+    const float cases[][3] = {
+        {0.05f, 0.05f, 0.0f}, {-1.0f, 0.05f, 180.0f},  {-0.05f, 0.05f, 0.0f},
+        {0.0f, 5.0f, 90.0f},  {0.0f, -5.0f, 270.0f},   {-1.0f, -1.0f, 225.0f},
+        {1.0f, 1.0f, 45.0f},  {1.0f, -1.0f, 315.0f},   {-0.0999f, 2.0f, 90.0f},
+        {0.1f, 0.1f, 45.0f},  {-0.1f, 2.0f, 92.86240f}};
+    for (auto [a, b, h] : cases) {
         Lch lch;
-        LabToLch(50.0f, k.a, k.b, lch);
-        EXPECT_NEAR(lch.h, k.h, kHueTol) << "a " << k.a << " b " << k.b;
+        LabToLch(50.0f, a, b, lch);
+        EXPECT_NEAR(lch.h, h, kHueTol) << "a " << a << " b " << b;
         EXPECT_EQ(lch.L, 50.0f);
     }
     Lch lch;
@@ -278,12 +266,10 @@ TEST(ColorConversionYxy, BlackAndZeroYCarryTheIeeeResult) {
     float Y, x, y;
     CC::CMLabToYxy(lab(0, 0, 65535), Y, x, y);
     EXPECT_EQ(Y, 0.0f);
-    EXPECT_TRUE(std::isnan(x));
-    EXPECT_TRUE(std::isnan(y));
+    EXPECT_TRUE(std::isnan(x) && std::isnan(y));
 
     // y = 0 makes X and Z infinite: a clamps to its top, b to its bottom.
     CMColor c{};
     CC::Yxy_Y(50.0f, 0.3f, 0.0f, c);
-    EXPECT_EQ(c.lab.a, 65535);
-    EXPECT_EQ(c.lab.b, 0);
+    EXPECT_EQ(Fields(c.raw + 1, c.raw + 3), (Fields{65535, 0}));
 }

@@ -3,7 +3,6 @@
 // divisors, and the throttle's slices and pauses on a fake clock.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <span>
 #include <vector>
@@ -211,31 +210,6 @@ TEST_F(ProfileQuality, ThrottlePausesBetweenSlices) {
     for (std::size_t s = 1; s < 51; ++s)
         EXPECT_NEAR(clock.pauses[s], clock.work * (s < 5 ? 100.0 / 99.9f - 1.0 : 9.0), kPauseTol)
             << s;
-}
-
-TEST_F(ProfileQuality, ColorRunsMatchLikeOneColourACall) {
-    // Runs of colours, alone or over threads, give the fields of one engine
-    // call a colour: a CMYK world both ways, sizes around the run length.
-    auto [toLab, fromLab] = worldsOf(storedPath("cmyk-printer.icc"), 0);
-    std::uint32_t seed = 12345;
-    for (const CMWorld* world : {toLab.get(), fromLab.get()})
-        for (std::size_t count : {0u, 1u, 513u, 5000u}) {
-            std::vector<CMColor> colors(count);
-            for (CMColor& c : colors)
-                for (auto& field : c.raw)
-                    field =
-                        static_cast<std::uint16_t>((seed = seed * 1664525u + 1013904223u) >> 16);
-            std::vector<CMColor> one = colors;
-            for (CMColor& c : one)
-                ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-            for (unsigned threads : {1u, 2u, 3u}) {
-                std::vector<CMColor> runs = colors;
-                ASSERT_TRUE(CWMatchColorRuns(*world, runs, threads));
-                for (std::size_t n = 0; n < count; ++n)
-                    ASSERT_EQ(std::memcmp(&runs[n], &one[n], sizeof(CMColor)), 0)
-                        << "colour " << n << ", " << threads << " threads";
-            }
-        }
 }
 
 } // namespace

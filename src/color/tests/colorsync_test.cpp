@@ -30,14 +30,10 @@ CMProfileRef openGeneric(OSType space) {
     return path ? CMOpenProfile(*path) : nullptr;
 }
 
-double labL(const CMColor& c) {
-    return c.lab.L * 100.0 / 65535.0;
-}
-double labA(const CMColor& c) {
-    return c.lab.a * 255.996 / 65535.0 - 128.0;
-}
-double labB(const CMColor& c) {
-    return c.lab.b * 255.996 / 65535.0 - 128.0;
+/// L, a and b of a Lab record.
+std::vector<double> labOf(const CMColor& c) {
+    return {c.lab.L * 100.0 / 65535.0, c.lab.a * 255.996 / 65535.0 - 128.0,
+            c.lab.b * 255.996 / 65535.0 - 128.0};
 }
 
 } // namespace
@@ -64,9 +60,8 @@ TEST(ColorSyncBoundary, OutOfRangeValuesAreHeldAndWrongCountsRefused) {
     // the CLI's golden lines; values beyond a field's ends are held to it.
     auto held = colorFromEngineValues(std::vector<double>{120.0, 300.0, -300.0}, cmLabData);
     ASSERT_TRUE(held);
-    EXPECT_EQ(held->lab.L, 65535);
-    EXPECT_EQ(held->lab.a, 65535);
-    EXPECT_EQ(held->lab.b, 0);
+    EXPECT_EQ((std::array{held->lab.L, held->lab.a, held->lab.b}),
+              (std::array<std::uint16_t, 3>{65535, 65535, 0}));
     EXPECT_FALSE(colorFromEngineValues(std::vector<double>{1.0}, cmRGBData));
     // Spaces with channels but no colour record, and one with neither.
     for (OSType space : {fourCC("sRGB"), fourCC("9CLR"), fourCC("2CLR")})
@@ -113,17 +108,14 @@ TEST(ColorSyncProfiles, HeaderIsTheFilesInHostOrder) {
                                           fourCC("acsp"), fourCC("APPL"), 0x01020304u, 0x05060708u,
                                           0xF6D6}));
     EXPECT_EQ(CMGetProfileLocation(*profile), path);
-    // The record and its bytes are one another's image.
-    EXPECT_EQ(headerFromBytes(bytesFromHeader(*header))->white.X, 0xF6D6);
+    // The record written back is the file's header.
     auto back = bytesFromHeader(*header);
     EXPECT_TRUE(std::equal(back.begin(), back.end(), bytes.begin()));
 }
 
 TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
-    TempDir dir;
     Bytes bytes = stored("rgb-tables-v2.icc");
-    auto path = writeProfile(dir, "rgb.icc", bytes);
-    auto profile = CMOpenProfile(path);
+    auto profile = CMOpenProfile(storedPath("rgb-tables-v2.icc"));
     ASSERT_TRUE(profile);
     auto entry = tagEntry(bytes, fourCC("A2B0"));
     ASSERT_TRUE(entry);
@@ -136,10 +128,8 @@ TEST(ColorSyncProfiles, ElementIsReadSizeFirstThenWhole) {
     EXPECT_TRUE(std::equal(element.begin(), element.end(), bytes.begin() + entry->first));
     EXPECT_EQ(word(element, 0), fourCC("mft2"));
 
-    std::uint32_t small = size - 1;
-    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), small, element.data()), cmProfileError);
-    std::uint32_t none = 0;
-    EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), none, element.data()), paramErr);
+    for (auto [given, error] : {std::pair{size - 1, cmProfileError}, {0u, paramErr}})
+        EXPECT_EQ(CMGetProfileElement(*profile, fourCC("A2B0"), given, element.data()), error);
     EXPECT_EQ(CMGetProfileElement(*profile, fourCC("gamt"), size, nullptr), cmElementTagNotFound);
 }
 
@@ -166,12 +156,12 @@ TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
                                    {lab.get(), 1, TransformTag::PCSToDevice}};
         auto world = NCWConcatColorWorld(chain);
         ASSERT_TRUE(world);
-        EXPECT_EQ(CWInputSpace(*world), row.space);
-        EXPECT_EQ(CWOutputSpace(*world), cmLabData);
+        EXPECT_EQ(std::pair(CWInputSpace(*world), CWOutputSpace(*world)),
+                  std::pair(row.space, cmLabData));
         CMColor c{};
         std::copy(row.in.begin(), row.in.end(), c.raw);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        std::vector<double> got = {labL(c), labA(c), labB(c)};
+        std::vector<double> got = labOf(c);
         got.resize(row.lab.size());
         EXPECT_TRUE(knownValues(row.lab, kLabTolerance, got));
         if (row.space != cmRGBData || row.in != std::array<std::uint16_t, 3>{65535, 0, 0})
@@ -187,8 +177,7 @@ TEST(ColorSyncWorlds, RGBAndGrayThroughLabGiveThePublishedValues) {
 }
 
 TEST(ColorSyncWorlds, ChainsThatCantBeBuiltAreRefused) {
-    auto srgb = openGeneric(cmRGBData);
-    auto lab = openGeneric(cmLabData);
+    auto srgb = openGeneric(cmRGBData), lab = openGeneric(cmLabData);
     ASSERT_TRUE(srgb && lab);
     using T = TransformTag;
     const ProfileSetEntry in{srgb.get(), 0, T::DeviceToPCS}, out{srgb.get(), 0, T::PCSToDevice},
@@ -249,8 +238,9 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
         auto world = NCWConcatColorWorld(chain, {.blackPointCompensation = bpc != 0});
         ASSERT_TRUE(world);
         ASSERT_TRUE(CWMatchColors(*world, std::span(&c, 1)));
-        EXPECT_KNOWN(L, kL, labL(c));
-        EXPECT_TRUE(knownValues({a, b}, kAB, {labA(c), labB(c)}));
+        const auto lab = labOf(c);
+        EXPECT_KNOWN(L, kL, lab[0]);
+        EXPECT_TRUE(knownValues({a, b}, kAB, {lab[1], lab[2]}));
     }
     EXPECT_EQ(checked, 8);
 }
@@ -258,8 +248,7 @@ TEST(ColorSyncWorlds, PrinterProfilesIntoLabAgreeWithTheEnginesCalculator) {
 // Without optimisation a bitmap is matched exactly as single colours are,
 // which is what lets a bitmap match agree with a match of its colours.
 TEST(ColorSyncBitmaps, UnoptimisedMatchGivesTheFieldsOfSingleColours) {
-    auto srgb = openGeneric(cmRGBData);
-    auto gray = openGeneric(cmGrayData);
+    auto srgb = openGeneric(cmRGBData), gray = openGeneric(cmGrayData);
     ASSERT_TRUE(srgb && gray);
     ProfileSetEntry chain[] = {{srgb.get(), 0, TransformTag::DeviceToPCS},
                                {gray.get(), 0, TransformTag::PCSToDevice}};

@@ -53,14 +53,11 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
     slidebox::testing::ScopedEnv noTemporaries("TMPDIR", (dir_ / "none").c_str());
     const std::string srgb = platform::readRegularFile(kSRGB).value();
     const auto in = writeRgb("in.tif", 20, 10, srgb);
-    ImageTransformRequest embedded;
-    embedded.destination = kCMYK;
-    ImageTransformRequest named = embedded;
-    named.source = kSRGB;
+    const ImageTransformRequest embedded{.destination = kCMYK},
+        named{.source = kSRGB, .destination = kCMYK};
     ASSERT_TRUE(transformImageFile(in, dir_ / "a.tif", embedded, nullptr));
     ASSERT_TRUE(transformImageFile(in, dir_ / "b.tif", named, nullptr));
-    auto a = image::readImage(dir_ / "a.tif");
-    auto b = image::readImage(dir_ / "b.tif");
+    auto a = image::readImage(dir_ / "a.tif"), b = image::readImage(dir_ / "b.tif");
     ASSERT_TRUE(a && b);
     EXPECT_TRUE(a->bitmap.samePixels(b->bitmap));
     EXPECT_EQ(a->iccProfile, platform::readRegularFile(kCMYK).value());
@@ -75,9 +72,7 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
 TEST_F(ImageTransformTest, ABrokenEmbeddedProfileIsRefusedWithTheEnginesReason) {
     const std::string srgb = platform::readRegularFile(kSRGB).value();
     const auto in = writeRgb("in.tif", 4, 4, srgb.substr(0, srgb.size() / 2));
-    ImageTransformRequest request;
-    request.destination = kCMYK;
-    const auto status = transformImageFile(in, dir_ / "out.tif", request, nullptr);
+    const auto status = transformImageFile(in, dir_ / "out.tif", {.destination = kCMYK}, nullptr);
     EXPECT_EQ(status.code(), platform::ErrorCode::Truncated);
     EXPECT_THAT(status.message(),
                 HasSubstr("in.tif' embeds is not a usable ICC profile: declares"));
@@ -91,10 +86,8 @@ TEST_F(ImageTransformTest, AnInputCutShortUnderTheLoopLeavesNothing) {
     auto source = image::TileSource::open(in);
     ASSERT_TRUE(source);
     std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2);
-    ImageTransformRequest request;
-    request.source = kSRGB;
-    request.destination = kCMYK;
-    request.tilePixels = 1000; // ten rows a tile: the first tiles still read
+    // Ten rows a tile: the first tiles still read.
+    const ImageTransformRequest request{.source = kSRGB, .destination = kCMYK, .tilePixels = 1000};
     const auto status = transformImage(*source, in, dir_ / "out.tif", request, nullptr);
     EXPECT_FALSE(status);
     EXPECT_THAT(status.message(), HasSubstr("in.tif"));

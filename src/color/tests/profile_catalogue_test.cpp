@@ -1,13 +1,29 @@
-// The catalogue: installed profiles by kind and space in groups, the
+// The header report (its seven lines and number formats) and the catalogue:
+// installed profiles by kind and space in groups, the
 // profiles of one folder, its rows, its current row as text, and the table
-// source — on folder trees made for each test.
+// source — on folder trees made for each test; the generic profiles, the
+// user's folder, the display profile (colord, or the X11 property read from
+// an Xvfb of the test's own, set with xprop as a colour tool would set it)
+// and the screen under a point.
 #include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
 
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 #include "color/profile_table_model.h"
 #include "color/tests/profile_fixtures.h"
+#include "platform/file_system.h"
+#include "platform/script_runner.h"
+#include "tests/child_process.h"
 #include "tests/scoped_env.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <cmath>
+#include <map>
 
 using namespace slidebox::color;
 using namespace slidebox::testing;
@@ -30,6 +46,22 @@ std::vector<std::string> current(const ProfileManager& m) {
     return {m.name(), m.colorSpace(), m.kindOfUse(), m.pcs(), m.profilCreator(), m.creationDate()};
 }
 
+CM2Header sampleHeader() {
+    return {.size = 3144,
+            .CMMType = fourCC("lcms"),
+            .profileVersion = 0x02100000,
+            .profileClass = fourCC("mntr"),
+            .dataColorSpace = fourCC("RGB "),
+            .profileConnectionSpace = fourCC("XYZ "),
+            .CS2profileSignature = fourCC("acsp"),
+            .platform = fourCC("APPL"),
+            .flags = 0x00010002,
+            .deviceManufacturer = fourCC("IEC "),
+            .deviceModel = 0x73524742,
+            .deviceAttributes = {0x00000001, 0x80000000},
+            .renderingIntent = 1,
+            .white = {0xF6D6, 0x10000, 0xD32D}};
+}
 } // namespace
 
 /// Installed folders of the test's own: system, local, data home, ~/.color.
@@ -220,8 +252,9 @@ TEST_F(CatalogueTest, RowsBySearchAndIndex) {
         EXPECT_EQ(m->profileColorSpaceAtIndex(i) | m->profileKindOfUseAtIndex(i), 0u) << i;
     EXPECT_FALSE(m->isASeparatorAtIndex(3));
     EXPECT_EQ(m->indexOfProfilePath(root / "system/b.icc"), 2);
-    EXPECT_EQ(m->indexOfProfilePath(root / "system/c.icc"), 0x7FFFFFFF);
-    EXPECT_EQ(m->indexOfProfileName("Gamma"), 0x7FFFFFFF);
+    EXPECT_EQ(
+        std::pair(m->indexOfProfilePath(root / "system/c.icc"), m->indexOfProfileName("Gamma")),
+        std::pair(0x7FFFFFFF, 0x7FFFFFFF));
 
     EXPECT_TRUE(m->validCurrentIndex(3)); // past the end passes
     EXPECT_FALSE(m->validCurrentIndex(1));
@@ -281,20 +314,7 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     EXPECT_EQ(brief->name(), "Dated");
 }
 
-TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTime) {
-    // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
-    putDated("system/spring.icc", "Spring", {2023, 3, 26, 2, 30, 0});
-    putDated("system/winter.icc", "Winter", {2009, 12, 31, 23, 59, 59});
-    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
-    ASSERT_TRUE(m);
-    ScopedEnv zone("TZ", "Europe/Paris");
-    m->setCurrentIndex(0);
-    EXPECT_EQ(m->creationDate(), "26 March 2023 - 03:30:00");
-    m->setCurrentIndex(1);
-    EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
-}
-
-TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
+TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTimeElseNoDate) {
     // The last day of each month and the day after; 29 February of leap years only.
     const std::uint16_t lastDay[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     std::vector<std::pair<CMDateTime, bool>> dates = {{{2024, 2, 29, 12, 0, 0}, true},
@@ -307,16 +327,27 @@ TEST_F(CatalogueTest, DatesOffTheCalendarAreNoDate) {
     }
     for (std::size_t i = 0; i < dates.size(); ++i)
         putDated("system/d" + std::to_string(100 + i) + ".icc", "D", dates[i].first);
+    // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
+    putDated("system/e-spring.icc", "Spring", {2023, 3, 26, 2, 30, 0});
+    putDated("system/f-winter.icc", "Winter", {2009, 12, 31, 23, 59, 59});
     auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
     ASSERT_TRUE(m);
-    ASSERT_EQ(m->count(), static_cast<std::int32_t>(dates.size()));
-    ScopedEnv zone("TZ", "UTC");
-    for (std::size_t i = 0; i < dates.size(); ++i) {
-        m->setCurrentIndex(static_cast<std::int32_t>(i));
-        const CMDateTime& d = dates[i].first;
-        EXPECT_EQ(m->creationDate() != "No Date", dates[i].second)
-            << d.year << "-" << d.month << "-" << d.dayOfTheMonth << ": " << m->creationDate();
+    const auto n = static_cast<std::int32_t>(dates.size());
+    ASSERT_EQ(m->count(), n + 2);
+    {
+        ScopedEnv zone("TZ", "UTC");
+        for (std::int32_t i = 0; i < n; ++i) {
+            m->setCurrentIndex(i);
+            const CMDateTime& d = dates[i].first;
+            EXPECT_EQ(m->creationDate() != "No Date", dates[i].second)
+                << d.year << "-" << d.month << "-" << d.dayOfTheMonth << ": " << m->creationDate();
+        }
     }
+    ScopedEnv zone("TZ", "Europe/Paris");
+    m->setCurrentIndex(n);
+    EXPECT_EQ(m->creationDate(), "26 March 2023 - 03:30:00");
+    m->setCurrentIndex(n + 1);
+    EXPECT_EQ(m->creationDate(), "31 December 2009 - 23:59:59");
 }
 
 TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
@@ -324,8 +355,7 @@ TEST_F(CatalogueTest, TableModelAnswersByColumnIdentifier) {
     put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta", cmLabData));
     ProfileTableModel model(ProfileManager::initWithUse(0x1F, 0x3F, true),
                             {"kindOfUse", "name", "pcs", "headerInfos", "nothing"});
-    ASSERT_EQ(model.rowCount(), 3);
-    ASSERT_EQ(model.columnCount(), 5);
+    ASSERT_EQ(std::pair(model.rowCount(), model.columnCount()), std::pair(3, 5));
     EXPECT_EQ(model.headerData(1, Qt::Horizontal).toString(), "name");
     EXPECT_EQ(model.data(model.index(0, 0)).toString(), "mntr");
     EXPECT_EQ(model.data(model.index(2, 1)).toString(), "Beta");
@@ -352,4 +382,265 @@ TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
     EXPECT_EQ(places.profileFolders, (std::vector<std::filesystem::path>{
                                          "/usr/share/color/icc", "/usr/local/share/color/icc",
                                          "/somewhere/data/icc", places.home / ".color/icc"}));
+}
+
+TEST_F(CatalogueTest, GenericProfilesAreResourcesAndNothingIsWritten) {
+    auto lab = ProfileManager::pathOfGenericLabProfil();
+    ASSERT_TRUE(lab);
+    EXPECT_EQ(lab->parent_path(), slidebox::platform::resourceDirectory() / "icc");
+    auto profile = ProfileManager::profileRefForPath(*lab);
+    ASSERT_TRUE(profile);
+    auto header = CMGetProfileHeader(*profile);
+    // Version 2.1: no black-point compensation into it.
+    EXPECT_EQ((std::vector{header->profileClass, header->dataColorSpace,
+                           header->profileConnectionSpace, header->profileVersion}),
+              (std::vector{cmAbstractClass, cmLabData, cmLabData, 0x02100000u}));
+    // D50 white: 0.9642, 1.0, 0.8249 in 16.16 fixed point.
+    EXPECT_NEAR(header->white.X, 0xF6D6, 1);
+    EXPECT_EQ(header->white.Y, 0x10000);
+    EXPECT_NEAR(header->white.Z, 0xD32D, 1);
+
+    for (auto [path, space] :
+         {std::pair{ProfileManager::pathOfGenericXYZProfil(), cmXYZData},
+          {ProfileManager::pathOfGenericGrayProfil(), cmGrayData},
+          {ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {
+        ASSERT_TRUE(path);
+        EXPECT_EQ(path->parent_path(), lab->parent_path());
+        auto p = ProfileManager::profileRefForPath(*path);
+        ASSERT_TRUE(p);
+        EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, space);
+    }
+    EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
+    // The user's data folder plays no part: even unwritable, nothing changes.
+    EXPECT_FALSE(slidebox::platform::fileExistsAtPath(places.home() / ".local/share/slidebox"));
+    ProfilePlaces blocked = ProfileManager::places();
+    writeFile(places.home() / "file", "x");
+    blocked.dataHome = places.home() / "file"; // a file where the folder should be
+    ProfileManager::setPlaces(blocked);
+    EXPECT_EQ(ProfileManager::pathOfGenericLabProfil(), lab);
+    // The path of a profile reference is where it was opened.
+    EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
+    EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
+}
+
+TEST_F(CatalogueTest, UserFolderFollowsTheDataFolderAndIsMadeWhenMissing) {
+    ProfilePlaces moved = ProfileManager::places();
+    moved.dataHome = places.home() / "data"; // as $XDG_DATA_HOME would
+    ProfileManager::setPlaces(moved);
+    const std::filesystem::path expected = places.home() / "data/icc";
+    EXPECT_EQ(ProfileManager::pathOfColorSyncUserFolder(), expected);
+    EXPECT_TRUE(slidebox::platform::isDirectory(expected));
+}
+
+TEST_F(CatalogueTest, OpeningSaysWhyNot) {
+    writeFile(places.home() / "text.icc", "no profile");
+    using slidebox::platform::ErrorCode;
+    const struct {
+        std::filesystem::path path;
+        ErrorCode code;
+    } rows[] = {{"", ErrorCode::BadArgument},
+                {places.home() / "missing.icc", ErrorCode::CannotOpen},
+                {places.home().path(), ErrorCode::CannotOpen},
+                {places.home() / "text.icc", ErrorCode::Malformed},
+                {"/" + std::string(kMaxProfilePathBytes, 'a'), ErrorCode::TooLarge}};
+    for (const auto& row : rows) {
+        auto opened = ProfileManager::openProfile(row.path);
+        EXPECT_EQ(opened.status().code(), row.code) << row.path.native().size();
+        EXPECT_FALSE(opened.status().message().empty());
+        EXPECT_FALSE(ProfileManager::profileRefForPath(row.path));
+    }
+}
+
+TEST_F(CatalogueTest, ProfilesPastTheSystemsPathLimitOpenAndAreListed) {
+    const auto deep = writeDeepFile(root / "system", 6000,
+                                    readFile(ProfileManager::pathOfGenericLabProfil().value()));
+    ASSERT_FALSE(deep.empty());
+    EXPECT_TRUE(ProfileManager::openProfile(deep));
+    auto installed = ProfileManager::initWithUse(kUseAbstract, kSpaceLab);
+    ASSERT_TRUE(installed);
+    EXPECT_EQ(installed->profilesPathArray(), std::vector<std::filesystem::path>{deep});
+    auto folder = ProfileManager::initWithUse(0, kSpaceLab, false, root / "system", false);
+    ASSERT_TRUE(folder);
+    EXPECT_NE(folder->indexOfProfilePath(deep), ProfileManager::kNotFound);
+}
+
+TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
+    // Main screen 1440 x 900; a second one to its right, one above it inactive.
+    std::vector<ScreenDevice> screens = {{QRect(0, 0, 1440, 900), true},
+                                         {QRect(1440, 0, 1920, 1080), true},
+                                         {QRect(0, -800, 1280, 800), false}};
+    using PM = ProfileManager;
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(10, 10, screens), 0u);
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(1500.5f, 10, screens), 1u);
+    // y equal to the height is the top edge, row 0, still on the main screen.
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(0, 900, screens), 0u);
+    // y = 0 is row 900, just below the main screen but on the taller second one only.
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(5, 0, screens), std::nullopt);
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(1445, 0, screens), 1u);
+    // Above the main screen lies only the inactive one.
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(100, 1200, screens), std::nullopt);
+    screens[2].active = true;
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(100, 1200, screens), 2u);
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(-1, 10, screens), std::nullopt);
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(10, 10, {}), std::nullopt);
+    EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(std::nanf(""), 10, screens), std::nullopt);
+}
+
+namespace {
+/// Display profile sources of the test's own for as long as it lives.
+struct ScopedSources {
+    explicit ScopedSources(DisplayProfileSources sources) {
+        ProfileManager::setDisplayProfileSources(std::move(sources));
+    }
+    ~ScopedSources() { ProfileManager::setDisplayProfileSources({}); }
+};
+
+/// An Xvfb server that lives as long as the object; it writes its display
+/// number to the pipe once it accepts connections.
+struct OwnXServer {
+    OwnXServer() {
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return;
+        pid = startChild(
+            {"Xvfb", "-displayfd", std::to_string(fds[1]), "-noreset", "-nolisten", "tcp"}, {},
+            "/dev/null", fds[1]);
+        ::close(fds[1]);
+        std::string number;
+        char c;
+        while (pid > 0 && ::read(fds[0], &c, 1) == 1 && c != '\n')
+            number += c;
+        ::close(fds[0]);
+        if (!number.empty())
+            display = ":" + number;
+    }
+    ~OwnXServer() {
+        if (pid > 0) {
+            ::kill(pid, SIGTERM);
+            waitChild(pid, std::chrono::seconds(10));
+        }
+    }
+    pid_t pid = -1;
+    std::string display;
+};
+
+} // namespace
+
+TEST_F(CatalogueTest, DisplayProfileIsColordsFirstThenTheX11PropertyElseNone) {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    ASSERT_NE(screen, nullptr);
+    const std::string output = screen->name().toStdString();
+    auto rgb = ProfileManager::pathOfGenericProfilForSpace(cmRGBData);
+    ASSERT_TRUE(rgb);
+    std::string atom = readFile(*rgb);
+    std::map<std::string, std::filesystem::path> colord;
+    std::vector<int> asked;
+    ScopedSources sources(
+        {[&](const std::string& name) -> std::optional<std::filesystem::path> {
+             auto found = colord.find(name);
+             return found == colord.end() ? std::nullopt : std::optional(found->second);
+         },
+         [&](int n) -> std::optional<std::vector<std::uint8_t>> {
+             asked.push_back(n);
+             return atom.empty() ? std::nullopt : std::optional(Bytes(atom.begin(), atom.end()));
+         }});
+
+    // colord knows the screen's output: its file, the property unasked.
+    colord[output] = *rgb;
+    EXPECT_EQ(ProfileManager::pathOfDefaultDisplayUseProfile(), rgb);
+    EXPECT_TRUE(asked.empty());
+
+    // colord knows another output only: the property of screen 0, kept as a
+    // file of the same bytes under the runtime folder, the same while the
+    // bytes are, another when they change.
+    colord = {{"elsewhere", *rgb}};
+    auto fromAtom = ProfileManager::pathOfDefaultDisplayUseProfile();
+    ASSERT_TRUE(fromAtom);
+    EXPECT_EQ(asked, std::vector<int>{0});
+    EXPECT_EQ(fromAtom->parent_path(), ProfileManager::places().runtime);
+    EXPECT_EQ(readFile(*fromAtom), atom);
+    EXPECT_EQ(ProfileManager::pathOfDefaultDisplayUseProfile(), fromAtom);
+    atom.back() ^= 1;
+    EXPECT_NE(ProfileManager::pathOfDefaultDisplayUseProfile(), fromAtom);
+
+    // Neither: no profile, not sRGB.
+    atom.clear();
+    EXPECT_FALSE(ProfileManager::pathOfDefaultDisplayUseProfile());
+
+    // The screen under a point answers alike; no screen, nothing at all.
+    colord[output] = *rgb;
+    const QRect rect = screen->geometry();
+    EXPECT_EQ(ProfileManager::pathOfScreenProfileWithGlobalPoint(
+                  static_cast<float>(rect.left() + 1), static_cast<float>(rect.height() / 2)),
+              rgb);
+    EXPECT_FALSE(ProfileManager::pathOfScreenProfileWithGlobalPoint(-20000.0f, -20000.0f));
+}
+
+TEST(DisplayProfileX11, RootWindowPropertyOfEachScreen) {
+    OwnXServer server;
+    if (server.display.empty())
+        GTEST_SKIP() << "Xvfb can't be started: run tools/setup.sh";
+    const char* display = server.display.c_str();
+    EXPECT_FALSE(readX11ProfileAtom(display, 0)); // nothing set yet
+
+    const auto set = [&](const std::string& atom, const std::string& value) {
+        auto run = runChild("/usr/bin/xprop", {"-display", display, "-root", "-format", atom, "8s",
+                                               "-set", atom, value});
+        return run.status == 0;
+    };
+    if (!set("_ICC_PROFILE", "first") || !set("_ICC_PROFILE_1", "second"))
+        GTEST_SKIP() << "xprop can't set the property: run tools/setup.sh";
+    const auto text = [](const std::optional<std::vector<std::uint8_t>>& bytes) {
+        return bytes ? std::string(bytes->begin(), bytes->end()) : std::string("none");
+    };
+    for (auto [screen, value] : {std::pair{0, "first"}, {1, "second"}, {2, "none"}})
+        EXPECT_EQ(text(readX11ProfileAtom(display, screen)), value);
+    EXPECT_EQ(text(readX11ProfileAtom(":999999", 0)), "none"); // no server there
+}
+
+TEST(ProfileHeaderReport, SevenLinesInOrder) {
+    EXPECT_EQ(headerInfos(sampleHeader()),
+              "Size : 3.144 Ko / CMMType : lcms / version : 0x02100000\n"
+              "class : mntr / dataColorSpace : RGB  / connectionSpace : XYZ \n"
+              "CS2signature : acsp / platform : APPL / flags : 0x00010002\n"
+              "deviceManufacturer : IEC  / model : 0x73524742\n"
+              "deviceAttributes : 0x00000001 0x80000000\n"
+              "renderingIntent : cmRelativeColorimetric\n"
+              "white : X = 0.9642, Y = 1.0000, Z = 0.8249");
+}
+
+TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
+    CM2Header h = sampleHeader();
+    // Single precision first: 4294967295 becomes 4294967296 before the division.
+    for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "},
+                               {1001u, "Size : 1.001 Ko / "},
+                               {0u, "Size : 0 / "},
+                               {0xFFFFFFFFu, "Size : 4294967.296 Ko / "}}) {
+        h.size = size;
+        EXPECT_EQ(headerInfos(h).rfind(start, 0), 0u) << size;
+    }
+}
+
+TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
+    CM2Header h = sampleHeader();
+    h.platform = 0;
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find(std::string("platform : \0\0\0\0 / flags", 22)), std::string::npos);
+    EXPECT_EQ(signatureText(0), std::string(4, '\0'));
+    EXPECT_EQ(signatureText(fourCC("scnr")), "scnr");
+
+    const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation",
+                           "cmAbsoluteColorimetric"};
+    for (std::uint32_t i = 0; i < 4; ++i) {
+        h.renderingIntent = i;
+        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"),
+                  std::string::npos);
+    }
+}
+
+TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {
+    CM2Header h = sampleHeader();
+    h.white = {-0x8000, 0x7FFFFFFF, 1};
+    std::string report = headerInfos(h);
+    EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"), std::string::npos);
 }

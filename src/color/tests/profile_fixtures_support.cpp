@@ -36,10 +36,8 @@ std::filesystem::path writeProfile(const TempDir& dir, const std::string& name,
 }
 
 std::optional<std::filesystem::path> installedProfile(const std::string& relative) {
-    std::filesystem::path path = std::filesystem::path("/usr/share/color/icc") / relative;
-    if (!std::filesystem::exists(path))
-        return std::nullopt;
-    return path;
+    const auto path = std::filesystem::path("/usr/share/color/icc") / relative;
+    return std::filesystem::exists(path) ? std::optional(path) : std::nullopt;
 }
 
 std::uint32_t word(const Bytes& b, std::size_t o) {

@@ -58,9 +58,8 @@ class InksTest : public ::testing::Test {
 };
 
 TEST_F(InksTest, DensityIsLogOfTheInverseComponentWithWhiteAtMinusTwo) {
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
-    auto world = ColorWorld::initColorWorldWithSrcProfil(*lab, *lab, 1);
+    const auto lab = ProfileManager::pathOfGenericLabProfil().value();
+    auto world = ColorWorld::initColorWorldWithSrcProfil(lab, lab, 1);
     ASSERT_TRUE(world);
     CMColor white = labColor(65535, 32768, 32768);
     EXPECT_NEAR(ProfileInspector::YdensityForColor(white, *world), -2.0, kFloatTolerance);
@@ -79,11 +78,10 @@ TEST_F(InksTest, DotGainOfEachInkAtItsHalfTint) {
     auto inspector = printer("cmyk-printer.icc", 1);
     ASSERT_TRUE(inspector);
     EXPECT_FALSE(inspector->calculatedDotGain());
-    EXPECT_NEAR(inspector->dotGainOfCyanChanel(), kPlainInkGain, kGainTolerance);
-    EXPECT_TRUE(inspector->calculatedDotGain());
     // The solid black has no light at all: 10^(Dp - Ds) is 0 and the gain stays finite.
     for (float gain : gains(*inspector))
         EXPECT_NEAR(gain, kPlainInkGain, kGainTolerance);
+    EXPECT_TRUE(inspector->calculatedDotGain());
 
     // The dot gain has a world of its own: an inspector without worlds measures it too.
     auto bare = ProfileInspector::profileInspectorWithProfilePath(inspector->profilePath(), -1);
@@ -131,8 +129,9 @@ TEST_F(InksTest, WithoutAWayBackTheInkMeasuresGiveTheirDefaults) {
         ProfileInspector::profileInspectorWithProfilePath(writeProfile(dir, "in.icc", input), 1);
     ASSERT_TRUE(scanner);
     ASSERT_FALSE(scanner->PCSToDevice());
-    EXPECT_EQ(scanner->PCSToDeviceBlackMax(), 100);
-    EXPECT_EQ(scanner->PCSToDeviceLuminanceOfStartBlack(), 100.0f);
+    EXPECT_EQ(
+        std::pair(scanner->PCSToDeviceBlackMax(), scanner->PCSToDeviceLuminanceOfStartBlack()),
+        std::pair(100, 100.0f));
     CharacteristicProfilePoints points = scanner->characteristicProfilePoints();
     EXPECT_TRUE(std::equal(points.blackPointColor.raw, points.blackPointColor.raw + 3,
                            points.fullInkColor.raw));

@@ -155,12 +155,9 @@ TEST_F(ProfileReading, FromBytesTheTemporaryFileGoesWithTheInspector) {
 
 TEST_F(ProfileReading, PreferredIntentIsTheHeadersHeldInRange) {
     Bytes bytes = stored("rgb-tables-v2.icc");
-    for (auto [header, preferred] : {std::pair<std::uint32_t, std::int32_t>{0, 0},
-                                     {2, 2},
-                                     {3, 3},
-                                     {7, 3},
-                                     {0xFFFFFFFF, 0},
-                                     {0x80000000, 0}}) {
+    const std::pair<std::uint32_t, std::int32_t> rows[] = {
+        {0, 0}, {2, 2}, {3, 3}, {7, 3}, {0xFFFFFFFF, 0}, {0x80000000, 0}};
+    for (auto [header, preferred] : rows) {
         setWord(bytes, 64, header);
         auto inspector = ProfileInspector::profileInspectorWithProfileData(bytes, -1);
         ASSERT_TRUE(inspector);
@@ -195,8 +192,7 @@ TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     Bytes b = stored("rgb-tables-v2-no-tech.icc"); // other contents, other size
     for (Bytes* bytes : {&a, &b})                  // the same date
         setDate(*bytes, {2024, 3, 5, 6, 7, 8});
-    auto pa = writeProfile(dir, "a.icc", a);
-    auto pb = writeProfile(dir, "b.icc", b);
+    const auto pa = writeProfile(dir, "a.icc", a), pb = writeProfile(dir, "b.icc", b);
     EXPECT_TRUE(ProfileInspector::profileWithPath(pa, pb));
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(pa, -1);
     EXPECT_EQ(inspector->dateTimeAsString(), "2024-03-05 06:07:08 +0000");
@@ -212,25 +208,24 @@ TEST_F(ProfileReading, ComparisonLooksAtNameDateAndSignaturesOnly) {
     // Without descriptions both are "_unknown_", and so still equal.
     Bytes e = stored("rgb-two-tables-no-tech-no-desc.icc");
     std::copy(a.begin() + 24, a.begin() + 36, e.begin() + 24);
-    auto pe = writeProfile(dir, "e.icc", e);
-    auto pf = writeProfile(dir, "f.icc", e);
+    const auto pe = writeProfile(dir, "e.icc", e), pf = writeProfile(dir, "f.icc", e);
     EXPECT_EQ(ProfileInspector::profileInspectorWithProfilePath(pe, -1)->profileName(),
               "_unknown_");
     EXPECT_TRUE(ProfileInspector::profileWithPath(pe, pf));
 }
 
 TEST(ProfileTagTables, TagsOfEachIntent) {
-    struct Row {
-        std::int32_t intent;
-        const char* a;
-        const char* b;
-    };
-    for (Row row : {Row{0, "A2B0", "B2A0"}, Row{1, "A2B1", "B2A1"}, Row{2, "A2B2", "B2A2"},
-                    Row{3, "A2B1", "B2A1"}, Row{-1, "A2B1", "B2A1"}, Row{9, "A2B1", "B2A1"}}) {
-        OSType a = 0, b = 0;
-        GetTableTags(row.intent, &a, &b);
-        EXPECT_EQ(a, fourCC({row.a[0], row.a[1], row.a[2], row.a[3], 0})) << row.intent;
-        EXPECT_EQ(b, fourCC({row.b[0], row.b[1], row.b[2], row.b[3], 0})) << row.intent;
+    for (auto [intent, a, b] : {std::tuple{0, "A2B0", "B2A0"},
+                                {1, "A2B1", "B2A1"},
+                                {2, "A2B2", "B2A2"},
+                                {3, "A2B1", "B2A1"},
+                                {-1, "A2B1", "B2A1"},
+                                {9, "A2B1", "B2A1"}}) {
+        OSType tagA = 0, tagB = 0;
+        GetTableTags(intent, &tagA, &tagB);
+        EXPECT_EQ(std::pair(tagA, tagB), std::pair(fourCC({a[0], a[1], a[2], a[3], 0}),
+                                                   fourCC({b[0], b[1], b[2], b[3], 0})))
+            << intent;
     }
     OSType only = 0;
     GetTableTags(2, nullptr, &only);
@@ -254,9 +249,9 @@ TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
 
     ElementBlock mab{'m', 'B', 'A', ' ', 0, 0, 0, 0, 3, 4};
     GetInfosOnTable(infos, &mab);
-    EXPECT_EQ(infos.type, kLutBtoAType);
-    EXPECT_EQ(infos.gridPoints, 0xFFFF);
-    EXPECT_EQ(infos.outputChannels, 4);
+    EXPECT_EQ((std::vector<std::uint64_t>{infos.type, std::uint64_t(infos.gridPoints),
+                                          std::uint64_t(infos.outputChannels)}),
+              (std::vector<std::uint64_t>{kLutBtoAType, 0xFFFF, 4}));
 
     // Another type, no element, or one too short leaves the record as it was.
     TabInfos before = infos;
@@ -264,12 +259,11 @@ TEST(ProfileTagTables, TypeTestAndTableRecordOfRawElements) {
     ElementBlock cut{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3};
     for (const ElementBlock* element : std::vector<const ElementBlock*>{&curve, &cut, nullptr}) {
         GetInfosOnTable(infos, element);
-        EXPECT_EQ(infos.size, before.size);
-        EXPECT_EQ(infos.type, before.type);
+        EXPECT_EQ(std::pair(infos.size, infos.type), std::pair(before.size, before.type));
     }
     ResetTabInfos(infos);
-    EXPECT_EQ(infos.size, 0u);
-    EXPECT_EQ(infos.gridPoints, 0);
+    EXPECT_EQ((std::vector<std::uint64_t>{infos.size, infos.gridPoints}),
+              (std::vector<std::uint64_t>(2, 0)));
 }
 
 TEST_F(ProfileReading, GetElementOutPlacesAndErrors) {
@@ -296,23 +290,21 @@ TEST_F(ProfileReading, LutAtoBTablesHaveNoGridPoints) {
     const auto mab = storedPath("rgb-ab-tables-v4.icc");
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(mab, 0);
     ASSERT_TRUE(inspector);
-    EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), -1);
-    EXPECT_EQ(inspector->PCSToDeviceNbGridPoints(), -1);
+    EXPECT_EQ(std::pair(inspector->DeviceToPCSNbGridPoints(), inspector->PCSToDeviceNbGridPoints()),
+              std::pair(-1, -1));
     auto profile = CMOpenProfile(mab);
     TabInfos a, b;
     GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, &b);
-    EXPECT_EQ(a.type, kLutAtoBType);
-    EXPECT_EQ(a.inputChannels, 3);
-    EXPECT_EQ(a.outputChannels, 3);
-    EXPECT_EQ(b.type, kLutBtoAType);
+    EXPECT_EQ((std::vector<std::uint64_t>{a.type, std::uint64_t(a.inputChannels),
+                                          std::uint64_t(a.outputChannels), b.type}),
+              (std::vector<std::uint64_t>{kLutAtoBType, 3, 3, kLutBtoAType}));
 }
 
 TEST_F(ProfileReading, MissingTableFallsBackToTheHeadersIntent) {
     const auto path = storedPath("rgb-input-a2b0-grid6.icc");
     auto inspector = ProfileInspector::profileInspectorWithProfilePath(path, -1);
     ASSERT_TRUE(inspector);
-    EXPECT_FALSE(inspector->availableRenderingIntent(1));
-    EXPECT_TRUE(inspector->availableRenderingIntent(0));
+    EXPECT_TRUE(inspector->availableRenderingIntent(0) && !inspector->availableRenderingIntent(1));
     EXPECT_EQ(inspector->DeviceToPCSNbGridPoints(), 6); // -1 reads A2B1, falls back to A2B0
 
     // A header intent other than 0 and 2 falls back to A2B1.
@@ -329,9 +321,8 @@ TEST_F(ProfileReading, MissingTableFallsBackToTheHeadersIntent) {
     for (CMProfile* profile : {shaper.get(), curve.get()}) {
         a.size = 5;
         GetProfileDatas(*profile, 0, *CMGetProfileHeader(*profile), &a, nullptr);
-        EXPECT_EQ(a.size, 0u);
-        EXPECT_EQ(a.type, 0u);
-        EXPECT_EQ(a.gridPoints, 0);
+        EXPECT_EQ((std::vector<std::uint64_t>{a.size, a.type, std::uint64_t(a.gridPoints)}),
+                  (std::vector<std::uint64_t>(3, 0)));
     }
 }
 
