@@ -102,21 +102,6 @@ class Desktop : public ::testing::Test {
         children_.push_back(app_);
         ASSERT_GT(app_, 0);
     }
-    /// Starts the program and waits for its main window to be mapped, as long
-    /// as a loaded machine takes (three minutes at most; the program's end
-    /// cuts the wait short).
-    std::string startAndFindWindow() {
-        startApplication();
-        std::string window;
-        const auto deadline = std::chrono::steady_clock::now() + 180s;
-        while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
-            window = visibleWindow("Slidebox", true, 5s);
-        if (!window.empty()) {
-            xdotool({"windowfocus", "--sync", window});
-            std::this_thread::sleep_for(500ms);
-        }
-        return window;
-    }
     /// SIGTERM, then the exit status.
     std::optional<int> terminateApplication() {
         ::kill(app_, SIGTERM);
@@ -124,13 +109,6 @@ class Desktop : public ::testing::Test {
         if (status)
             std::erase(children_, app_); // collected
         return status;
-    }
-    /// Clicks a table row, in the window (rows of 86 points below the menu
-    /// bar and the window's margin).
-    bool clickRow(const std::string& window, int row, int clicks) {
-        return xdotool({"mousemove", "--window", window, "60", std::to_string(76 + 86 * row),
-                        "click", "--repeat", std::to_string(clicks), "--delay", "120", "1"})
-            .has_value();
     }
 
     TempDir temp;
@@ -154,9 +132,19 @@ TEST_F(Desktop, ListSwitchAndTerminate) {
 
     // First start: the Pictures folder is searched and listed; a double click
     // on the second row switches the stand-in to Beta.
-    const std::string window = startAndFindWindow();
+    // The main window is waited for as long as a loaded machine takes (three
+    // minutes at most; the program's end cuts the wait short).
+    startApplication();
+    std::string window;
+    const auto deadline = std::chrono::steady_clock::now() + 180s;
+    while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
+        window = visibleWindow("Slidebox", true, 5s);
     ASSERT_FALSE(window.empty()) << log();
-    ASSERT_TRUE(clickRow(window, 1, 2));
+    xdotool({"windowfocus", "--sync", window});
+    std::this_thread::sleep_for(500ms);
+    // The second row: rows of 86 points below the menu bar and the window's margin.
+    ASSERT_TRUE(xdotool({"mousemove", "--window", window, "60", "162", "click", "--repeat", "2",
+                         "--delay", "120", "1"}));
     ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", beta.string()); }, 20s)) << log();
     EXPECT_TRUE(waitFor([&] { return !processRuns(standIn); })) << "the first stand-in was quit";
     preference["RootDirectory"] = beta.string();
