@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include "library/tests/support/library_fixtures.h"
-#include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
 #include "support/app_fixture.h"
@@ -200,11 +199,6 @@ TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
             },
             20s))
             << log();
-        EXPECT_TRUE(waitFor([&] {
-            return xdotool({"getwindowgeometry", "--shell", window})
-                       .value_or("")
-                       .find("\nY=24\n") != std::string::npos;
-        })) << "docked under the panel";
         EXPECT_EQ(log().find("no tray"), std::string::npos) << log();
         clickIcon();
         EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))

@@ -107,13 +107,11 @@ TEST_F(ControllerList, EmptyStartLookupsByIndexIdentityAndPathAndChangesWrittenS
     EXPECT_FALSE(controller->isAlbumPathAlreadyInList(a.string() + "/")) << "no normalising";
     controller->selectPhotoManagerRow(5);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-    // The count field takes the singular below two; removals outside the list do nothing.
-    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
+    // Removals outside the list do nothing; the count field takes the singular below two.
     controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(b));
-    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     for (int index : {2, -1})
         controller->removePhotoManagerAtIndex(index);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     controller->removePhotoManagerAtIndex(0);
     EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
     EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{b.string()}; }, 3000));
@@ -129,10 +127,6 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
         iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Empty", 0)));
 
     const QImage strip(QString::fromStdString((fixture.resources() / "FilmStrip.tif").string()));
-    EXPECT_EQ(controller->tableViewObjectValue(1).convertToFormat(QImage::Format_ARGB32),
-              strip.convertToFormat(QImage::Format_ARGB32))
-        << "a library without images shows the plain film strip";
-
     const QImage cell = controller->tableViewObjectValue(0);
     ASSERT_EQ(cell.size(), strip.size());
     // The fit itself is the drawing layer's: here, that the thumbnail lands
@@ -140,8 +134,9 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     EXPECT_NE(cell.pixelColor(42, 42), strip.pixelColor(42, 42));
     EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12))
         << "above the thumbnail: film frame";
-    EXPECT_EQ(controller->tableViewObjectValue(0).pixelColor(42, 12), strip.pixelColor(42, 12))
-        << "the shared film strip is never drawn on";
+    EXPECT_EQ(controller->tableViewObjectValue(1).convertToFormat(QImage::Format_ARGB32),
+              strip.convertToFormat(QImage::Format_ARGB32))
+        << "a library without images shows the plain film strip, never drawn on";
 
     // The library's name goes with its picture, the whole path in the tool tip.
     const QModelIndex row = controller->photoManagersTableView()->model()->index(0, 0);
