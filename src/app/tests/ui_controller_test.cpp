@@ -57,10 +57,7 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
     }
     for (int stored : {-1, 1, 99}) {
         defaults.setObject(viewerCurrentPhotoManagerIndexKey, stored);
-        auto controller = start();
-        EXPECT_EQ(controller->currentPhotoManagerIndex(), -1);
-        EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
-        EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), -1);
+        EXPECT_EQ(state(*start()), "1 -1 - 0/0 1 Library") << stored;
     }
     auto valid = iPhotoAlbumManager::initWithAlbumPath(a);
     valid->stopLookAtModificationDate();
@@ -69,10 +66,8 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
         platform::PlistArray{"not a dictionary", 42, *valid->dictionary(), platform::PlistArray{}});
     defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
     defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
-    auto controller = start();
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0) << "a stored text reads as 0";
-    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 1) << "a real is truncated";
+    EXPECT_EQ(state(*start()), "1 0 A 2/2 1 Library")
+        << "a stored text reads as 0, a real is truncated";
 }
 
 using ControllerList = ControllerTest;
