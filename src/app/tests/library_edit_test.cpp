@@ -54,15 +54,49 @@ TEST_F(AddLibraries, FoldersAddTheLibrariesFoundAndShowTheFirst) {
 
 using CreateLibrary = ControllerTest;
 
-TEST_F(CreateLibrary,
-       PicturesFolderIsMadeTheNewFolderListedShownAndSwitchedToTakenNamesGetNumbers) {
+TEST_F(CreateLibrary, ProposalsSkipTakenNumbersBadNamesAreRefusedAndTheNewFolderIsSwitchedTo) {
+    auto controller = start();
+    QStringList proposals;
+    fixture.dialogs().onModal = [&](QDialog& dialog) {
+        QLineEdit* field = controller->libraryNameTextField();
+        proposals << field->text();
+        for (const QString& name :
+             QStringList{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')}) {
+            field->selectAll();
+            QTest::keyClick(field, Qt::Key_Backspace);
+            QTest::keyClicks(field, name);
+            EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
+            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty());
+            EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
+            QTest::keyClick(field, Qt::Key_Return);
+            EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
+        }
+        field->setText("Good name");
+        EXPECT_TRUE(controller->libraryNameCreateButton()->isEnabled());
+        EXPECT_FALSE(controller->libraryNameRefusalField()->isVisible());
+        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
+        EXPECT_FALSE(dialog.isVisible());
+    };
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
+    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
+    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
+    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
+    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"})) << "two blanks";
+    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
+    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
+    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
+    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Escaped"));
+    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Pictures_2"));
+
+    // The Pictures folder is made when missing; a taken name gets numbers.
     std::filesystem::remove_all(fixture.pictures());
     const auto preference = fixture.iPhotoPreferenceFile();
     std::filesystem::create_directories(preference.parent_path());
     ASSERT_TRUE(platform::writePlistFile(
         preference, platform::PlistDictionary{{"RootDirectory", "/old"}, {"Other", 1}},
         platform::PlistFormat::Xml));
-    auto controller = start();
     fixture.dialogs().onModal = [&](QDialog&) {
         QTest::keyClick(controller->libraryNameTextField(), Qt::Key_Return);
     };
@@ -99,43 +133,6 @@ TEST_F(CreateLibrary,
     QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
     EXPECT_EQ(controller->numberOfPhotoManager(), 2);
     EXPECT_TRUE(std::filesystem::is_regular_file(fixture.pictures() / "Taken"));
-}
-
-TEST_F(CreateLibrary, ProposalSkipsTakenNumbersOnlyOneFolderNameIsAcceptedAndTheDialogSaysWhy) {
-    auto controller = start();
-    QStringList proposals;
-    fixture.dialogs().onModal = [&](QDialog& dialog) {
-        QLineEdit* field = controller->libraryNameTextField();
-        proposals << field->text();
-        for (const QString& name :
-             QStringList{"", ".", "..", "x/y", "../Escaped", QString(256, 'a')}) {
-            field->selectAll();
-            QTest::keyClick(field, Qt::Key_Backspace);
-            QTest::keyClicks(field, name);
-            EXPECT_FALSE(controller->libraryNameCreateButton()->isEnabled()) << name.toStdString();
-            EXPECT_FALSE(controller->libraryNameRefusalField()->text().isEmpty());
-            EXPECT_TRUE(controller->libraryNameRefusalField()->isVisible());
-            QTest::keyClick(field, Qt::Key_Return);
-            EXPECT_TRUE(dialog.isVisible()) << "Return does not confirm " << name.toStdString();
-        }
-        field->setText("Good name");
-        EXPECT_TRUE(controller->libraryNameCreateButton()->isEnabled());
-        EXPECT_FALSE(controller->libraryNameRefusalField()->isVisible());
-        QTest::mouseClick(controller->libraryNameCancelButton(), Qt::LeftButton);
-        EXPECT_FALSE(dialog.isVisible());
-    };
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_TRUE(std::filesystem::is_empty(fixture.pictures()));
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  1");
-    std::filesystem::create_directories(fixture.pictures() / "iPhoto Library  2");
-    slidebox::testing::writeFile(fixture.pictures() / "iPhoto Library  3", "a file is no folder");
-    QTest::mouseClick(controller->iPhotoNewAlbumButton(), Qt::LeftButton);
-    EXPECT_EQ(proposals, QStringList({"iPhoto Library  1", "iPhoto Library  3"})) << "two blanks";
-    EXPECT_EQ(controller->libraryNameDialogChoice(), 0);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 0) << "cancelled: nothing added";
-    EXPECT_FALSE(platform::isDirectory(fixture.pictures() / "iPhoto Library  3"));
-    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Escaped"));
-    EXPECT_FALSE(std::filesystem::exists(fixture.home() / "Pictures_2"));
 }
 
 using RemoveLibrary = ControllerTest;
