@@ -1,6 +1,6 @@
 // The real program under a virtual X server, with a temporary home, driven
 // with real mouse clicks and keys (xdotool): the list, the switch of the
-// stand-in photo application, a new library, the quit and the restore; and
+// stand-in photo application, the quit and the restore; and
 // the status item kind with a window manager and a panel's tray (openbox and
 // trayer), whose icon and, once the tray has gone, handle toggle the window.
 #include <gtest/gtest.h>
@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include "library/tests/support/library_fixtures.h"
-#include "platform/file_system.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
 #include "support/app_fixture.h"
@@ -59,9 +58,6 @@ class Desktop : public ::testing::Test {
     fs::path home() const { return temp / "home"; }
     fs::path pictures() const { return home() / "Pictures"; }
     fs::path defaultsFile() const { return home() / ".config" / "slidebox" / "defaults.plist"; }
-    fs::path preferenceFile() const {
-        return home() / "Library" / "Preferences" / "com.apple.iPhoto.plist";
-    }
     std::string log() const { return readFile(temp / "slidebox.log"); }
 
     /// xdotool on the virtual display: its output, trimmed; nothing when it
@@ -102,21 +98,6 @@ class Desktop : public ::testing::Test {
         children_.push_back(app_);
         ASSERT_GT(app_, 0);
     }
-    /// Starts the program and waits for its main window to be mapped, as long
-    /// as a loaded machine takes (three minutes at most; the program's end
-    /// cuts the wait short).
-    std::string startAndFindWindow() {
-        startApplication();
-        std::string window;
-        const auto deadline = std::chrono::steady_clock::now() + 180s;
-        while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
-            window = visibleWindow("Slidebox", true, 5s);
-        if (!window.empty()) {
-            xdotool({"windowfocus", "--sync", window});
-            std::this_thread::sleep_for(500ms);
-        }
-        return window;
-    }
     /// SIGTERM, then the exit status.
     std::optional<int> terminateApplication() {
         ::kill(app_, SIGTERM);
@@ -124,20 +105,6 @@ class Desktop : public ::testing::Test {
         if (status)
             std::erase(children_, app_); // collected
         return status;
-    }
-    /// Clicks a table row, in the window (rows of 86 points below the menu
-    /// bar and the window's margin).
-    bool clickRow(const std::string& window, int row, int clicks) {
-        return xdotool({"mousemove", "--window", window, "60", std::to_string(76 + 86 * row),
-                        "click", "--repeat", std::to_string(clicks), "--delay", "120", "1"})
-            .has_value();
-    }
-    std::optional<platform::PlistDocument> savedDefaults() const {
-        return platform::readPlistFile(defaultsFile());
-    }
-    static PlistValue thirdDate(const PlistValue& root) {
-        const platform::PlistArray* list = root["AM_photoAlbumDictionaries"].array();
-        return list && list->size() > 2 ? (*list)[2]["AM_AlbumDate"] : PlistValue();
     }
 
     TempDir temp;
@@ -147,64 +114,50 @@ class Desktop : public ::testing::Test {
     pid_t app_ = -1;
 };
 
-TEST_F(Desktop, ListSwitchCreateAndTerminate) {
+TEST_F(Desktop, ListSwitchAndTerminate) {
     const fs::path alpha = pictures() / "Alpha";
     const fs::path beta = pictures() / "Beta";
     libraryOf(6, alpha, {"Roll"}, 3);
     libraryOf(6, beta, {"Roll"}, 4);
-    platform::PlistDictionary preference{{"RootDirectory", alpha.string()}, {"Other", 1}};
-    fs::create_directories(preferenceFile().parent_path());
-    ASSERT_TRUE(platform::writePlistFile(preferenceFile(), preference, platform::PlistFormat::Xml));
+    const fs::path preferences = home() / "Library" / "Preferences";
+    fs::create_directories(preferences);
+    ASSERT_TRUE(platform::writePlistFile(
+        preferences / "com.apple.iPhoto.plist",
+        platform::PlistDictionary{{"RootDirectory", alpha.string()}}, platform::PlistFormat::Xml));
     const pid_t standIn = startStandIn(home());
     children_.push_back(standIn);
     ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", alpha.string()); }));
 
     // First start: the Pictures folder is searched and listed; a double click
-    // on the second row switches the stand-in to Beta.
-    const std::string window = startAndFindWindow();
+    // on the second row switches the stand-in to Beta. The main window is
+    // waited for as long as a loaded machine takes (three minutes at most; the
+    // program's end cuts the wait short).
+    startApplication();
+    std::string window;
+    const auto deadline = std::chrono::steady_clock::now() + 180s;
+    while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
+        window = visibleWindow("Slidebox", true, 5s);
     ASSERT_FALSE(window.empty()) << log();
-    ASSERT_TRUE(clickRow(window, 1, 2));
+    xdotool({"windowfocus", "--sync", window});
+    std::this_thread::sleep_for(500ms);
+    // The second row: rows of 86 points below the menu bar and the window's margin.
+    ASSERT_TRUE(xdotool({"mousemove", "--window", window, "60", "162", "click", "--repeat", "2",
+                         "--delay", "120", "1"}));
     ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", beta.string()); }, 20s)) << log();
     EXPECT_TRUE(waitFor([&] { return !processRuns(standIn); })) << "the first stand-in was quit";
-    preference["RootDirectory"] = beta.string();
-    EXPECT_EQ(platform::readPlistFile(preferenceFile()).value_or(platform::PlistDocument{}).root,
-              PlistValue(preference));
 
-    // A new library: the name dialog, Return, a folder that the stand-in
-    // is pointed at and makes a library in.
-    ASSERT_TRUE(xdotool({"key", "ctrl+n"}));
-    const std::string dialog = visibleWindow("New Library", true);
-    ASSERT_FALSE(dialog.empty());
-    xdotool({"windowfocus", "--sync", dialog});
-    ASSERT_TRUE(xdotool({"key", "Return"}));
-    const fs::path created = pictures() / "iPhoto Library  1";
-    ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "made-library", created.string()); }, 20s));
-    const auto marker = platform::modificationDate(created / "Library6.iPhoto", false);
-    ASSERT_TRUE(marker);
-    // The record's watch notices the new marker within a tick or two, and the
-    // list is written soon after the change, before any quit.
-    const std::vector<std::string> three{alpha.string(), beta.string(), created.string()};
-    EXPECT_TRUE(waitFor([&] {
-        const auto saved = savedDefaults().value_or(platform::PlistDocument{});
-        return storedLibraryPaths(saved.root) == three &&
-               thirdDate(saved.root) == PlistValue(*marker);
-    }));
-
-    // Back on Beta, two images on: the picture to restore. SIGTERM quits the
-    // normal way: everything is saved.
-    xdotool({"windowfocus", "--sync", window});
-    ASSERT_TRUE(clickRow(window, 1, 1));
+    // Two images on: the picture to restore. SIGTERM quits the normal way:
+    // everything is saved.
     for (int i = 0; i < 2; ++i) {
         std::this_thread::sleep_for(600ms);
         ASSERT_TRUE(xdotool({"key", "ctrl+Right"}));
     }
     std::this_thread::sleep_for(600ms);
     EXPECT_EQ(terminateApplication(), 0) << log();
-    const auto saved = savedDefaults().value_or(platform::PlistDocument{});
-    EXPECT_EQ(storedLibraryPaths(saved.root), three);
+    const auto saved = platform::readPlistFile(defaultsFile()).value_or(platform::PlistDocument{});
+    EXPECT_EQ(storedLibraryPaths(saved.root), (std::vector{alpha.string(), beta.string()}));
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoManagerIndex"], PlistValue(1));
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoIndex"], PlistValue(2));
-    EXPECT_EQ(thirdDate(saved.root), PlistValue(*marker)) << "dated by the stand-in's marker";
 }
 
 TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
@@ -242,11 +195,6 @@ TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
             },
             20s))
             << log();
-        EXPECT_TRUE(waitFor([&] {
-            return xdotool({"getwindowgeometry", "--shell", window})
-                       .value_or("")
-                       .find("\nY=24\n") != std::string::npos;
-        })) << "docked under the panel";
         EXPECT_EQ(log().find("no tray"), std::string::npos) << log();
         clickIcon();
         EXPECT_TRUE(waitFor([&] { return visibleWindow("Slidebox").empty(); }))

@@ -40,9 +40,6 @@ TEST_F(ControllerStart, FirstStartSearchesPicturesListsAndShowsTheFirstRow) {
     clickRow(*controller, 1);
     clickRow(*controller, 0);
     EXPECT_EQ(controller->albumNameField()->toolTip().toStdString(), a.string());
-    EXPECT_TRUE(controller->deleteButton()->isEnabled());
-    EXPECT_TRUE(controller->iPhotoButton()->isEnabled());
-    EXPECT_TRUE(controller->window()->isVisible());
     EXPECT_TRUE(controller->hideButton()->isHidden()) << "kinds 0 and 1 put the hide button away";
     EXPECT_EQ(controller->window()->focusWidget(), controller->photoManagersTableView());
 
@@ -60,10 +57,7 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
     }
     for (int stored : {-1, 1, 99}) {
         defaults.setObject(viewerCurrentPhotoManagerIndexKey, stored);
-        auto controller = start();
-        EXPECT_EQ(controller->currentPhotoManagerIndex(), -1);
-        EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr);
-        EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), -1);
+        EXPECT_EQ(state(*start()), "1 -1 - 0/0 1 Library") << stored;
     }
     auto valid = iPhotoAlbumManager::initWithAlbumPath(a);
     valid->stopLookAtModificationDate();
@@ -72,10 +66,8 @@ TEST_F(ControllerStart, StoredDefaultsOfTheWrongShapeLoseNothingValid) {
         platform::PlistArray{"not a dictionary", 42, *valid->dictionary(), platform::PlistArray{}});
     defaults.setObject(viewerCurrentPhotoManagerIndexKey, "zero");
     defaults.setObject(viewerCurrentPhotoIndexKey, 1.9);
-    auto controller = start();
-    ASSERT_EQ(controller->numberOfPhotoManager(), 1);
-    EXPECT_EQ(controller->currentPhotoManagerIndex(), 0) << "a stored text reads as 0";
-    EXPECT_EQ(controller->albumViewer()->currentPhotoIndex(), 1) << "a real is truncated";
+    EXPECT_EQ(state(*start()), "1 0 A 2/2 1 Library")
+        << "a stored text reads as 0, a real is truncated";
 }
 
 using ControllerList = ControllerTest;
@@ -110,13 +102,11 @@ TEST_F(ControllerList, EmptyStartLookupsByIndexIdentityAndPathAndChangesWrittenS
     EXPECT_FALSE(controller->isAlbumPathAlreadyInList(a.string() + "/")) << "no normalising";
     controller->selectPhotoManagerRow(5);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 0);
-    // The count field takes the singular below two; removals outside the list do nothing.
-    EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
+    // Removals outside the list do nothing; the count field takes the singular below two.
     controller->addPhotoManagerToList(iPhotoAlbumManager::initWithAlbumPath(b));
-    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     for (int index : {2, -1})
         controller->removePhotoManagerAtIndex(index);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 2);
+    EXPECT_EQ(controller->albumNumberField()->text(), "2 Libraries");
     controller->removePhotoManagerAtIndex(0);
     EXPECT_EQ(controller->albumNumberField()->text(), "1 Library");
     EXPECT_TRUE(QTest::qWaitFor([&] { return storedPaths() == std::vector{b.string()}; }, 3000));
@@ -132,11 +122,6 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
         iPhotoAlbumManager::initWithAlbumPath(makeLibrary("Empty", 0)));
 
     const QImage strip(QString::fromStdString((fixture.resources() / "FilmStrip.tif").string()));
-    const QImage plain = controller->tableViewObjectValue(1);
-    EXPECT_EQ(plain.convertToFormat(QImage::Format_ARGB32),
-              strip.convertToFormat(QImage::Format_ARGB32))
-        << "a library without images shows the plain film strip";
-
     const QImage cell = controller->tableViewObjectValue(0);
     ASSERT_EQ(cell.size(), strip.size());
     // The fit itself is the drawing layer's: here, that the thumbnail lands
@@ -144,16 +129,15 @@ TEST_F(ControllerTable, RowPictureIsTheDefaultImageFittedIntoACopyOfTheFilmStrip
     EXPECT_NE(cell.pixelColor(42, 42), strip.pixelColor(42, 42));
     EXPECT_EQ(cell.pixelColor(42, 12), strip.pixelColor(42, 12))
         << "above the thumbnail: film frame";
-    EXPECT_EQ(controller->tableViewObjectValue(0).pixelColor(42, 12), strip.pixelColor(42, 12))
-        << "the shared film strip is never drawn on";
+    EXPECT_EQ(controller->tableViewObjectValue(1).convertToFormat(QImage::Format_ARGB32),
+              strip.convertToFormat(QImage::Format_ARGB32))
+        << "a library without images shows the plain film strip, never drawn on";
 
     // The library's name goes with its picture, the whole path in the tool tip.
-    const QAbstractItemModel* model = controller->photoManagersTableView()->model();
-    EXPECT_EQ(model->data(model->index(0, 0), Qt::DisplayRole).toString(), "A");
-    EXPECT_EQ(model->data(model->index(0, 0), Qt::ToolTipRole).toString().toStdString(),
-              a.string());
-    EXPECT_FALSE(model->data(model->index(0, 0), Qt::DecorationRole).isNull())
-        << "the first column keeps its picture";
+    const QModelIndex row = controller->photoManagersTableView()->model()->index(0, 0);
+    EXPECT_EQ(row.data(Qt::DisplayRole).toString(), "A");
+    EXPECT_EQ(row.data(Qt::ToolTipRole).toString().toStdString(), a.string());
+    EXPECT_FALSE(row.data(Qt::DecorationRole).isNull()) << "the first column keeps its picture";
 }
 
 using ControllerSelection = ControllerTest;
@@ -169,14 +153,14 @@ TEST_F(ControllerSelection,
     clickRow(*controller, 1);
     EXPECT_EQ(pathOnShow(*controller), b.string());
     EXPECT_EQ(controller->albumNameField()->text(), "B");
-    keyInTable(*controller, Qt::Key_Up);
+    QTest::keyClick(controller->photoManagersTableView(), Qt::Key_Up);
     EXPECT_EQ(pathOnShow(*controller), a.string());
     EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 0) << "a plain move";
 
     QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
     QTest::mouseClick(controller->albumViewer()->nextButton(), Qt::LeftButton);
     ASSERT_EQ(controller->albumViewer()->currentPhotoIndex(), 2);
-    keyInTable(*controller, Qt::Key_Down, Qt::ControlModifier);
+    QTest::keyClick(controller->photoManagersTableView(), Qt::Key_Down, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
     EXPECT_EQ(controller->photoManagerAtIndex(0)->defaultImageIndex(), 2);
     EXPECT_EQ(controller->photoManagerAtIndex(1)->defaultImageIndex(), 0)
@@ -188,9 +172,9 @@ TEST_F(ControllerSelection,
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
 
     // An empty library left with Control keeps -1.
-    keyInTable(*controller, Qt::Key_Down);
+    QTest::keyClick(controller->photoManagersTableView(), Qt::Key_Down);
     ASSERT_EQ(controller->currentPhotoManagerIndex(), 2);
-    keyInTable(*controller, Qt::Key_Up, Qt::ControlModifier);
+    QTest::keyClick(controller->photoManagersTableView(), Qt::Key_Up, Qt::ControlModifier);
     EXPECT_EQ(controller->currentPhotoManagerIndex(), 1);
     EXPECT_EQ(controller->photoManagerAtIndex(2)->defaultImageIndex(), -1);
 

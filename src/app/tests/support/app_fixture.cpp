@@ -70,19 +70,16 @@ void ControllerTest::clickRow(app::UIController& controller, int row,
     QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, rect.center());
 }
 
-void ControllerTest::keyInTable(app::UIController& controller, Qt::Key key,
-                                Qt::KeyboardModifiers modifiers) {
-    QTest::keyClick(controller.photoManagersTableView(), key, modifiers);
+static std::string pathOf(const auto& record) {
+    return record && record->albumPath() ? record->albumPath()->string() : std::string();
 }
 
 std::string ControllerTest::pathAt(const app::UIController& controller, int row) {
-    const auto record = controller.photoManagerAtIndex(row);
-    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+    return pathOf(controller.photoManagerAtIndex(row));
 }
 
 std::string ControllerTest::pathOnShow(const app::UIController& controller) {
-    const auto& record = controller.albumViewer()->photoManager();
-    return record && record->albumPath() ? record->albumPath()->string() : std::string();
+    return pathOf(controller.albumViewer()->photoManager());
 }
 
 std::string ControllerTest::state(const app::UIController& controller) {

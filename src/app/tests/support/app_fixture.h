@@ -105,9 +105,6 @@ class ControllerTest : public ::testing::Test {
     /// Real clicks on a row of the table.
     static void clickRow(app::UIController& controller, int row,
                          Qt::KeyboardModifiers modifiers = Qt::NoModifier);
-    /// A key pressed in the table.
-    static void keyInTable(app::UIController& controller, Qt::Key key,
-                           Qt::KeyboardModifiers modifiers = Qt::NoModifier);
     /// The path of the record at a row, as text.
     static std::string pathAt(const app::UIController& controller, int row);
     /// The path of the record in the viewer, or "" without one.
