@@ -4,7 +4,11 @@ namespace slidebox::color {
 
 platform::Result<std::unique_ptr<LabFileRows>>
 LabFileRows::open(const std::filesystem::path& path) {
-    auto reader = image::TiffReader::open(path);
+    // The a and b fields as the file keeps them: the comparison's reader
+    // decodes signed fields itself, with no pass over the rows to move them.
+    image::TiffReadOptions options;
+    options.storedSamples = true;
+    auto reader = image::TiffReader::open(path, options);
     if (!reader)
         return reader.status();
     const image::PixelFormat& f = reader->format();
@@ -39,7 +43,7 @@ platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, int
     if (auto status = reader_.readRows(static_cast<std::int32_t>(first), *view); !status)
         return platform::Status::failure(status.code(),
                                          "'" + path_.string() + "': " + status.message());
-    rows = LabView::of(*view);
+    rows = LabView::of(*view, reader_.isLabSigned());
     return {};
 }
 

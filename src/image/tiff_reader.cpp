@@ -89,6 +89,10 @@ bool TiffReader::isMinIsWhite() const {
     return impl_->minIsWhite;
 }
 
+bool TiffReader::isLabSigned() const {
+    return impl_->labSigned;
+}
+
 std::string TiffReader::iccProfile() const {
     std::uint32_t length = 0;
     void* data = nullptr;

@@ -20,6 +20,11 @@ struct TiffReadOptions {
     /// larger image is refused (TooLarge) when it is opened, before any
     /// pixel is allocated. It also caps each single allocation of libtiff's.
     std::uint64_t maxImageBytes = std::uint64_t{4} << 30;
+    /// Samples as the file stores them: a CIELab file's a and b signed, a
+    /// gray stored with white as 0 not reversed. For a reader that decodes
+    /// them itself (isLabSigned, isMinIsWhite) and saves the pass that moves
+    /// them.
+    bool storedSamples = false;
 };
 
 /// Reads the first image of a TIFF file: gray (white as 0 is reversed to
@@ -73,6 +78,8 @@ class TiffReader {
     /// Whether the file stores gray with white as 0 (its rows still come
     /// with black as 0).
     bool isMinIsWhite() const;
+    /// Whether the file stores a and b signed (CIELab, not ICCLab).
+    bool isLabSigned() const;
     /// The embedded ICC profile's bytes, empty without one.
     std::string iccProfile() const;
 

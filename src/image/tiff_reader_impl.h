@@ -25,6 +25,7 @@ struct TiffReader::Impl {
     std::uint16_t compression = COMPRESSION_NONE;
     tiff::SampleMasks masks{};
     bool minIsWhite = false;  ///< gray stored with white as 0
+    bool labSigned = false;   ///< a and b stored signed
     std::size_t scanline = 0; ///< bytes of one row in one plane, as decoded
 
     bool tiled = false;

@@ -142,8 +142,10 @@ ImageStatus TiffReader::Impl::describe(std::uint64_t fileSize) {
             extraKinds)
             format.alphaPremultiplied = extraKinds[0] == EXTRASAMPLE_ASSOCALPHA;
     }
-    masks = tiff::sampleMasks(format, minIsWhite, labSigned);
+    if (!options.storedSamples)
+        masks = tiff::sampleMasks(format, minIsWhite, labSigned);
     this->minIsWhite = minIsWhite;
+    this->labSigned = labSigned;
     width = static_cast<std::int32_t>(w);
     height = static_cast<std::int32_t>(h);
 
