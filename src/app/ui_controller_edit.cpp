@@ -214,6 +214,10 @@ void UIController::deletePhotoManager(QObject*) {
     removePhotoManagerFromList(record.get());
     setPhotoManagerToViewer(photoManagerAtIndex(row - 1));
     selectPhotoManagerRow(row - 1);
+    // Without a previous row the viewer shows nothing: no row stays marked
+    // as if it were on show, so that a click on any row picks it.
+    if (row == 0)
+        ui_->photoManagersTableView->clearSelection();
     reloadData();
     scrollSelectedRowToVisible();
     if (listOfPhotoManager_.empty())

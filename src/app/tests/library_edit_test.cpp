@@ -161,10 +161,12 @@ TEST_F(RemoveLibrary, ThePreviousRowTakesOverAfterTheQuestion) {
     clickRow(*controller, 0);
     fixture.dialogs().alertAnswers.push_back(0);
     QTest::mouseClick(controller->deleteButton(), Qt::LeftButton);
-    EXPECT_EQ(controller->numberOfPhotoManager(), 3);
-    EXPECT_EQ(controller->albumViewer()->photoManager(), nullptr)
-        << "no previous row: the viewer is empty";
+    // No previous row: the viewer is empty, no row is marked, and a click
+    // on the first row shows it.
+    EXPECT_EQ(state(*controller), "3 -1 - 0/0 3 Libraries");
     EXPECT_TRUE(controller->deleteButton()->isEnabled());
+    clickRow(*controller, 0);
+    EXPECT_EQ(controller->albumViewer()->photoManager(), controller->photoManagerAtIndex(0));
 }
 
 TEST_F(RemoveLibrary, NothingWithoutASelectedRowARescanThenTheOnlyLibraryGoesAndRemoveIsOff) {
