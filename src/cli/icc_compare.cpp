@@ -151,7 +151,10 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
 }
 
 // The font of the words on the gamut image needs a GUI application; the
-// command line draws offscreen and never needs a display.
+// command line draws offscreen and never needs a display. Outside a desktop
+// session (cron, a container) there is no runtime folder, and Qt would say
+// so on standard error where the command's own reasons go: the platform
+// needs none for offscreen drawing, so that one remark is dropped.
 std::unique_ptr<QGuiApplication> guiApplication() {
     if (QGuiApplication::instance())
         return nullptr;
@@ -159,7 +162,15 @@ std::unique_ptr<QGuiApplication> guiApplication() {
     static int argc = 1;
     static char name[] = "slidebox-cli";
     static char* argv[] = {name, nullptr};
-    return std::make_unique<QGuiApplication>(argc, argv);
+    static QtMessageHandler previous = nullptr;
+    previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+            if (!text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set")))
+                previous(type, context, text);
+        });
+    auto application = std::make_unique<QGuiApplication>(argc, argv);
+    qInstallMessageHandler(previous);
+    return application;
 }
 
 void printStatistics(const color::ColorWorld& world, bool json) {

@@ -28,7 +28,8 @@ inline const std::string kNamed = "/usr/share/color/icc/colord/Crayons.icc";
 /// The first of the files that isn't there, or "".
 std::string firstMissing(const std::vector<std::string>& paths);
 
-/// A home of the test's own, so that the generic profiles never land in the real one.
+/// A home of the test's own, so that the generic profiles never land in the real
+/// one, and no runtime folder, as outside a desktop session.
 std::vector<std::string> homeEnv(const TempDir& home);
 
 /// runCli of command + args with homeEnv(home).
