@@ -77,13 +77,17 @@ class Desktop : public ::testing::Test {
         return text;
     }
     /// The first visible window whose name is exactly the text, or "";
-    /// with sync, waits for it to be mapped as long as the timeout allows.
-    std::string visibleWindow(const std::string& name, bool sync = false,
+    /// with wait, looked for again until it shows or the timeout ends: a
+    /// search also fails when another window goes away under it.
+    std::string visibleWindow(const std::string& name, bool wait = false,
                               std::chrono::seconds timeout = 20s) {
-        std::vector<std::string> search{"search", "--onlyvisible", "--name", "^" + name + "$"};
-        if (sync)
-            search.insert(search.begin() + 1, "--sync");
-        const std::string found = xdotool(search, timeout).value_or("");
+        std::string found;
+        const auto look = [&] {
+            found = xdotool({"search", "--onlyvisible", "--name", "^" + name + "$"}).value_or("");
+            return !found.empty();
+        };
+        if (!look() && wait)
+            waitFor(look, timeout);
         return found.substr(0, found.find('\n'));
     }
     /// Starts the program; with the stand-in on PATH, no session bus.
