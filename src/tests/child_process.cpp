@@ -3,6 +3,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <map>
+#include <random>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
@@ -79,6 +80,29 @@ ChildRun runChild(const std::filesystem::path& program, const std::vector<std::s
     run.out = readFile(dir / "out");
     run.err = readFile(dir / "err");
     return run;
+}
+
+XServer startXServer(const std::vector<std::string>& arguments, const std::filesystem::path& log) {
+    std::random_device random;
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        const std::string number = std::to_string(1000 + random() % 60000);
+        int fds[2];
+        if (::pipe(fds) != 0)
+            break;
+        std::vector<std::string> command{"Xvfb", ":" + number, "-displayfd",
+                                         std::to_string(fds[1])};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const pid_t pid = spawn(command, {}, "/dev/null", log, log, fds[1]);
+        ::close(fds[1]);
+        std::string written; // the number, once it listens; nothing when it gave up
+        for (char c; pid > 0 && ::read(fds[0], &c, 1) == 1 && c != '\n';)
+            written += c;
+        ::close(fds[0]);
+        if (written == number)
+            return {pid, ":" + number};
+        endChild(pid); // that number is taken
+    }
+    return {};
 }
 
 pid_t startChild(const std::vector<std::string>& command, const std::vector<std::string>& env,

@@ -38,6 +38,17 @@ pid_t startChild(const std::vector<std::string>& command, const std::vector<std:
 /// ended it), or nothing when it still ran after the timeout.
 std::optional<int> waitChild(pid_t pid, std::chrono::milliseconds timeout);
 
+/// An Xvfb of the test's own, started with the arguments: its process and
+/// display (":n") once it accepts connections, or -1 and "" when none
+/// started. The number is drawn from a wide range, away from the low ones
+/// where other test runs' servers come and go: a server that ends can take
+/// the socket of the next one on its number with it.
+struct XServer {
+    pid_t pid = -1;
+    std::string display;
+};
+XServer startXServer(const std::vector<std::string>& arguments, const std::filesystem::path& log);
+
 /// Ends a child started by startChild: SIGTERM, SIGKILL when it still runs
 /// after five seconds; collected either way. Nothing for pid <= 0 or a
 /// child collected already.

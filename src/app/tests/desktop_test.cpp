@@ -35,18 +35,11 @@ class Desktop : public ::testing::Test {
     void SetUp() override {
         if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
             GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
-        // Xvfb picks a free display and writes its number to the pipe.
-        int fds[2];
-        ASSERT_EQ(::pipe(fds), 0);
-        children_.push_back(startChild({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen",
-                                        "0", "1280x800x24", "-nolisten", "tcp"},
-                                       {}, temp / "xvfb.log", fds[1]));
-        ::close(fds[1]);
-        for (char c; ::read(fds[0], &c, 1) == 1 && c != '\n';)
-            display_ += c;
-        ::close(fds[0]);
-        ASSERT_FALSE(display_.empty()) << "Xvfb did not start";
-        display_ = ":" + display_;
+        const XServer server =
+            startXServer({"-screen", "0", "1280x800x24", "-nolisten", "tcp"}, temp / "xvfb.log");
+        ASSERT_FALSE(server.display.empty()) << "Xvfb did not start";
+        children_.push_back(server.pid);
+        display_ = server.display;
         fs::create_directories(pictures());
     }
     void TearDown() override {

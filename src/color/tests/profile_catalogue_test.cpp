@@ -495,33 +495,10 @@ struct ScopedSources {
     ~ScopedSources() { ProfileManager::setDisplayProfileSources({}); }
 };
 
-/// An Xvfb server that lives as long as the object; it writes its display
-/// number to the pipe once it accepts connections.
-struct OwnXServer {
-    OwnXServer() {
-        int fds[2];
-        if (::pipe(fds) != 0)
-            return;
-        pid = startChild(
-            {"Xvfb", "-displayfd", std::to_string(fds[1]), "-noreset", "-nolisten", "tcp"}, {},
-            "/dev/null", fds[1]);
-        ::close(fds[1]);
-        std::string number;
-        char c;
-        while (pid > 0 && ::read(fds[0], &c, 1) == 1 && c != '\n')
-            number += c;
-        ::close(fds[0]);
-        if (!number.empty())
-            display = ":" + number;
-    }
-    ~OwnXServer() {
-        if (pid > 0) {
-            ::kill(pid, SIGTERM);
-            waitChild(pid, std::chrono::seconds(10));
-        }
-    }
-    pid_t pid = -1;
-    std::string display;
+/// An Xvfb server that lives as long as the object.
+struct OwnXServer : XServer {
+    OwnXServer() : XServer(startXServer({"-noreset", "-nolisten", "tcp"}, "/dev/null")) {}
+    ~OwnXServer() { endChild(pid); }
 };
 
 } // namespace
