@@ -157,12 +157,15 @@ TEST_F(InksTest, TotalInkBlackAndStartOfBlack) {
         SCOPED_TRACE(row.file);
         auto inspector = printer(row.file, 1);
         ASSERT_TRUE(inspector);
-        if (row.totalInk)
+        if (row.totalInk) {
             EXPECT_EQ(inspector->PCSToDeviceTotalInkMax(), *row.totalInk);
-        if (row.blackMax)
+        }
+        if (row.blackMax) {
             EXPECT_EQ(inspector->PCSToDeviceBlackMax(), *row.blackMax);
-        if (row.startOfBlack >= 0.0f)
+        }
+        if (row.startOfBlack >= 0.0f) {
             EXPECT_EQ(inspector->PCSToDeviceLuminanceOfStartBlack(), row.startOfBlack);
+        }
     }
 }
 
