@@ -126,7 +126,7 @@ TEST_F(CliIccTransform, EngineOptionsReachTheWorld) {
     const std::uint16_t rgb[] = {6553, 13107, 19660};
     std::memcpy(in.row16(0), rgb, sizeof rgb);
     write("in.tif", in);
-    for (const std::vector<std::string> flags :
+    for (const std::vector<std::string>& flags :
          {std::vector<std::string>{"--no-optimize"}, {"--no-optimize", "--bpc"}}) {
         std::vector<std::string> args = {"--src", kSRGB, "--dst", kCMYK};
         args.insert(args.end(), flags.begin(), flags.end());

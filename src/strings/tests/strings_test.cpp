@@ -121,10 +121,11 @@ TEST(UrlParts, SplitsAnAddressTellingAbsentFromEmptyAndRefusesWhatNoAddressHolds
         SCOPED_TRACE(qPrintable(row[0]));
         auto url = slidebox::strings::UrlParts::parse(*part(row[0]));
         ASSERT_EQ(url.has_value(), row.size() == 7);
-        if (url)
+        if (url) {
             EXPECT_EQ((QList<std::optional<QString>>{url->scheme, url->user, url->password,
                                                      url->host, url->port, url->path}),
                       (QList<std::optional<QString>>{row[1], part(row[2]), part(row[3]),
                                                      part(row[4]), part(row[5]), row[6]}));
+        }
     }
 }
