@@ -282,24 +282,39 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
         return platform::Status::failure(platform::ErrorCode::OutOfMemory,
                                          "no memory for the comparison");
     }
-    // Band k + 1 is read and its differences worked out on a helper thread
-    // while this one takes band k into the statistics.
+    // Band k + 1 is read and the differences of its first half worked out
+    // on a helper thread while this one works out the second half of band k
+    // and takes the whole band into the statistics, in pixel order.
+    struct Band {
+        LabView a, b;
+        MaskView mask;
+    } inFlight[2];
+    const auto half = [&](int slot, bool second) {
+        const Band& current = inFlight[slot];
+        const std::uint32_t split = current.a.height / 2;
+        const std::uint32_t first = second ? split : 0,
+                            count = second ? current.a.height - split : split;
+        const MaskView bandMask = mask ? current.mask.rows(first) : MaskView{};
+        differences(deltaOf(deltaEKind, current.a, current.b), current.a.rows(first, count),
+                    current.b.rows(first, count), mask ? &bandMask : nullptr,
+                    ds[slot].data() + std::size_t{first} * width);
+    };
     auto status = pipeline(
         bands,
         [&](std::uint32_t k, int slot) -> platform::Status {
             const std::uint32_t y = k * band, rows = std::min(band, height - y);
-            LabView a, b;
-            if (auto read = own.read(y, rows, slot, a); !read)
+            Band& current = inFlight[slot];
+            if (auto read = own.read(y, rows, slot, current.a); !read)
                 return read;
-            if (auto read = external.read(y, rows, slot, b); !read)
+            if (auto read = external.read(y, rows, slot, current.b); !read)
                 return read;
-            const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
-            differences(deltaOf(deltaEKind, a, b), a, b, mask ? &bandMask : nullptr,
-                        ds[slot].data());
+            current.mask = mask ? mask->rows(y) : MaskView{};
+            half(slot, false);
             return {};
         },
         [&](std::uint32_t k, int slot) {
             const std::uint32_t rows = std::min(band, height - k * band);
+            half(slot, true);
             running.add(ds[slot].data(), std::size_t{rows} * width);
             return true;
         });
