@@ -134,7 +134,9 @@ TEST_F(Desktop, ListSwitchAndTerminate) {
     const auto deadline = std::chrono::steady_clock::now() + 180s;
     while (window.empty() && processRuns(app_) && std::chrono::steady_clock::now() < deadline)
         window = visibleWindow("Slidebox", true, 5s);
-    ASSERT_FALSE(window.empty()) << log();
+    ASSERT_FALSE(window.empty()) << log() << "Xvfb "
+                                 << (processRuns(children_[0]) ? "runs" : "ended") << ", its log:\n"
+                                 << readFile(temp / "xvfb.log");
     xdotool({"windowfocus", "--sync", window});
     std::this_thread::sleep_for(500ms);
     // The second row: rows of 86 points below the menu bar and the window's margin.
