@@ -141,6 +141,14 @@ void addPatches(Running& running, std::int32_t kind, const LabView& own, const L
     }
 }
 
+// The rows of both sides (and the mask's) of a band being worked on, and
+// for the gamut image, where its painted rows go.
+struct BandInFlight {
+    LabView a, b;
+    MaskView mask;
+    std::uint8_t* out = nullptr;
+};
+
 // Runs produce(k, slot) for k = 0 .. count - 1 on a helper thread and
 // consume(k, slot) in the same order on this one, with two slots: band
 // k + 1 is produced while band k is consumed. A failure of produce, or
@@ -285,12 +293,9 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
     // Band k + 1 is read and the differences of its first half worked out
     // on a helper thread while this one works out the second half of band k
     // and takes the whole band into the statistics, in pixel order.
-    struct Band {
-        LabView a, b;
-        MaskView mask;
-    } inFlight[2];
+    BandInFlight inFlight[2];
     const auto half = [&](int slot, bool second) {
-        const Band& current = inFlight[slot];
+        const BandInFlight& current = inFlight[slot];
         const std::uint32_t split = current.a.height / 2;
         const std::uint32_t first = second ? split : 0,
                             count = second ? current.a.height - split : split;
@@ -303,7 +308,7 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
         bands,
         [&](std::uint32_t k, int slot) -> platform::Status {
             const std::uint32_t y = k * band, rows = std::min(band, height - y);
-            Band& current = inFlight[slot];
+            BandInFlight& current = inFlight[slot];
             if (auto read = own.read(y, rows, slot, current.a); !read)
                 return read;
             if (auto read = external.read(y, rows, slot, current.b); !read)
@@ -348,11 +353,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     }
     const std::size_t rowBytes =
         same ? static_cast<std::size_t>(whole.bytesPerLine()) : std::size_t{3} * width;
-    struct Band {
-        LabView a, b;
-        MaskView mask;
-        std::uint8_t* out;
-    } inFlight[2];
+    BandInFlight inFlight[2];
     const auto bandOf = [&](std::uint32_t k) {
         return std::pair{k * band, std::min(band, height - k * band)};
     };
@@ -362,7 +363,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
         (height + band - 1) / band,
         [&](std::uint32_t k, int slot) -> platform::Status {
             const auto [y, rows] = bandOf(k);
-            Band& current = inFlight[slot];
+            BandInFlight& current = inFlight[slot];
             if (auto read = own.read(y, rows, slot, current.a); !read)
                 return read;
             if (auto read = external.read(y, rows, slot, current.b); !read)
@@ -375,7 +376,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
         },
         [&](std::uint32_t k, int slot) {
             const auto [y, rows] = bandOf(k);
-            const Band& current = inFlight[slot];
+            const BandInFlight& current = inFlight[slot];
             paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
                       rows / 2, rows);
             return same || sink->writeRows(current.out, rowBytes, static_cast<std::int32_t>(rows));

@@ -87,7 +87,7 @@ XServer startXServer(const std::vector<std::string>& arguments, const std::files
     for (int attempt = 0; attempt < 20; ++attempt) {
         const std::string number = std::to_string(1000 + random() % 60000);
         int fds[2];
-        if (::pipe(fds) != 0)
+        if (::pipe2(fds, O_CLOEXEC) != 0) // no other child holds it open
             break;
         std::vector<std::string> command{"Xvfb", ":" + number, "-displayfd",
                                          std::to_string(fds[1])};
