@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,10 @@ namespace slidebox {
 /// A library's image paths in search order, held in one buffer: a list of
 /// thousands of stored paths is two allocations, and a path object is made
 /// only for the image that is asked for. Paths are byte strings, as stored.
+///
+/// A list read from stored strings (PlistStoredStrings) reads them at the
+/// first path asked for, and until it is changed gives them back as they
+/// were stored, unread. Not for use from several threads at once.
 class ImagePathList {
   public:
     using Path = std::filesystem::path;
@@ -23,16 +28,22 @@ class ImagePathList {
     ImagePathList(const std::vector<Path>& paths);
 
     /// The strings of a stored array, in order; an item that is no string
-    /// is left out.
-    static ImagePathList fromPlist(const platform::PlistArray& array);
+    /// is left out. Nothing for a value that is no array.
+    static std::optional<ImagePathList> fromPlist(const platform::PlistValue& value);
     /// The stored form: an array of strings.
-    platform::PlistArray toPlist() const;
+    platform::PlistValue toPlist() const;
     std::vector<Path> toPathList() const;
 
-    std::size_t size() const { return ends_.size(); }
-    bool empty() const { return ends_.empty(); }
+    /// Stored strings that can't be read when they are first asked for (their
+    /// file was changed in place) leave the list empty from then on.
+    std::size_t size() const { return stored_ && !read_ ? stored_->size() : ends_.size(); }
+    bool empty() const { return size() == 0; }
     /// The bytes of the path at index, 0 .. size()-1.
     std::string_view native(std::size_t index) const {
+        if (stored_ && !read_)
+            readStored();
+        if (index >= ends_.size())
+            return {};
         const std::size_t begin = index == 0 ? 0 : ends_[index - 1];
         return std::string_view(chars_).substr(begin, ends_[index] - begin);
     }
@@ -66,12 +77,16 @@ class ImagePathList {
     const_iterator begin() const { return {this, 0}; }
     const_iterator end() const { return {this, size()}; }
 
-    friend bool operator==(const ImagePathList&, const ImagePathList&) = default;
+    friend bool operator==(const ImagePathList& a, const ImagePathList& b);
     friend bool operator==(const ImagePathList& list, const std::vector<Path>& paths);
 
   private:
-    std::string chars_;             ///< every path's bytes, one after another
-    std::vector<std::size_t> ends_; ///< where each path ends in chars_
+    void readStored() const;
+    /// The stored strings the list was read from, while it is unchanged.
+    platform::PlistValue::Stored stored_;
+    mutable bool read_ = false;             ///< stored_ has been read into the buffer
+    mutable std::string chars_;             ///< every path's bytes, one after another
+    mutable std::vector<std::size_t> ends_; ///< where each path ends in chars_
 };
 
 } // namespace slidebox

@@ -48,10 +48,7 @@ iPhotoAlbumManager::initWithDictionary(const PlistDictionary& dictionary) {
         date = *d;
     record->setAlbumDate(date);
 
-    std::optional<ImagePathList> paths;
-    if (auto array = value(imagePathsKey).array())
-        paths = ImagePathList::fromPlist(*array);
-    record->setImagePaths(std::move(paths));
+    record->setImagePaths(ImagePathList::fromPlist(value(imagePathsKey)));
     // After the list: the index is limited by the image count.
     record->setDefaultImageIndex(value(defaultImageIndexKey).intValue());
     return record;
@@ -88,7 +85,7 @@ std::optional<PlistDictionary> iPhotoAlbumManager::dictionary() {
         return std::nullopt;
 
     PlistDictionary dict;
-    dict[imagePathsKey] = PlistValue(imagePaths_->toPlist());
+    dict[imagePathsKey] = imagePaths_->toPlist();
     dict[albumPathKey] = PlistValue(albumPath_->native());
     if (albumDate_)
         dict[albumDateKey] = PlistValue(*albumDate_);

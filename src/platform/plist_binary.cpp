@@ -4,8 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <unordered_set>
 #include <vector>
 
+#include "platform/mapped_file.h"
 #include "platform/plist_bounds.h"
 
 namespace slidebox::platform::plist_binary {
@@ -78,30 +80,102 @@ std::string fromUtf16(const char* p, std::uint64_t units) {
     return out;
 }
 
+// An array of strings left in the mapped file: the position of its
+// references and their count.
+class StoredStrings final : public PlistStoredStrings {
+  public:
+    StoredStrings(std::shared_ptr<const MappedFile> file, std::size_t start, std::uint64_t n)
+        : file_(std::move(file)), start_(start), n_(n) {}
+    std::size_t size() const override { return static_cast<std::size_t>(n_); }
+    bool forEach(const std::function<void(std::string_view)>& visit) const override;
+    std::string reason() const override {
+        if (!file_->unchanged())
+            return "the file was changed in place since it was read, so the strings left in "
+                   "it can no longer be read";
+        return "its strings would make more than twice the file's bytes";
+    }
+
+  private:
+    std::shared_ptr<const MappedFile> file_;
+    std::size_t start_;
+    std::uint64_t n_;
+};
+
 // Reads what plist_bounds::check measured: the offsets, extents, references
 // and nesting are known to be sound, and are still not trusted past the
 // bytes (a cheap test beside each read).
+//
+// With the mapped file it reads from, an array of kStoredFrom strings or more
+// is kept as StoredStrings, read when it is first used.
 class Reader {
   public:
-    explicit Reader(std::string_view bytes) : b_(bytes) {}
+    explicit Reader(std::string_view bytes, std::shared_ptr<const MappedFile> file = nullptr,
+                    const std::unordered_set<std::uint64_t>* stringLists = nullptr)
+        : b_(bytes), file_(std::move(file)), stringLists_(stringLists) {}
 
     Result<PlistValue> read() {
+        if (!readTrailer())
+            return malformed("binary property list with a broken trailer");
+        Result<PlistValue> value{PlistValue()};
+        if (!readObject(top_, 0, *value))
+            return status_;
+        return value;
+    }
+
+    bool readTrailer() {
         if (b_.size() < 8 + 32)
-            return malformed("binary property list too short");
+            return false;
         const char* t = b_.data() + b_.size() - 32;
         offsetSize_ = static_cast<unsigned char>(t[6]);
         refSize_ = static_cast<unsigned char>(t[7]);
         count_ = be(t + 8, 8);
-        const std::uint64_t top = be(t + 16, 8);
+        top_ = be(t + 16, 8);
         tableOffset_ = be(t + 24, 8);
-        if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8 || top >= count_ ||
-            tableOffset_ < 8 || tableOffset_ >= b_.size() - 32 ||
-            count_ > (b_.size() - 32 - tableOffset_) / offsetSize_)
-            return malformed("binary property list with a broken trailer");
-        PlistValue value;
-        if (!readObject(top, 0, value))
-            return status_;
-        return value;
+        return offsetSize_ >= 1 && offsetSize_ <= 8 && refSize_ >= 1 && refSize_ <= 8 &&
+               top_ < count_ && tableOffset_ >= 8 && tableOffset_ < b_.size() - 32 &&
+               count_ <= (b_.size() - 32 - tableOffset_) / offsetSize_;
+    }
+
+    // The string at index as bytes: a view of the file for ASCII, else
+    // converted into scratch. Nothing for an object that is no sound string.
+    std::optional<std::string_view> string(std::uint64_t index, std::string& scratch) const {
+        unsigned char marker = 0;
+        std::size_t start = 0;
+        std::uint64_t n = 0;
+        if (!locate(index, marker, start, n))
+            return std::nullopt;
+        if (marker >> 4 == kAscii && fits(start, n))
+            return std::string_view(b_.data() + start, n);
+        if (marker >> 4 == kUtf16 && n <= tableOffset_ / 2 && fits(start, 2 * n)) {
+            scratch = fromUtf16(b_.data() + start, n);
+            return scratch;
+        }
+        return std::nullopt;
+    }
+
+    // string(), or the bytes of a {"$string-bytes": data} dictionary, which
+    // stands for a string that is not text.
+    std::optional<std::string_view> stringOrBytes(std::uint64_t index, std::string& scratch) const {
+        unsigned char marker = 0;
+        std::size_t start = 0;
+        std::uint64_t n = 0;
+        if (!locate(index, marker, start, n))
+            return std::nullopt;
+        if (marker != ((kDictionary << 4) | 1))
+            return string(index, scratch);
+        if (!fits(start, 2 * refSize_))
+            return std::nullopt;
+        std::string key;
+        auto name = string(reference(start, 0), key);
+        if (!name || *name != kBytesKey || !locate(reference(start, 1), marker, start, n) ||
+            marker >> 4 != kData || !fits(start, n))
+            return std::nullopt;
+        return std::string_view(b_.data() + start, n);
+    }
+
+    // The reference at position k of the references from start.
+    std::uint64_t reference(std::size_t start, std::uint64_t k) const {
+        return be(b_.data() + start + k * refSize_, refSize_);
     }
 
   private:
@@ -218,6 +292,12 @@ class Reader {
         case kSet: {
             if (n > tableOffset_ / refSize_ || !fits(start, n * refSize_))
                 return fail("binary property list with a broken array");
+            if (file_ && n >= plist_bounds::kStoredFrom && stringLists_ &&
+                stringLists_->contains(index)) {
+                out = PlistValue(
+                    PlistValue::Stored(std::make_shared<StoredStrings>(file_, start, n)));
+                return true;
+            }
             PlistArray array(n);
             for (std::uint64_t k = 0; k < n; ++k)
                 if (!readObject(be(p + k * refSize_, refSize_), depth + 1, array[k]))
@@ -271,10 +351,36 @@ class Reader {
     }
 
     std::string_view b_;
+    std::shared_ptr<const MappedFile> file_;
+    const std::unordered_set<std::uint64_t>* stringLists_;
     std::size_t offsetSize_ = 0, refSize_ = 0;
-    std::uint64_t count_ = 0, tableOffset_ = 0;
+    std::uint64_t count_ = 0, top_ = 0, tableOffset_ = 0;
     Status status_;
 };
+
+bool StoredStrings::forEach(const std::function<void(std::string_view)>& visit) const {
+    if (!file_->unchanged())
+        return false;
+    const std::string_view bytes = file_->bytes();
+    Reader reader(bytes);
+    if (!reader.readTrailer())
+        return false;
+    // Each string is written once; UTF-16 grows by half at most as UTF-8.
+    // Only one string used many times could make more.
+    const std::uint64_t most = 2 * static_cast<std::uint64_t>(bytes.size());
+    std::uint64_t made = 0;
+    std::string scratch;
+    for (std::uint64_t k = 0; k < n_; ++k) {
+        auto text = reader.stringOrBytes(reader.reference(start_, k), scratch);
+        if (!text)
+            continue; // no string: left out, as an eagerly read list's reader leaves it
+        made += text->size();
+        if (made > most)
+            return false;
+        visit(*text);
+    }
+    return true;
+}
 
 std::size_t widthFor(std::uint64_t largest) {
     std::size_t width = 1;
@@ -305,10 +411,10 @@ bool isAscii(std::string_view text) {
 // reference, is counted before.
 class Writer {
   public:
-    std::optional<std::string> write(const PlistValue& value) {
+    Result<std::string> write(const PlistValue& value) {
         const std::uint64_t count = countOf(value);
         if (!sound_)
-            return std::nullopt;
+            return Status::failure(ErrorCode::Unsupported, unsound_);
         refSize_ = widthFor(count - 1);
         out_ = "bplist00";
         offsets_.reserve(count);
@@ -333,6 +439,12 @@ class Writer {
     std::uint64_t countOf(const PlistValue& value) {
         if (const std::string* s = value.string())
             return isPlainText(*s) ? 1 : 3;
+        if (const PlistStoredStrings* stored = value.stored()) {
+            std::uint64_t n = 1;
+            if (!stored->forEach([&](std::string_view s) { n += isPlainText(s) ? 1 : 3; }))
+                unsound(stored->reason());
+            return n;
+        }
         if (const Date* d = value.date())
             return isNativeDate(*d) ? 1 : 3;
         if (const PlistArray* a = value.array()) {
@@ -344,7 +456,8 @@ class Writer {
         if (const PlistDictionary* d = value.dictionary()) {
             std::uint64_t n = 1;
             for (const auto& [key, item] : *d) {
-                sound_ = sound_ && isUtf8(key);
+                if (!isUtf8(key))
+                    unsound("a dictionary key is not UTF-8 text");
                 n += 1 + countOf(item);
             }
             return n;
@@ -373,7 +486,13 @@ class Writer {
         putBe(out_, bits, width);
     }
 
-    std::uint64_t addText(const std::string& s) {
+    void unsound(const std::string& why) {
+        if (sound_)
+            unsound_ = why;
+        sound_ = false;
+    }
+
+    std::uint64_t addText(std::string_view s) {
         const std::uint64_t index = begin();
         if (isAscii(s)) {
             marker(kAscii, s.size());
@@ -425,11 +544,29 @@ class Writer {
         return index;
     }
 
+    std::uint64_t addString(std::string_view s) {
+        if (isPlainText(s))
+            return addText(s);
+        return addWrapper(kBytesKey, addData(s));
+    }
+
+    std::uint64_t addArray(const std::vector<std::uint64_t>& items) {
+        const std::uint64_t index = begin();
+        marker(kArray, items.size());
+        for (std::uint64_t item : items)
+            putBe(out_, item, refSize_);
+        return index;
+    }
+
     std::uint64_t add(const PlistValue& value) {
-        if (const std::string* s = value.string()) {
-            if (isPlainText(*s))
-                return addText(*s);
-            return addWrapper(kBytesKey, addData(*s));
+        if (const std::string* s = value.string())
+            return addString(*s);
+        if (const PlistStoredStrings* stored = value.stored()) {
+            // Read again as counted: the file can't have changed unseen since.
+            std::vector<std::uint64_t> items;
+            items.reserve(stored->size());
+            stored->forEach([&](std::string_view s) { items.push_back(addString(s)); });
+            return addArray(items);
         }
         if (const std::int64_t* i = value.integer())
             return addInteger(*i);
@@ -460,11 +597,7 @@ class Writer {
             items.reserve(a->size());
             for (const PlistValue& item : *a)
                 items.push_back(add(item));
-            const std::uint64_t index = begin();
-            marker(kArray, items.size());
-            for (std::uint64_t item : items)
-                putBe(out_, item, refSize_);
-            return index;
+            return addArray(items);
         }
         if (const PlistDictionary* d = value.dictionary()) {
             std::vector<std::uint64_t> keys, items;
@@ -489,6 +622,7 @@ class Writer {
     std::vector<std::uint64_t> offsets_;
     std::size_t refSize_ = 1;
     bool sound_ = true;
+    std::string unsound_;
 };
 
 } // namespace
@@ -497,7 +631,13 @@ Result<PlistValue> decode(std::string_view bytes) {
     return Reader(bytes).read();
 }
 
-std::optional<std::string> encode(const PlistValue& value) {
+Result<PlistValue> decode(std::shared_ptr<const MappedFile> file,
+                          const std::unordered_set<std::uint64_t>& stringLists) {
+    const std::string_view bytes = file->bytes();
+    return Reader(bytes, std::move(file), &stringLists).read();
+}
+
+Result<std::string> encode(const PlistValue& value) {
     return Writer().write(value);
 }
 

@@ -60,14 +60,44 @@ Status checkXml(std::string_view xml, const PlistLimits& limits) {
     return {};
 }
 
+// A big-endian number of 1, 2, 4 or 8 bytes (any other width byte by byte).
+inline std::uint64_t readBe(const char* p, std::size_t width) {
+    switch (width) {
+    case 1:
+        return static_cast<unsigned char>(*p);
+    case 2: {
+        std::uint16_t v;
+        std::memcpy(&v, p, 2);
+        return __builtin_bswap16(v);
+    }
+    case 4: {
+        std::uint32_t v;
+        std::memcpy(&v, p, 4);
+        return __builtin_bswap32(v);
+    }
+    case 8: {
+        std::uint64_t v;
+        std::memcpy(&v, p, 8);
+        return __builtin_bswap64(v);
+    }
+    default: {
+        std::uint64_t v = 0;
+        for (std::size_t k = 0; k < width; ++k)
+            v = (v << 8) | static_cast<unsigned char>(p[k]);
+        return v;
+    }
+    }
+}
+
 // The binary encoding: a header, objects, a table of their offsets and a
 // 32-byte trailer. Objects refer to each other by index, so one object may
 // be used many times, and a parser that copies it at each use can be made
 // to build an exponential tree from a few bytes.
 class BinaryList {
   public:
-    explicit BinaryList(std::string_view bytes, PlistLimits limits = {})
-        : b_(bytes), limits_(limits) {}
+    explicit BinaryList(std::string_view bytes, PlistLimits limits = {},
+                        std::unordered_set<std::uint64_t>* stringLists = nullptr)
+        : b_(bytes), limits_(limits), stringLists_(stringLists) {}
 
     Status open() {
         if (b_.size() < 8 + 32)
@@ -220,6 +250,22 @@ class BinaryList {
         }
     }
 
+    bool startsWithString(std::size_t refs) const {
+        std::size_t start = 0;
+        const unsigned kind = markerAt(be(&b_[refs], refSize_), start) >> 4;
+        return kind == 0x5 || kind == 0x6;
+    }
+
+    // Whether the n references from refs are to objects of the list.
+    bool referencesWithin(std::size_t refs, std::uint64_t n) const {
+        const char* p = b_.data() + refs;
+        const auto width = static_cast<std::size_t>(refSize_);
+        for (std::uint64_t k = 0; k < n; ++k)
+            if (readBe(p + k * width, width) >= count_)
+                return false;
+        return true;
+    }
+
     std::optional<Size> measure(std::uint64_t index, int depth) {
         if (depth > PlistLimits::maxDepth)
             return fail(tooLarge(kTooDeep));
@@ -244,6 +290,20 @@ class BinaryList {
         if (memo.state == 1)
             return fail(
                 Status::failure(ErrorCode::Malformed, "binary property list that contains itself"));
+        // A long list that starts with a string, such as a library's image
+        // paths, is left to be read when it is used (stringLists): only its
+        // references are looked at here, not what they refer to, and it is
+        // not walked again when it is used again.
+        if (const unsigned kind = marker >> 4;
+            stringLists_ && (kind == 0xA || kind == 0xC) && refs >= kStoredFrom &&
+            referencesWithin(start, refs) && startsWithString(start)) {
+            Size size{1 + refs, payload + 1, 2, 2};
+            if (size.objects > limits_.maxObjects)
+                return fail(tooMany(limits_));
+            memo_[index] = size;
+            stringLists_->insert(index);
+            return size;
+        }
         memo_[index].state = 1;
         Size size{1, payload + 1, 1, 1};
         for (std::uint64_t k = 0; k < refs; ++k) {
@@ -358,6 +418,7 @@ class BinaryList {
 
     std::string_view b_;
     PlistLimits limits_;
+    std::unordered_set<std::uint64_t>* stringLists_ = nullptr;
     int offsetSize_ = 0, refSize_ = 0;
     std::uint64_t count_ = 0, top_ = 0, tableOffset_ = 0;
     std::unordered_map<std::uint64_t, Size> memo_; ///< containers by index
@@ -407,12 +468,13 @@ bool isPlainText(std::string_view text) {
     return isUtf8(text);
 }
 
-Status check(std::string_view bytes, bool binary, const PlistLimits& limits) {
+Status check(std::string_view bytes, bool binary, const PlistLimits& limits,
+             std::unordered_set<std::uint64_t>* stringLists) {
     if (bytes.size() > limits.maxBytes)
         return tooLarge("property list of more than " + std::to_string(limits.maxBytes) + " bytes");
     if (!binary)
         return checkXml(bytes, limits);
-    BinaryList list(bytes, limits);
+    BinaryList list(bytes, limits, stringLists);
     if (Status opened = list.open(); !opened)
         return opened;
     return list.measure();

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 #include "platform/plist_file.h"
 #include "platform/status.h"
@@ -32,10 +33,18 @@ bool isUtf8(std::string_view text);
 /// feed; the binary readers cut at a NUL).
 bool isPlainText(std::string_view text);
 
+/// Arrays this long or longer may be left to be read when they are used.
+inline constexpr std::uint64_t kStoredFrom = 256;
+
 /// Whether the bytes stay within the limits (size, depth, object count and,
 /// for binary lists whose values may be shared, their expanded size). A
 /// binary list whose references loop or point outside it is Malformed.
-Status check(std::string_view bytes, bool binary, const PlistLimits& limits = {});
+/// With stringLists, a binary list's arrays of kStoredFrom items or more that
+/// start with a string are not walked: only their references are checked,
+/// and their object indices are put there. A reader must leave them in the
+/// bytes and check each item when it reads it (PlistStoredStrings).
+Status check(std::string_view bytes, bool binary, const PlistLimits& limits = {},
+             std::unordered_set<std::uint64_t>* stringLists = nullptr);
 
 /// A binary list's top-level dictionary as key -> an exact encoding of the
 /// value (numbers by their bits, strings by their UTF-16 code units), so

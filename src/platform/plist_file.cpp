@@ -13,6 +13,7 @@
 #include <plist/plist.h>
 
 #include "platform/file_system.h"
+#include "platform/mapped_file.h"
 #include "platform/plist_binary.h"
 #include "platform/plist_bounds.h"
 
@@ -64,6 +65,7 @@ struct ToNode {
             plist_array_append_item(array, toNode(item).release());
         return array;
     }
+    plist_t operator()(const PlistValue::Stored& s) const { return (*this)(s->items()); }
     plist_t operator()(const PlistDictionary& d) const {
         plist_t dict = plist_new_dict();
         for (const auto& [key, item] : d)
@@ -330,6 +332,16 @@ Result<PlistDocument> parsePlistChecked(std::string_view bytes, const PlistLimit
     return PlistDocument{fromNode(root->get(), 0), formatOf(bytes)};
 }
 
+Result<PlistValue> parseBinaryPlistMapped(std::shared_ptr<const MappedFile> file,
+                                          const PlistLimits& limits) {
+    if (!isBinary(file->bytes()))
+        return refused(ErrorCode::Malformed, "not a binary property list");
+    std::unordered_set<std::uint64_t> stringLists;
+    if (Status bounded = plist_bounds::check(file->bytes(), true, limits, &stringLists); !bounded)
+        return bounded;
+    return plist_binary::decode(std::move(file), stringLists);
+}
+
 std::optional<PlistDocument> parsePlist(std::string_view bytes) {
     auto document = parsePlistChecked(bytes);
     if (!document)
@@ -338,8 +350,10 @@ std::optional<PlistDocument> parsePlist(std::string_view bytes) {
 }
 
 std::string serializePlist(const PlistValue& value, PlistFormat format) {
-    if (format == PlistFormat::Binary)
-        return plist_binary::encode(value).value_or(std::string());
+    if (format == PlistFormat::Binary) {
+        auto encoded = plist_binary::encode(value);
+        return encoded ? std::move(*encoded) : std::string();
+    }
     Node node = toNode(value);
     return serializeNode(node.get(), format);
 }
@@ -353,7 +367,15 @@ std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path) {
 
 Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
                       PlistFormat format, const PlistLimits& limits) {
-    std::string bytes = serializePlist(value, format);
+    std::string bytes;
+    if (format == PlistFormat::Binary) {
+        auto encoded = plist_binary::encode(value);
+        if (!encoded)
+            return encoded.status();
+        bytes = std::move(*encoded);
+    } else {
+        bytes = serializePlist(value, format);
+    }
     if (bytes.empty())
         return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
     // What could not be read back is not written: the old file stays.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,8 @@
 #include "platform/status.h"
 
 namespace slidebox::platform {
+
+class MappedFile;
 
 /// The two encodings of a property-list file.
 enum class PlistFormat { Xml, Binary };
@@ -40,6 +43,12 @@ struct PlistLimits {
 /// byte-order mark before XML is accepted). Refused with the reason: bytes
 /// that are not a property list, and lists beyond PlistLimits.
 Result<PlistDocument> parsePlistChecked(std::string_view bytes, const PlistLimits& limits = {});
+
+/// A mapped binary property list, checked as parsePlistChecked checks it;
+/// every array of 256 strings or more stays in the file, read when it is
+/// first used (PlistStoredStrings).
+Result<PlistValue> parseBinaryPlistMapped(std::shared_ptr<const MappedFile> file,
+                                          const PlistLimits& limits);
 
 /// parsePlistChecked without the reason.
 std::optional<PlistDocument> parsePlist(std::string_view bytes);

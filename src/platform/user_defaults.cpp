@@ -3,55 +3,36 @@
 #include <cstdlib>
 #include <system_error>
 
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "platform/file_system.h"
 #include "platform/log.h"
+#include "platform/mapped_file.h"
 #include "platform/plist_file.h"
 
 namespace slidebox::platform {
 
 namespace {
 
-// The file parsed where it lies in the page cache, mapped for the parse
-// alone: the settings may be tens of megabytes, and a copy would fill as
-// much fresh memory page by page. The program replaces the file by renaming
-// a new one in, so the mapped one does not change under the parser.
+// The file parsed where it lies in the page cache: the settings may be tens
+// of megabytes, and a copy would fill as much fresh memory page by page.
+// The long lists of image paths in it stay in the mapping until a library
+// is shown; the program replaces the file by renaming a new one in, so the
+// mapped one does not change under them.
 Result<PlistDocument> parseFile(const std::filesystem::path& file, const PlistLimits& limits) {
-    auto opened = openRegularFile(file);
-    if (!opened)
-        return opened.status();
-    const int fd = *opened;
-    struct stat st {};
-    if (::fstat(fd, &st) != 0) {
-        ::close(fd);
-        return Status::failure(ErrorCode::CannotOpen, "cannot read");
+    auto mapped = MappedFile::open(file, limits.maxBytes);
+    if (mapped && (*mapped)->bytes().starts_with("bplist")) {
+        auto value = parseBinaryPlistMapped(std::move(*mapped), limits);
+        if (!value)
+            return value.status();
+        return PlistDocument{std::move(*value), PlistFormat::Binary};
     }
-    if (static_cast<std::uintmax_t>(st.st_size) > limits.maxBytes) {
-        ::close(fd);
-        return Status::failure(ErrorCode::TooLarge,
-                               "larger than " + std::to_string(limits.maxBytes) + " bytes");
-    }
-    const auto size = static_cast<std::size_t>(st.st_size);
-    void* mapped = size == 0 ? MAP_FAILED
-                             : ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
-    ::close(fd);
-    const std::string_view bytes(static_cast<const char*>(mapped), mapped == MAP_FAILED ? 0 : size);
-    // Only the binary reader is held to the mapping's end; the XML of
-    // earlier versions is read once, from a copy that ends in a NUL.
-    if (mapped == MAP_FAILED || !bytes.starts_with("bplist")) {
-        if (mapped != MAP_FAILED)
-            ::munmap(mapped, size);
-        auto copy = readRegularFile(file, limits.maxBytes);
-        if (!copy)
-            return copy.status();
-        return parsePlistChecked(*copy, limits);
-    }
-    auto document = parsePlistChecked(bytes, limits);
-    ::munmap(mapped, size);
-    return document;
+    if (!mapped && mapped.status().code() != ErrorCode::Truncated)
+        return mapped.status();
+    // The XML of earlier versions (and an empty file) is read once, from a
+    // copy that ends in a NUL.
+    auto copy = readRegularFile(file, limits.maxBytes);
+    if (!copy)
+        return copy.status();
+    return parsePlistChecked(*copy, limits);
 }
 
 } // namespace

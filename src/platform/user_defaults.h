@@ -24,6 +24,13 @@ namespace slidebox::platform {
 /// store starts empty. When it can't be moved aside, the store runs without
 /// saving for its whole life (it never writes over a file it couldn't read)
 /// and the log says why. Temporaries a killed save left are removed at load.
+///
+/// The file is mapped, and a list of 256 items or more that starts with a
+/// string stays in it until it is used (PlistStoredStrings): the libraries'
+/// image paths are read for the library on show only. Such a list reads as
+/// its strings; an item that is no string is left out. Once another program
+/// has changed the file in place, those lists read as empty and nothing is
+/// written any more, so that its file stays as it wrote it.
 class UserDefaults {
   public:
     /// Opens the store of the folder and loads its file, if any.

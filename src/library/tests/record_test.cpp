@@ -2,6 +2,8 @@
 // called directly on file dates set by hand, and one real timer.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
@@ -9,6 +11,8 @@
 #include "library/tests/support/library_fixtures.h"
 #include "platform/notification_center.h"
 #include "platform/plist_file.h"
+#include "platform/user_defaults.h"
+#include "tests/log_capture.h"
 #include "tests/temp_dir.h"
 
 using namespace slidebox;
@@ -114,6 +118,56 @@ TEST(Record, RestoredWithoutTouchingTheDiskAndMissingKeysTolerated) {
     EXPECT_FALSE(wrong->albumPath());
     EXPECT_FALSE(wrong->imagePaths());
     EXPECT_EQ(wrong->defaultImageIndex(), -1);
+}
+
+// Paths read from the settings stay in the file until a path is asked for,
+// and a save gives them back as they were stored, unread, until they change.
+// Gone from under the record (the file rewritten in place), they read as no
+// paths, never past the end.
+TEST(Record, StoredPathsAreReadAtFirstUseAndSavedUnreadUntilChanged) {
+    TempDir dir;
+    PlistArray stored;
+    Paths paths;
+    for (int i = 0; i < 300; ++i) {
+        paths.push_back("/x/" + std::to_string(i) + ".jpg");
+        stored.emplace_back(paths.back().native());
+    }
+    ASSERT_TRUE(platform::UserDefaults(dir / "cfg")
+                    .setObject("r", platform::PlistDictionary{
+                                        {"AM_AlbumPath", PlistValue("/no/such/library")},
+                                        {"AM_ImagePaths", PlistValue(stored)},
+                                        {"AM_defaultImageIndex", PlistValue(299)}}));
+    auto readRecord = [&](const platform::UserDefaults& defaults) {
+        auto record = Manager::initWithDictionary(*defaults.objectForKey("r").dictionary());
+        record->stopLookAtModificationDate();
+        return record;
+    };
+    platform::UserDefaults defaults(dir / "cfg");
+    const PlistValue& inFile = defaults.objectForKey("r")["AM_ImagePaths"];
+    ASSERT_NE(inFile.stored(), nullptr);
+
+    auto record = readRecord(defaults);
+    EXPECT_EQ(record->defaultImageIndex(), 299);
+    EXPECT_EQ((*record->dictionary())["AM_ImagePaths"].stored(), inFile.stored());
+    EXPECT_EQ(record->fileNameAtIndex(299), "299.jpg");
+    EXPECT_EQ(record->imagePaths(), paths);
+    EXPECT_EQ((*record->dictionary())["AM_ImagePaths"].stored(), inFile.stored());
+
+    ImagePathList changed = *record->imagePaths();
+    changed.push_back("/x/new.jpg");
+    paths.push_back("/x/new.jpg");
+    EXPECT_EQ(changed, paths);
+    EXPECT_EQ(changed.toPlist().stored(), nullptr);
+    EXPECT_EQ(changed.toPlist().array()->back(), PlistValue("/x/new.jpg"));
+
+    auto unread = readRecord(defaults);
+    std::ofstream(dir / "cfg" / "defaults.plist", std::ios::trunc) << "edited";
+    LogCapture log;
+    EXPECT_EQ(unread->numberOfImage(), 300);
+    EXPECT_EQ(unread->fileNameAtIndex(299), "");
+    EXPECT_EQ(unread->numberOfImage(), 0);
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_NE(log.lines[0].find("changed in place"), std::string::npos) << log.lines[0];
 }
 
 TEST(Watch, AnyChangeOfTheMarkerUpdatesOnceAndAMissingOneEveryTickUntilItComes) {

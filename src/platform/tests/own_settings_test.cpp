@@ -1,13 +1,17 @@
 // The program's own settings: registered values, every type kept exactly,
 // broken and unreadable files kept aside, more than the files of others may
-// hold, and nothing written that could not be read back.
+// hold, long lists read only when used, and nothing written that could not
+// be read back.
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 #include <sys/stat.h>
 
 #include "every_type.h"
 #include "platform/file_system.h"
 #include "platform/user_defaults.h"
+#include "tests/log_capture.h"
 #include "tests/temp_dir.h"
 #include "tests/unprivileged.h"
 
@@ -157,4 +161,107 @@ TEST(UserDefaults, ASetThatChangesNothingWritesNothing) {
     EXPECT_TRUE(defaults.setObject("a", 2));
     EXPECT_NE(inode(), first);
     EXPECT_EQ(UserDefaults(dir / "cfg").integerForKey("a"), 2);
+}
+
+namespace {
+
+std::vector<std::string> numberedPaths(int n) {
+    std::vector<std::string> paths;
+    for (int i = 0; i < n; ++i)
+        paths.push_back("/p/" + std::to_string(i) + ".jpg");
+    return paths;
+}
+
+PlistArray asArray(const std::vector<std::string>& strings) {
+    return PlistArray(strings.begin(), strings.end());
+}
+
+} // namespace
+
+// A long list that starts with a string stays in the file until it is used.
+// It reads as stored: text, UTF-16 in the file, and bytes that are no UTF-8
+// (kept as data). An item that is no string is left out, as the library's
+// path list leaves it out. A save of something else writes it back from the
+// file.
+TEST(UserDefaults, LongListsAreReadWhenUsedAndWrittenBackAsStored) {
+    TempDir dir;
+    auto paths = numberedPaths(300);
+    paths[1] = "/p/Caf\xc3\xa9 \xe2\x82\xac.jpg";
+    paths[2] = "/p/\xff\xfe.jpg";
+    PlistArray withNumber = asArray(paths);
+    withNumber.insert(withNumber.begin() + 3, PlistValue(7));
+    const PlistArray mixed{"a", 1};
+    ASSERT_TRUE(UserDefaults(dir / "cfg").setObjects({{"paths", withNumber}, {"mixed", mixed}}));
+
+    UserDefaults reread(dir / "cfg");
+    const PlistValue& stored = reread.objectForKey("paths");
+    ASSERT_NE(stored.stored(), nullptr);
+    EXPECT_EQ(stored.stored()->size(), 301u);
+    EXPECT_EQ(stored, PlistValue(asArray(paths)));
+    EXPECT_EQ(reread.objectForKey("mixed"), PlistValue(mixed));
+    EXPECT_EQ(reread.objectForKey("mixed").stored(), nullptr);
+
+    ASSERT_TRUE(reread.setObject("other", 1));
+    EXPECT_EQ(UserDefaults(dir / "cfg").objectForKey("paths"), PlistValue(asArray(paths)));
+}
+
+// Another program writes the file where it lies (an editor that doesn't
+// rename): the lists still in it can't be read, and the store no longer
+// writes, so what the other program wrote stays.
+TEST(UserDefaults, AFileChangedInPlaceIsNeitherReadFromNorWrittenOver) {
+    TempDir dir;
+    ASSERT_TRUE(UserDefaults(dir / "cfg").setObject("paths", asArray(numberedPaths(300))));
+    UserDefaults held(dir / "cfg");
+    const auto file = dir / "cfg" / "defaults.plist";
+    std::ofstream(file, std::ios::trunc) << "edited";
+
+    slidebox::testing::LogCapture log;
+    EXPECT_TRUE(held.objectForKey("paths").array()->empty());
+    EXPECT_FALSE(held.setObject("other", 1));
+    EXPECT_EQ(readWholeFile(file), "edited");
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_NE(log.lines[0].find("changed in place"), std::string::npos) << log.lines[0];
+}
+
+// One string of 100,000 bytes used by each of 300 items would make 30 MB
+// from a file of 100 kB: the list is refused when it is read, before
+// anything is made of it.
+TEST(UserDefaults, AListOfOneSharedStringCannotGrowPastTheFile) {
+    std::string bytes = "bplist00";
+    auto be = [&](std::uint64_t v, int width) {
+        for (int k = width - 1; k >= 0; --k)
+            bytes += static_cast<char>((v >> (8 * k)) & 0xFF);
+    };
+    std::vector<std::uint64_t> offsets;
+    offsets.push_back(bytes.size()); // 0: the key
+    bytes += "\x51k";
+    offsets.push_back(bytes.size()); // 1: the string
+    bytes += "\x5F\x12";
+    be(100'000, 4);
+    bytes.append(100'000, 'x');
+    offsets.push_back(bytes.size()); // 2: the list, each item the string
+    bytes += "\xAF\x11";
+    be(300, 2);
+    bytes.append(300, '\x01');
+    offsets.push_back(bytes.size()); // 3: {k: the list}
+    bytes += std::string_view("\xD1\x00\x02", 3);
+    const std::uint64_t table = bytes.size();
+    for (std::uint64_t offset : offsets)
+        be(offset, 4);
+    bytes.append(6, '\0');
+    bytes += "\x04\x01";
+    be(4, 8);
+    be(3, 8);
+    be(table, 8);
+
+    TempDir dir;
+    std::filesystem::create_directory(dir / "cfg");
+    writeFile(dir / "cfg" / "defaults.plist", bytes);
+    UserDefaults defaults(dir / "cfg");
+    const PlistStoredStrings* stored = defaults.objectForKey("k").stored();
+    ASSERT_NE(stored, nullptr);
+    std::size_t given = 0;
+    EXPECT_FALSE(stored->forEach([&](std::string_view) { ++given; }));
+    EXPECT_LT(given, 3u);
+    EXPECT_NE(stored->reason().find("twice the file"), std::string::npos);
 }
