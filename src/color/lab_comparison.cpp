@@ -20,6 +20,7 @@
 
 #include "color/color_conversion.h"
 #include "color/lab_pixel_reader.h"
+#include "platform/large_buffer.h"
 
 namespace slidebox::color {
 
@@ -31,8 +32,7 @@ namespace {
 // stay within a few megabytes.
 constexpr std::uint64_t kBandPixels = 1u << 19;
 
-// A pixel the mask leaves out, in a row of differences.
-constexpr float kLeftOut = -1.0f;
+constexpr float kLeftOut = kLeftOutDifference;
 
 std::uint32_t bandRows(std::uint32_t width, std::uint32_t height) {
     const auto rows = static_cast<std::uint32_t>(kBandPixels / std::max<std::uint32_t>(width, 1));
@@ -282,19 +282,30 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
     }
     const std::uint32_t band = bandRows(width, height);
     const std::uint32_t bands = (height + band - 1) / band;
+    // With a gamut image to paint, every difference is kept for it when the
+    // room can be had, so that the second pass reads neither side again and
+    // works none out twice. Else a band's differences at a time.
+    platform::LargeBuffer<float> kept;
+    if (sink && std::uint64_t{width} * height <= keepDifferencesUpTo)
+        kept = platform::LargeBuffer<float>(std::size_t{width} * height);
     std::vector<float> ds[2];
-    try {
-        for (auto& d : ds)
-            d.resize(std::size_t{width} * band);
-    } catch (const std::bad_alloc&) {
-        return platform::Status::failure(platform::ErrorCode::OutOfMemory,
-                                         "no memory for the comparison");
+    if (!kept) {
+        try {
+            for (auto& d : ds)
+                d.resize(std::size_t{width} * band);
+        } catch (const std::bad_alloc&) {
+            return platform::Status::failure(platform::ErrorCode::OutOfMemory,
+                                             "no memory for the comparison");
+        }
     }
+    const auto differencesOf = [&](std::uint32_t k, int slot) {
+        return kept ? kept.data() + std::size_t{k} * band * width : ds[slot].data();
+    };
     // Band k + 1 is read and the differences of its first half worked out
     // on a helper thread while this one works out the second half of band k
     // and takes the whole band into the statistics, in pixel order.
     BandInFlight inFlight[2];
-    const auto half = [&](int slot, bool second) {
+    const auto half = [&](std::uint32_t k, int slot, bool second) {
         const BandInFlight& current = inFlight[slot];
         const std::uint32_t split = current.a.height / 2;
         const std::uint32_t first = second ? split : 0,
@@ -302,7 +313,7 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
         const MaskView bandMask = mask ? current.mask.rows(first) : MaskView{};
         differences(deltaOf(deltaEKind, current.a, current.b), current.a.rows(first, count),
                     current.b.rows(first, count), mask ? &bandMask : nullptr,
-                    ds[slot].data() + std::size_t{first} * width);
+                    differencesOf(k, slot) + std::size_t{first} * width);
     };
     auto status = pipeline(
         bands,
@@ -314,23 +325,23 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
             if (auto read = external.read(y, rows, slot, current.b); !read)
                 return read;
             current.mask = mask ? mask->rows(y) : MaskView{};
-            half(slot, false);
+            half(k, slot, false);
             return {};
         },
         [&](std::uint32_t k, int slot) {
             const std::uint32_t rows = std::min(band, height - k * band);
-            half(slot, true);
-            running.add(ds[slot].data(), std::size_t{rows} * width);
+            half(k, slot, true);
+            running.add(differencesOf(k, slot), std::size_t{rows} * width);
             return true;
         });
     if (!status)
         return status;
     statistics_ = running.statistics();
-    return sink ? paintBands(own, external, mask, sink) : platform::Status{};
+    return sink ? paintBands(own, external, mask, sink, kept.data()) : platform::Status{};
 }
 
 platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, const MaskView* mask,
-                                           GamutSink* sink) const {
+                                           GamutSink* sink, const float* kept) const {
     const std::uint32_t width = own.width(), height = own.height();
     const bool same = statistics_.noDifference();
     // The words need the whole picture: painted whole, then handed over.
@@ -364,12 +375,17 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
         [&](std::uint32_t k, int slot) -> platform::Status {
             const auto [y, rows] = bandOf(k);
             BandInFlight& current = inFlight[slot];
+            current.out = same ? whole.scanLine(static_cast<int>(y)) : painted[slot].data();
+            if (kept) {
+                paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes, 0,
+                                    rows / 2);
+                return {};
+            }
             if (auto read = own.read(y, rows, slot, current.a); !read)
                 return read;
             if (auto read = external.read(y, rows, slot, current.b); !read)
                 return read;
             current.mask = mask ? mask->rows(y) : MaskView{};
-            current.out = same ? whole.scanLine(static_cast<int>(y)) : painted[slot].data();
             paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
                       0, rows / 2);
             return {};
@@ -377,8 +393,12 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
         [&](std::uint32_t k, int slot) {
             const auto [y, rows] = bandOf(k);
             const BandInFlight& current = inFlight[slot];
-            paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
-                      rows / 2, rows);
+            if (kept)
+                paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes,
+                                    rows / 2, rows);
+            else
+                paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out,
+                          rowBytes, rows / 2, rows);
             return same || sink->writeRows(current.out, rowBytes, static_cast<std::int32_t>(rows));
         });
     if (!status)

@@ -96,6 +96,11 @@ class LabComparison {
     /// The difference up to which a pixel is in gamut.
     float gamutTolerance = 0.0f;
     ComparisonColors colors;
+    /// compareRows keeps every difference of images up to this many pixels
+    /// for the gamut image (4 bytes each: 256 MiB at most), so that its
+    /// second pass reads neither side again; larger ones are worked out
+    /// again from the rows.
+    std::uint64_t keepDifferencesUpTo = std::uint64_t{1} << 26;
 
     const ComparisonStatistics& statistics() const { return statistics_; }
 
@@ -139,9 +144,16 @@ class LabComparison {
     static void setBeepHandler(std::function<void()> handler);
 
   private:
-    /// The second pass over LabRows into sink.
+    /// The second pass over LabRows into sink; from the first pass's
+    /// differences when it kept them (kept, every pixel's in order, -1 for
+    /// one left out), without reading the rows again.
     platform::Status paintBands(LabRows& own, LabRows& external, const MaskView* mask,
-                                GamutSink* sink) const;
+                                GamutSink* sink, const float* kept = nullptr) const;
+    /// Rows first..last - 1 painted from their differences (rows of width,
+    /// from the band's first row) into gamut.
+    void paintDifferenceRows(const float* differences, std::uint32_t width, std::uint8_t* gamut,
+                             std::size_t gamutRowBytes, std::uint32_t first,
+                             std::uint32_t last) const;
     /// The second pass over rows first..last - 1 of the views, on this
     /// thread, into gamut (whose first row is that of the views).
     void paintRows(const LabView& own, const LabView& external, const MaskView* mask,

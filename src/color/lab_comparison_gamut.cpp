@@ -58,13 +58,13 @@ inline std::uint8_t rampChannel(std::uint8_t from, std::uint8_t to, float t) {
     return static_cast<std::uint8_t>(static_cast<int>(value));
 }
 
-inline void paint(std::uint8_t* out, const RGB8& from, const RGB8& to, float t) {
+inline void paintPixel(std::uint8_t* out, const RGB8& from, const RGB8& to, float t) {
     out[0] = rampChannel(from.red, to.red, t);
     out[1] = rampChannel(from.green, to.green, t);
     out[2] = rampChannel(from.blue, to.blue, t);
 }
 
-inline void paint(std::uint8_t* out, const RGB8& colour) {
+inline void paintPixel(std::uint8_t* out, const RGB8& colour) {
     out[0] = colour.red;
     out[1] = colour.green;
     out[2] = colour.blue;
@@ -95,18 +95,18 @@ void paintJobRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) 
         for (std::uint32_t x = 0; x < job.own.width;
              ++x, a += kLabPixelBytes, b += kLabPixelBytes, out += 3) {
             if (m && m[x] != 0) {
-                paint(out, job.colours.nonComparedRGB);
+                paintPixel(out, job.colours.nonComparedRGB);
                 continue;
             }
             const float d = job.delta(a, b);
             if (d < tol) {
-                paint(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
+                paintPixel(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
             } else {
                 // A denominator of 0 or below (maxiDeltaE at or under the
                 // tolerance) counts as 0: the pixel takes the ramp's start.
                 float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
                 t = std::clamp(t, 0.0f, 1.0f);
-                paint(out, job.colours.outGamutLimitRGB, job.colours.outGamutHighRGB, t);
+                paintPixel(out, job.colours.outGamutLimitRGB, job.colours.outGamutHighRGB, t);
             }
         }
     }
@@ -150,6 +150,30 @@ void LabComparison::paintRows(const LabView& own, const LabView& external, const
                        statistics_.maxiDeltaE,
                        colors};
     paintJobRows(job, first, last);
+}
+
+void LabComparison::paintDifferenceRows(const float* differences, std::uint32_t width,
+                                        std::uint8_t* gamut, std::size_t gamutRowBytes,
+                                        std::uint32_t first, std::uint32_t last) const {
+    const float tol = gamutTolerance;
+    const float outDenominator = statistics_.maxiDeltaE - tol;
+    const ComparisonColors& c = colors;
+    for (std::uint32_t y = first; y < last; ++y) {
+        const float* ds = differences + std::size_t{y} * width;
+        std::uint8_t* out = gamut + std::size_t{y} * gamutRowBytes;
+        for (std::uint32_t x = 0; x < width; ++x, out += 3) {
+            const float d = ds[x];
+            if (d == kLeftOutDifference) {
+                paintPixel(out, c.nonComparedRGB);
+            } else if (d < tol) {
+                paintPixel(out, c.inGamutLowRGB, c.inGamutLimitRGB, d / tol);
+            } else {
+                float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
+                t = std::clamp(t, 0.0f, 1.0f);
+                paintPixel(out, c.outGamutLimitRGB, c.outGamutHighRGB, t);
+            }
+        }
+    }
 }
 
 void LabComparison::paint(const LabView& own, const LabView& external, const MaskView* mask,

@@ -16,6 +16,9 @@ namespace slidebox::color::lab_pixels {
 
 constexpr std::uint32_t kLabPixelBytes = 6;
 
+// A pixel the mask leaves out, in a row of differences.
+constexpr float kLeftOutDifference = -1.0f;
+
 using DeltaE = float (*)(const CMColor&, const CMColor&);
 
 // The reals of every 16-bit Lab field, read once with CMLab itself, so that

@@ -390,6 +390,18 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
                                   whole.constScanLine(static_cast<int>(y)), row.width * 3),
                       0)
                 << y;
+        // Too large to keep its differences, the image is painted from the
+        // rows read again: the same bands.
+        LabComparison again;
+        again.gamutTolerance = 2.0f;
+        again.colors = world.comparisonColors();
+        again.keepDifferencesUpTo = 0;
+        LabViewRows ownRows(LabView::of(a.wrapped())), otherRows(LabView::of(b.wrapped()));
+        const MaskView maskRows{m.plane(0), m.rowBytes()};
+        CollectedGamut readAgain(row.width);
+        ASSERT_TRUE(again.compareRows(ownRows, otherRows, &maskRows, &readAgain));
+        EXPECT_EQ(readAgain.bands, banded.bands);
+        EXPECT_TRUE(readAgain.bytes == banded.bytes);
         if (!row.differ) {
             // No sink: the statistics alone, without a beep or a log line.
             log.clear();
