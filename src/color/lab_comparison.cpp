@@ -8,6 +8,8 @@
 #include "color/lab_comparison.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <new>
@@ -141,12 +143,54 @@ void addPatches(Running& running, std::int32_t kind, const LabView& own, const L
     }
 }
 
-// The rows of both sides (and the mask's) of a band being worked on, and
-// for the gamut image, where its painted rows go.
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The rows of both sides (and the mask's) of a band being worked on, for
+// the gamut image where its painted rows go, and how the helper thread's
+// share of it went.
 struct BandInFlight {
     LabView a, b;
     MaskView mask;
     std::uint8_t* out = nullptr;
+    std::uint32_t split = 0; ///< rows the helper thread took
+    double helperFixed = 0;  ///< its seconds reading
+    double helperRows = 0;   ///< its seconds on its rows
+};
+
+// Where each band is split between the helper thread, which takes its first
+// rows and also reads, and this one, which takes the rest and also sums or
+// writes. Reading and writing cost what the machine makes them cost, so the
+// split moves after each band until both take as long. The split changes
+// no result: each row is worked out alike on either thread.
+class SplitBalance {
+  public:
+    std::uint32_t helperRows(std::uint32_t rows) const {
+        const double share = share_.load(std::memory_order_relaxed);
+        return std::min(rows, static_cast<std::uint32_t>(share * rows + 0.5));
+    }
+
+    // After band of rows: the helper's times (in the band), and this thread's
+    // for its rows and for its own fixed part.
+    void update(const BandInFlight& band, std::uint32_t rows, double ownRows, double ownFixed) {
+        const std::uint32_t theirs = band.split, ours = rows - band.split;
+        if (rows == 0 || (theirs == 0 && ours == 0))
+            return;
+        const double perRow = (band.helperRows + ownRows) / rows;
+        if (!(perRow > 0))
+            return;
+        // helperFixed + perRow × p = ownFixed + perRow × (rows - p)
+        const double p = (perRow * rows + ownFixed - band.helperFixed) / (2 * perRow);
+        const double wanted = std::clamp(p / rows, 0.0, 1.0);
+        const double share = share_.load(std::memory_order_relaxed);
+        share_.store((share + wanted) / 2, std::memory_order_relaxed);
+    }
+
+  private:
+    std::atomic<double> share_{0.5};
 };
 
 // Runs produce(k, slot) for k = 0 .. count - 1 on a helper thread and
@@ -301,15 +345,13 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
     const auto differencesOf = [&](std::uint32_t k, int slot) {
         return kept ? kept.data() + std::size_t{k} * band * width : ds[slot].data();
     };
-    // Band k + 1 is read and the differences of its first half worked out
-    // on a helper thread while this one works out the second half of band k
-    // and takes the whole band into the statistics, in pixel order.
+    // Band k + 1 is read and the differences of its first rows worked out
+    // on a helper thread while this one works out the rest of band k and
+    // takes the whole band into the statistics, in pixel order.
     BandInFlight inFlight[2];
-    const auto half = [&](std::uint32_t k, int slot, bool second) {
+    SplitBalance balance;
+    const auto work = [&](std::uint32_t k, int slot, std::uint32_t first, std::uint32_t count) {
         const BandInFlight& current = inFlight[slot];
-        const std::uint32_t split = current.a.height / 2;
-        const std::uint32_t first = second ? split : 0,
-                            count = second ? current.a.height - split : split;
         const MaskView bandMask = mask ? current.mask.rows(first) : MaskView{};
         differences(deltaOf(deltaEKind, current.a, current.b), current.a.rows(first, count),
                     current.b.rows(first, count), mask ? &bandMask : nullptr,
@@ -318,20 +360,30 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
     auto status = pipeline(
         bands,
         [&](std::uint32_t k, int slot) -> platform::Status {
+            const auto start = Clock::now();
             const std::uint32_t y = k * band, rows = std::min(band, height - y);
             BandInFlight& current = inFlight[slot];
             if (auto read = own.read(y, rows, slot, current.a); !read)
                 return read;
             if (auto read = external.read(y, rows, slot, current.b); !read)
                 return read;
+            current.helperFixed = secondsSince(start);
+            const auto started = Clock::now();
             current.mask = mask ? mask->rows(y) : MaskView{};
-            half(k, slot, false);
+            current.split = balance.helperRows(rows);
+            work(k, slot, 0, current.split);
+            current.helperRows = secondsSince(started);
             return {};
         },
         [&](std::uint32_t k, int slot) {
             const std::uint32_t rows = std::min(band, height - k * band);
-            half(k, slot, true);
+            const BandInFlight& current = inFlight[slot];
+            const auto start = Clock::now();
+            work(k, slot, current.split, rows - current.split);
+            const double ownRows = secondsSince(start);
+            const auto summing = Clock::now();
             running.add(differencesOf(k, slot), std::size_t{rows} * width);
+            balance.update(current, rows, ownRows, secondsSince(summing));
             return true;
         });
     if (!status)
@@ -368,38 +420,50 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     const auto bandOf = [&](std::uint32_t k) {
         return std::pair{k * band, std::min(band, height - k * band)};
     };
-    // The helper thread reads band k + 1 and paints its first half while
-    // this one paints the second half of band k and hands it over.
+    // The helper thread reads band k + 1 and paints its first rows while
+    // this one paints the rest of band k and hands it over.
+    SplitBalance balance;
+    const auto paintSome = [&](const BandInFlight& current, std::uint32_t y, std::uint32_t first,
+                               std::uint32_t last) {
+        if (kept)
+            paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes, first,
+                                last);
+        else
+            paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
+                      first, last);
+    };
     auto status = pipeline(
         (height + band - 1) / band,
         [&](std::uint32_t k, int slot) -> platform::Status {
+            const auto start = Clock::now();
             const auto [y, rows] = bandOf(k);
             BandInFlight& current = inFlight[slot];
             current.out = same ? whole.scanLine(static_cast<int>(y)) : painted[slot].data();
-            if (kept) {
-                paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes, 0,
-                                    rows / 2);
-                return {};
+            if (!kept) {
+                if (auto read = own.read(y, rows, slot, current.a); !read)
+                    return read;
+                if (auto read = external.read(y, rows, slot, current.b); !read)
+                    return read;
+                current.mask = mask ? mask->rows(y) : MaskView{};
             }
-            if (auto read = own.read(y, rows, slot, current.a); !read)
-                return read;
-            if (auto read = external.read(y, rows, slot, current.b); !read)
-                return read;
-            current.mask = mask ? mask->rows(y) : MaskView{};
-            paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
-                      0, rows / 2);
+            current.helperFixed = secondsSince(start);
+            const auto started = Clock::now();
+            current.split = balance.helperRows(rows);
+            paintSome(current, y, 0, current.split);
+            current.helperRows = secondsSince(started);
             return {};
         },
         [&](std::uint32_t k, int slot) {
             const auto [y, rows] = bandOf(k);
             const BandInFlight& current = inFlight[slot];
-            if (kept)
-                paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes,
-                                    rows / 2, rows);
-            else
-                paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out,
-                          rowBytes, rows / 2, rows);
-            return same || sink->writeRows(current.out, rowBytes, static_cast<std::int32_t>(rows));
+            const auto start = Clock::now();
+            paintSome(current, y, current.split, rows);
+            const double ownRows = secondsSince(start);
+            const auto writing = Clock::now();
+            const bool more =
+                same || sink->writeRows(current.out, rowBytes, static_cast<std::int32_t>(rows));
+            balance.update(current, rows, ownRows, secondsSince(writing));
+            return more;
         });
     if (!status)
         return status;
