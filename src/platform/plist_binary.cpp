@@ -136,9 +136,12 @@ class Reader {
                count_ <= (b_.size() - 32 - tableOffset_) / offsetSize_;
     }
 
-    // The string at index as bytes: a view of the file for ASCII, else
-    // converted into scratch. Nothing for an object that is no sound string.
-    std::optional<std::string_view> string(std::uint64_t index, std::string& scratch) const {
+    // The string at index as bytes: a view of the file for ASCII, and for
+    // the data of a {"$string-bytes": data} dictionary (unless asked for
+    // text alone), which stands for a string that is not text; converted
+    // into scratch for UTF-16. Nothing for any other object.
+    std::optional<std::string_view> string(std::uint64_t index, std::string& scratch,
+                                           bool textAlone = false) const {
         unsigned char marker = 0;
         std::size_t start = 0;
         std::uint64_t n = 0;
@@ -150,23 +153,10 @@ class Reader {
             scratch = fromUtf16(b_.data() + start, n);
             return scratch;
         }
-        return std::nullopt;
-    }
-
-    // string(), or the bytes of a {"$string-bytes": data} dictionary, which
-    // stands for a string that is not text.
-    std::optional<std::string_view> stringOrBytes(std::uint64_t index, std::string& scratch) const {
-        unsigned char marker = 0;
-        std::size_t start = 0;
-        std::uint64_t n = 0;
-        if (!locate(index, marker, start, n))
-            return std::nullopt;
-        if (marker != ((kDictionary << 4) | 1))
-            return string(index, scratch);
-        if (!fits(start, 2 * refSize_))
+        if (textAlone || marker != ((kDictionary << 4) | 1) || !fits(start, 2 * refSize_))
             return std::nullopt;
         std::string key;
-        auto name = string(reference(start, 0), key);
+        auto name = string(reference(start, 0), key, true);
         if (!name || *name != kBytesKey || !locate(reference(start, 1), marker, start, n) ||
             marker >> 4 != kData || !fits(start, n))
             return std::nullopt;
@@ -371,7 +361,7 @@ bool StoredStrings::forEach(const std::function<void(std::string_view)>& visit) 
     std::uint64_t made = 0;
     std::string scratch;
     for (std::uint64_t k = 0; k < n_; ++k) {
-        auto text = reader.stringOrBytes(reader.reference(start_, k), scratch);
+        auto text = reader.string(reader.reference(start_, k), scratch);
         if (!text)
             continue; // no string: left out, as an eagerly read list's reader leaves it
         made += text->size();
