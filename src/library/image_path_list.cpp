@@ -71,11 +71,8 @@ std::vector<ImagePathList::Path> ImagePathList::toPathList() const {
 }
 
 void ImagePathList::push_back(std::string_view path) {
-    if (stored_) {
-        if (!read_)
-            readStored();
-        stored_.reset();
-    }
+    readIfStored();
+    stored_.reset();
     chars_ += path;
     ends_.push_back(chars_.size());
 }
@@ -83,6 +80,8 @@ void ImagePathList::push_back(std::string_view path) {
 bool operator==(const ImagePathList& a, const ImagePathList& b) {
     if (a.stored_ && a.stored_ == b.stored_)
         return true;
+    a.readIfStored();
+    b.readIfStored();
     if (a.size() != b.size())
         return false;
     for (std::size_t i = 0; i < a.size(); ++i)
@@ -92,6 +91,7 @@ bool operator==(const ImagePathList& a, const ImagePathList& b) {
 }
 
 bool operator==(const ImagePathList& list, const std::vector<ImagePathList::Path>& paths) {
+    list.readIfStored();
     if (list.size() != paths.size())
         return false;
     for (std::size_t i = 0; i < paths.size(); ++i)

@@ -34,14 +34,14 @@ class ImagePathList {
     platform::PlistValue toPlist() const;
     std::vector<Path> toPathList() const;
 
-    /// Stored strings that can't be read when they are first asked for (their
-    /// file was changed in place) leave the list empty from then on.
+    /// Stored strings are counted unread. Read, the count leaves out any item
+    /// that is no string, and strings that can't be read (their file was
+    /// changed in place) leave the list empty from then on.
     std::size_t size() const { return stored_ && !read_ ? stored_->size() : ends_.size(); }
     bool empty() const { return size() == 0; }
     /// The bytes of the path at index, 0 .. size()-1.
     std::string_view native(std::size_t index) const {
-        if (stored_ && !read_)
-            readStored();
+        readIfStored();
         if (index >= ends_.size())
             return {};
         const std::size_t begin = index == 0 ? 0 : ends_[index - 1];
@@ -74,14 +74,26 @@ class ImagePathList {
         std::size_t index_;
     };
     using iterator = const_iterator;
-    const_iterator begin() const { return {this, 0}; }
-    const_iterator end() const { return {this, size()}; }
+    /// A walk reads stored strings first, so that its end is that of what
+    /// was read (an item that is no string is left out).
+    const_iterator begin() const {
+        readIfStored();
+        return {this, 0};
+    }
+    const_iterator end() const {
+        readIfStored();
+        return {this, size()};
+    }
 
     friend bool operator==(const ImagePathList& a, const ImagePathList& b);
     friend bool operator==(const ImagePathList& list, const std::vector<Path>& paths);
 
   private:
     void readStored() const;
+    void readIfStored() const {
+        if (stored_ && !read_)
+            readStored();
+    }
     /// The stored strings the list was read from, while it is unchanged.
     platform::PlistValue::Stored stored_;
     mutable bool read_ = false;             ///< stored_ has been read into the buffer

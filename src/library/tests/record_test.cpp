@@ -132,6 +132,7 @@ TEST(Record, StoredPathsAreReadAtFirstUseAndSavedUnreadUntilChanged) {
         paths.push_back("/x/" + std::to_string(i) + ".jpg");
         stored.emplace_back(paths.back().native());
     }
+    stored.insert(stored.begin() + 5, PlistValue(7)); // no path: left out when read
     ASSERT_TRUE(platform::UserDefaults(dir / "cfg")
                     .setObject("r", platform::PlistDictionary{
                                         {"AM_AlbumPath", PlistValue("/no/such/library")},
@@ -147,9 +148,12 @@ TEST(Record, StoredPathsAreReadAtFirstUseAndSavedUnreadUntilChanged) {
     ASSERT_NE(inFile.stored(), nullptr);
 
     auto record = readRecord(defaults);
+    EXPECT_EQ(record->numberOfImage(), 301); // counted unread
     EXPECT_EQ(record->defaultImageIndex(), 299);
     EXPECT_EQ((*record->dictionary())["AM_ImagePaths"].stored(), inFile.stored());
     EXPECT_EQ(record->fileNameAtIndex(299), "299.jpg");
+    EXPECT_EQ(record->numberOfImage(), 300);
+    EXPECT_EQ(std::vector(record->imagePaths()->begin(), record->imagePaths()->end()), paths);
     EXPECT_EQ(record->imagePaths(), paths);
     EXPECT_EQ((*record->dictionary())["AM_ImagePaths"].stored(), inFile.stored());
 
@@ -163,7 +167,7 @@ TEST(Record, StoredPathsAreReadAtFirstUseAndSavedUnreadUntilChanged) {
     auto unread = readRecord(defaults);
     std::ofstream(dir / "cfg" / "defaults.plist", std::ios::trunc) << "edited";
     LogCapture log;
-    EXPECT_EQ(unread->numberOfImage(), 300);
+    EXPECT_EQ(unread->numberOfImage(), 301);
     EXPECT_EQ(unread->fileNameAtIndex(299), "");
     EXPECT_EQ(unread->numberOfImage(), 0);
     ASSERT_EQ(log.lines.size(), 1u);
