@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "every_type.h"
@@ -207,20 +208,36 @@ TEST(UserDefaults, LongListsAreReadWhenUsedAndWrittenBackAsStored) {
 
 // Another program writes the file where it lies (an editor that doesn't
 // rename): the lists still in it can't be read, and the store no longer
-// writes, so what the other program wrote stays.
+// writes, so what the other program wrote stays. A rewrite of the same size
+// within the same second is told by the nanoseconds of its date.
 TEST(UserDefaults, AFileChangedInPlaceIsNeitherReadFromNorWrittenOver) {
-    TempDir dir;
-    ASSERT_TRUE(UserDefaults(dir / "cfg").setObject("paths", asArray(numberedPaths(300))));
-    UserDefaults held(dir / "cfg");
-    const auto file = dir / "cfg" / "defaults.plist";
-    std::ofstream(file, std::ios::trunc) << "edited";
+    for (const bool sameSize : {false, true}) {
+        SCOPED_TRACE(sameSize);
+        TempDir dir;
+        ASSERT_TRUE(UserDefaults(dir / "cfg").setObject("paths", asArray(numberedPaths(300))));
+        UserDefaults held(dir / "cfg");
+        const auto file = dir / "cfg" / "defaults.plist";
+        struct stat before {};
+        ASSERT_EQ(::stat(file.c_str(), &before), 0);
+        std::string edited = "edited";
+        if (sameSize) {
+            edited = *readWholeFile(file);
+            edited[8] ^= 1;
+        }
+        std::ofstream(file, std::ios::trunc | std::ios::binary) << edited;
+        if (sameSize) {
+            struct timespec dates[2] = {before.st_atim, before.st_mtim};
+            dates[1].tv_nsec = (dates[1].tv_nsec + 1) % 1'000'000'000;
+            ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), dates, 0), 0);
+        }
 
-    slidebox::testing::LogCapture log;
-    EXPECT_TRUE(held.objectForKey("paths").array()->empty());
-    EXPECT_FALSE(held.setObject("other", 1));
-    EXPECT_EQ(readWholeFile(file), "edited");
-    ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_NE(log.lines[0].find("changed in place"), std::string::npos) << log.lines[0];
+        slidebox::testing::LogCapture log;
+        EXPECT_TRUE(held.objectForKey("paths").array()->empty());
+        EXPECT_FALSE(held.setObject("other", 1));
+        EXPECT_EQ(readWholeFile(file), edited);
+        ASSERT_EQ(log.lines.size(), 1u);
+        EXPECT_NE(log.lines[0].find("changed in place"), std::string::npos) << log.lines[0];
+    }
 }
 
 // One string of 100,000 bytes used by each of 300 items would make 30 MB
