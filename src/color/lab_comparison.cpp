@@ -34,8 +34,6 @@ namespace {
 // stay within a few megabytes.
 constexpr std::uint64_t kBandPixels = 1u << 19;
 
-constexpr float kLeftOut = kLeftOutDifference;
-
 std::uint32_t bandRows(std::uint32_t width, std::uint32_t height) {
     const auto rows = static_cast<std::uint32_t>(kBandPixels / std::max<std::uint32_t>(width, 1));
     return std::clamp<std::uint32_t>(rows, 1, std::max<std::uint32_t>(height, 1));
@@ -47,7 +45,7 @@ PixelDelta deltaOf(std::int32_t kind, const LabView& own, const LabView& externa
 }
 
 // The differences of the rows of a band, row after row, into out; a pixel
-// left out by the mask gets kLeftOut.
+// left out by the mask gets kLeftOutDifference.
 void differences(const PixelDelta& delta, const LabView& own, const LabView& external,
                  const MaskView* mask, float* out) {
     const std::size_t width = own.width;
@@ -58,8 +56,8 @@ void differences(const PixelDelta& delta, const LabView& own, const LabView& ext
         float* row = out + y * width;
         if (m) {
             for (std::size_t x = 0; x < width; ++x)
-                row[x] =
-                    m[x] != 0 ? kLeftOut : delta(a + x * kLabPixelBytes, b + x * kLabPixelBytes);
+                row[x] = m[x] != 0 ? kLeftOutDifference
+                                   : delta(a + x * kLabPixelBytes, b + x * kLabPixelBytes);
         } else {
             for (std::size_t x = 0; x < width; ++x)
                 row[x] = delta(a + x * kLabPixelBytes, b + x * kLabPixelBytes);
@@ -90,7 +88,7 @@ struct Running {
         std::uint32_t n = compared, in = inGamut;
         for (std::size_t i = 0; i < count; ++i) {
             const float d = ds[i];
-            const bool used = d != kLeftOut;
+            const bool used = d != kLeftOutDifference;
             n += used ? 1u : 0u;
             s += used ? d : 0.0f;
             hi = used && d > hi ? d : hi;
@@ -176,8 +174,7 @@ class SplitBalance {
     // After band of rows: the helper's times (in the band), and this thread's
     // for its rows and for its own fixed part.
     void update(const BandInFlight& band, std::uint32_t rows, double ownRows, double ownFixed) {
-        const std::uint32_t theirs = band.split, ours = rows - band.split;
-        if (rows == 0 || (theirs == 0 && ours == 0))
+        if (rows == 0)
             return;
         const double perRow = (band.helperRows + ownRows) / rows;
         if (!(perRow > 0))

@@ -105,8 +105,8 @@ class StoredStrings final : public PlistStoredStrings {
 // and nesting are known to be sound, and are still not trusted past the
 // bytes (a cheap test beside each read).
 //
-// With the mapped file it reads from, an array of kStoredFrom strings or more
-// is kept as StoredStrings, read when it is first used.
+// With the mapped file it reads from, an array the check left unwalked
+// (stringLists) is kept as StoredStrings, read when it is first used.
 class Reader {
   public:
     explicit Reader(std::string_view bytes, std::shared_ptr<const MappedFile> file = nullptr,
@@ -409,6 +409,8 @@ class Writer {
         out_ = "bplist00";
         offsets_.reserve(count);
         const std::uint64_t top = add(value);
+        if (!sound_)
+            return Status::failure(ErrorCode::Unsupported, unsound_);
         const std::uint64_t tableOffset = out_.size();
         const std::size_t offsetSize = widthFor(tableOffset);
         out_.reserve(out_.size() + offsets_.size() * offsetSize + 32);
@@ -552,10 +554,12 @@ class Writer {
         if (const std::string* s = value.string())
             return addString(*s);
         if (const PlistStoredStrings* stored = value.stored()) {
-            // Read again as counted: the file can't have changed unseen since.
+            // Read again as counted; a file changed in place between the two
+            // readings makes the whole encoding a refusal, not a shorter list.
             std::vector<std::uint64_t> items;
             items.reserve(stored->size());
-            stored->forEach([&](std::string_view s) { items.push_back(addString(s)); });
+            if (!stored->forEach([&](std::string_view s) { items.push_back(addString(s)); }))
+                unsound(stored->reason());
             return addArray(items);
         }
         if (const std::int64_t* i = value.integer())

@@ -157,12 +157,7 @@ class BinaryList {
         return std::nullopt;
     }
 
-    std::uint64_t be(const char* p, int n) const {
-        std::uint64_t v = 0;
-        for (int k = 0; k < n; ++k)
-            v = (v << 8) | static_cast<unsigned char>(p[k]);
-        return v;
-    }
+    std::uint64_t be(const char* p, int n) const { return readBe(p, static_cast<std::size_t>(n)); }
 
     // The object's marker byte, and where its payload starts; 0xFF for an
     // offset outside the objects.
@@ -258,10 +253,8 @@ class BinaryList {
 
     // Whether the n references from refs are to objects of the list.
     bool referencesWithin(std::size_t refs, std::uint64_t n) const {
-        const char* p = b_.data() + refs;
-        const auto width = static_cast<std::size_t>(refSize_);
         for (std::uint64_t k = 0; k < n; ++k)
-            if (readBe(p + k * width, width) >= count_)
+            if (be(&b_[refs + k * refSize_], refSize_) >= count_)
                 return false;
         return true;
     }

@@ -367,15 +367,13 @@ std::optional<PlistDocument> readPlistFile(const std::filesystem::path& path) {
 
 Status writePlistFile(const std::filesystem::path& path, const PlistValue& value,
                       PlistFormat format, const PlistLimits& limits) {
-    std::string bytes;
-    if (format == PlistFormat::Binary) {
-        auto encoded = plist_binary::encode(value);
-        if (!encoded)
-            return encoded.status();
-        bytes = std::move(*encoded);
-    } else {
-        bytes = serializePlist(value, format);
-    }
+    // The binary writer says why it refuses; the XML one gives nothing.
+    auto encoded = format == PlistFormat::Binary
+                       ? plist_binary::encode(value)
+                       : Result<std::string>(serializePlist(value, format));
+    if (!encoded)
+        return encoded.status();
+    const std::string& bytes = *encoded;
     if (bytes.empty())
         return refused(ErrorCode::CannotWrite, "the property list could not be encoded");
     // What could not be read back is not written: the old file stays.
