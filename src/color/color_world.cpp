@@ -208,6 +208,14 @@ platform::Status ColorWorld::matchImage(const image::Bitmap& source, image::Bitm
     return outcome.status;
 }
 
+platform::Status ColorWorld::matchRows(const image::Bitmap& source,
+                                       image::Bitmap& destination) const {
+    const TileMatchSetup setup{
+        chain_.bitmapWorld.get(), chain_.spaceIn, chain_.spaceOut, nullptr, tilePixelLimit_, 1};
+    image::Bitmap unused;
+    return matchTiles(setup, source, &destination, unused).status;
+}
+
 const CMBitmap* ColorWorld::labBitmap() const {
     return lab_.isNull() ? nullptr : &labRecord_;
 }

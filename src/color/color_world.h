@@ -224,6 +224,10 @@ class ColorWorld : public ColorConversion {
     /// when the image and the world's spaces differ, the sizes differ or a
     /// rep holds too few samples; OutOfMemory when the tiles can't be had.
     platform::Status matchImage(const image::Bitmap& source, image::Bitmap* destination);
+    /// matchImage into a destination, on the calling thread alone, with no
+    /// completion handler and no tile size kept: several threads may match
+    /// bitmaps through one world at once this way.
+    platform::Status matchRows(const image::Bitmap& source, image::Bitmap& destination) const;
     /// The Lab bitmap of the last match in Lab mode; null when there is none.
     const CMBitmap* labBitmap() const;
     /// The same bitmap in the image layer's terms; a null bitmap when there is none.

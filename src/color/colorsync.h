@@ -253,10 +253,13 @@ CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const Profi
 /// own rowBytes; src and dst may be the same memory when their layouts
 /// are. The channels are those of the world's input and output spaces, the
 /// sample width and alpha those of the layout codes (pixelSize is not
-/// read); alpha is copied when both layouts have it. Spread over the machine's cores. paramErr for
+/// read); alpha is copied when both layouts have it. Spread over up to
+/// `threads` threads (0: the machine's cores), the calling one among them.
+/// Several threads may match through one world at once. paramErr for
 /// sizes, codes or channel counts that don't fit, cmProfileError when the
 /// engine refuses the transform.
-CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst);
+CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst,
+                      unsigned threads = 0);
 
 } // namespace slidebox::color
 

@@ -1,11 +1,14 @@
 #include "color/image_transform.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <future>
+#include <mutex>
 #include <optional>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -45,6 +48,152 @@ void copyAlphaPlane(const image::Bitmap& from, image::Bitmap& to) {
     for (std::int32_t y = 0; y < from.height(); ++y)
         std::memcpy(to.row(y, toPlane), from.row(y, fromPlane), bytes);
 }
+
+// The rows a thread reads at a time hold about this many bytes, in whole
+// bands of the file (which then go straight into the thread's rows).
+constexpr std::size_t kBandBytes = std::size_t{256} << 10;
+// And match and write this many pixels at a time, so that what is written
+// is still in the cache.
+constexpr std::int32_t kRunPixels = 32768;
+// More threads than this gain nothing on the engine's transforms.
+constexpr unsigned kMostThreads = 8;
+
+Status outputFailure(const std::filesystem::path& output, const Status& status) {
+    return Status::failure(status.code(), quoted(output) + ": " + status.message());
+}
+
+/// Every thread takes the next band of rows, reads it, matches it and
+/// writes it to its place in the file, in rows of its own that stay in the
+/// cache: no thread waits for another but to take its turn at reading a
+/// file. The first failure stops them all.
+class BandPipeline {
+  public:
+    BandPipeline(image::TileSource& source, const std::filesystem::path& input,
+                 const ColorWorld& world, image::TiffWriter& writer,
+                 const std::filesystem::path& output, image::PixelFormat outFormat,
+                 std::int32_t tileHeight)
+        : source_(source), input_(input), world_(world), writer_(writer), output_(output),
+          outFormat_(outFormat) {
+        const std::int32_t width = source.width();
+        const image::PixelFormat& format = source.format();
+        const std::size_t rowBytes = static_cast<std::size_t>(width) *
+                                     static_cast<std::size_t>(format.samplesPerPixel()) *
+                                     format.bytesPerSample;
+        const std::int32_t fileBand = std::max(1, source.rowsPerBand());
+        const auto wanted = static_cast<std::int32_t>(
+            std::min<std::size_t>((kBandBytes + rowBytes - 1) / rowBytes, 1 << 20));
+        band_ = std::min(tileHeight, (wanted + fileBand - 1) / fileBand * fileBand);
+        run_ = std::clamp(kRunPixels / width, 1, band_);
+    }
+
+    Status run(CompletionHandler* progress) {
+        const auto bands = static_cast<std::size_t>((source_.height() - 1) / band_ + 1);
+        const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(
+            bands, std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads)));
+        std::vector<std::thread> helpers;
+        for (unsigned i = 1; i < threads; ++i) {
+            try {
+                helpers.emplace_back([this] { work(nullptr); });
+            } catch (const std::system_error&) {
+                break; // no more threads: those started and this one share the bands
+            }
+        }
+        work(progress);
+        for (std::thread& helper : helpers)
+            helper.join();
+        if (failure_ && progress && told_ != 100) // the last band may have been a helper's
+            progress->setAmountOfCompletion(100);
+        return failure_;
+    }
+
+  private:
+    void work(CompletionHandler* progress) {
+        const std::int32_t width = source_.width(), height = source_.height();
+        image::Bitmap in, out;
+        if (auto status = allocate(in, source_.isHeldWhole() ? 1 : band_, source_.format());
+            !status)
+            return stop(status);
+        if (auto status = allocate(out, run_, outFormat_); !status)
+            return stop(status);
+        for (;;) {
+            const std::int64_t first = std::int64_t{next_.fetch_add(1)} * band_;
+            if (stopped_ || first >= height)
+                return;
+            const auto y = static_cast<std::int32_t>(first);
+            const std::int32_t rows = std::min(band_, height - y);
+            auto band = read(in, y, rows);
+            if (!band)
+                return stop(band.status());
+            for (std::int32_t r = 0; r < rows && !stopped_; r += run_) {
+                const std::int32_t n = std::min(run_, rows - r);
+                auto from = band->view(image::makeRect(0, r, width, n));
+                auto to = out.view(image::makeRect(0, 0, width, n));
+                if (!from || !to)
+                    return stop(!from ? from.status() : to.status());
+                if (auto status = world_.matchRows(*from, *to); !status)
+                    return stop(status);
+                if (outFormat_.hasAlpha && outFormat_.isPlanar)
+                    copyAlphaPlane(*from, *to);
+                if (auto status = writer_.writeRowsAt(y + r, *to); !status)
+                    return stop(outputFailure(output_, status));
+            }
+            const std::int32_t done = done_ += rows;
+            if (progress && !stopped_) {
+                const auto percent =
+                    done >= height
+                        ? 100
+                        : static_cast<std::int32_t>(100.0 * (static_cast<double>(done) / height));
+                if (percent != told_)
+                    progress->setAmountOfCompletion(told_ = percent);
+            }
+        }
+    }
+
+    // The band's rows: a view of an image held whole, or read into the
+    // thread's own rows, one thread at a time.
+    image::ImageResult<image::Bitmap> read(image::Bitmap& rows, std::int32_t y, std::int32_t n) {
+        if (source_.isHeldWhole())
+            return source_.tile(y, n);
+        auto view = rows.view(image::makeRect(0, 0, rows.width(), n));
+        if (!view)
+            return view;
+        const std::lock_guard held(reading_);
+        if (auto status = source_.readRows(y, *view); !status)
+            return Status::failure(status.code(), quoted(input_) + ": " + status.message());
+        return view;
+    }
+
+    Status allocate(image::Bitmap& bitmap, std::int32_t rows, const image::PixelFormat& format) {
+        auto made = image::Bitmap::allocate(source_.width(), rows, format);
+        if (!made)
+            return made.status();
+        bitmap = std::move(made.value());
+        return {};
+    }
+
+    void stop(const Status& status) {
+        const std::lock_guard held(failing_);
+        if (failure_)
+            failure_ = status;
+        stopped_ = true;
+    }
+
+    image::TileSource& source_;
+    const std::filesystem::path& input_;
+    const ColorWorld& world_;
+    image::TiffWriter& writer_;
+    const std::filesystem::path& output_;
+    image::PixelFormat outFormat_;
+    std::int32_t band_ = 1;
+    std::int32_t run_ = 1;
+    std::atomic<std::int32_t> next_{0};
+    std::atomic<std::int32_t> done_{0};
+    std::atomic<bool> stopped_{false};
+    std::int32_t told_ = -1; // the last percentage told, by the calling thread
+    std::mutex reading_;
+    std::mutex failing_;
+    Status failure_;
+};
 
 } // namespace
 
@@ -151,82 +300,58 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
         static_cast<float>(request.tilePixels))
         tileHeight =
             std::max(1, static_cast<std::int32_t>(static_cast<double>(request.tilePixels) / width));
-    // Two destination tiles: one is written to the file on a helper thread
-    // while the next is matched into the other.
-    image::Bitmap outTiles[2];
     if (!labMode) {
-        for (image::Bitmap& outTile : outTiles) {
-            auto allocated = image::Bitmap::allocate(width, tileHeight, outFormat);
-            if (!allocated)
-                return allocated.status();
-            outTile = std::move(allocated.value());
-        }
-    }
-    std::optional<image::TiffWriter> writer;
-    // After the writer: ended (its write waited for) before the writer.
-    std::future<platform::Status> writing;
-    const auto written = [&]() -> Status {
-        if (!writing.valid())
-            return {};
-        auto status = writing.get();
-        if (!status)
-            return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        // A row matched first, before any file is made, says whether the
+        // image fits the world at all.
+        auto probeIn = image::Bitmap::allocate(width, 1, inFormat);
+        auto probeOut = image::Bitmap::allocate(width, 1, outFormat);
+        if (!probeIn || !probeOut)
+            return !probeIn ? probeIn.status() : probeOut.status();
+        if (auto status = world->matchRows(*probeIn, *probeOut); !status)
+            return status;
+        image::TiffWriteOptions writeOptions;
+        // Renamed into place at the end; the page cache is enough for a
+        // file that is made again by running the command again.
+        writeOptions.durable = false;
+        writeOptions.rowsPerStrip = tileHeight;
+        writeOptions.iccProfile = std::move(profileBytes.value());
+        writeOptions.anyOrder = true;
+        auto writer = image::TiffWriter::create(output, width, height, outFormat, writeOptions);
+        if (!writer)
+            return outputFailure(output, writer.status());
+        BandPipeline pipeline(source, input, *world, *writer, output, outFormat, tileHeight);
+        if (auto status = pipeline.run(progress); !status)
+            return status;
+        if (auto status = writer->finish(); !status)
+            return outputFailure(output, status);
         return {};
-    };
+    }
 
-    for (std::int32_t y = 0, k = 0; y < height; y += tileHeight, ++k) {
+    // Lab: each tile through the world into its Lab bitmap, which the
+    // writer stores with a and b signed.
+    std::optional<image::TiffWriter> writer;
+    for (std::int32_t y = 0; y < height; y += tileHeight) {
         const std::int32_t rows = std::min(tileHeight, height - y);
         auto in = source.tile(y, rows);
         if (!in)
             return Status::failure(in.status().code(),
                                    quoted(input) + ": " + in.status().message());
-        image::Bitmap out;
-        if (labMode) {
-            if (auto status = world->matchImage(*in, nullptr); !status)
-                return status;
-        } else {
-            auto view = outTiles[k % 2].view(image::makeRect(0, 0, width, rows));
-            if (!view)
-                return view.status();
-            out = std::move(view.value());
-            if (auto status = world->matchImage(*in, &out); !status)
-                return status;
-            if (outFormat.hasAlpha && outFormat.isPlanar)
-                copyAlphaPlane(*in, out);
-        }
+        if (auto status = world->matchImage(*in, nullptr); !status)
+            return status;
         if (!writer) {
             image::TiffWriteOptions writeOptions;
-            // Renamed into place at the end; the page cache is enough for
-            // a file that is made again by running the command again.
             writeOptions.durable = false;
-            // One strip a tile: a tile goes to the file as it is.
-            writeOptions.rowsPerStrip = tileHeight;
+            writeOptions.rowsPerStrip = tileHeight; // a tile goes to the file as it is
             writeOptions.iccProfile = std::move(profileBytes.value());
             auto created =
                 image::TiffWriter::create(output, width, height, outFormat, writeOptions);
             if (!created)
-                return Status::failure(created.status().code(),
-                                       quoted(output) + ": " + created.status().message());
+                return outputFailure(output, created.status());
             writer.emplace(std::move(created.value()));
         }
-        if (auto status = written(); !status)
-            return status;
-        if (labMode) {
-            // The Lab bitmap is the world's, made again by the next match.
-            if (auto status = writer->writeRows(world->labImage()); !status)
-                return Status::failure(status.code(), quoted(output) + ": " + status.message());
-        } else {
-            auto write = [&writer, tile = std::move(out)] { return writer->writeRows(tile); };
-            try {
-                writing = std::async(std::launch::async, std::move(write));
-            } catch (const std::system_error&) { // no thread: written here
-                auto tile = outTiles[k % 2].view(image::makeRect(0, 0, width, rows));
-                if (!tile)
-                    return tile.status();
-                if (auto status = writer->writeRows(*tile); !status)
-                    return Status::failure(status.code(), quoted(output) + ": " + status.message());
-            }
-        }
+        // The Lab bitmap is the world's, made again by the next match.
+        if (auto status = writer->writeRows(world->labImage()); !status)
+            return outputFailure(output, status);
         if (progress) {
             const bool last = y + rows >= height;
             progress->setAmountOfCompletion(
@@ -234,10 +359,8 @@ Status transformImage(image::TileSource& source, const std::filesystem::path& in
                      : static_cast<std::int32_t>(100.0 * (static_cast<double>(y + rows) / height)));
         }
     }
-    if (auto status = written(); !status)
-        return status;
     if (auto status = writer->finish(); !status)
-        return Status::failure(status.code(), quoted(output) + ": " + status.message());
+        return outputFailure(output, status);
     return {};
 }
 

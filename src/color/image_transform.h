@@ -32,12 +32,15 @@ struct ImageTransformRequest {
 };
 
 /// Matches the image in input through a world from the source to the
-/// destination into a TIFF at output, in tiles of whole rows that stream
-/// from the file through the world into the TIFF, so that the image is
-/// never held whole. The TIFF has the destination's space (alpha kept on
-/// gray and RGB, depth and planarity of the input) and embeds the
-/// destination profile, or the generic Lab profile in Lab mode. progress
-/// (may be null) hears after each tile, ending on 100. On failure output
+/// destination into a TIFF at output, in bands of whole rows (within the
+/// tile limit) that stream from the file through the world into the TIFF,
+/// so that the image is never held whole: every core takes the next band,
+/// reads, matches and writes it to its place in the file (in Lab mode,
+/// tiles go through the world's Lab bitmap one after the other). The TIFF
+/// has the destination's space (alpha kept on gray and RGB, depth and
+/// planarity of the input) and embeds the destination profile, or the
+/// generic Lab profile in Lab mode. progress (may be null) hears on the
+/// calling thread as the bands are done, ending on 100. On failure output
 /// is untouched and no temporary file is left; the status names the file
 /// or profile at fault.
 platform::Status transformImageFile(const std::filesystem::path& input,

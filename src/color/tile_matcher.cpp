@@ -249,8 +249,8 @@ void TileWalk::outRect() {
 }
 
 void TileWalk::matchBitmaps() {
-    if (!setup_.world ||
-        CWMatchBitmap(*setup_.world, bitmapIn_.cmBitmap, bitmapOut_.cmBitmap) != noErr)
+    if (!setup_.world || CWMatchBitmap(*setup_.world, bitmapIn_.cmBitmap, bitmapOut_.cmBitmap,
+                                       setup_.threads) != noErr)
         platform::log("Error in matchBitmaps (CWMatchBitmap) of ColorWorld");
 }
 

@@ -31,6 +31,8 @@ struct TileMatchSetup {
     OSType spaceOut = 0; ///< 0 for a one-profile chain
     CompletionHandler* handler = nullptr;
     float tilePixelLimit = 1000000.0f;
+    /// Threads a tile is matched on; 0: one a core.
+    unsigned threads = 0;
 };
 
 /// How a tiled match went.

@@ -1,5 +1,6 @@
 #include "image/tiff_support.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -93,24 +94,33 @@ void memoryUnmap(thandle_t, void*, toff_t) {}
 
 // --- descriptor for writing -------------------------------------------------
 
-int descriptorOf(thandle_t handle) {
-    return *static_cast<int*>(handle);
+DescriptorSink& sinkOf(thandle_t handle) {
+    return *static_cast<DescriptorSink*>(handle);
 }
 
 tmsize_t descriptorRead(thandle_t handle, void* buffer, tmsize_t size) {
     ssize_t n;
     do
-        n = ::read(descriptorOf(handle), buffer, static_cast<std::size_t>(size));
+        n = ::read(sinkOf(handle).descriptor, buffer, static_cast<std::size_t>(size));
     while (n < 0 && errno == EINTR);
     return n;
 }
 
 tmsize_t descriptorWrite(thandle_t handle, void* buffer, tmsize_t size) {
+    DescriptorSink& sink = sinkOf(handle);
+    if (sink.reserving) {
+        const off_t at = ::lseek(sink.descriptor, 0, SEEK_CUR);
+        off_t end = 0;
+        if (at < 0 || __builtin_add_overflow(at, size, &end) ||
+            ::lseek(sink.descriptor, end, SEEK_SET) < 0)
+            return -1;
+        sink.reservedEnd = std::max(sink.reservedEnd, static_cast<std::uint64_t>(end));
+        return size;
+    }
     auto* bytes = static_cast<const char*>(buffer);
     tmsize_t done = 0;
     while (done < size) {
-        ssize_t n =
-            ::write(descriptorOf(handle), bytes + done, static_cast<std::size_t>(size - done));
+        ssize_t n = ::write(sink.descriptor, bytes + done, static_cast<std::size_t>(size - done));
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -120,19 +130,32 @@ tmsize_t descriptorWrite(thandle_t handle, void* buffer, tmsize_t size) {
     return done;
 }
 
+toff_t descriptorSize(thandle_t handle) {
+    const DescriptorSink& sink = sinkOf(handle);
+    struct stat st {};
+    if (::fstat(sink.descriptor, &st) != 0)
+        return 0;
+    return std::max(static_cast<toff_t>(st.st_size), static_cast<toff_t>(sink.reservedEnd));
+}
+
 toff_t descriptorSeek(thandle_t handle, toff_t offset, int whence) {
-    off_t result = ::lseek(descriptorOf(handle), static_cast<off_t>(offset), whence);
+    const DescriptorSink& sink = sinkOf(handle);
+    off_t result = -1;
+    if (whence == SEEK_END && sink.reservedEnd > 0) { // the end as laid out
+        const toff_t end = descriptorSize(handle);
+        toff_t target = 0;
+        if (!__builtin_add_overflow(end, offset, &target) &&
+            target <= static_cast<toff_t>(std::numeric_limits<off_t>::max()))
+            result = ::lseek(sink.descriptor, static_cast<off_t>(target), SEEK_SET);
+    } else {
+        result = ::lseek(sink.descriptor, static_cast<off_t>(offset), whence);
+    }
     return result < 0 ? static_cast<toff_t>(-1) : static_cast<toff_t>(result);
 }
 
 int descriptorClose(thandle_t) {
     return 0;
 } // the descriptor stays its owner's
-
-toff_t descriptorSize(thandle_t handle) {
-    struct stat st {};
-    return ::fstat(descriptorOf(handle), &st) == 0 ? static_cast<toff_t>(st.st_size) : 0;
-}
 
 int noMap(thandle_t, void**, toff_t*) {
     return 0;
@@ -169,11 +192,10 @@ TIFF* openMemory(MemorySource* source, TIFFOpenOptions* options) {
                              memorySize, memoryMap, memoryUnmap, options);
 }
 
-TIFF* openDescriptorForWriting(int* descriptor, const char* name, const char* mode,
+TIFF* openDescriptorForWriting(DescriptorSink* sink, const char* name, const char* mode,
                                TIFFOpenOptions* options) {
-    return TIFFClientOpenExt(name, mode, descriptor, descriptorRead, descriptorWrite,
-                             descriptorSeek, descriptorClose, descriptorSize, noMap, memoryUnmap,
-                             options);
+    return TIFFClientOpenExt(name, mode, sink, descriptorRead, descriptorWrite, descriptorSeek,
+                             descriptorClose, descriptorSize, noMap, memoryUnmap, options);
 }
 
 SampleMasks sampleMasks(const PixelFormat& format, bool grayMinIsWhite, bool labSigned) {

@@ -56,9 +56,19 @@ struct MemorySource {
 /// is in the options' messages).
 TIFF* openMemory(MemorySource* source, TIFFOpenOptions* options);
 
-/// Opens a TIFF handle for writing on a descriptor that stays the caller's
-/// (closing the handle doesn't close it). mode is "w" or "w8" (BigTIFF).
-TIFF* openDescriptorForWriting(int* descriptor, const char* name, const char* mode,
+/// The file a TIFF handle writes to: a descriptor that stays the caller's.
+/// While `reserving`, what libtiff writes is not written: the file's end
+/// only moves past it, so that strips get their place before their bytes,
+/// which are then written there (pwrite) in any order.
+struct DescriptorSink {
+    int descriptor = -1;
+    bool reserving = false;
+    std::uint64_t reservedEnd = 0; ///< the end as laid out, past the file's own
+};
+
+/// Opens a TIFF handle for writing on a sink (closing the handle doesn't
+/// close its descriptor). mode is "w" or "w8" (BigTIFF).
+TIFF* openDescriptorForWriting(DescriptorSink* sink, const char* name, const char* mode,
                                TIFFOpenOptions* options);
 
 /// XOR masks, one per sample of a pixel: the two sample changes between a

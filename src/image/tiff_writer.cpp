@@ -1,8 +1,14 @@
 #include "image/tiff_writer.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <vector>
+
+#include <unistd.h>
 
 #include "image/checked_size.h"
 #include "image/tiff_support.h"
@@ -53,8 +59,8 @@ std::uint16_t compressionOf(TiffCompression compression) {
 struct TiffWriter::Impl {
     tiff::Messages messages;
     std::optional<platform::AtomicFile> file;
-    int descriptor = -1; // the handle's client data points here
-    tiff::TiffPtr tif;   // declared after file: closed before the file is discarded
+    tiff::DescriptorSink sink; // the handle's client data points here
+    tiff::TiffPtr tif;         // declared after file: closed before the file is discarded
     std::int32_t width = 0;
     std::int32_t height = 0;
     PixelFormat format;
@@ -67,6 +73,13 @@ struct TiffWriter::Impl {
     std::uint32_t nextStrip = 0;
     std::int32_t written = 0;
     ImageStatus failed; // the first failure; every later call repeats it
+    // Rows in any order: where each strip lies, which rows are in, and the
+    // first failure of a positioned write, kept until finish().
+    std::vector<std::uint64_t> stripOffsets;
+    std::unique_ptr<std::atomic<bool>[]> rowIn;
+    std::atomic<std::int32_t> rowsIn{0};
+    std::mutex positionedLock;
+    ImageStatus positionedFailure;
 
     ImageStatus fail(ImageErrorCode code, const std::string& what) {
         failed = tiff::failure(code, what, messages);
@@ -78,6 +91,8 @@ struct TiffWriter::Impl {
 
     ImageStatus setTags();
     ImageStatus flushStrip();
+    ImageStatus reserveStrips();
+    ImageStatus writeAt(std::uint64_t offset, const std::uint8_t* bytes, std::size_t size);
 };
 
 ImageStatus TiffWriter::Impl::setTags() {
@@ -134,6 +149,55 @@ ImageStatus TiffWriter::Impl::flushStrip() {
     return {};
 }
 
+// Every strip is appended as libtiff would append its bytes, with nothing
+// written: the file's end moves past it, and libtiff records its place.
+// The file comes out as streamed rows make it, byte for byte.
+ImageStatus TiffWriter::Impl::reserveStrips() {
+    const int planes = format.planeCount();
+    stripOffsets.resize(static_cast<std::size_t>(planes) * stripsPerPlane);
+    sink.reserving = true;
+    // Strip by strip, each plane's in turn, where streamed rows put them.
+    for (std::uint32_t s = 0; s < stripsPerPlane; ++s) {
+        for (int p = 0; p < planes; ++p) {
+            const std::uint32_t index = static_cast<std::uint32_t>(p) * stripsPerPlane + s;
+            const std::int64_t first = std::int64_t{s} * rowsPerStrip;
+            const auto rows = std::min<std::int64_t>(rowsPerStrip, height - first);
+            const auto size = static_cast<tmsize_t>(scanline * static_cast<std::size_t>(rows));
+            // The bytes are not read while reserving.
+            if (TIFFWriteRawStrip(tif.get(), index, strip.plane(0), size) != size) {
+                sink.reserving = false;
+                return fail(ImageErrorCode::CannotWrite,
+                            "strip " + std::to_string(index) + " can't be laid out");
+            }
+            stripOffsets[index] = TIFFGetStrileOffset(tif.get(), index);
+        }
+    }
+    sink.reserving = false;
+    rowIn = std::make_unique<std::atomic<bool>[]>(static_cast<std::size_t>(height));
+    return {};
+}
+
+ImageStatus TiffWriter::Impl::writeAt(std::uint64_t offset, const std::uint8_t* bytes,
+                                      std::size_t size) {
+    while (size > 0) {
+        const ssize_t n = ::pwrite(sink.descriptor, bytes, size, static_cast<off_t>(offset));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            const std::string reason = n < 0 ? std::strerror(errno) : "nothing written";
+            const std::lock_guard held(positionedLock);
+            if (positionedFailure)
+                positionedFailure =
+                    ImageStatus::failure(ImageErrorCode::CannotWrite, "cannot write: " + reason);
+            return positionedFailure;
+        }
+        bytes += n;
+        size -= static_cast<std::size_t>(n);
+        offset += static_cast<std::uint64_t>(n);
+    }
+    return {};
+}
+
 TiffWriter::TiffWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 TiffWriter::TiffWriter(TiffWriter&&) noexcept = default;
 TiffWriter& TiffWriter::operator=(TiffWriter&&) noexcept = default;
@@ -148,6 +212,8 @@ ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, st
         return badArgument("alpha is written on gray and RGB images only");
     if (options.rowsPerStrip < 0)
         return badArgument("strips of a negative number of rows");
+    if (options.anyOrder && options.compression != TiffCompression::None)
+        return badArgument("rows in any order go to uncompressed files only");
     auto impl = std::make_unique<Impl>();
     // The strip buffer checks the size (at least 1 × 1, rows that fit).
     auto probe = Bitmap::allocate(width, 1, format);
@@ -159,7 +225,8 @@ ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, st
             ? std::min(options.rowsPerStrip, height)
             : static_cast<std::int32_t>(std::clamp<std::size_t>(kStripBytes / impl->scanline, 1,
                                                                 static_cast<std::size_t>(height)));
-    auto strip = Bitmap::allocate(width, impl->rowsPerStrip, format);
+    // Rows in any order pass through no strip buffer.
+    auto strip = Bitmap::allocate(width, options.anyOrder ? 1 : impl->rowsPerStrip, format);
     if (!strip)
         return strip.status();
     impl->strip = std::move(strip).value();
@@ -173,16 +240,19 @@ ImageResult<TiffWriter> TiffWriter::create(const std::filesystem::path& path, st
     if (!file)
         return file.status();
     impl->file.emplace(std::move(file).value());
-    impl->descriptor = impl->file->descriptor();
+    impl->sink.descriptor = impl->file->descriptor();
     const auto bytes = checkedMultiply(impl->scanline, static_cast<std::size_t>(height),
                                        static_cast<std::size_t>(format.planeCount()));
     const char* mode = (!bytes || *bytes > kClassicLimit) ? "w8" : "w";
     auto tiffOptions = tiff::makeOptions(&impl->messages, 0);
-    impl->tif.reset(tiff::openDescriptorForWriting(&impl->descriptor, "", mode, tiffOptions.get()));
+    impl->tif.reset(tiff::openDescriptorForWriting(&impl->sink, "", mode, tiffOptions.get()));
     if (!impl->tif)
         return impl->fail(ImageErrorCode::CannotWrite, "the TIFF can't be started");
     if (auto status = impl->setTags(); !status)
         return status;
+    if (options.anyOrder)
+        if (auto status = impl->reserveStrips(); !status)
+            return status;
     return TiffWriter(std::move(impl));
 }
 
@@ -195,6 +265,8 @@ ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
     if (rows.isNull() || rows.width() != d.width || !(rows.format() == d.format))
         return badArgument("the rows must be " + std::to_string(d.width) + " pixels wide, " +
                            describe(d.format));
+    if (d.options.anyOrder)
+        return badArgument("rows in any order are written with writeRowsAt");
     if (rows.height() > d.height - d.written)
         return badArgument("rows beyond the image's " + std::to_string(d.height));
     // Rows that are exactly the next strip, stored as they are, go to the
@@ -229,8 +301,67 @@ ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
     return {};
 }
 
+ImageStatus TiffWriter::writeRowsAt(std::int32_t firstRow, const Bitmap& rows) {
+    Impl& d = *impl_;
+    if (!d.options.anyOrder)
+        return badArgument("rows go to their place only in a writer made for any order");
+    if (!d.tif)
+        return badArgument("the file is already finished");
+    if (rows.isNull() || rows.width() != d.width || !(rows.format() == d.format))
+        return badArgument("the rows must be " + std::to_string(d.width) + " pixels wide, " +
+                           describe(d.format));
+    if (firstRow < 0 || rows.height() > d.height - firstRow)
+        return badArgument("rows beyond the image's " + std::to_string(d.height));
+    // Samples the file keeps otherwise (Lab's signed a and b) change in a
+    // copy: the caller's pixels stay as they are.
+    const Bitmap* from = &rows;
+    Bitmap changed;
+    if (const auto masks = tiff::sampleMasks(d.format, false, true); masks != tiff::SampleMasks{}) {
+        auto copy = rows.clone();
+        if (!copy)
+            return copy.status();
+        changed = std::move(copy.value());
+        std::array<std::uint8_t*, PixelFormat::kMaxSamples> planes{};
+        for (int p = 0; p < d.format.planeCount(); ++p)
+            planes[static_cast<std::size_t>(p)] = changed.plane(p);
+        tiff::applySampleMasks(
+            d.format, masks,
+            std::span(planes.data(), static_cast<std::size_t>(d.format.planeCount())),
+            changed.rowBytes(), d.width, changed.height());
+        from = &changed;
+    }
+    const std::int32_t end = firstRow + rows.height();
+    for (std::int32_t y = firstRow; y < end;) {
+        const std::int32_t strip = y / d.rowsPerStrip;
+        const std::int32_t stripEnd = std::min(end, (strip + 1) * d.rowsPerStrip);
+        const auto inStrip = static_cast<std::uint64_t>(y - strip * d.rowsPerStrip) * d.scanline;
+        for (int p = 0; p < d.format.planeCount(); ++p) {
+            const std::uint64_t at = d.stripOffsets[static_cast<std::size_t>(p) * d.stripsPerPlane +
+                                                    static_cast<std::size_t>(strip)] +
+                                     inStrip;
+            if (from->rowBytes() == d.scanline) { // one write for the rows in this strip
+                if (auto status = d.writeAt(at, from->row(y - firstRow, p),
+                                            d.scanline * static_cast<std::size_t>(stripEnd - y));
+                    !status)
+                    return status;
+                continue;
+            }
+            for (std::int32_t r = y; r < stripEnd; ++r)
+                if (auto status = d.writeAt(at + static_cast<std::uint64_t>(r - y) * d.scanline,
+                                            from->row(r - firstRow, p), d.scanline);
+                    !status)
+                    return status;
+        }
+        for (std::int32_t r = y; r < stripEnd; ++r)
+            if (!d.rowIn[static_cast<std::size_t>(r)].exchange(true))
+                ++d.rowsIn;
+        y = stripEnd;
+    }
+    return {};
+}
+
 std::int32_t TiffWriter::rowsWritten() const {
-    return impl_->written;
+    return impl_->options.anyOrder ? impl_->rowsIn.load() : impl_->written;
 }
 
 ImageStatus TiffWriter::finish() {
@@ -239,6 +370,15 @@ ImageStatus TiffWriter::finish() {
         return d.failed;
     if (!d.tif)
         return badArgument("the file is already finished");
+    if (d.options.anyOrder) {
+        if (!d.positionedFailure) {
+            d.failed = d.positionedFailure;
+            d.tif.reset();
+            d.file->discard();
+            return d.failed;
+        }
+        d.written = d.rowsIn;
+    }
     if (d.written != d.height)
         return d.fail(ImageErrorCode::BadArgument, std::to_string(d.written) + " of " +
                                                        std::to_string(d.height) +

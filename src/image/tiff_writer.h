@@ -22,6 +22,10 @@ struct TiffWriteOptions {
     std::string iccProfile;
     /// Flush the file to the disk before it replaces the target.
     bool durable = true;
+    /// Rows come in any order, from several threads at once, through
+    /// writeRowsAt: every strip gets its place in the file when the writer
+    /// is made. Uncompressed files only.
+    bool anyOrder = false;
 };
 
 /// Writes one TIFF image in strips, rows streamed in from the top, in the
@@ -55,11 +59,19 @@ class TiffWriter {
     /// CannotWrite when the disk refuses.
     ImageStatus writeRows(const Bitmap& rows);
 
+    /// Writes rows at image row firstRow straight to their place in the
+    /// file, for a writer made with anyOrder (and only so). Any threads may
+    /// write different rows at once; the caller's pixels are not changed.
+    /// BadArgument for rows that don't fit, CannotWrite when the disk
+    /// refuses (finish() then refuses too).
+    ImageStatus writeRowsAt(std::int32_t firstRow, const Bitmap& rows);
+
     /// Rows written so far.
     std::int32_t rowsWritten() const;
 
     /// Completes the file and renames it over the target. BadArgument when
-    /// rows are missing (nothing is left behind then either).
+    /// rows are missing (nothing is left behind then either). After every
+    /// writeRowsAt has returned.
     ImageStatus finish();
 
   private:

@@ -1,5 +1,7 @@
 #include "image/tile_source.h"
 
+#include <cstring>
+
 #include "image/image_file.h"
 #include "image/tiff_reader.h"
 
@@ -49,6 +51,23 @@ ImageResult<Bitmap> TileSource::tile(std::int32_t first, std::int32_t rows) {
     if (auto status = reader_->readRows(first, *view); !status)
         return status;
     return view;
+}
+
+ImageStatus TileSource::readRows(std::int32_t first, Bitmap& into) {
+    if (reader_)
+        return reader_->readRows(first, into);
+    if (into.isNull() || into.width() != width_ || !(into.format() == format_) || first < 0 ||
+        into.height() > height_ - first)
+        return ImageStatus::failure(ImageErrorCode::BadArgument,
+                                    "the rows must be of the image's width and format, inside it");
+    for (std::int32_t y = 0; y < into.height(); ++y)
+        for (int p = 0; p < into.planeCount(); ++p)
+            std::memcpy(into.row(y, p), whole_.row(first + y, p), into.minRowBytes());
+    return {};
+}
+
+std::int32_t TileSource::rowsPerBand() const {
+    return reader_ ? reader_->rowsPerBand() : 1;
 }
 
 } // namespace slidebox::image

@@ -34,6 +34,19 @@ class TileSource {
     /// The reader's refusal when the file fails under it.
     ImageResult<Bitmap> tile(std::int32_t first, std::int32_t rows);
 
+    /// The same rows read into the caller's bitmap, of the image's width
+    /// and format. One thread at a time, as tile().
+    ImageStatus readRows(std::int32_t first, Bitmap& into);
+
+    /// Whether the image is held whole, read when it was opened: tile()
+    /// then only makes views of it, which any threads may ask for at once.
+    bool isHeldWhole() const { return !reader_; }
+
+    /// The rows the file stores together (a strip, a row of tiles): reads
+    /// of whole bands go straight into the caller's rows. 1 for an image
+    /// held whole.
+    std::int32_t rowsPerBand() const;
+
   private:
     TileSource();
     std::unique_ptr<TiffReader> reader_;

@@ -1,5 +1,6 @@
 // Bitmaps matched through a chain of profiles, spread over the cores.
 #include <algorithm>
+#include <mutex>
 #include <thread>
 
 #include "color/engine/lcms.h"
@@ -14,8 +15,11 @@ struct CMBitmapWorld {
     OSType inputSpace = 0;
     OSType outputSpace = 0;
     // The last transform built, for the pair of formats it was built for:
-    // a tiled match asks for the same pair tile after tile.
-    engine::Transform transform;
+    // a tiled match asks for the same pair tile after tile. Several threads
+    // may match through one world: the lock guards the choice, and a match
+    // holds its transform while it runs, should another pair replace it.
+    std::mutex lock;
+    std::shared_ptr<void> transform;
     cmsUInt32Number inFormat = 0;
     cmsUInt32Number outFormat = 0;
     cmsUInt32Number flags = 0;
@@ -150,7 +154,7 @@ CMBitmapWorldRef NCWNewBitmapWorld(const CMWorld& checked, std::span<const Profi
     return CMBitmapWorldRef(world.release());
 }
 
-CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) {
+CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst, unsigned threads) {
     auto inRow = rowLayoutOf(src.space);
     auto outRow = rowLayoutOf(dst.space);
     if (!inRow || !outRow || !src.image || !dst.image || src.width != dst.width ||
@@ -177,26 +181,32 @@ CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) 
     if (inRow->alpha && outRow->alpha && !inRow->labFields && !outRow->labFields &&
         inRow->bytes == outRow->bytes)
         flags |= cmsFLAGS_COPY_ALPHA;
-    if (!world.transform || world.inFormat != inFormat || world.outFormat != outFormat ||
-        world.flags != flags) {
-        std::vector<cmsHPROFILE> handles;
-        for (const engine::Handle& h : world.profiles)
-            handles.push_back(h.get());
-        std::vector<cmsBool> blackPoint(handles.size(),
-                                        world.options.blackPointCompensation ? TRUE : FALSE);
-        std::vector<cmsFloat64Number> adaptation(handles.size(), 1.0);
-        (void)engine::takeComplaint();
-        world.transform.reset(cmsCreateExtendedTransform(
-            engine::context(), static_cast<cmsUInt32Number>(handles.size()), handles.data(),
-            blackPoint.data(), world.intents.data(), adaptation.data(), nullptr, 0, inFormat,
-            outFormat, flags));
-        world.inFormat = inFormat;
-        world.outFormat = outFormat;
-        world.flags = flags;
-        if (!world.transform)
-            return cmProfileError;
+    std::shared_ptr<void> transform;
+    {
+        const std::lock_guard held(world.lock);
+        if (!world.transform || world.inFormat != inFormat || world.outFormat != outFormat ||
+            world.flags != flags) {
+            std::vector<cmsHPROFILE> handles;
+            for (const engine::Handle& h : world.profiles)
+                handles.push_back(h.get());
+            std::vector<cmsBool> blackPoint(handles.size(),
+                                            world.options.blackPointCompensation ? TRUE : FALSE);
+            std::vector<cmsFloat64Number> adaptation(handles.size(), 1.0);
+            (void)engine::takeComplaint();
+            engine::Transform made(cmsCreateExtendedTransform(
+                engine::context(), static_cast<cmsUInt32Number>(handles.size()), handles.data(),
+                blackPoint.data(), world.intents.data(), adaptation.data(), nullptr, 0, inFormat,
+                outFormat, flags));
+            world.transform = std::move(made);
+            world.inFormat = inFormat;
+            world.outFormat = outFormat;
+            world.flags = flags;
+        }
+        transform = world.transform;
     }
-    const RowMatch match{world.transform.get(),
+    if (!transform)
+        return cmProfileError;
+    const RowMatch match{transform.get(),
                          src,
                          dst,
                          static_cast<std::size_t>(inPixel),
@@ -204,12 +214,11 @@ CMError CWMatchBitmap(CMBitmapWorld& world, const CMBitmap& src, CMBitmap& dst) 
                          inRow->labFields,
                          outRow->labFields};
     const std::int64_t pixels = std::int64_t{src.width} * src.height;
-    const unsigned threads =
-        src.height < 2
-            ? 1u
-            : engine::threadsFor(
-                  static_cast<std::size_t>(pixels), kPixelsPerThread,
-                  std::min(kMostThreads, std::max(1u, std::thread::hardware_concurrency())));
+    if (threads == 0)
+        threads = std::min(kMostThreads, std::max(1u, std::thread::hardware_concurrency()));
+    threads = src.height < 2
+                  ? 1u
+                  : engine::threadsFor(static_cast<std::size_t>(pixels), kPixelsPerThread, threads);
     const auto run = static_cast<std::size_t>(kPixelsPerRun / src.width + 1);
     engine::shareWork(src.height, run, threads, match);
     return noErr;

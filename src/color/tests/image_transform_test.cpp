@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "color/tests/world_fixtures.h"
 #include "image/image_file.h"
 #include "image/tiff_reader.h"
@@ -15,6 +18,7 @@
 namespace slidebox::color {
 namespace {
 
+using slidebox::testing::kAdobe;
 using slidebox::testing::kCMYK;
 using slidebox::testing::kSRGB;
 using ::testing::ElementsAre;
@@ -67,6 +71,45 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
     ASSERT_TRUE(lab);
     EXPECT_EQ(lab->bitmap.format(), image::PixelFormat::make(image::ColorSpace::Lab, 16));
     EXPECT_EQ(lab->iccProfile, platform::readRegularFile(genericLab()).value());
+}
+
+// Bands matched on every core, in runs, of strips that don't line up with
+// them, give what one match of the whole image gives, packed or planar,
+// alpha kept; progress is told in order, ending on 100.
+TEST_F(ImageTransformTest, BandsOnEveryCoreMakeWhatOneMatchOfTheWholeImageMakes) {
+    struct Percentages : CompletionHandler {
+        void setAmountOfCompletion(std::int32_t percent) override { told.push_back(percent); }
+        std::vector<std::int32_t> told;
+    };
+    for (const auto format : {image::PixelFormat::make(image::ColorSpace::RGB, 8),
+                              image::PixelFormat::make(image::ColorSpace::RGB, 16, true, true)}) {
+        SCOPED_TRACE(image::describe(format));
+        auto in = image::Bitmap::allocate(97, 2000, format).value();
+        std::uint32_t noise = 1;
+        for (std::int32_t y = 0; y < 2000; ++y)
+            for (int p = 0; p < in.planeCount(); ++p)
+                for (std::size_t i = 0; i < in.minRowBytes(); ++i)
+                    in.row(y, p)[i] =
+                        static_cast<std::uint8_t>((noise = noise * 1103515245u + 12345u) >> 24);
+        ASSERT_TRUE(image::writeTiff(dir_ / "in.tif", in, {image::TiffCompression::None, 3}));
+        Percentages progress;
+        const ImageTransformRequest request{.source = kSRGB, .destination = kAdobe};
+        ASSERT_TRUE(transformImageFile(dir_ / "in.tif", dir_ / "out.tif", request, &progress));
+        auto out = image::readImage(dir_ / "out.tif");
+        ASSERT_TRUE(out);
+
+        auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 0, kAdobe);
+        ASSERT_TRUE(world);
+        auto whole = image::Bitmap::allocate(97, 2000, format).value();
+        ASSERT_TRUE(world->matchImage(in, &whole));
+        if (format.isPlanar) // the alpha plane is the input's
+            for (std::int32_t y = 0; y < 2000; ++y)
+                std::memcpy(whole.row(y, 3), in.row(y, 3), whole.minRowBytes());
+        EXPECT_TRUE(out->bitmap.samePixels(whole));
+        ASSERT_FALSE(progress.told.empty());
+        EXPECT_TRUE(std::is_sorted(progress.told.begin(), progress.told.end()));
+        EXPECT_EQ(progress.told.back(), 100);
+    }
 }
 
 TEST_F(ImageTransformTest, ABrokenEmbeddedProfileIsRefusedWithTheEnginesReason) {

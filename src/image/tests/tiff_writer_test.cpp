@@ -5,7 +5,12 @@
 
 #include <tiffio.h>
 
+#include <csignal>
+#include <cstring>
+#include <thread>
 #include <tuple>
+
+#include <sys/resource.h>
 
 #include "image/tiff_reader.h"
 #include "samples.h"
@@ -154,6 +159,99 @@ TEST_F(TiffWriterTest, RowsStreamedInWholeStripsOrUnevenPiecesMakeTheSameImage) 
         EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("pieces.tif"));
         std::filesystem::remove(dir / "pieces.tif");
     }
+}
+
+// Rows put in their place from several threads, in any order, pieces
+// straddling strips, rows padded or signed on the way (Lab), make the very
+// file that rows streamed from the top make; the caller's rows stay.
+TEST_F(TiffWriterTest, RowsInAnyOrderFromSeveralThreadsMakeTheFileStreamedRowsMake) {
+    const struct {
+        PixelFormat format;
+        std::size_t rowBytes; // 0: tight
+    } kinds[] = {{format(kRGB, 8), 0},
+                 {format(kRGB, 16, true, true), 0},
+                 {format(kLab, 16), 0},
+                 {format(kLab, 8), 64}};
+    for (const auto& kind : kinds) {
+        SCOPED_TRACE(describe(kind.format));
+        Bitmap original = std::move(Bitmap::allocate(7, 12, kind.format, kind.rowBytes).value());
+        const Bitmap ramp = bitmapOf(7, 12, kind.format);
+        for (std::int32_t y = 0; y < 12; ++y)
+            for (int p = 0; p < ramp.planeCount(); ++p)
+                std::memcpy(original.row(y, p), ramp.row(y, p), ramp.minRowBytes());
+        const TiffWriteOptions streamed{TiffCompression::None, 5, "icc", false};
+        ASSERT_TRUE(writeTiff(dir / "streamed.tif", original, streamed));
+
+        TiffWriteOptions anyOrder = streamed;
+        anyOrder.anyOrder = true;
+        auto writer = TiffWriter::create(dir / "placed.tif", 7, 12, kind.format, anyOrder);
+        ASSERT_TRUE(writer) << writer.status().message();
+        const std::vector<std::pair<std::int32_t, std::int32_t>> pieces[] = {{{10, 2}, {3, 4}},
+                                                                             {{0, 3}, {7, 3}}};
+        std::vector<std::thread> threads;
+        for (const auto& share : pieces)
+            threads.emplace_back([&, share] {
+                for (auto [first, rows] : share)
+                    EXPECT_TRUE(
+                        writer->writeRowsAt(first, *original.view(makeRect(0, first, 7, rows))));
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(writer->rowsWritten(), 12);
+        ASSERT_TRUE(writer->finish());
+        EXPECT_EQ(slidebox::testing::readFile(dir / "placed.tif"),
+                  slidebox::testing::readFile(dir / "streamed.tif"));
+        EXPECT_TRUE(original.samePixels(ramp)) << "the caller's rows stay";
+    }
+}
+
+TEST_F(TiffWriterTest, RowsInAnyOrderThatFailOrAreMissingLeaveNothing) {
+    const auto rgb = format(kRGB, 8);
+    TiffWriteOptions anyOrder{TiffCompression::None, 4, {}, false};
+    anyOrder.anyOrder = true;
+    slidebox::testing::writeFile(dir / "old.tif", "the old file");
+    {
+        auto writer = TiffWriter::create(dir / "old.tif", 5, 10, rgb, anyOrder);
+        ASSERT_TRUE(writer);
+        // Rows go through one way only, and never past the image.
+        EXPECT_EQ(writer->writeRows(bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
+        EXPECT_EQ(writer->writeRowsAt(9, bitmapOf(5, 2, rgb)).code(), ImageErrorCode::BadArgument);
+        EXPECT_EQ(writer->writeRowsAt(-1, bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
+        // The same rows twice count once.
+        ASSERT_TRUE(writer->writeRowsAt(2, bitmapOf(5, 3, rgb)));
+        ASSERT_TRUE(writer->writeRowsAt(2, bitmapOf(5, 3, rgb)));
+        EXPECT_EQ(writer->rowsWritten(), 3);
+        const auto status = writer->finish();
+        EXPECT_EQ(status.code(), ImageErrorCode::BadArgument);
+        EXPECT_THAT(status.message(), HasSubstr("3 of 10 rows"));
+    }
+    {
+        // A file size limit makes the write fail as a full disk would; the
+        // failure stands at finish().
+        auto writer = TiffWriter::create(dir / "old.tif", 500, 10, rgb, anyOrder);
+        ASSERT_TRUE(writer);
+        rlimit limit{}, small{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        small = {4000, limit.rlim_max};
+        const auto oldAction = std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &small);
+        ASSERT_TRUE(writer->writeRowsAt(0, bitmapOf(500, 2, rgb)));
+        const auto failed = writer->writeRowsAt(2, bitmapOf(500, 8, rgb));
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, oldAction);
+        EXPECT_EQ(failed.code(), ImageErrorCode::CannotWrite);
+        EXPECT_EQ(failed.message(), "cannot write: File too large");
+        EXPECT_EQ(writer->finish().message(), failed.message());
+    }
+    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("old.tif"));
+    EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
+    EXPECT_EQ(
+        TiffWriter::create(dir / "x.tif", 5, 10, rgb, {TiffCompression::LZW, 4, {}, false, true})
+            .status()
+            .code(),
+        ImageErrorCode::BadArgument);
+    auto streamed = TiffWriter::create(dir / "x.tif", 5, 10, rgb);
+    EXPECT_EQ(streamed->writeRowsAt(0, bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
 }
 
 TEST_F(TiffWriterTest, UnwritableFormatsAndRowsAreRefused) {
