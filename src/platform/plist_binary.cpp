@@ -9,6 +9,7 @@
 
 #include "platform/mapped_file.h"
 #include "platform/plist_bounds.h"
+#include "platform/utf8.h"
 
 namespace slidebox::platform::plist_binary {
 
@@ -42,24 +43,6 @@ std::uint64_t be(const char* p, std::size_t n) {
     return v;
 }
 
-void appendUtf8(std::string& out, std::uint32_t code) {
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xC0 | (code >> 6));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        out += static_cast<char>(0xE0 | (code >> 12));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (code >> 18));
-        out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    }
-}
-
 // Big-endian UTF-16 code units as UTF-8; a lone surrogate, which no text
 // holds, becomes U+FFFD.
 std::string fromUtf16(const char* p, std::uint64_t units) {
@@ -75,7 +58,7 @@ std::string fromUtf16(const char* p, std::uint64_t units) {
                 continue;
             }
         }
-        appendUtf8(out, unit >= 0xD800 && unit <= 0xDFFF ? 0xFFFD : unit);
+        appendUtf8(out, unit);
     }
     return out;
 }

@@ -1,13 +1,13 @@
 // Profiles: read whole from regular files, their frame checked before the
 // engine sees a byte, then held by the engine from memory, so that no file
 // stays open while a profile is.
-#include <QString>
 
 #include <algorithm>
 
 #include "color/engine/lcms.h"
 #include "platform/big_endian.h"
 #include "platform/file_system.h"
+#include "platform/utf8.h"
 
 namespace slidebox::color {
 
@@ -178,7 +178,10 @@ std::optional<std::string> CMCopyProfileDescriptionString(const CMProfile& profi
     if (cmsGetProfileInfo(h, cmsInfoDescription, "en", "US", text.data(), bytes) == 0)
         return std::nullopt;
     const std::size_t length = std::find(text.begin(), text.end(), L'\0') - text.begin();
-    return QString::fromWCharArray(text.data(), static_cast<qsizetype>(length)).toStdString();
+    std::string utf8; // a wide character is a code point here
+    for (std::size_t i = 0; i < length; ++i)
+        platform::appendUtf8(utf8, static_cast<std::uint32_t>(text[i]));
+    return utf8;
 }
 
 } // namespace slidebox::color
