@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QRect>
-
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -14,6 +12,7 @@
 #include "color/cm_color.h"
 #include "color/colorsync.h"
 #include "color/profile_iterate_data.h"
+#include "image/zol_rect.h"
 #include "platform/status.h"
 
 namespace slidebox::color {
@@ -65,7 +64,7 @@ std::optional<std::vector<std::uint8_t>> readX11ProfileAtom(const char* display,
 /// system's coordinates (origin at the top left of the main screen, y
 /// downwards) and whether it is an active display.
 struct ScreenDevice {
-    QRect rect;
+    image::ZOL_Rect rect;
     bool active = true;
 };
 

@@ -211,13 +211,13 @@ std::optional<std::size_t> ProfileManager::FindGDeviceWithGlobalPoint(
     float x, float y, const std::vector<ScreenDevice>& screens, std::size_t mainIndex) {
     if (mainIndex >= screens.size())
         return std::nullopt;
-    const QRect& main = screens[mainIndex].rect;
+    const image::ZOL_Rect& main = screens[mainIndex].rect;
     auto h = pixel16(x);
-    auto v = pixel16(static_cast<double>(main.height()) - y);
+    auto v = pixel16(static_cast<double>(main.size.height) - y);
     if (!h || !v)
         return std::nullopt;
     for (std::size_t i = 0; i < screens.size(); ++i)
-        if (screens[i].active && screens[i].rect.contains(*h, *v))
+        if (screens[i].active && screens[i].rect.contains(image::ZOL_Point{*h, *v}))
             return i;
     return std::nullopt;
 }
@@ -232,7 +232,8 @@ std::optional<std::filesystem::path> ProfileManager::pathOfScreenProfileWithGlob
     for (QScreen* screen : screens) {
         if (screen == QGuiApplication::primaryScreen())
             mainIndex = devices.size();
-        devices.push_back({screen->geometry(), true});
+        const QRect r = screen->geometry();
+        devices.push_back({image::makeRect(r.x(), r.y(), r.width(), r.height()), true});
     }
     auto found = FindGDeviceWithGlobalPoint(x, y, devices, mainIndex);
     if (!found)

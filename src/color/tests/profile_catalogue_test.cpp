@@ -466,9 +466,9 @@ TEST_F(CatalogueTest, ProfilesPastTheSystemsPathLimitOpenAndAreListed) {
 
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
     // Main screen 1440 x 900; a second one to its right, one above it inactive.
-    std::vector<ScreenDevice> screens = {{QRect(0, 0, 1440, 900), true},
-                                         {QRect(1440, 0, 1920, 1080), true},
-                                         {QRect(0, -800, 1280, 800), false}};
+    std::vector<ScreenDevice> screens = {{slidebox::image::makeRect(0, 0, 1440, 900), true},
+                                         {slidebox::image::makeRect(1440, 0, 1920, 1080), true},
+                                         {slidebox::image::makeRect(0, -800, 1280, 800), false}};
     using PM = ProfileManager;
     EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(10, 10, screens), 0u);
     EXPECT_EQ(PM::FindGDeviceWithGlobalPoint(1500.5f, 10, screens), 1u);
