@@ -5,9 +5,7 @@
 #include <string>
 
 #include "image/png_jpeg_reader.h"
-#include "image/qt_image_io.h"
 #include "image/tiff_reader.h"
-#include "image/tiff_writer.h"
 
 namespace slidebox::image {
 
@@ -55,20 +53,6 @@ ImageResult<Bitmap> readImageFile(const std::filesystem::path& path) {
     if (!decoded)
         return decoded.status();
     return std::move(decoded->bitmap);
-}
-
-ImageStatus writeImageFile(const std::filesystem::path& path, const Bitmap& bitmap) {
-    switch (imageFileKind(path)) {
-    case ImageFileKind::Tiff:
-        return writeTiff(path, bitmap);
-    case ImageFileKind::Png:
-        return writePng(path, bitmap);
-    case ImageFileKind::Jpeg:
-    case ImageFileKind::Unknown:
-        break;
-    }
-    return ImageStatus::failure(ImageErrorCode::Unsupported,
-                                "images are written as .tif, .tiff or .png");
 }
 
 } // namespace slidebox::image
