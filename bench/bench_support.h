@@ -30,6 +30,13 @@ template <typename F> double bestOfThree(F&& f) {
     return bestOf(3, std::forward<F>(f));
 }
 
+/// Times one run of f, in seconds.
+template <typename F> double timed(F&& f) {
+    const auto start = Clock::now();
+    f();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
 /// Runs a shell command; false (and a line on standard error) when it fails.
 inline bool run(const std::string& command) {
     if (std::system(command.c_str()) == 0)

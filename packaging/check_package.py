@@ -34,6 +34,7 @@ def expected_files():
         "/usr/bin/slidebox",
         "/usr/bin/slidebox-cli",
         "/usr/libexec/slidebox-cli-commands",
+        "/usr/libexec/slidebox-cli-transform",
         "/usr/share/applications/slidebox.desktop",
         f"/usr/share/metainfo/{APPSTREAM_ID}.metainfo.xml",
         "/usr/share/icons/hicolor/scalable/apps/slidebox.svg",

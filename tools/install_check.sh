@@ -96,6 +96,15 @@ else
     grep -qx 'valid: yes' "$root/tmp/info.txt" || fail "icc info does not find $profile valid"
 fi
 
+# icc transform runs in a program of its own: the package's film strip into Lab.
+if inside slidebox-cli icc transform --src "/usr/share/slidebox/icc/sRGB Profile.icc" \
+    /usr/share/slidebox/slidebox.png /tmp/lab.tif; then
+    inside slidebox-cli icc compare /tmp/lab.tif /tmp/lab.tif >"$root/tmp/compare.txt" ||
+        fail "slidebox-cli icc compare of the transformed image"
+else
+    fail "slidebox-cli icc transform"
+fi
+
 # The application keeps running until it is told to quit: alive after five
 # seconds offscreen is the pass; its log must not say a resource is missing.
 status=0

@@ -1,6 +1,4 @@
-// slidebox-cli icc: what a profile file says of itself. The subcommands
-// register in the table of icc_subcommands.h; this file holds the table,
-// the group's dispatch, and the two inspection commands.
+// slidebox-cli icc header and icc info: what a profile file says of itself.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -18,26 +16,6 @@
 namespace slidebox::cli {
 
 namespace {
-
-std::vector<const IccSubcommand*>& table() {
-    static std::vector<const IccSubcommand*> subcommands;
-    return subcommands;
-}
-
-// The group's --help text. Constant-initialised storage, so that it is valid
-// whatever order the files' registrations run in; each appends its lines.
-char usageText[4096];
-
-int runIcc(const std::vector<std::string>& args) {
-    if (args.empty())
-        return usageError("icc: no subcommand given");
-    for (const IccSubcommand* sub : iccSubcommands())
-        if (args[0] == sub->name)
-            return sub->run(std::vector<std::string>(args.begin() + 1, args.end()));
-    return usageError("icc: unknown subcommand '" + args[0] + "'");
-}
-
-const CommandGroup iccGroup("icc", usageText, runIcc);
 
 using color::ProfileInspector;
 
@@ -199,28 +177,6 @@ const IccSubcommand info("info",
 
 } // namespace
 
-std::string printableSignature(color::OSType signature) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const auto byte = static_cast<unsigned char>((signature >> shift) & 0xFF);
-        if (byte == 0)
-            continue;
-        if (byte < 0x20 || byte > 0x7E) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\x%02X", byte);
-            text += escape;
-        } else {
-            text += static_cast<char>(byte);
-        }
-    }
-    return text;
-}
-
-std::string withoutNuls(std::string text) {
-    std::erase(text, '\0');
-    return text;
-}
-
 std::unique_ptr<color::ProfileInspector>
 inspectorOrRefusal(const std::string& subcommand, const std::string& path, std::int32_t rendering) {
     const auto located = profileArgument(path);
@@ -234,22 +190,6 @@ inspectorOrRefusal(const std::string& subcommand, const std::string& path, std::
         return nullptr;
     }
     return std::move(inspector.value());
-}
-
-IccSubcommand::IccSubcommand(const char* n, const char* u, CommandGroup::Run r)
-    : name(n), usage(u), run(r) {
-    table().push_back(this);
-    std::sort(table().begin(), table().end(), [](const IccSubcommand* a, const IccSubcommand* b) {
-        return std::strcmp(a->name, b->name) < 0;
-    });
-    // Rebuilt whole, so the lines stay in name order however the files register.
-    usageText[0] = '\0';
-    for (const IccSubcommand* sub : table())
-        std::strncat(usageText, sub->usage, sizeof usageText - std::strlen(usageText) - 1);
-}
-
-const std::vector<const IccSubcommand*>& iccSubcommands() {
-    return table();
 }
 
 } // namespace slidebox::cli

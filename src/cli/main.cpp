@@ -3,8 +3,10 @@
 // holds only what must start fast (--version and the colour arithmetic) and
 // links nothing but the C++ runtime; for every other command it becomes the
 // program that holds them all, slidebox-cli-commands, with the same
-// arguments. That program lies at SLIDEBOX_CLI_COMMANDS, a path relative to
-// this program's folder, the same in the build tree and the installed prefix.
+// arguments; `icc transform`, which needs no Qt, becomes the program that
+// holds it alone, slidebox-cli-transform. Those programs lie at
+// SLIDEBOX_CLI_COMMANDS and SLIDEBOX_CLI_TRANSFORM, paths relative to this
+// program's folder, the same in the build tree and the installed prefix.
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,7 +28,10 @@ int main(int argc, char** argv) {
     const auto self = std::filesystem::read_symlink("/proc/self/exe", failed);
     if (failed)
         return failure("can't find this program's folder: " + failed.message());
-    const auto commands = (self.parent_path() / SLIDEBOX_CLI_COMMANDS).lexically_normal();
-    ::execv(commands.c_str(), argv);
-    return failure("can't run " + commands.string() + ": " + std::strerror(errno));
+    const bool transform = args.size() >= 2 && args[0] == "icc" && args[1] == "transform";
+    const auto program =
+        (self.parent_path() / (transform ? SLIDEBOX_CLI_TRANSFORM : SLIDEBOX_CLI_COMMANDS))
+            .lexically_normal();
+    ::execv(program.c_str(), argv);
+    return failure("can't run " + program.string() + ": " + std::strerror(errno));
 }
