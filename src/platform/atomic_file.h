@@ -53,8 +53,16 @@ class AtomicFile {
     AtomicFile() = default;
 
     int fd_ = -1;
+    int slot_ = -1; // in the list a signal's removal reads; -1: not in it
     std::filesystem::path target_;
     std::filesystem::path temporary_;
 };
+
+/// Makes SIGINT, SIGTERM and SIGHUP remove the temporary files of the
+/// AtomicFiles alive at that moment before the signal ends the process as
+/// it would have (a signal the process ignores stays ignored): a person who
+/// stops a program that writes a large file finds no half of it left. For
+/// programs that end on those signals; call once, early.
+void removeTemporariesOnSignals();
 
 } // namespace slidebox::platform

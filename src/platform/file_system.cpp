@@ -1,6 +1,7 @@
 #include "platform/file_system.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -290,6 +291,66 @@ Status makePrivateFolder(const std::filesystem::path& folder) {
     return {};
 }
 
+namespace {
+
+// The temporary files alive, as paths a signal handler can read: slots of
+// fixed size, each free, being filled or ready. A path too long for a slot,
+// or one past the last slot, is not listed: left to the next writer's
+// removal of stale temporaries, as after SIGKILL.
+enum SlotState : int { kFree, kFilling, kReady };
+struct TemporarySlot {
+    std::atomic<int> state{kFree};
+    char path[PATH_MAX];
+};
+constexpr int kTemporarySlots = 32;
+TemporarySlot temporarySlots[kTemporarySlots];
+
+int listTemporary(const std::string& path) {
+    if (path.size() >= PATH_MAX)
+        return -1;
+    for (int i = 0; i < kTemporarySlots; ++i) {
+        int expected = kFree;
+        if (temporarySlots[i].state.compare_exchange_strong(expected, kFilling)) {
+            std::memcpy(temporarySlots[i].path, path.c_str(), path.size() + 1);
+            temporarySlots[i].state.store(kReady, std::memory_order_release);
+            return i;
+        }
+    }
+    return -1;
+}
+
+void unlistTemporary(int slot) {
+    if (slot >= 0)
+        temporarySlots[slot].state.store(kFree, std::memory_order_release);
+}
+
+extern "C" void removeTemporariesAndEnd(int signal) {
+    const int saved = errno;
+    for (TemporarySlot& slot : temporarySlots)
+        if (slot.state.load(std::memory_order_acquire) == kReady)
+            ::unlink(slot.path);
+    errno = saved;
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    ::sigemptyset(&fallback.sa_mask);
+    ::sigaction(signal, &fallback, nullptr);
+    ::raise(signal); // delivered once this handler returns
+}
+
+} // namespace
+
+void removeTemporariesOnSignals() {
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction current {};
+        if (::sigaction(signal, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
+            continue;
+        struct sigaction handler {};
+        handler.sa_handler = removeTemporariesAndEnd;
+        ::sigemptyset(&handler.sa_mask);
+        ::sigaction(signal, &handler, nullptr);
+    }
+}
+
 Result<AtomicFile> AtomicFile::create(const std::filesystem::path& requested) {
     if (requested.filename().empty())
         return Status::failure(ErrorCode::BadArgument, "no file name to write to");
@@ -318,12 +379,13 @@ Result<AtomicFile> AtomicFile::create(const std::filesystem::path& requested) {
     file.fd_ = fd;
     file.target_ = path;
     file.temporary_ = temp;
+    file.slot_ = listTemporary(temp);
     return file;
 }
 
 AtomicFile::AtomicFile(AtomicFile&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), target_(std::move(other.target_)),
-      temporary_(std::move(other.temporary_)) {
+    : fd_(std::exchange(other.fd_, -1)), slot_(std::exchange(other.slot_, -1)),
+      target_(std::move(other.target_)), temporary_(std::move(other.temporary_)) {
     other.temporary_.clear();
 }
 
@@ -331,6 +393,7 @@ AtomicFile& AtomicFile::operator=(AtomicFile&& other) noexcept {
     if (this != &other) {
         discard();
         fd_ = std::exchange(other.fd_, -1);
+        slot_ = std::exchange(other.slot_, -1);
         target_ = std::move(other.target_);
         temporary_ = std::move(other.temporary_);
         other.temporary_.clear();
@@ -366,6 +429,8 @@ Status AtomicFile::commit(bool durable) {
         return failure(ErrorCode::CannotWrite, "cannot rename into place", error);
     }
     temporary_.clear();
+    // Only now: a signal before the rename still removes the temporary.
+    unlistTemporary(std::exchange(slot_, -1));
     if (durable) {
         std::filesystem::path folder = target_.parent_path();
         if (folder.empty())
@@ -385,6 +450,7 @@ void AtomicFile::discard() {
         ::unlink(temporary_.c_str());
         temporary_.clear();
     }
+    unlistTemporary(std::exchange(slot_, -1));
 }
 
 Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/atomic_file.h"
 #include "platform/file_system.h"
 #include "tests/temp_dir.h"
 
@@ -85,6 +86,45 @@ TEST(AtomicWrite, ReplacesWholeThroughLinksAndRefusesToPartHardLinks) {
     EXPECT_EQ(writeFileAtomically(dir / "hard", "newer").code(), ErrorCode::Unsupported);
     EXPECT_EQ(readWholeFile(dir / "real" / "f"), "new contents");
     EXPECT_EQ(std::filesystem::hard_link_count(dir / "hard"), 2u);
+}
+
+// A child stopped by a signal while it writes ends as the signal ends it,
+// its temporary file gone and the old file standing; an ignored signal
+// stays ignored; a file committed before the signal is not touched.
+TEST(AtomicWrite, ASignalRemovesTheTemporariesOfTheFilesBeingWritten) {
+    TempDir dir;
+    writeFile(dir / "f", "old");
+    for (const bool ignored : {false, true}) {
+        SCOPED_TRACE(ignored);
+        const pid_t child = fork();
+        if (child == 0) {
+            if (ignored)
+                std::signal(SIGTERM, SIG_IGN);
+            removeTemporariesOnSignals();
+            auto done = AtomicFile::create(dir / "done");
+            done->writeAll("new", 3);
+            const bool committed = done->commit(false).ok();
+            auto first = AtomicFile::create(dir / "f");
+            auto second = AtomicFile::create(dir / "g");
+            const bool written = committed && first && second && first->writeAll("half", 4);
+            ::raise(SIGTERM);
+            // Reached only when the signal is ignored: the files go as usual.
+            first->discard();
+            second->discard();
+            _exit(written ? 0 : 3);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        if (ignored) {
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        } else {
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+        }
+        EXPECT_EQ(directoryContentsAtPath(dir.path()), (std::vector<std::string>{"done", "f"}));
+        EXPECT_EQ(readWholeFile(dir / "f"), "old");
+        EXPECT_EQ(readWholeFile(dir / "done"), "new");
+        std::filesystem::remove(dir / "done");
+    }
 }
 
 TEST(AtomicWrite, AFailedWriteLeavesTheOldFileAndNoTemporary) {
