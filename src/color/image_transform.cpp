@@ -110,8 +110,7 @@ class BandPipeline {
     void work(CompletionHandler* progress) {
         const std::int32_t width = source_.width(), height = source_.height();
         image::Bitmap in, out;
-        if (auto status = allocate(in, source_.isHeldWhole() ? 1 : band_, source_.format());
-            !status)
+        if (auto status = allocate(in, band_, source_.format()); !status)
             return stop(status);
         if (auto status = allocate(out, run_, outFormat_); !status)
             return stop(status);
@@ -149,11 +148,8 @@ class BandPipeline {
         }
     }
 
-    // The band's rows: a view of an image held whole, or read into the
-    // thread's own rows, one thread at a time.
+    // The band's rows, read into the thread's own, one thread at a time.
     image::ImageResult<image::Bitmap> read(image::Bitmap& rows, std::int32_t y, std::int32_t n) {
-        if (source_.isHeldWhole())
-            return source_.tile(y, n);
         auto view = rows.view(image::makeRect(0, 0, rows.width(), n));
         if (!view)
             return view;

@@ -38,10 +38,6 @@ class TileSource {
     /// and format. One thread at a time, as tile().
     ImageStatus readRows(std::int32_t first, Bitmap& into);
 
-    /// Whether the image is held whole, read when it was opened: tile()
-    /// then only makes views of it, which any threads may ask for at once.
-    bool isHeldWhole() const { return !reader_; }
-
     /// The rows the file stores together (a strip, a row of tiles): reads
     /// of whole bands go straight into the caller's rows. 1 for an image
     /// held whole.

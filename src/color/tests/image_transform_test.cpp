@@ -10,6 +10,7 @@
 
 #include "color/tests/world_fixtures.h"
 #include "image/image_file.h"
+#include "image/qt_image_io.h"
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
 #include "platform/file_system.h"
@@ -91,13 +92,6 @@ TEST_F(ImageTransformTest, BandsOnEveryCoreMakeWhatOneMatchOfTheWholeImageMakes)
                 for (std::size_t i = 0; i < in.minRowBytes(); ++i)
                     in.row(y, p)[i] =
                         static_cast<std::uint8_t>((noise = noise * 1103515245u + 12345u) >> 24);
-        ASSERT_TRUE(image::writeTiff(dir_ / "in.tif", in, {image::TiffCompression::None, 3}));
-        Percentages progress;
-        const ImageTransformRequest request{.source = kSRGB, .destination = kAdobe};
-        ASSERT_TRUE(transformImageFile(dir_ / "in.tif", dir_ / "out.tif", request, &progress));
-        auto out = image::readImage(dir_ / "out.tif");
-        ASSERT_TRUE(out);
-
         auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 0, kAdobe);
         ASSERT_TRUE(world);
         auto whole = image::Bitmap::allocate(97, 2000, format).value();
@@ -105,10 +99,26 @@ TEST_F(ImageTransformTest, BandsOnEveryCoreMakeWhatOneMatchOfTheWholeImageMakes)
         if (format.isPlanar) // the alpha plane is the input's
             for (std::int32_t y = 0; y < 2000; ++y)
                 std::memcpy(whole.row(y, 3), in.row(y, 3), whole.minRowBytes());
-        EXPECT_TRUE(out->bitmap.samePixels(whole));
-        ASSERT_FALSE(progress.told.empty());
-        EXPECT_TRUE(std::is_sorted(progress.told.begin(), progress.told.end()));
-        EXPECT_EQ(progress.told.back(), 100);
+
+        // A TIFF read band by band; a PNG, read whole when opened.
+        std::vector<std::filesystem::path> inputs{dir_ / "in.tif"};
+        ASSERT_TRUE(image::writeTiff(inputs[0], in, {image::TiffCompression::None, 3}));
+        if (!format.isPlanar) {
+            inputs.push_back(dir_ / "in.png");
+            ASSERT_TRUE(image::writePng(inputs[1], in));
+        }
+        for (const auto& input : inputs) {
+            SCOPED_TRACE(input.filename().string());
+            Percentages progress;
+            const ImageTransformRequest request{.source = kSRGB, .destination = kAdobe};
+            ASSERT_TRUE(transformImageFile(input, dir_ / "out.tif", request, &progress));
+            auto out = image::readImage(dir_ / "out.tif");
+            ASSERT_TRUE(out);
+            EXPECT_TRUE(out->bitmap.samePixels(whole));
+            ASSERT_FALSE(progress.told.empty());
+            EXPECT_TRUE(std::is_sorted(progress.told.begin(), progress.told.end()));
+            EXPECT_EQ(progress.told.back(), 100);
+        }
     }
 }
 
