@@ -24,6 +24,7 @@ TEST(PlistFile, EveryTypeSurvivesBothEncodingsToTheNanosecond) {
     // stores text as ASCII or UTF-16, so only proper UTF-8 goes through it.
     PlistDictionary utf8 = *everyType().dictionary();
     utf8["string"] = "caf\xc3\xa9 <&> \xf0\x9f\x93\xb7"; // one past 16 bits
+    utf8["\xf0\x9f\x93\xb7 albums"] = "a key past 16 bits";
     for (auto [format, value] :
          {std::pair{PlistFormat::Xml, everyType()}, {PlistFormat::Binary, PlistValue(utf8)}}) {
         auto back = parsePlist(serializePlist(value, format));
