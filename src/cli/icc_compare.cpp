@@ -150,8 +150,10 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
     return world;
 }
 
-// The font of the words on the gamut image needs a GUI application; the
-// command line draws offscreen and never needs a display. Outside a desktop
+// The font of the words on the gamut image needs a GUI application, made
+// only when words are drawn: making one and ending it costs more than a
+// small comparison, as its end loads the font configuration even when no
+// font was used. The command line draws offscreen and never needs a display. Outside a desktop
 // session (cron, a container) there is no runtime folder, and Qt would say
 // so on standard error where the command's own reasons go: the platform
 // needs none for offscreen drawing, so that one remark is dropped.
@@ -223,7 +225,14 @@ int iccCompare(const std::vector<std::string>& args) {
         mask = std::move(read.value());
     }
 
-    auto application = options.files.size() == 3 ? guiApplication() : nullptr;
+    std::unique_ptr<QGuiApplication> application; // for the words, when drawn
+    struct FontHandlerEnd {
+        ~FontHandlerEnd() { color::ColorWorld::setFontHandler({}); }
+    } fontHandlerEnd; // ended before the application
+    color::ColorWorld::setFontHandler([&application] {
+        if (!application)
+            application = guiApplication();
+    });
     // The beep of a bad gamut image: the terminal's bell when someone is
     // looking at standard error, nothing in a pipe or a log file.
     color::ColorWorld::setBeepHandler([] {

@@ -50,6 +50,10 @@ void ColorWorld::setBeepHandler(std::function<void()> handler) {
     LabComparison::setBeepHandler(std::move(handler));
 }
 
+void ColorWorld::setFontHandler(std::function<void()> handler) {
+    LabComparison::setFontHandler(std::move(handler));
+}
+
 bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
                                   const CMBitmap* mask, std::uint8_t* gamut,
                                   std::size_t gamutRowBytes) {

@@ -142,6 +142,10 @@ class LabComparison {
     static void drawNoDifference(QImage& image);
     /// What sounds a beep; nothing until the application sets it.
     static void setBeepHandler(std::function<void()> handler);
+    /// What makes the application's font available when words are to be
+    /// drawn and no GUI application runs (a program without one makes it
+    /// there, only when it is needed); nothing until set.
+    static void setFontHandler(std::function<void()> handler);
 
   private:
     /// The second pass over LabRows into sink; from the first pass's

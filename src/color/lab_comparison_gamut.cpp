@@ -40,6 +40,11 @@ std::function<void()>& beepHandler() {
     return handler;
 }
 
+std::function<void()>& fontHandler() {
+    static std::function<void()> handler;
+    return handler;
+}
+
 void beep() {
     std::function<void()> handler;
     {
@@ -119,6 +124,11 @@ void LabComparison::setBeepHandler(std::function<void()> handler) {
     beepHandler() = std::move(handler);
 }
 
+void LabComparison::setFontHandler(std::function<void()> handler) {
+    std::lock_guard lock(beepMutex());
+    fontHandler() = std::move(handler);
+}
+
 std::uint8_t* LabComparison::testGamutImage(QImage* image, std::uint32_t width,
                                             std::uint32_t height, std::int32_t& rowBytes) {
     if (image && !image->isNull() && image->format() == QImage::Format_RGB888 &&
@@ -189,7 +199,18 @@ void LabComparison::paint(const LabView& own, const LabView& external, const Mas
 }
 
 void LabComparison::drawNoDifference(QImage& image) {
-    if (image.isNull() || !QGuiApplication::instance())
+    if (image.isNull())
+        return;
+    if (!QGuiApplication::instance()) {
+        std::function<void()> handler;
+        {
+            std::lock_guard lock(beepMutex());
+            handler = fontHandler();
+        }
+        if (handler)
+            handler();
+    }
+    if (!QGuiApplication::instance())
         return;
     static const QString text = QStringLiteral("No Difference");
     QFont font = QGuiApplication::font();

@@ -23,8 +23,13 @@ ImageStatus writePng(const std::filesystem::path& path, const Bitmap& bitmap, bo
                                     "a PNG is written from 8-bit packed gray or RGB, not " +
                                         describe(format));
     // The image only points at the bitmap's rows: nothing is copied.
-    const QImage image(bitmap.plane(0), bitmap.width(), bitmap.height(),
-                       static_cast<qsizetype>(bitmap.rowBytes()), qtFormat);
+    QImage image(bitmap.plane(0), bitmap.width(), bitmap.height(),
+                 static_cast<qsizetype>(bitmap.rowBytes()), qtFormat);
+    // 96 dots an inch, whatever screen (or none) the program has: the same
+    // pixels make the same file.
+    constexpr int kDotsPerMeter = 3780;
+    image.setDotsPerMeterX(kDotsPerMeter);
+    image.setDotsPerMeterY(kDotsPerMeter);
     auto file = platform::AtomicFile::create(path);
     if (!file)
         return file.status();

@@ -148,3 +148,22 @@ TEST_F(CliIccTransform, EngineOptionsReachTheWorld) {
             << flags.size();
     }
 }
+
+// The words on the gamut image of two images that don't differ need a font,
+// which the command makes available only then.
+TEST_F(CliIccTransform, AnImageComparedWithItselfSaysSoOnItsGamutImage) {
+    write("in.tif", make(200, 40, PixelFormat::make(ColorSpace::RGB, 8)));
+    ASSERT_EQ(transform({"--src", kSRGB, path("in.tif"), path("lab.tif")}).status, 0);
+    auto r = runAt(home_, {"icc", "compare"}, {path("lab.tif"), path("lab.tif"), path("g.tif")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    auto gamut = readImageFile(dir_ / "g.tif");
+    ASSERT_TRUE(gamut);
+    int dark = 0;
+    for (std::int32_t y = 0; y < gamut->height(); ++y)
+        for (std::int32_t x = 0; x < gamut->width(); ++x) {
+            const std::uint8_t* p = gamut->row(y) + 3 * x;
+            dark += p[0] < 64 && p[1] < 64 && p[2] < 64 ? 1 : 0;
+        }
+    EXPECT_GT(dark, 20) << "no words drawn";
+}
