@@ -153,10 +153,11 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
 // The font of the words on the gamut image needs a GUI application, made
 // only when words are drawn: making one and ending it costs more than a
 // small comparison, as its end loads the font configuration even when no
-// font was used. The command line draws offscreen and never needs a display. Outside a desktop
-// session (cron, a container) there is no runtime folder, and Qt would say
-// so on standard error where the command's own reasons go: the platform
-// needs none for offscreen drawing, so that one remark is dropped.
+// font was used. The command line draws offscreen and never needs a
+// display. Outside a desktop session (cron, a container) there is no
+// runtime folder, and Qt would say so on standard error where the
+// command's own reasons go: the platform needs none for offscreen drawing,
+// so that one remark is dropped.
 std::unique_ptr<QGuiApplication> guiApplication() {
     if (QGuiApplication::instance())
         return nullptr;

@@ -30,7 +30,7 @@ namespace {
 // Rows a thread takes at a time hold about this many pixels.
 constexpr std::size_t kRunPixels = std::size_t{1} << 15;
 
-std::mutex& beepMutex() {
+std::mutex& handlerMutex() {
     static std::mutex mutex;
     return mutex;
 }
@@ -45,14 +45,20 @@ std::function<void()>& fontHandler() {
     return handler;
 }
 
-void beep() {
-    std::function<void()> handler;
+// Calls the handler the application set, if any: a copy, taken under the
+// lock, so that setting another meanwhile is safe.
+void callHandler(std::function<void()>& (*handler)()) {
+    std::function<void()> copy;
     {
-        std::lock_guard lock(beepMutex());
-        handler = beepHandler();
+        std::lock_guard lock(handlerMutex());
+        copy = handler();
     }
-    if (handler)
-        handler();
+    if (copy)
+        copy();
+}
+
+void beep() {
+    callHandler(beepHandler);
 }
 
 // One channel of a ramp: trunc(from + (to - from) × t) in single precision.
@@ -120,12 +126,12 @@ void paintJobRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) 
 } // namespace
 
 void LabComparison::setBeepHandler(std::function<void()> handler) {
-    std::lock_guard lock(beepMutex());
+    std::lock_guard lock(handlerMutex());
     beepHandler() = std::move(handler);
 }
 
 void LabComparison::setFontHandler(std::function<void()> handler) {
-    std::lock_guard lock(beepMutex());
+    std::lock_guard lock(handlerMutex());
     fontHandler() = std::move(handler);
 }
 
@@ -201,15 +207,8 @@ void LabComparison::paint(const LabView& own, const LabView& external, const Mas
 void LabComparison::drawNoDifference(QImage& image) {
     if (image.isNull())
         return;
-    if (!QGuiApplication::instance()) {
-        std::function<void()> handler;
-        {
-            std::lock_guard lock(beepMutex());
-            handler = fontHandler();
-        }
-        if (handler)
-            handler();
-    }
+    if (!QGuiApplication::instance())
+        callHandler(fontHandler);
     if (!QGuiApplication::instance())
         return;
     static const QString text = QStringLiteral("No Difference");

@@ -82,7 +82,10 @@ struct TiffWriter::Impl {
     ImageStatus positionedFailure;
 
     ImageStatus fail(ImageErrorCode code, const std::string& what) {
-        failed = tiff::failure(code, what, messages);
+        return fail(tiff::failure(code, what, messages));
+    }
+    ImageStatus fail(ImageStatus status) {
+        failed = std::move(status);
         tif.reset();
         if (file)
             file->discard();
@@ -313,10 +316,12 @@ ImageStatus TiffWriter::writeRowsAt(std::int32_t firstRow, const Bitmap& rows) {
     if (firstRow < 0 || rows.height() > d.height - firstRow)
         return badArgument("rows beyond the image's " + std::to_string(d.height));
     // Samples the file keeps otherwise (Lab's signed a and b) change in a
-    // copy: the caller's pixels stay as they are.
+    // copy, and padded rows are packed in one: the caller's pixels stay as
+    // they are, and the rows of a strip go to the file in one write.
     const Bitmap* from = &rows;
     Bitmap changed;
-    if (const auto masks = tiff::sampleMasks(d.format, false, true); masks != tiff::SampleMasks{}) {
+    const auto masks = tiff::sampleMasks(d.format, false, true);
+    if (masks != tiff::SampleMasks{} || rows.rowBytes() != d.scanline) {
         auto copy = rows.clone();
         if (!copy)
             return copy.status();
@@ -339,18 +344,10 @@ ImageStatus TiffWriter::writeRowsAt(std::int32_t firstRow, const Bitmap& rows) {
             const std::uint64_t at = d.stripOffsets[static_cast<std::size_t>(p) * d.stripsPerPlane +
                                                     static_cast<std::size_t>(strip)] +
                                      inStrip;
-            if (from->rowBytes() == d.scanline) { // one write for the rows in this strip
-                if (auto status = d.writeAt(at, from->row(y - firstRow, p),
-                                            d.scanline * static_cast<std::size_t>(stripEnd - y));
-                    !status)
-                    return status;
-                continue;
-            }
-            for (std::int32_t r = y; r < stripEnd; ++r)
-                if (auto status = d.writeAt(at + static_cast<std::uint64_t>(r - y) * d.scanline,
-                                            from->row(r - firstRow, p), d.scanline);
-                    !status)
-                    return status;
+            if (auto status = d.writeAt(at, from->row(y - firstRow, p),
+                                        d.scanline * static_cast<std::size_t>(stripEnd - y));
+                !status)
+                return status;
         }
         for (std::int32_t r = y; r < stripEnd; ++r)
             if (!d.rowIn[static_cast<std::size_t>(r)].exchange(true))
@@ -371,12 +368,8 @@ ImageStatus TiffWriter::finish() {
     if (!d.tif)
         return badArgument("the file is already finished");
     if (d.options.anyOrder) {
-        if (!d.positionedFailure) {
-            d.failed = d.positionedFailure;
-            d.tif.reset();
-            d.file->discard();
-            return d.failed;
-        }
+        if (!d.positionedFailure)
+            return d.fail(d.positionedFailure);
         d.written = d.rowsIn;
     }
     if (d.written != d.height)
