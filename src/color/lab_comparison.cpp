@@ -1,15 +1,13 @@
-// A Lab bitmap comparison streaming over its two sides band by band: the
-// first pass, every difference (or one per patch under a mask) into
-// statistics, and the second, the gamut image painted and handed over as
-// it goes. The differences of the next band are worked out on a helper
-// thread while this one takes a band into the statistics, in pixel order,
-// so that the single-precision sum is the one of a plain walk. The
-// painting itself is in lab_comparison_gamut.cpp.
+// A Lab bitmap comparison streaming over its two sides band by band, on
+// every core: the first pass, every difference (or one per patch under a
+// mask) into statistics, and the second, the gamut image painted and handed
+// over as it goes. Each thread takes the next band, reads it in its turn,
+// works out its differences alone and hands it on in band order, so that
+// the single-precision sum is the one of a plain walk and the gamut image
+// goes out from the top. The painting itself is in lab_comparison_gamut.cpp.
 #include "color/lab_comparison.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <new>
@@ -22,7 +20,6 @@
 
 #include "color/color_conversion.h"
 #include "color/lab_pixel_reader.h"
-#include "platform/large_buffer.h"
 
 namespace slidebox::color {
 
@@ -30,39 +27,17 @@ using namespace lab_pixels;
 
 namespace {
 
-// A band holds about this many pixels: both sides and their differences
-// stay within a few megabytes.
-constexpr std::uint64_t kBandPixels = 1u << 19;
+// A band holds about this many pixels, in whole reads of its rows: a
+// thread's two sides, differences and painted rows stay within a few
+// megabytes, mostly in the cache.
+constexpr std::uint64_t kBandPixels = 1u << 16;
 
-std::uint32_t bandRows(std::uint32_t width, std::uint32_t height) {
-    const auto rows = static_cast<std::uint32_t>(kBandPixels / std::max<std::uint32_t>(width, 1));
-    return std::clamp<std::uint32_t>(rows, 1, std::max<std::uint32_t>(height, 1));
-}
-
-PixelDelta deltaOf(std::int32_t kind, const LabView& own, const LabView& external) {
-    return {LabReader(own), LabReader(external),
-            kind == 0 ? nullptr : &ColorConversion::deltaE94WithC1};
-}
-
-// The differences of the rows of a band, row after row, into out; a pixel
-// left out by the mask gets kLeftOutDifference.
-void differences(const PixelDelta& delta, const LabView& own, const LabView& external,
-                 const MaskView* mask, float* out) {
-    const std::size_t width = own.width;
-    for (std::uint32_t y = 0; y < own.height; ++y) {
-        const std::uint8_t* a = own.row(y);
-        const std::uint8_t* b = external.row(y);
-        const std::uint8_t* m = mask ? mask->row(y) : nullptr;
-        float* row = out + y * width;
-        if (m) {
-            for (std::size_t x = 0; x < width; ++x)
-                row[x] = m[x] != 0 ? kLeftOutDifference
-                                   : delta(a + x * kLabPixelBytes, b + x * kLabPixelBytes);
-        } else {
-            for (std::size_t x = 0; x < width; ++x)
-                row[x] = delta(a + x * kLabPixelBytes, b + x * kLabPixelBytes);
-        }
-    }
+std::uint32_t bandRows(std::uint32_t width, std::uint32_t height, std::uint32_t rowsPerRead) {
+    const std::uint32_t unit = std::max<std::uint32_t>(rowsPerRead, 1);
+    const std::uint64_t unitPixels = std::uint64_t{std::max<std::uint32_t>(width, 1)} * unit;
+    const auto units = std::max<std::uint64_t>(1, (kBandPixels + unitPixels / 2) / unitPixels);
+    return static_cast<std::uint32_t>(
+        std::clamp<std::uint64_t>(units * unit, 1, std::max<std::uint32_t>(height, 1)));
 }
 
 // The running statistics of the first pass, in the order the differences
@@ -141,128 +116,142 @@ void addPatches(Running& running, std::int32_t kind, const LabView& own, const L
     }
 }
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// The rows of both sides (and the mask's) of a band being worked on, for
-// the gamut image where its painted rows go, and how the helper thread's
-// share of it went.
-struct BandInFlight {
-    LabView a, b;
-    MaskView mask;
-    std::uint8_t* out = nullptr;
-    std::uint32_t split = 0; ///< rows the helper thread took
-    double helperFixed = 0;  ///< its seconds reading
-    double helperRows = 0;   ///< its seconds on its rows
-};
-
-// Where each band is split between the helper thread, which takes its first
-// rows and also reads, and this one, which takes the rest and also sums or
-// writes. Reading and writing cost what the machine makes them cost, so the
-// split moves after each band until both take as long. The split changes
-// no result: each row is worked out alike on either thread.
-class SplitBalance {
+// The threads of one pass over both sides, band by band. Each takes the
+// next band and reads it (one read at a time, the bands in order, unless
+// both sides read at once; each thread into its own slot), works on it alone, then waits for the
+// band before it to be handed on and hands its own on. The first failure of a read, or a hand-over
+// answering false, ends the pass; a failure is its result. Without a thread to be had, this one
+// does every band.
+class BandPass {
   public:
-    std::uint32_t helperRows(std::uint32_t rows) const {
-        const double share = share_.load(std::memory_order_relaxed);
-        return std::min(rows, static_cast<std::uint32_t>(share * rows + 0.5));
-    }
+    BandPass(LabRows& own, LabRows& external, std::uint32_t band)
+        : own_(own), external_(external), atOnce_(own.readsAtOnce() && external.readsAtOnce()),
+          band_(band), height_(own.height()), bands_((own.height() + band - 1) / band) {}
 
-    // After band of rows: the helper's times (in the band), and this thread's
-    // for its rows and for its own fixed part.
-    void update(const BandInFlight& band, std::uint32_t rows, double ownRows, double ownFixed) {
-        if (rows == 0)
-            return;
-        const double perRow = (band.helperRows + ownRows) / rows;
-        if (!(perRow > 0))
-            return;
-        // helperFixed + perRow × p = ownFixed + perRow × (rows - p)
-        const double p = (perRow * rows + ownFixed - band.helperFixed) / (2 * perRow);
-        const double wanted = std::clamp(p / rows, 0.0, 1.0);
-        const double share = share_.load(std::memory_order_relaxed);
-        share_.store((share + wanted) / 2, std::memory_order_relaxed);
+    // work(y, rows, slot, a, b) on any thread, handOn(y, rows, slot) -> bool
+    // in band order.
+    template <typename Work, typename HandOn>
+    platform::Status run(unsigned threads, const Work& work, const HandOn& handOn) {
+        const auto loop = [&](int slot) {
+            LabView a, b;
+            for (;;) {
+                std::uint32_t k = 0;
+                {
+                    std::unique_lock lock(reading_);
+                    if (stopped() || next_ == bands_)
+                        return;
+                    k = next_++;
+                    if (atOnce_)
+                        lock.unlock();
+                    if (auto status = readBand(k, slot, a, b); !status) {
+                        stop(std::move(status));
+                        return;
+                    }
+                }
+                const std::uint32_t y = k * band_, rows = std::min(band_, height_ - y);
+                work(y, rows, slot, a, b);
+                {
+                    std::unique_lock lock(turnMutex_);
+                    turnChanged_.wait(lock, [&] { return turn_ == k || stop_; });
+                    if (stop_)
+                        return;
+                }
+                const bool more = handOn(y, rows, slot);
+                {
+                    std::lock_guard lock(turnMutex_);
+                    turn_ = k + 1;
+                    stop_ = stop_ || !more;
+                }
+                turnChanged_.notify_all();
+            }
+        };
+        std::vector<std::thread> helpers;
+        const unsigned cores = threads > 0 ? threads : std::thread::hardware_concurrency();
+        const unsigned wanted = std::clamp<unsigned>(cores, 1, LabRows::kReadSlots);
+        for (unsigned t = 1; t < wanted && t < bands_; ++t) {
+            try {
+                helpers.emplace_back(loop, static_cast<int>(t));
+            } catch (const std::system_error&) {
+                break; // the threads there are do every band
+            }
+        }
+        loop(0);
+        for (auto& helper : helpers)
+            helper.join();
+        return failed_;
     }
 
   private:
-    std::atomic<double> share_{0.5};
+    platform::Status readBand(std::uint32_t k, int slot, LabView& a, LabView& b) {
+        const std::uint32_t y = k * band_, rows = std::min(band_, height_ - y);
+        if (auto status = own_.read(y, rows, slot, a); !status)
+            return status;
+        return external_.read(y, rows, slot, b);
+    }
+    bool stopped() {
+        std::lock_guard lock(turnMutex_);
+        return stop_;
+    }
+    void stop(platform::Status status) {
+        {
+            std::lock_guard lock(turnMutex_);
+            if (failed_.ok())
+                failed_ = std::move(status);
+            stop_ = true;
+        }
+        turnChanged_.notify_all();
+    }
+
+    LabRows& own_;
+    LabRows& external_;
+    const bool atOnce_; ///< both sides read outside the lock
+    const std::uint32_t band_, height_, bands_;
+    std::mutex reading_;
+    std::uint32_t next_ = 0; ///< the next band to read, under reading_
+    std::mutex turnMutex_;
+    std::condition_variable turnChanged_;
+    std::uint32_t turn_ = 0; ///< the band to hand on next
+    bool stop_ = false;
+    platform::Status failed_;
 };
 
-// Runs produce(k, slot) for k = 0 .. count - 1 on a helper thread and
-// consume(k, slot) in the same order on this one, with two slots: band
-// k + 1 is produced while band k is consumed. A failure of produce, or
-// consume answering false, ends both; the failure is the result. Without a
-// thread to be had, both run here in turn.
-template <typename Produce, typename Consume>
-platform::Status pipeline(std::uint32_t count, Produce&& produce, Consume&& consume) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool ready[2] = {false, false};
-    bool stop = false;
-    platform::Status failed;
-    std::uint32_t produced = 0; // bands handed over, failed ones included
-    auto producer = [&] {
-        for (std::uint32_t k = 0; k < count; ++k) {
-            const int slot = static_cast<int>(k % 2);
-            {
-                std::unique_lock lock(mutex);
-                changed.wait(lock, [&] { return stop || !ready[slot]; });
-                if (stop)
-                    return;
-            }
-            platform::Status status = produce(k, slot);
-            std::lock_guard lock(mutex);
-            if (!status) {
-                failed = std::move(status);
-                stop = true;
-            }
-            ready[slot] = true;
-            produced = k + 1;
-            changed.notify_all();
-            if (stop)
-                return;
-        }
-    };
-    std::thread helper;
+// Room for each thread's share of a band: its differences, its painted rows.
+template <typename T> bool makeRoom(std::vector<std::vector<T>>& room, std::size_t each) {
     try {
-        helper = std::thread(producer);
-    } catch (const std::system_error&) {
-        for (std::uint32_t k = 0; k < count; ++k) {
-            if (auto status = produce(k, static_cast<int>(k % 2)); !status)
-                return status;
-            if (!consume(k, static_cast<int>(k % 2)))
-                break;
-        }
-        return {};
+        room.assign(LabRows::kReadSlots, {});
+        for (auto& r : room)
+            r.reserve(each);
+    } catch (const std::bad_alloc&) {
+        return false;
     }
-    for (std::uint32_t k = 0; k < count; ++k) {
-        const int slot = static_cast<int>(k % 2);
-        {
-            std::unique_lock lock(mutex);
-            changed.wait(lock, [&] { return ready[slot] || (stop && produced <= k); });
-            if (!ready[slot] || !failed.ok())
-                break;
-        }
-        const bool more = consume(k, slot);
-        std::lock_guard lock(mutex);
-        ready[slot] = false;
-        stop = stop || !more;
-        changed.notify_all();
-        if (!more)
-            break;
-    }
-    {
-        std::lock_guard lock(mutex);
-        stop = true;
-        changed.notify_all();
-    }
-    helper.join();
-    return failed;
+    return true;
 }
 
 } // namespace
+
+void lab_pixels::differences(std::int32_t kind, const LabView& own, const LabView& external,
+                             const MaskView* mask, float* out) {
+    const std::size_t width = own.width;
+    const LabReader ra(own), rb(external);
+    for (std::uint32_t y = 0; y < own.height; ++y) {
+        const std::uint8_t* a = own.row(y);
+        const std::uint8_t* b = external.row(y);
+        float* row = out + y * width;
+        if (kind == 0) {
+            for (std::size_t x = 0; x < width; ++x)
+                row[x] = deltaE1976(ra, rb, a + x * kLabPixelBytes, b + x * kLabPixelBytes);
+        } else {
+            for (std::size_t x = 0; x < width; ++x)
+                row[x] = ColorConversion::deltaE94WithC1(ra.colour(a + x * kLabPixelBytes),
+                                                         rb.colour(b + x * kLabPixelBytes));
+        }
+        if (mask) {
+            const std::uint8_t* m = mask->row(y);
+            for (std::size_t x = 0; x < width; ++x)
+                row[x] = m[x] != 0 ? kLeftOutDifference : row[x];
+        }
+    }
+}
 
 void LabComparison::findPatchDimension(std::uint32_t& width, std::uint32_t& height,
                                        const std::uint8_t* maskPtr, std::size_t maskRowBytes,
@@ -321,146 +310,75 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
         statistics_ = running.statistics();
         return sink ? paintBands(own, external, mask, sink) : platform::Status{};
     }
-    const std::uint32_t band = bandRows(width, height);
-    const std::uint32_t bands = (height + band - 1) / band;
-    // With a gamut image to paint, every difference is kept for it when the
-    // room can be had, so that the second pass reads neither side again and
-    // works none out twice. Else a band's differences at a time.
-    platform::LargeBuffer<float> kept;
-    if (sink && std::uint64_t{width} * height <= keepDifferencesUpTo)
-        kept = platform::LargeBuffer<float>(std::size_t{width} * height);
-    std::vector<float> ds[2];
-    if (!kept) {
-        try {
-            for (auto& d : ds)
-                d.resize(std::size_t{width} * band);
-        } catch (const std::bad_alloc&) {
-            return platform::Status::failure(platform::ErrorCode::OutOfMemory,
-                                             "no memory for the comparison");
-        }
-    }
-    const auto differencesOf = [&](std::uint32_t k, int slot) {
-        return kept ? kept.data() + std::size_t{k} * band * width : ds[slot].data();
-    };
-    // Band k + 1 is read and the differences of its first rows worked out
-    // on a helper thread while this one works out the rest of band k and
-    // takes the whole band into the statistics, in pixel order.
-    BandInFlight inFlight[2];
-    SplitBalance balance;
-    const auto work = [&](std::uint32_t k, int slot, std::uint32_t first, std::uint32_t count) {
-        const BandInFlight& current = inFlight[slot];
-        const MaskView bandMask = mask ? current.mask.rows(first) : MaskView{};
-        differences(deltaOf(deltaEKind, current.a, current.b), current.a.rows(first, count),
-                    current.b.rows(first, count), mask ? &bandMask : nullptr,
-                    differencesOf(k, slot) + std::size_t{first} * width);
-    };
-    auto status = pipeline(
-        bands,
-        [&](std::uint32_t k, int slot) -> platform::Status {
-            const auto start = Clock::now();
-            const std::uint32_t y = k * band, rows = std::min(band, height - y);
-            BandInFlight& current = inFlight[slot];
-            if (auto read = own.read(y, rows, slot, current.a); !read)
-                return read;
-            if (auto read = external.read(y, rows, slot, current.b); !read)
-                return read;
-            current.helperFixed = secondsSince(start);
-            const auto started = Clock::now();
-            current.mask = mask ? mask->rows(y) : MaskView{};
-            current.split = balance.helperRows(rows);
-            work(k, slot, 0, current.split);
-            current.helperRows = secondsSince(started);
-            return {};
+    const std::uint32_t band =
+        bandRows(width, height, std::max(own.rowsPerRead(), external.rowsPerRead()));
+    std::vector<std::vector<float>> ds;
+    if (!makeRoom(ds, std::size_t{width} * band))
+        return platform::Status::failure(platform::ErrorCode::OutOfMemory,
+                                         "no memory for the comparison");
+    BandPass pass(own, external, band);
+    auto status = pass.run(
+        threads,
+        [&](std::uint32_t y, std::uint32_t rows, int slot, const LabView& a, const LabView& b) {
+            const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
+            ds[slot].resize(std::size_t{width} * rows);
+            differences(deltaEKind, a, b, mask ? &bandMask : nullptr, ds[slot].data());
         },
-        [&](std::uint32_t k, int slot) {
-            const std::uint32_t rows = std::min(band, height - k * band);
-            const BandInFlight& current = inFlight[slot];
-            const auto start = Clock::now();
-            work(k, slot, current.split, rows - current.split);
-            const double ownRows = secondsSince(start);
-            const auto summing = Clock::now();
-            running.add(differencesOf(k, slot), std::size_t{rows} * width);
-            balance.update(current, rows, ownRows, secondsSince(summing));
+        [&](std::uint32_t, std::uint32_t rows, int slot) {
+            running.add(ds[slot].data(), std::size_t{rows} * width);
             return true;
         });
     if (!status)
         return status;
     statistics_ = running.statistics();
-    return sink ? paintBands(own, external, mask, sink, kept.data()) : platform::Status{};
+    return sink ? paintBands(own, external, mask, sink) : platform::Status{};
 }
 
 platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, const MaskView* mask,
-                                           GamutSink* sink, const float* kept) const {
+                                           GamutSink* sink) const {
     const std::uint32_t width = own.width(), height = own.height();
     const bool same = statistics_.noDifference();
     // The words need the whole picture: painted whole, then handed over.
-    // Otherwise bands of a few megabytes, each handed over as it is done.
-    const std::uint32_t band = bandRows(width, height);
+    // Otherwise each thread paints a band into its own rows, handed over in
+    // band order.
+    const std::uint32_t band =
+        bandRows(width, height, std::max(own.rowsPerRead(), external.rowsPerRead()));
     QImage whole;
-    std::vector<std::uint8_t> painted[2];
+    std::vector<std::vector<float>> ds;
+    std::vector<std::vector<std::uint8_t>> painted;
+    bool room = makeRoom(ds, std::size_t{width} * band);
     try {
         if (same)
             whole =
                 QImage(static_cast<int>(width), static_cast<int>(height), QImage::Format_RGB888);
-        else
-            for (auto& p : painted)
-                p.resize(std::size_t{3} * width * band);
     } catch (const std::bad_alloc&) {
     }
-    if (same ? whole.isNull() : painted[1].empty()) {
+    room = room && (same ? !whole.isNull() : makeRoom(painted, std::size_t{3} * width * band));
+    if (!room) {
         sink->writeRows(nullptr, 0, 0);
         return {};
     }
     const std::size_t rowBytes =
         same ? static_cast<std::size_t>(whole.bytesPerLine()) : std::size_t{3} * width;
-    BandInFlight inFlight[2];
-    const auto bandOf = [&](std::uint32_t k) {
-        return std::pair{k * band, std::min(band, height - k * band)};
-    };
-    // The helper thread reads band k + 1 and paints its first rows while
-    // this one paints the rest of band k and hands it over.
-    SplitBalance balance;
-    const auto paintSome = [&](const BandInFlight& current, std::uint32_t y, std::uint32_t first,
-                               std::uint32_t last) {
-        if (kept)
-            paintDifferenceRows(kept + std::size_t{y} * width, width, current.out, rowBytes, first,
-                                last);
-        else
-            paintRows(current.a, current.b, mask ? &current.mask : nullptr, current.out, rowBytes,
-                      first, last);
-    };
-    auto status = pipeline(
-        (height + band - 1) / band,
-        [&](std::uint32_t k, int slot) -> platform::Status {
-            const auto start = Clock::now();
-            const auto [y, rows] = bandOf(k);
-            BandInFlight& current = inFlight[slot];
-            current.out = same ? whole.scanLine(static_cast<int>(y)) : painted[slot].data();
-            if (!kept) {
-                if (auto read = own.read(y, rows, slot, current.a); !read)
-                    return read;
-                if (auto read = external.read(y, rows, slot, current.b); !read)
-                    return read;
-                current.mask = mask ? mask->rows(y) : MaskView{};
+    BandPass pass(own, external, band);
+    auto status = pass.run(
+        threads,
+        [&](std::uint32_t y, std::uint32_t rows, int slot, const LabView& a, const LabView& b) {
+            const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
+            ds[slot].resize(std::size_t{width} * rows);
+            differences(deltaEKind, a, b, mask ? &bandMask : nullptr, ds[slot].data());
+            std::uint8_t* out = nullptr;
+            if (same) {
+                out = whole.scanLine(static_cast<int>(y));
+            } else {
+                painted[slot].resize(rowBytes * rows);
+                out = painted[slot].data();
             }
-            current.helperFixed = secondsSince(start);
-            const auto started = Clock::now();
-            current.split = balance.helperRows(rows);
-            paintSome(current, y, 0, current.split);
-            current.helperRows = secondsSince(started);
-            return {};
+            paintDifferenceRows(ds[slot].data(), width, out, rowBytes, 0, rows);
         },
-        [&](std::uint32_t k, int slot) {
-            const auto [y, rows] = bandOf(k);
-            const BandInFlight& current = inFlight[slot];
-            const auto start = Clock::now();
-            paintSome(current, y, current.split, rows);
-            const double ownRows = secondsSince(start);
-            const auto writing = Clock::now();
-            const bool more =
-                same || sink->writeRows(current.out, rowBytes, static_cast<std::int32_t>(rows));
-            balance.update(current, rows, ownRows, secondsSince(writing));
-            return more;
+        [&](std::uint32_t, std::uint32_t rows, int slot) {
+            return same ||
+                   sink->writeRows(painted[slot].data(), rowBytes, static_cast<std::int32_t>(rows));
         });
     if (!status)
         return status;

@@ -42,15 +42,23 @@ class GamutSink {
 
 /// The rows of a Lab image, handed out band by band to a comparison that
 /// streams over them (twice: once for the statistics, once to paint). One
-/// thread at a time reads.
+/// thread at a time reads, unless readsAtOnce(); each thread that works on
+/// the rows has a slot of its own.
 class LabRows {
   public:
+    /// Slots 0 .. kReadSlots - 1: the most threads a comparison starts.
+    static constexpr unsigned kReadSlots = 8;
+
     virtual ~LabRows() = default;
     virtual std::uint32_t width() const = 0;
     virtual std::uint32_t height() const = 0;
+    /// The rows a read takes best in multiples of (a TIFF's strip).
+    virtual std::uint32_t rowsPerRead() const { return 1; }
+    /// Whether several threads may read at once, each into its own slot.
+    virtual bool readsAtOnce() const { return false; }
     /// Rows first .. first + count - 1 into rows, valid until the next read
-    /// into the same slot (0 or 1), so that one band can be worked on while
-    /// the next is read. The reason when they can't be read.
+    /// into the same slot, so that one thread's band can be worked on while
+    /// another reads. The reason when they can't be read.
     virtual platform::Status read(std::uint32_t first, std::uint32_t count, int slot,
                                   LabView& rows) = 0;
 };
@@ -61,6 +69,7 @@ class LabViewRows : public LabRows {
     explicit LabViewRows(const LabView& view) : view_(view) {}
     std::uint32_t width() const override { return view_.width; }
     std::uint32_t height() const override { return view_.height; }
+    bool readsAtOnce() const override { return true; }
     platform::Status read(std::uint32_t first, std::uint32_t count, int /*slot*/,
                           LabView& rows) override {
         rows = view_.rows(first, count);
@@ -96,11 +105,9 @@ class LabComparison {
     /// The difference up to which a pixel is in gamut.
     float gamutTolerance = 0.0f;
     ComparisonColors colors;
-    /// compareRows keeps every difference of images up to this many pixels
-    /// for the gamut image (4 bytes each: 256 MiB at most), so that its
-    /// second pass reads neither side again; larger ones are worked out
-    /// again from the rows.
-    std::uint64_t keepDifferencesUpTo = std::uint64_t{1} << 26;
+    /// The threads compareRows works on (0: one a core), at most
+    /// LabRows::kReadSlots. The results don't depend on them.
+    unsigned threads = 0;
 
     const ComparisonStatistics& statistics() const { return statistics_; }
 
@@ -148,21 +155,14 @@ class LabComparison {
     static void setFontHandler(std::function<void()> handler);
 
   private:
-    /// The second pass over LabRows into sink; from the first pass's
-    /// differences when it kept them (kept, every pixel's in order, -1 for
-    /// one left out), without reading the rows again.
+    /// The second pass over LabRows into sink, reading both sides again.
     platform::Status paintBands(LabRows& own, LabRows& external, const MaskView* mask,
-                                GamutSink* sink, const float* kept = nullptr) const;
+                                GamutSink* sink) const;
     /// Rows first..last - 1 painted from their differences (rows of width,
     /// from the band's first row) into gamut.
     void paintDifferenceRows(const float* differences, std::uint32_t width, std::uint8_t* gamut,
                              std::size_t gamutRowBytes, std::uint32_t first,
                              std::uint32_t last) const;
-    /// The second pass over rows first..last - 1 of the views, on this
-    /// thread, into gamut (whose first row is that of the views).
-    void paintRows(const LabView& own, const LabView& external, const MaskView* mask,
-                   std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
-                   std::uint32_t last) const;
 
     ComparisonStatistics statistics_;
 };

@@ -1,7 +1,7 @@
 // The second pass of a Lab bitmap comparison, the gamut image: each pixel
 // painted by its own difference, on a ramp below the tolerance and another
-// above it, rows shared between the cores; when the bitmaps don't differ
-// the words "No Difference" are written across the picture.
+// above it; when the bitmaps don't differ the words "No Difference" are
+// written across the picture.
 #include <QFont>
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -81,48 +81,6 @@ inline void paintPixel(std::uint8_t* out, const RGB8& colour) {
     out[2] = colour.blue;
 }
 
-struct PaintJob {
-    LabView own;
-    LabView external;
-    const MaskView* mask;
-    std::uint8_t* gamut; // the band's first row
-    std::size_t gamutRowBytes;
-    PixelDelta delta;
-    float tolerance;
-    float maxiDeltaE;
-    ComparisonColors colours;
-};
-
-// The second pass over rows [first, last) of a band: every pixel painted by
-// its own difference, with no patch logic.
-void paintJobRows(const PaintJob& job, std::uint32_t first, std::uint32_t last) {
-    const float tol = job.tolerance;
-    const float outDenominator = job.maxiDeltaE - tol;
-    for (std::uint32_t y = first; y < last; ++y) {
-        const std::uint8_t* a = job.own.row(y);
-        const std::uint8_t* b = job.external.row(y);
-        const std::uint8_t* m = job.mask ? job.mask->row(y) : nullptr;
-        std::uint8_t* out = job.gamut + std::size_t{y} * job.gamutRowBytes;
-        for (std::uint32_t x = 0; x < job.own.width;
-             ++x, a += kLabPixelBytes, b += kLabPixelBytes, out += 3) {
-            if (m && m[x] != 0) {
-                paintPixel(out, job.colours.nonComparedRGB);
-                continue;
-            }
-            const float d = job.delta(a, b);
-            if (d < tol) {
-                paintPixel(out, job.colours.inGamutLowRGB, job.colours.inGamutLimitRGB, d / tol);
-            } else {
-                // A denominator of 0 or below (maxiDeltaE at or under the
-                // tolerance) counts as 0: the pixel takes the ramp's start.
-                float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
-                t = std::clamp(t, 0.0f, 1.0f);
-                paintPixel(out, job.colours.outGamutLimitRGB, job.colours.outGamutHighRGB, t);
-            }
-        }
-    }
-}
-
 } // namespace
 
 void LabComparison::setBeepHandler(std::function<void()> handler) {
@@ -152,22 +110,6 @@ std::uint8_t* LabComparison::testGamutImage(QImage* image, std::uint32_t width,
     return nullptr;
 }
 
-void LabComparison::paintRows(const LabView& own, const LabView& external, const MaskView* mask,
-                              std::uint8_t* gamut, std::size_t gamutRowBytes, std::uint32_t first,
-                              std::uint32_t last) const {
-    const PaintJob job{own,
-                       external,
-                       mask,
-                       gamut,
-                       gamutRowBytes,
-                       PixelDelta{LabReader(own), LabReader(external),
-                                  deltaEKind == 0 ? nullptr : &ColorConversion::deltaE94WithC1},
-                       gamutTolerance,
-                       statistics_.maxiDeltaE,
-                       colors};
-    paintJobRows(job, first, last);
-}
-
 void LabComparison::paintDifferenceRows(const float* differences, std::uint32_t width,
                                         std::uint8_t* gamut, std::size_t gamutRowBytes,
                                         std::uint32_t first, std::uint32_t last) const {
@@ -194,13 +136,21 @@ void LabComparison::paintDifferenceRows(const float* differences, std::uint32_t 
 
 void LabComparison::paint(const LabView& own, const LabView& external, const MaskView* mask,
                           std::uint8_t* gamut, std::size_t gamutRowBytes) const {
-    // Each row is independent: both cores share them.
+    // Each row is independent: both cores share them, a run of rows at a
+    // time, its differences worked out first and then painted.
     const std::size_t width = std::max<std::uint32_t>(own.width, 1);
     const auto runRows = std::max<std::size_t>(1, kRunPixels / width);
     const unsigned threads = engine::threadsFor(std::size_t{own.height} * width, 2 * kRunPixels);
     engine::shareWork(own.height, runRows, threads, [&](std::size_t first, std::size_t last) {
-        paintRows(own, external, mask, gamut, gamutRowBytes, static_cast<std::uint32_t>(first),
-                  static_cast<std::uint32_t>(last));
+        const auto y = static_cast<std::uint32_t>(first);
+        const auto rows = static_cast<std::uint32_t>(last - first);
+        thread_local std::vector<float> ds;
+        ds.resize(width * rows);
+        const MaskView runMask = mask ? mask->rows(y) : MaskView{};
+        differences(deltaEKind, own.rows(y, rows), external.rows(y, rows),
+                    mask ? &runMask : nullptr, ds.data());
+        paintDifferenceRows(ds.data(), own.width, gamut + std::size_t{y} * gamutRowBytes,
+                            gamutRowBytes, 0, rows);
     });
 }
 

@@ -1,5 +1,7 @@
 #include "color/lab_file_rows.h"
 
+#include <algorithm>
+
 namespace slidebox::color {
 
 platform::Result<std::unique_ptr<LabFileRows>>
@@ -27,10 +29,20 @@ std::uint32_t LabFileRows::height() const {
     return static_cast<std::uint32_t>(reader_.height());
 }
 
+std::uint32_t LabFileRows::rowsPerRead() const {
+    return reader_.readsRowsAtOnce()
+               ? 1
+               : static_cast<std::uint32_t>(std::max(reader_.rowsPerBand(), 1));
+}
+
+bool LabFileRows::readsAtOnce() const {
+    return reader_.readsRowsAtOnce();
+}
+
 platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, int slot,
                                    LabView& rows) {
     const auto wanted = static_cast<std::int32_t>(count);
-    image::Bitmap& band = bands_[slot == 0 ? 0 : 1];
+    image::Bitmap& band = bands_[static_cast<unsigned>(slot) % kReadSlots];
     if (band.isNull() || band.height() < wanted) {
         auto made = image::Bitmap::allocate(reader_.width(), wanted, reader_.format());
         if (!made)
@@ -40,7 +52,10 @@ platform::Status LabFileRows::read(std::uint32_t first, std::uint32_t count, int
     auto view = band.view(image::makeRect(0, 0, reader_.width(), wanted));
     if (!view)
         return view.status();
-    if (auto status = reader_.readRows(static_cast<std::int32_t>(first), *view); !status)
+    const auto firstRow = static_cast<std::int32_t>(first);
+    if (auto status = reader_.readsRowsAtOnce() ? reader_.readRowsAt(firstRow, *view)
+                                                : reader_.readRows(firstRow, *view);
+        !status)
         return platform::Status::failure(status.code(),
                                          "'" + path_.string() + "': " + status.message());
     rows = LabView::of(*view, reader_.isLabSigned());

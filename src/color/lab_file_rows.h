@@ -20,6 +20,11 @@ class LabFileRows : public LabRows {
 
     std::uint32_t width() const override;
     std::uint32_t height() const override;
+    /// A strip's rows, or a tile's height; 1 when the rows are read
+    /// straight from the file.
+    std::uint32_t rowsPerRead() const override;
+    /// When the file stores the rows as they come (uncompressed strips).
+    bool readsAtOnce() const override;
     /// The reader's reason, naming the file, when the rows can't be read.
     platform::Status read(std::uint32_t first, std::uint32_t count, int slot,
                           LabView& rows) override;
@@ -29,8 +34,8 @@ class LabFileRows : public LabRows {
 
   private:
     image::TiffReader reader_;
-    std::filesystem::path path_; // named in the reasons of read()
-    image::Bitmap bands_[2];     // the rows of the last read into each slot, grown as asked
+    std::filesystem::path path_;      // named in the reasons of read()
+    image::Bitmap bands_[kReadSlots]; // the rows of the last read into each slot, grown as asked
 };
 
 } // namespace slidebox::color

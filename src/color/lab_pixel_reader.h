@@ -69,23 +69,24 @@ struct LabReader {
     }
 };
 
-// The difference of two pixels. CIE 1976 through the tables, in the order
-// of operations of deltaEWithL; any other kind through its operation.
-struct PixelDelta {
-    LabReader a, b;
-    DeltaE generic; // null for the 1976 difference
+// The CIE 1976 difference of two pixels through the tables, in the order
+// of operations of deltaEWithL.
+inline float deltaE1976(const LabReader& a, const LabReader& b, const std::uint8_t* pa,
+                        const std::uint8_t* pb) {
+    std::uint16_t fa[3], fb[3];
+    std::memcpy(fa, pa, sizeof fa);
+    std::memcpy(fb, pb, sizeof fb);
+    const float dL = a.L[fa[0]] - b.L[fb[0]];
+    const float da = a.ab[fa[1]] - b.ab[fb[1]];
+    const float db = a.ab[fa[2]] - b.ab[fb[2]];
+    return std::sqrt(dL * dL + da * da + db * db);
+}
 
-    float operator()(const std::uint8_t* pa, const std::uint8_t* pb) const {
-        if (generic)
-            return generic(a.colour(pa), b.colour(pb));
-        std::uint16_t fa[3], fb[3];
-        std::memcpy(fa, pa, sizeof fa);
-        std::memcpy(fb, pb, sizeof fb);
-        const float dL = a.L[fa[0]] - b.L[fb[0]];
-        const float da = a.ab[fa[1]] - b.ab[fb[1]];
-        const float db = a.ab[fa[2]] - b.ab[fb[2]];
-        return std::sqrt(dL * dL + da * da + db * db);
-    }
-};
+// The differences of the rows of own and external (views of as many rows),
+// row after row into out: kind 0 the 1976 difference, any other the 1994
+// one; a pixel the mask (from the views' first row) leaves out gets
+// kLeftOutDifference.
+void differences(std::int32_t kind, const LabView& own, const LabView& external,
+                 const MaskView* mask, float* out);
 
 } // namespace slidebox::color::lab_pixels

@@ -175,16 +175,84 @@ ImageStatus TiffReader::Impl::cacheBand(std::uint32_t index) {
     return status;
 }
 
-ImageStatus TiffReader::readRows(std::int32_t firstRow, Bitmap& destination) {
-    Impl& d = *impl_;
+ImageStatus TiffReader::Impl::checkRows(std::int32_t firstRow, const Bitmap& destination) const {
+    const Impl& d = *this;
     if (destination.isNull() || !(destination.format() == d.format) ||
         destination.width() != d.width)
         return ImageStatus::failure(ImageErrorCode::BadArgument,
                                     "the rows must be " + std::to_string(d.width) +
-                                        " pixels wide, " + describe(d.format));
+                                        " pixels wide, " + image::describe(d.format));
     if (firstRow < 0 || std::int64_t{firstRow} + destination.height() > d.height)
         return ImageStatus::failure(ImageErrorCode::BadArgument,
                                     "rows outside the image's " + std::to_string(d.height));
+    return {};
+}
+
+namespace {
+
+// bytes from offset of fd into out, whatever interrupts the reading.
+ImageStatus readAt(int fd, std::uint8_t* out, std::size_t bytes, std::uint64_t offset,
+                   std::uint32_t strip) {
+    while (bytes > 0) {
+        const ssize_t got = ::pread(fd, out, bytes, static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return ImageStatus::failure(ImageErrorCode::Truncated,
+                                        "strip " + std::to_string(strip) +
+                                            " can't be read: " + std::strerror(errno));
+        if (got == 0)
+            return ImageStatus::failure(ImageErrorCode::Truncated,
+                                        "strip " + std::to_string(strip) +
+                                            " ends past the end of the file");
+        out += got;
+        bytes -= static_cast<std::size_t>(got);
+        offset += static_cast<std::uint64_t>(got);
+    }
+    return {};
+}
+
+} // namespace
+
+bool TiffReader::readsRowsAtOnce() const {
+    return !impl_->stripOffsets.empty();
+}
+
+ImageStatus TiffReader::readRowsAt(std::int32_t firstRow, Bitmap& destination) const {
+    const Impl& d = *impl_;
+    if (auto status = d.checkRows(firstRow, destination); !status)
+        return status;
+    if (d.stripOffsets.empty())
+        return ImageStatus::failure(ImageErrorCode::BadArgument,
+                                    "this file's rows can't be read straight from it");
+    const int fd = TIFFFileno(d.tif.get());
+    const bool packed = destination.rowBytes() == d.scanline;
+    const std::int32_t end = firstRow + destination.height();
+    for (std::int32_t y = firstRow; y < end;) {
+        const auto strip = static_cast<std::uint32_t>(y / d.rowsPerBand);
+        const std::int32_t stripStart = static_cast<std::int32_t>(strip) * d.rowsPerBand;
+        const std::int32_t stop = std::min(end, stripStart + d.rowsInBand(strip));
+        const std::uint64_t at =
+            d.stripOffsets[strip] + static_cast<std::uint64_t>(y - stripStart) * d.scanline;
+        for (std::int32_t r = y; r < stop; r = packed ? stop : r + 1) {
+            const std::size_t rows = packed ? static_cast<std::size_t>(stop - r) : 1;
+            if (auto status = readAt(fd, destination.row(r - firstRow), rows * d.scanline,
+                                     at + static_cast<std::uint64_t>(r - y) * d.scanline, strip);
+                !status)
+                return d.fail(status.code(), status.message());
+        }
+        y = stop;
+    }
+    std::uint8_t* plane = destination.row(0);
+    tiff::applySampleMasks(d.format, d.masks, std::span(&plane, 1), destination.rowBytes(), d.width,
+                           destination.height());
+    return {};
+}
+
+ImageStatus TiffReader::readRows(std::int32_t firstRow, Bitmap& destination) {
+    Impl& d = *impl_;
+    if (auto status = d.checkRows(firstRow, destination); !status)
+        return status;
     const int planeCount = d.format.planeCount();
     const bool direct = !d.tiled && destination.rowBytes() == d.scanline;
     const std::int32_t end = firstRow + destination.height();

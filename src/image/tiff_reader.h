@@ -44,7 +44,7 @@ struct TiffReadOptions {
 /// band besides the caller's rows. libtiff's messages are kept out of
 /// standard error and the first of them ends up in a failure's message.
 ///
-/// Move-only; one thread at a time.
+/// Move-only; one thread at a time, but for readRowsAt.
 class TiffReader {
   public:
     /// Called with each band, rows in the reader's format, and the image row
@@ -92,6 +92,14 @@ class TiffReader {
     /// order decode every strip once. BadArgument for a destination that
     /// doesn't fit; Truncated or Malformed when the data fails.
     ImageStatus readRows(std::int32_t firstRow, Bitmap& destination);
+
+    /// Whether readRowsAt can read this file's rows: strips of one plane,
+    /// stored uncompressed in the machine's byte order, in a file.
+    bool readsRowsAtOnce() const;
+    /// The same as readRows, straight from the file with no band kept, so
+    /// that any number of threads may call it at once (beside one calling
+    /// anything else); BadArgument when !readsRowsAtOnce().
+    ImageStatus readRowsAt(std::int32_t firstRow, Bitmap& destination) const;
 
     /// Hands every band to the sink, top to bottom. Cancelled when the sink
     /// returns false.

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "image/bitmap.h"
 #include "image/tiff_reader.h"
@@ -37,6 +38,10 @@ struct TiffReader::Impl {
     std::int32_t rowsPerBand = 0;
     std::uint32_t bandCount = 0;
 
+    /// Where each strip starts in the file, when its rows can be read
+    /// straight from it (readRowsAt); empty otherwise.
+    std::vector<std::uint64_t> stripOffsets;
+
     Bitmap band; ///< the band kept between calls
     std::int64_t cachedBand = -1;
     std::unique_ptr<std::uint8_t, void (*)(void*)> tileBuffer{nullptr, std::free};
@@ -46,9 +51,13 @@ struct TiffReader::Impl {
     ImageStatus describe(std::uint64_t fileSize);
 
     std::int32_t rowsInBand(std::uint32_t index) const;
+    /// BadArgument when destination can't take rows from firstRow on.
+    ImageStatus checkRows(std::int32_t firstRow, const Bitmap& destination) const;
     /// Decodes a band into planes rowBytes apart; for strips rowBytes must
     /// be the scanline.
     ImageStatus decodeBand(std::uint32_t index, std::uint8_t* const* planes, std::size_t rowBytes);
+    /// Notes where the strips lie when they hold the rows as they come.
+    void findStoredRows();
     /// Makes the kept band hold band index.
     ImageStatus cacheBand(std::uint32_t index);
 

@@ -200,7 +200,32 @@ ImageStatus TiffReader::Impl::describe(std::uint64_t fileSize) {
     const auto bandBytes = checkedMultiply(scanline, static_cast<std::size_t>(rowsPerBand), planes);
     if (!bandBytes || *bandBytes > options.maxImageBytes)
         return fail(ImageErrorCode::TooLarge, "strips or tiles larger than the limit");
+    findStoredRows();
     return {};
+}
+
+void TiffReader::Impl::findStoredRows() {
+    // Strips of one plane stored uncompressed, in the machine's byte order
+    // and with the bits of a byte in the usual order, hold the rows as they
+    // come: their bytes can be read from the file by any thread.
+    TIFF* t = tif.get();
+    std::uint16_t fillOrder = FILLORDER_MSB2LSB;
+    TIFFGetFieldDefaulted(t, TIFFTAG_FILLORDER, &fillOrder);
+    if (tiled || compression != COMPRESSION_NONE || format.planeCount() != 1 ||
+        fillOrder != FILLORDER_MSB2LSB || (format.bytesPerSample > 1 && TIFFIsByteSwapped(t)) ||
+        memory.data != nullptr || TIFFFileno(t) < 0)
+        return;
+    std::uint64_t* offsets = nullptr;
+    std::uint64_t* counts = nullptr;
+    if (!TIFFGetField(t, TIFFTAG_STRIPOFFSETS, &offsets) || !offsets ||
+        !TIFFGetField(t, TIFFTAG_STRIPBYTECOUNTS, &counts) || !counts)
+        return;
+    // A strip that says it holds fewer bytes than its rows goes through
+    // libtiff, which reports it.
+    for (std::uint32_t s = 0; s < stripsPerPlane; ++s)
+        if (counts[s] < scanline * static_cast<std::uint64_t>(rowsInBand(s)))
+            return;
+    stripOffsets.assign(offsets, offsets + stripsPerPlane);
 }
 
 } // namespace slidebox::image

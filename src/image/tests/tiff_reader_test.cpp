@@ -5,6 +5,8 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
+#include <thread>
 #include <tuple>
 
 #include "samples.h"
@@ -125,6 +127,63 @@ TEST(TiffReaderTest, RowRangesAndBandsMatchTheWholeImage) {
     auto stopped = reader->forEachBand([&](const Bitmap&, std::int32_t) { return ++calls < 2; });
     EXPECT_EQ(stopped.code(), ImageErrorCode::Cancelled);
     EXPECT_EQ(calls, 2);
+}
+
+TEST(TiffReaderTest, RowsStoredAsTheyComeAreReadByManyThreadsAtOnce) {
+    // Uncompressed strips of one plane in the machine's byte order are read
+    // straight from the file, their samples changed as by readRows (white
+    // as 0, signed a and b); anything else goes through libtiff only.
+    const std::pair<const char*, bool> files[] = {
+        {"rgb_strips_of_4.tif", true},    {"gray_min_is_white.tif", true},
+        {"cielab16.tif", true},           {"rgba_associated.tif", true},
+        {"gray16_big_endian.tif", false}, {"rgb_planar_strips_of_5.tif", false},
+        {"rgb_tiles_of_16.tif", false},   {"gray16_alpha_lzw_strips_of_7.tif", false},
+    };
+    for (const auto& [file, atOnce] : files) {
+        SCOPED_TRACE(file);
+        auto reader = TiffReader::open(kGood / file);
+        ASSERT_TRUE(reader) << reader.status().message();
+        ASSERT_EQ(reader->readsRowsAtOnce(), atOnce);
+        auto whole = reader->readBitmap();
+        ASSERT_TRUE(whole);
+        const std::int32_t width = reader->width(), height = reader->height();
+        auto rows = Bitmap::allocate(width, height, reader->format());
+        if (!atOnce) {
+            EXPECT_EQ(reader->readRowsAt(0, *rows).code(), ImageErrorCode::BadArgument);
+            continue;
+        }
+        // Ranges inside a strip, across strips and to the end, into tight
+        // and padded rows, on four threads at once.
+        std::vector<std::thread> threads;
+        std::atomic<int> wrong{0};
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&, t] {
+                const std::size_t padding = t % 2 == 0 ? 0 : 7;
+                for (std::int32_t first = t; first < height; first += 3) {
+                    const std::int32_t count = std::min(height - first, 1 + (first * 5) % 9);
+                    auto part = Bitmap::allocate(width, count, reader->format(),
+                                                 whole->minRowBytes() + padding);
+                    if (!reader->readRowsAt(first, *part) ||
+                        !part->samePixels(*whole->view(makeRect(0, first, width, count))))
+                        ++wrong;
+                }
+            });
+        for (auto& thread : threads)
+            thread.join();
+        EXPECT_EQ(wrong, 0);
+        EXPECT_EQ(reader->readRowsAt(-1, *rows).code(), ImageErrorCode::BadArgument);
+    }
+
+    // Cut short after the opening: the strip that can't be read is named.
+    slidebox::testing::TempDir dir;
+    std::filesystem::copy_file(kGood / "rgb_strips_of_4.tif", dir / "cut.tif");
+    auto reader = TiffReader::open(dir / "cut.tif");
+    ASSERT_TRUE(reader && reader->readsRowsAtOnce());
+    std::filesystem::resize_file(dir / "cut.tif", 1000);
+    auto rows = Bitmap::allocate(37, 21, reader->format());
+    const auto cut = reader->readRowsAt(0, *rows);
+    EXPECT_EQ(cut.code(), ImageErrorCode::Truncated);
+    EXPECT_THAT(cut.message(), HasSubstr("past the end of the file"));
 }
 
 // Each refused with a message that says why: read whole from a file, and
