@@ -8,6 +8,8 @@
 #include "color/lab_comparison.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <new>
@@ -116,6 +118,19 @@ void addPatches(Running& running, std::int32_t kind, const LabView& own, const L
     }
 }
 
+// A moment's rest in a busy wait.
+inline void spinPause() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#else
+    std::this_thread::yield();
+#endif
+}
+
+// How long a thread spins for its turn before it sleeps: longer than a
+// band's hand-over takes.
+constexpr std::chrono::microseconds kSpinning{300};
+
 // The threads of one pass over both sides, band by band. Each takes the
 // next band and reads it (one read at a time, the bands in order, unless
 // both sides read at once; each thread into its own slot), works on it alone, then waits for the
@@ -150,17 +165,14 @@ class BandPass {
                 }
                 const std::uint32_t y = k * band_, rows = std::min(band_, height_ - y);
                 work(y, rows, slot, a, b);
-                {
-                    std::unique_lock lock(turnMutex_);
-                    turnChanged_.wait(lock, [&] { return turn_ == k || stop_; });
-                    if (stop_)
-                        return;
-                }
+                if (!awaitTurn(k))
+                    return;
                 const bool more = handOn(y, rows, slot);
                 {
                     std::lock_guard lock(turnMutex_);
-                    turn_ = k + 1;
-                    stop_ = stop_ || !more;
+                    turn_.store(k + 1, std::memory_order_release);
+                    if (!more)
+                        stop_.store(true);
                 }
                 turnChanged_.notify_all();
             }
@@ -188,16 +200,28 @@ class BandPass {
             return status;
         return external_.read(y, rows, slot, b);
     }
-    bool stopped() {
-        std::lock_guard lock(turnMutex_);
-        return stop_;
+    bool stopped() const { return stop_.load(); }
+    // Waits until band k is to be handed on: false when the pass stopped.
+    // The band before is usually a moment from done, sooner than a thread
+    // put to sleep wakes up, so the wait spins a while first.
+    bool awaitTurn(std::uint32_t k) {
+        const auto due = [&] { return turn_.load(std::memory_order_acquire) == k || stop_.load(); };
+        const auto start = std::chrono::steady_clock::now();
+        while (!due() && std::chrono::steady_clock::now() - start < kSpinning)
+            for (int i = 0; i < 64 && !due(); ++i)
+                spinPause();
+        if (!due()) {
+            std::unique_lock lock(turnMutex_);
+            turnChanged_.wait(lock, due);
+        }
+        return !stop_.load();
     }
     void stop(platform::Status status) {
         {
             std::lock_guard lock(turnMutex_);
             if (failed_.ok())
                 failed_ = std::move(status);
-            stop_ = true;
+            stop_.store(true);
         }
         turnChanged_.notify_all();
     }
@@ -210,8 +234,8 @@ class BandPass {
     std::uint32_t next_ = 0; ///< the next band to read, under reading_
     std::mutex turnMutex_;
     std::condition_variable turnChanged_;
-    std::uint32_t turn_ = 0; ///< the band to hand on next
-    bool stop_ = false;
+    std::atomic<std::uint32_t> turn_{0}; ///< the band to hand on next, set under turnMutex_
+    std::atomic<bool> stop_{false};      ///< set under turnMutex_
     platform::Status failed_;
 };
 
@@ -238,7 +262,7 @@ void lab_pixels::differences(std::int32_t kind, const LabView& own, const LabVie
         const std::uint8_t* b = external.row(y);
         float* row = out + y * width;
         if (kind == 0) {
-            for (std::size_t x = 0; x < width; ++x)
+            for (std::size_t x = differences1976Wide(ra, rb, a, b, width, row); x < width; ++x)
                 row[x] = deltaE1976(ra, rb, a + x * kLabPixelBytes, b + x * kLabPixelBytes);
         } else {
             for (std::size_t x = 0; x < width; ++x)

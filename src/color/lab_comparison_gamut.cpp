@@ -116,16 +116,35 @@ void LabComparison::paintDifferenceRows(const float* differences, std::uint32_t 
     const float tol = gamutTolerance;
     const float outDenominator = statistics_.maxiDeltaE - tol;
     const ComparisonColors& c = colors;
+    const auto ramp = [](const RGB8& from, const RGB8& to) {
+        return PaintRamps::Ramp{{static_cast<float>(from.red), static_cast<float>(from.green),
+                                 static_cast<float>(from.blue)},
+                                {static_cast<float>(to.red - from.red),
+                                 static_cast<float>(to.green - from.green),
+                                 static_cast<float>(to.blue - from.blue)}};
+    };
+    const PaintRamps ramps{ramp(c.inGamutLowRGB, c.inGamutLimitRGB),
+                           ramp(c.outGamutLimitRGB, c.outGamutHighRGB),
+                           {c.nonComparedRGB.red, c.nonComparedRGB.green, c.nonComparedRGB.blue},
+                           tol,
+                           tol > 0.0f ? tol : 1.0f,
+                           outDenominator > 0.0f ? outDenominator : 1.0f,
+                           outDenominator > 0.0f};
     for (std::uint32_t y = first; y < last; ++y) {
         const float* ds = differences + std::size_t{y} * width;
         std::uint8_t* out = gamut + std::size_t{y} * gamutRowBytes;
-        for (std::uint32_t x = 0; x < width; ++x, out += 3) {
+        const std::size_t done = paintWide(ds, width, out, ramps);
+        out += 3 * done;
+        for (std::size_t x = done; x < width; ++x, out += 3) {
             const float d = ds[x];
             if (d == kLeftOutDifference) {
                 paintPixel(out, c.nonComparedRGB);
             } else if (d < tol) {
                 paintPixel(out, c.inGamutLowRGB, c.inGamutLimitRGB, d / tol);
             } else {
+                // A denominator of 0 or below (maxiDeltaE at or under the
+                // tolerance) puts every pixel from the tolerance up at the
+                // ramp's start.
                 float t = outDenominator > 0.0f ? (d - tol) / outDenominator : 0.0f;
                 t = std::clamp(t, 0.0f, 1.0f);
                 paintPixel(out, c.outGamutLimitRGB, c.outGamutHighRGB, t);

@@ -82,6 +82,28 @@ inline float deltaE1976(const LabReader& a, const LabReader& b, const std::uint8
     return std::sqrt(dL * dL + da * da + db * db);
 }
 
+// The ends of the gamut image's two ramps and how a difference finds its
+// place on them (see LabComparison::paintDifferenceRows).
+struct PaintRamps {
+    struct Ramp {
+        float from[3], span[3]; ///< red, green, blue: the start, to the end less the start
+    };
+    Ramp in, out; ///< below the tolerance, from it up
+    std::uint8_t leftOut[3];
+    float tolerance;
+    float inDivisor;  ///< the tolerance, 1 when it is 0 or below (then never used)
+    float outDivisor; ///< the largest difference less the tolerance, when above 0
+    bool outRamp;     ///< that difference is above 0: else t is 0 from the tolerance up
+};
+
+// The same as the one-pixel loops, a run of pixels at a time where the
+// processor has wide vectors: each answers how many of the first pixels
+// it did (0 without them), the caller does the rest.
+std::size_t differences1976Wide(const LabReader& a, const LabReader& b, const std::uint8_t* pa,
+                                const std::uint8_t* pb, std::size_t count, float* out);
+std::size_t paintWide(const float* differences, std::size_t count, std::uint8_t* out,
+                      const PaintRamps& ramps);
+
 // The differences of the rows of own and external (views of as many rows),
 // row after row into out: kind 0 the 1976 difference, any other the 1994
 // one; a pixel the mask (from the views' first row) leaves out gets

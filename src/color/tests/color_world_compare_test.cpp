@@ -5,6 +5,7 @@
 
 #include <QImage>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "color/color_world.h"
+#include "color/lab_pixel_reader.h"
 #include "tests/log_capture.h"
 
 using namespace slidebox::color;
@@ -329,6 +331,83 @@ TEST_F(CompareTest, StatisticsAreThoseOfDeltaEPixelByPixel) {
             expectStatistics(sum / static_cast<float>(compared), maxi, mini,
                              static_cast<float>(in * 100.0 / compared));
         }
+    }
+}
+
+TEST_F(CompareTest, EveryFieldMeasuresAndPaintsAsOnePixelDoes) {
+    // Every 16-bit value in each of L, a and b on one side, against fields
+    // that wander over the whole range on the other, with either side's a
+    // and b kept signed: each difference is bit for bit deltaEWithC1 of the
+    // two colours, however many pixels are worked on at a time.
+    constexpr std::uint32_t kWidth = 65536;
+    LabImage a(kWidth, 3), b(kWidth, 3);
+    b.scatter(9);
+    for (std::uint32_t y = 0; y < 3; ++y)
+        for (std::uint32_t x = 0; x < kWidth; ++x)
+            a.pixels[(y * kWidth + x) * 3 + y] = static_cast<std::uint16_t>(x);
+    for (auto [signedA, signedB] : {std::pair{false, false}, {true, false}, {false, true}}) {
+        SCOPED_TRACE(std::to_string(signedA) + std::to_string(signedB));
+        const auto field = [](const LabImage& image, std::size_t i, bool signedAB) {
+            return static_cast<std::uint16_t>(image.pixels[i] ^ (signedAB && i % 3 ? 0x8000 : 0));
+        };
+        std::vector<float> ds(std::size_t{kWidth} * 3);
+        const Bitmap wa = a.wrapped(), wb = b.wrapped();
+        lab_pixels::differences(0, LabView::of(wa, signedA), LabView::of(wb, signedB), nullptr,
+                                ds.data());
+        int wrong = 0;
+        for (std::size_t p = 0; p < ds.size(); ++p) {
+            CMColor c1{}, c2{};
+            c1.lab = {field(a, 3 * p, signedA), field(a, 3 * p + 1, signedA),
+                      field(a, 3 * p + 2, signedA)};
+            c2.lab = {field(b, 3 * p, signedB), field(b, 3 * p + 1, signedB),
+                      field(b, 3 * p + 2, signedB)};
+            const float expected = ColorWorld::deltaEWithC1(c1, c2);
+            wrong += std::memcmp(&expected, &ds[p], sizeof expected) != 0 ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0);
+    }
+
+    // The gamut image of 1000 differences from 0 up, some left out, at
+    // tolerances inside the range, below it, above it, and with the
+    // largest difference under the tolerance (no out-of-gamut ramp): each
+    // pixel is where the single-precision ramp puts it.
+    LabImage c(1000, 1), d(1000, 1);
+    for (std::uint32_t x = 0; x < 1000; ++x)
+        d.setA(x, 0, static_cast<std::uint16_t>(kBaseA + x * 7));
+    Bitmap m = mask(1000, 1, [](auto x, auto) { return x % 13 == 5; });
+    for (float tolerance : {2.0f, 0.0f, 9.0f, 30.0f}) {
+        SCOPED_TRACE(tolerance);
+        QImage image(1000, 1, QImage::Format_RGB888);
+        (void)compare(c, d, tolerance, &m, &image);
+        const float maxi = world.maxiDeltaE();
+        const ComparisonColors colors = world.comparisonColors();
+        const auto ramp = [](const RGB8& from, const RGB8& to, float t) {
+            const auto channel = [t](std::uint8_t f, std::uint8_t e) {
+                return static_cast<std::uint8_t>(
+                    static_cast<int>(static_cast<float>(f) + static_cast<float>(e - f) * t));
+            };
+            return RGB8{channel(from.red, to.red), channel(from.green, to.green),
+                        channel(from.blue, to.blue)};
+        };
+        int wrong = 0;
+        for (std::uint32_t x = 0; x < 1000; ++x) {
+            CMColor c1{}, c2{};
+            std::memcpy(&c1, &c.pixels[3 * x], 6);
+            std::memcpy(&c2, &d.pixels[3 * x], 6);
+            const float e = ColorWorld::deltaEWithC1(c1, c2);
+            RGB8 expected;
+            if (x % 13 == 5)
+                expected = colors.nonComparedRGB;
+            else if (e < tolerance)
+                expected = ramp(colors.inGamutLowRGB, colors.inGamutLimitRGB, e / tolerance);
+            else
+                expected = ramp(colors.outGamutLimitRGB, colors.outGamutHighRGB,
+                                maxi - tolerance > 0.0f
+                                    ? std::clamp((e - tolerance) / (maxi - tolerance), 0.0f, 1.0f)
+                                    : 0.0f);
+            wrong += pixelOf(image, static_cast<int>(x), 0) == expected ? 0 : 1;
+        }
+        EXPECT_EQ(wrong, 0);
     }
 }
 
