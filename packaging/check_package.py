@@ -35,6 +35,8 @@ def expected_files():
         "/usr/bin/slidebox-cli",
         "/usr/libexec/slidebox-cli-commands",
         "/usr/libexec/slidebox-cli-transform",
+        "/usr/libexec/slidebox-cli-compare",
+        "/usr/libexec/slidebox-cli-words.so",
         "/usr/share/applications/slidebox.desktop",
         f"/usr/share/metainfo/{APPSTREAM_ID}.metainfo.xml",
         "/usr/share/icons/hicolor/scalable/apps/slidebox.svg",

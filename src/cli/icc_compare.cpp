@@ -3,8 +3,6 @@
 // TIFF as icc transform writes it, or any image matched into Lab first
 // through its own profile; the statistics are printed (one JSON object
 // with --json) and the gamut image written if asked.
-#include <QGuiApplication>
-
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -18,6 +16,7 @@
 #include "cli/icc_bitmap_support.h"
 #include "cli/icc_subcommands.h"
 #include "cli/json_out.h"
+#include "cli/no_difference_words.h"
 #include "color/color_world.h"
 #include "color/gamut_file.h"
 #include "color/lab_file_rows.h"
@@ -150,32 +149,6 @@ std::unique_ptr<color::ColorWorld> loadSide(const Side& side, const std::string&
     return world;
 }
 
-// The font of the words on the gamut image needs a GUI application, made
-// only when words are drawn: making one and ending it costs more than a
-// small comparison, as its end loads the font configuration even when no
-// font was used. The command line draws offscreen and never needs a
-// display. Outside a desktop session (cron, a container) there is no
-// runtime folder, and Qt would say so on standard error where the
-// command's own reasons go: the platform needs none for offscreen drawing,
-// so that one remark is dropped.
-std::unique_ptr<QGuiApplication> guiApplication() {
-    if (QGuiApplication::instance())
-        return nullptr;
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "slidebox-cli";
-    static char* argv[] = {name, nullptr};
-    static QtMessageHandler previous = nullptr;
-    previous = qInstallMessageHandler(
-        [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-            if (!text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set")))
-                previous(type, context, text);
-        });
-    auto application = std::make_unique<QGuiApplication>(argc, argv);
-    qInstallMessageHandler(previous);
-    return application;
-}
-
 void printStatistics(const color::ColorWorld& world, bool json) {
     const std::pair<const char*, std::string> fields[] = {
         {"compared", std::to_string(world.comparedCount())},
@@ -226,14 +199,7 @@ int iccCompare(const std::vector<std::string>& args) {
         mask = std::move(read.value());
     }
 
-    std::unique_ptr<QGuiApplication> application; // for the words, when drawn
-    struct FontHandlerEnd {
-        ~FontHandlerEnd() { color::ColorWorld::setFontHandler({}); }
-    } fontHandlerEnd; // ended before the application
-    color::ColorWorld::setFontHandler([&application] {
-        if (!application)
-            application = guiApplication();
-    });
+    color::ColorWorld::setWordsHandler(writeNoDifferenceWords);
     // The beep of a bad gamut image: the terminal's bell when someone is
     // looking at standard error, nothing in a pipe or a log file.
     color::ColorWorld::setBeepHandler([] {

@@ -3,10 +3,11 @@
 // holds only what must start fast (--version and the colour arithmetic) and
 // links nothing but the C++ runtime; for every other command it becomes the
 // program that holds them all, slidebox-cli-commands, with the same
-// arguments; `icc transform`, which needs no Qt, becomes the program that
-// holds it alone, slidebox-cli-transform. Those programs lie at
-// SLIDEBOX_CLI_COMMANDS and SLIDEBOX_CLI_TRANSFORM, paths relative to this
-// program's folder, the same in the build tree and the installed prefix.
+// arguments; `icc transform` and `icc compare`, which need no Qt, become the
+// programs that hold each alone, slidebox-cli-transform and
+// slidebox-cli-compare. Those programs lie at SLIDEBOX_CLI_COMMANDS and in
+// SLIDEBOX_CLI_LIBEXEC, paths relative to this program's folder, the same
+// in the build tree and the installed prefix.
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,9 +29,11 @@ int main(int argc, char** argv) {
     const auto self = std::filesystem::read_symlink("/proc/self/exe", failed);
     if (failed)
         return failure("can't find this program's folder: " + failed.message());
-    const bool transform = args.size() >= 2 && args[0] == "icc" && args[1] == "transform";
+    const bool alone =
+        args.size() >= 2 && args[0] == "icc" && (args[1] == "transform" || args[1] == "compare");
     const auto program =
-        (self.parent_path() / (transform ? SLIDEBOX_CLI_TRANSFORM : SLIDEBOX_CLI_COMMANDS))
+        (alone ? self.parent_path() / SLIDEBOX_CLI_LIBEXEC / ("slidebox-cli-" + args[1])
+               : self.parent_path() / SLIDEBOX_CLI_COMMANDS)
             .lexically_normal();
     ::execv(program.c_str(), argv);
     return failure("can't run " + program.string() + ": " + std::strerror(errno));

@@ -193,9 +193,9 @@ class ColorWorld : public ColorConversion {
     static void drawNoDifference(QImage& image);
     /// What sounds a beep; nothing until the application sets it.
     static void setBeepHandler(std::function<void()> handler);
-    /// What makes a font available for the words when no GUI application
-    /// runs; nothing until set (see LabComparison::setFontHandler).
-    static void setFontHandler(std::function<void()> handler);
+    /// What writes the words on a streamed gamut image; see
+    /// LabComparison::setWordsHandler.
+    static void setWordsHandler(LabComparison::WordsHandler handler);
 
     void setDeltaEKindForLabBitmapComparison(std::int32_t kind) { comparison_.deltaEKind = kind; }
     std::int32_t deltaEKindForLabBitmapComparison() const { return comparison_.deltaEKind; }

@@ -1,8 +1,7 @@
 // The Lab bitmap comparison as ColorWorld offers it: the checks, the log
 // lines and the engine's records at the edge; the comparison itself is
-// LabComparison's.
-#include <QImage>
-
+// LabComparison's. The forms that paint a QImage are in
+// color_world_compare_image.cpp.
 #include "color/color_world.h"
 #include "platform/log.h"
 
@@ -37,21 +36,12 @@ CMColor ColorWorld::averagePatchColorWidth(std::uint32_t width, std::uint32_t he
     return LabComparison::averagePatchColorOf(width, height, color, viewOf(bitmap));
 }
 
-std::uint8_t* ColorWorld::testGamutImage(QImage* image, const CMBitmap& bitmap,
-                                         std::int32_t& rowBytes) {
-    return LabComparison::testGamutImage(image, bitmap.width, bitmap.height, rowBytes);
-}
-
-void ColorWorld::drawNoDifference(QImage& image) {
-    LabComparison::drawNoDifference(image);
-}
-
 void ColorWorld::setBeepHandler(std::function<void()> handler) {
     LabComparison::setBeepHandler(std::move(handler));
 }
 
-void ColorWorld::setFontHandler(std::function<void()> handler) {
-    LabComparison::setFontHandler(std::move(handler));
+void ColorWorld::setWordsHandler(LabComparison::WordsHandler handler) {
+    LabComparison::setWordsHandler(std::move(handler));
 }
 
 bool ColorWorld::compareLabBitmap(const CMBitmap& own, const CMBitmap& external,
@@ -128,25 +118,6 @@ platform::Status ColorWorld::compareLabRows(LabRows& own, LabRows& external, flo
         !status)
         return status;
     return comparison_.compareRows(own, external, mask ? &maskView : nullptr, sink);
-}
-
-bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,
-                                                 const image::Bitmap* mask, QImage* image) {
-    const CMBitmap* own = labBitmap();
-    std::int32_t gamutRowBytes = 0;
-    // The image is looked at first: a bad one beeps even when the
-    // comparison then stops.
-    std::uint8_t* gamut = testGamutImage(image, own ? *own : CMBitmap{}, gamutRowBytes);
-    if (!logged(compareLabBitmaps(other, tolerance, mask, nullptr)))
-        return false;
-    if (gamut) {
-        const MaskView maskView = mask ? MaskView{mask->plane(0), mask->rowBytes()} : MaskView{};
-        comparison_.paint(labView(), other.labView(), mask ? &maskView : nullptr, gamut,
-                          static_cast<std::size_t>(gamutRowBytes));
-    }
-    if (noDifference() && image)
-        drawNoDifference(*image);
-    return true;
 }
 
 bool ColorWorld::compareLabBitmapWithLabBitmapOf(const ColorWorld& other, float tolerance,

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "image/image_file.h"
-#include "image/qt_image_io.h"
+#include "image/png_writer.h"
 
 namespace slidebox::color {
 

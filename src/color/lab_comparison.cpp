@@ -18,10 +18,9 @@
 #include <utility>
 #include <vector>
 
-#include <QImage>
-
 #include "color/color_conversion.h"
 #include "color/lab_pixel_reader.h"
+#include "image/bitmap.h"
 
 namespace slidebox::color {
 
@@ -367,23 +366,25 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     // band order.
     const std::uint32_t band =
         bandRows(width, height, std::max(own.rowsPerRead(), external.rowsPerRead()));
-    QImage whole;
+    image::Bitmap whole;
     std::vector<std::vector<float>> ds;
     std::vector<std::vector<std::uint8_t>> painted;
     bool room = makeRoom(ds, std::size_t{width} * band);
-    try {
-        if (same)
-            whole =
-                QImage(static_cast<int>(width), static_cast<int>(height), QImage::Format_RGB888);
-    } catch (const std::bad_alloc&) {
+    if (same) {
+        auto made = image::Bitmap::allocate(static_cast<std::int32_t>(width),
+                                            static_cast<std::int32_t>(height),
+                                            image::PixelFormat::make(image::ColorSpace::RGB, 8));
+        room = room && made;
+        if (made)
+            whole = std::move(made.value());
+    } else {
+        room = room && makeRoom(painted, std::size_t{3} * width * band);
     }
-    room = room && (same ? !whole.isNull() : makeRoom(painted, std::size_t{3} * width * band));
     if (!room) {
         sink->writeRows(nullptr, 0, 0);
         return {};
     }
-    const std::size_t rowBytes =
-        same ? static_cast<std::size_t>(whole.bytesPerLine()) : std::size_t{3} * width;
+    const std::size_t rowBytes = same ? whole.rowBytes() : std::size_t{3} * width;
     BandPass pass(own, external, band);
     auto status = pass.run(
         threads,
@@ -393,7 +394,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
             differences(deltaEKind, a, b, mask ? &bandMask : nullptr, ds[slot].data());
             std::uint8_t* out = nullptr;
             if (same) {
-                out = whole.scanLine(static_cast<int>(y));
+                out = whole.row(static_cast<std::int32_t>(y));
             } else {
                 painted[slot].resize(rowBytes * rows);
                 out = painted[slot].data();
@@ -407,8 +408,10 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     if (!status)
         return status;
     if (same) {
-        drawNoDifference(whole);
-        sink->writeRows(whole.constBits(), rowBytes, static_cast<std::int32_t>(height));
+        std::uint8_t* rows = whole.row(0);
+        if (auto words = writeWords(rows, width, height, rowBytes); !words)
+            return words;
+        sink->writeRows(rows, rowBytes, static_cast<std::int32_t>(height));
     }
     return {};
 }

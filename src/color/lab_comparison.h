@@ -145,16 +145,31 @@ class LabComparison {
     static std::uint8_t* testGamutImage(QImage* image, std::uint32_t width, std::uint32_t height,
                                         std::int32_t& rowBytes);
     /// Writes "No Difference" centred on the image in the application's
-    /// font, the largest size of 28 down to 2 whose width fits.
+    /// font, the largest size of 28 down to 2 whose width fits; nothing
+    /// without a GUI application.
     static void drawNoDifference(QImage& image);
+    /// The same on rows of 3 bytes a pixel (red, green, blue), rowBytes
+    /// apart, which stay the caller's.
+    static platform::Status drawNoDifferenceOnRows(std::uint8_t* rows, std::uint32_t width,
+                                                   std::uint32_t height, std::size_t rowBytes);
     /// What sounds a beep; nothing until the application sets it.
     static void setBeepHandler(std::function<void()> handler);
-    /// What makes the application's font available when words are to be
-    /// drawn and no GUI application runs (a program without one makes it
-    /// there, only when it is needed); nothing until set.
-    static void setFontHandler(std::function<void()> handler);
+    /// Sounds the beep, when a handler is set.
+    static void beep();
+    /// What writes "No Difference" on the gamut image compareRows paints
+    /// whole when the bitmaps don't differ (the arguments of
+    /// drawNoDifferenceOnRows): that function where a GUI application
+    /// runs, or whatever draws the words for a program without one. Until
+    /// one is set, compareRows refuses such an image (Unsupported) rather
+    /// than hand it over without its words.
+    using WordsHandler = std::function<platform::Status(
+        std::uint8_t* rows, std::uint32_t width, std::uint32_t height, std::size_t rowBytes)>;
+    static void setWordsHandler(WordsHandler handler);
 
   private:
+    /// The words handler's writing on rows; Unsupported without one.
+    static platform::Status writeWords(std::uint8_t* rows, std::uint32_t width,
+                                       std::uint32_t height, std::size_t rowBytes);
     /// The second pass over LabRows into sink, reading both sides again.
     platform::Status paintBands(LabRows& own, LabRows& external, const MaskView* mask,
                                 GamutSink* sink) const;

@@ -1,13 +1,8 @@
 // The second pass of a Lab bitmap comparison, the gamut image: each pixel
 // painted by its own difference, on a ramp below the tolerance and another
-// above it; when the bitmaps don't differ the words "No Difference" are
-// written across the picture.
-#include <QFont>
-#include <QFontMetricsF>
-#include <QGuiApplication>
-#include <QImage>
-#include <QPainter>
-
+// above it; and the handlers of what the comparison can't do itself, the
+// beep and the words on a picture without differences (drawn with Qt in
+// lab_comparison_words.cpp).
 #include <algorithm>
 #include <functional>
 #include <mutex>
@@ -19,7 +14,6 @@
 #include "color/engine/row_sharing.h"
 #include "color/lab_comparison.h"
 #include "color/lab_pixel_reader.h"
-#include "platform/log.h"
 
 namespace slidebox::color {
 
@@ -40,25 +34,16 @@ std::function<void()>& beepHandler() {
     return handler;
 }
 
-std::function<void()>& fontHandler() {
-    static std::function<void()> handler;
+LabComparison::WordsHandler& wordsHandler() {
+    static LabComparison::WordsHandler handler;
     return handler;
 }
 
-// Calls the handler the application set, if any: a copy, taken under the
-// lock, so that setting another meanwhile is safe.
-void callHandler(std::function<void()>& (*handler)()) {
-    std::function<void()> copy;
-    {
-        std::lock_guard lock(handlerMutex());
-        copy = handler();
-    }
-    if (copy)
-        copy();
-}
-
-void beep() {
-    callHandler(beepHandler);
+// The handler the application set: a copy, taken under the lock, so that
+// setting another meanwhile is safe.
+template <typename Handler> Handler handlerOf(Handler& (*handler)()) {
+    std::lock_guard lock(handlerMutex());
+    return handler();
 }
 
 // One channel of a ramp: trunc(from + (to - from) × t) in single precision.
@@ -88,26 +73,23 @@ void LabComparison::setBeepHandler(std::function<void()> handler) {
     beepHandler() = std::move(handler);
 }
 
-void LabComparison::setFontHandler(std::function<void()> handler) {
-    std::lock_guard lock(handlerMutex());
-    fontHandler() = std::move(handler);
+void LabComparison::beep() {
+    if (auto handler = handlerOf(beepHandler))
+        handler();
 }
 
-std::uint8_t* LabComparison::testGamutImage(QImage* image, std::uint32_t width,
-                                            std::uint32_t height, std::int32_t& rowBytes) {
-    if (image && !image->isNull() && image->format() == QImage::Format_RGB888 &&
-        !image->hasAlphaChannel() && image->depth() == 24 &&
-        static_cast<std::uint32_t>(image->width()) == width &&
-        static_cast<std::uint32_t>(image->height()) == height) {
-        std::uint8_t* data = image->bits(); // detaches: the data is the image's own
-        if (data) {
-            rowBytes = static_cast<std::int32_t>(image->bytesPerLine());
-            return data;
-        }
-    }
-    beep();
-    platform::log("Gamut image is not RGB 24 bits, etc...");
-    return nullptr;
+void LabComparison::setWordsHandler(WordsHandler handler) {
+    std::lock_guard lock(handlerMutex());
+    wordsHandler() = std::move(handler);
+}
+
+platform::Status LabComparison::writeWords(std::uint8_t* rows, std::uint32_t width,
+                                           std::uint32_t height, std::size_t rowBytes) {
+    auto handler = handlerOf(wordsHandler);
+    if (!handler)
+        return platform::Status::failure(platform::ErrorCode::Unsupported,
+                                         "nothing here writes the words on the gamut image");
+    return handler(rows, width, height, rowBytes);
 }
 
 void LabComparison::paintDifferenceRows(const float* differences, std::uint32_t width,
@@ -171,34 +153,6 @@ void LabComparison::paint(const LabView& own, const LabView& external, const Mas
         paintDifferenceRows(ds.data(), own.width, gamut + std::size_t{y} * gamutRowBytes,
                             gamutRowBytes, 0, rows);
     });
-}
-
-void LabComparison::drawNoDifference(QImage& image) {
-    if (image.isNull())
-        return;
-    if (!QGuiApplication::instance())
-        callHandler(fontHandler);
-    if (!QGuiApplication::instance())
-        return;
-    static const QString text = QStringLiteral("No Difference");
-    QFont font = QGuiApplication::font();
-    qreal textWidth = 0;
-    qreal textHeight = 0;
-    for (int size = 28; size >= 2; --size) {
-        font.setPixelSize(size);
-        const QFontMetricsF metrics(font, &image);
-        textWidth = metrics.horizontalAdvance(text);
-        textHeight = metrics.height();
-        if (textWidth <= image.width() || size == 2)
-            break;
-    }
-    QPainter painter(&image);
-    painter.setFont(font);
-    painter.setPen(Qt::black);
-    const QFontMetricsF metrics(font, &image);
-    const qreal x = (image.width() - textWidth) / 2;
-    const qreal y = (image.height() - textHeight) / 2;
-    painter.drawText(QPointF(x, y + metrics.ascent()), text);
 }
 
 } // namespace slidebox::color

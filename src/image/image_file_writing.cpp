@@ -1,7 +1,7 @@
 // Writing image files, apart from the readers: a program that only reads
 // images (and writes TIFFs) then links no Qt, which the PNG writer needs.
 #include "image/image_file.h"
-#include "image/qt_image_io.h"
+#include "image/png_writer.h"
 #include "image/tiff_writer.h"
 
 namespace slidebox::image {

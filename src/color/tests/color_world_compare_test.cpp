@@ -114,8 +114,12 @@ class CompareTest : public ::testing::Test {
     void SetUp() override {
         world.initComparisonColors();
         ColorWorld::setBeepHandler([this] { ++beeps; });
+        ColorWorld::setWordsHandler(LabComparison::drawNoDifferenceOnRows);
     }
-    void TearDown() override { ColorWorld::setBeepHandler({}); }
+    void TearDown() override {
+        ColorWorld::setBeepHandler({});
+        ColorWorld::setWordsHandler({});
+    }
     // world holds the own Lab bitmap a, other the external one b.
     template <typename Out>
     bool compare(LabImage& a, LabImage& b, float tolerance, const Bitmap* mask, Out* out) {
@@ -484,6 +488,12 @@ TEST_F(CompareTest, GamutInBandsIsTheWholeImage) {
         EXPECT_EQ(readAgain.bands, banded.bands);
         EXPECT_TRUE(readAgain.bytes == banded.bytes);
         if (!row.differ) {
+            // Nothing to write the words: refused, nothing handed over.
+            ColorWorld::setWordsHandler({});
+            CollectedGamut wordless(row.width);
+            const auto refused = world.compareLabBitmaps(other, 2.0f, &m, &wordless);
+            EXPECT_EQ(refused.code(), slidebox::platform::ErrorCode::Unsupported);
+            EXPECT_TRUE(wordless.bands.empty());
             // No sink: the statistics alone, without a beep or a log line.
             log.clear();
             ASSERT_TRUE(world.compareLabBitmapWithLabBitmapOf(other, 2.0f, nullptr,

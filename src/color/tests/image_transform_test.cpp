@@ -10,7 +10,7 @@
 
 #include "color/tests/world_fixtures.h"
 #include "image/image_file.h"
-#include "image/qt_image_io.h"
+#include "image/png_writer.h"
 #include "image/tiff_reader.h"
 #include "image/tiff_writer.h"
 #include "platform/file_system.h"

@@ -1,4 +1,4 @@
-#include "image/qt_image_io.h"
+#include "image/png_writer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 using testing::folderEntries;
 using ::testing::HasSubstr;
 
-TEST(QtImageIoTest, PngWrittenFromPaddedRowsReadsBackExactly) {
+TEST(PngWriterTest, PngWrittenFromPaddedRowsReadsBackExactly) {
     slidebox::testing::TempDir dir;
     auto bitmap = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::RGB, 8), 16);
     const std::uint8_t samples[2][9] = {{255, 0, 0, 0, 255, 0, 0, 0, 255},
@@ -31,7 +31,7 @@ TEST(QtImageIoTest, PngWrittenFromPaddedRowsReadsBackExactly) {
     EXPECT_THAT(folderEntries(dir.path()), ElementsAre("gamut.png"));
 }
 
-TEST(QtImageIoTest, PngRefusesWhatItCantHoldAndLeavesNothing) {
+TEST(PngWriterTest, PngRefusesWhatItCantHoldAndLeavesNothing) {
     slidebox::testing::TempDir dir;
     auto wide = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 16));
     auto planar = Bitmap::allocate(2, 2, PixelFormat::make(ColorSpace::RGB, 8, false, true));
