@@ -17,6 +17,9 @@ function(slidebox_add_library name)
   target_include_directories(slidebox_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_compile_options(slidebox_${name} PRIVATE ${SLIDEBOX_WARNINGS})
   target_link_libraries(slidebox_${name} PUBLIC ${ARG_PUBLIC_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
+  # Position-independent: they link into a loadable module as well as into
+  # programs (slidebox-cli-words.so).
+  set_target_properties(slidebox_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
 # slidebox_add_test(SUBSYSTEM NAME SOURCES ... [LIBS ...] [MAIN core|gui|widgets|none]

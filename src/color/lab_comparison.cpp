@@ -33,8 +33,10 @@ namespace {
 // megabytes, mostly in the cache.
 constexpr std::uint64_t kBandPixels = 1u << 16;
 
-std::uint32_t bandRows(std::uint32_t width, std::uint32_t height, std::uint32_t rowsPerRead) {
-    const std::uint32_t unit = std::max<std::uint32_t>(rowsPerRead, 1);
+std::uint32_t bandRows(const LabRows& own, const LabRows& external) {
+    const std::uint32_t width = own.width(), height = own.height();
+    const std::uint32_t unit =
+        std::max<std::uint32_t>({own.rowsPerRead(), external.rowsPerRead(), 1});
     const std::uint64_t unitPixels = std::uint64_t{std::max<std::uint32_t>(width, 1)} * unit;
     const auto units = std::max<std::uint64_t>(1, (kBandPixels + unitPixels / 2) / unitPixels);
     return static_cast<std::uint32_t>(
@@ -131,11 +133,12 @@ inline void spinPause() {
 constexpr std::chrono::microseconds kSpinning{300};
 
 // The threads of one pass over both sides, band by band. Each takes the
-// next band and reads it (one read at a time, the bands in order, unless
-// both sides read at once; each thread into its own slot), works on it alone, then waits for the
-// band before it to be handed on and hands its own on. The first failure of a read, or a hand-over
-// answering false, ends the pass; a failure is its result. Without a thread to be had, this one
-// does every band.
+// next band and reads it into its own slot (one read at a time, the bands
+// in order, unless both sides read at once), works on it alone, then waits
+// for the band before it to be handed on and hands its own on. The first
+// failure of a read, or a hand-over answering false, ends the pass; a
+// failure is its result. Without a thread to be had, this one does every
+// band.
 class BandPass {
   public:
     BandPass(LabRows& own, LabRows& external, std::uint32_t band)
@@ -250,6 +253,27 @@ template <typename T> bool makeRoom(std::vector<std::vector<T>>& room, std::size
     return true;
 }
 
+// Each thread's differences of the band it works on, in its slot's room.
+class BandDifferences {
+  public:
+    bool makeRoom(std::uint32_t width, std::uint32_t band) {
+        return color::makeRoom(room_, std::size_t{width} * band);
+    }
+    // The differences of rows a and b (of the band from row y) into slot.
+    const float* workOut(std::int32_t kind, const MaskView* mask, std::uint32_t y, int slot,
+                         const LabView& a, const LabView& b) {
+        const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
+        std::vector<float>& ds = room_[static_cast<std::size_t>(slot)];
+        ds.resize(std::size_t{a.width} * a.height);
+        differences(kind, a, b, mask ? &bandMask : nullptr, ds.data());
+        return ds.data();
+    }
+    const float* of(int slot) const { return room_[static_cast<std::size_t>(slot)].data(); }
+
+  private:
+    std::vector<std::vector<float>> room_;
+};
+
 } // namespace
 
 void lab_pixels::differences(std::int32_t kind, const LabView& own, const LabView& external,
@@ -333,22 +357,19 @@ platform::Status LabComparison::compareRows(LabRows& own, LabRows& external, con
         statistics_ = running.statistics();
         return sink ? paintBands(own, external, mask, sink) : platform::Status{};
     }
-    const std::uint32_t band =
-        bandRows(width, height, std::max(own.rowsPerRead(), external.rowsPerRead()));
-    std::vector<std::vector<float>> ds;
-    if (!makeRoom(ds, std::size_t{width} * band))
+    const std::uint32_t band = bandRows(own, external);
+    BandDifferences ds;
+    if (!ds.makeRoom(width, band))
         return platform::Status::failure(platform::ErrorCode::OutOfMemory,
                                          "no memory for the comparison");
     BandPass pass(own, external, band);
     auto status = pass.run(
         threads,
-        [&](std::uint32_t y, std::uint32_t rows, int slot, const LabView& a, const LabView& b) {
-            const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
-            ds[slot].resize(std::size_t{width} * rows);
-            differences(deltaEKind, a, b, mask ? &bandMask : nullptr, ds[slot].data());
+        [&](std::uint32_t y, std::uint32_t, int slot, const LabView& a, const LabView& b) {
+            ds.workOut(deltaEKind, mask, y, slot, a, b);
         },
         [&](std::uint32_t, std::uint32_t rows, int slot) {
-            running.add(ds[slot].data(), std::size_t{rows} * width);
+            running.add(ds.of(slot), std::size_t{rows} * width);
             return true;
         });
     if (!status)
@@ -364,12 +385,11 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     // The words need the whole picture: painted whole, then handed over.
     // Otherwise each thread paints a band into its own rows, handed over in
     // band order.
-    const std::uint32_t band =
-        bandRows(width, height, std::max(own.rowsPerRead(), external.rowsPerRead()));
+    const std::uint32_t band = bandRows(own, external);
     image::Bitmap whole;
-    std::vector<std::vector<float>> ds;
+    BandDifferences ds;
     std::vector<std::vector<std::uint8_t>> painted;
-    bool room = makeRoom(ds, std::size_t{width} * band);
+    bool room = ds.makeRoom(width, band);
     if (same) {
         auto made = image::Bitmap::allocate(static_cast<std::int32_t>(width),
                                             static_cast<std::int32_t>(height),
@@ -389,9 +409,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
     auto status = pass.run(
         threads,
         [&](std::uint32_t y, std::uint32_t rows, int slot, const LabView& a, const LabView& b) {
-            const MaskView bandMask = mask ? mask->rows(y) : MaskView{};
-            ds[slot].resize(std::size_t{width} * rows);
-            differences(deltaEKind, a, b, mask ? &bandMask : nullptr, ds[slot].data());
+            const float* differences = ds.workOut(deltaEKind, mask, y, slot, a, b);
             std::uint8_t* out = nullptr;
             if (same) {
                 out = whole.row(static_cast<std::int32_t>(y));
@@ -399,7 +417,7 @@ platform::Status LabComparison::paintBands(LabRows& own, LabRows& external, cons
                 painted[slot].resize(rowBytes * rows);
                 out = painted[slot].data();
             }
-            paintDifferenceRows(ds[slot].data(), width, out, rowBytes, 0, rows);
+            paintDifferenceRows(differences, width, out, rowBytes, 0, rows);
         },
         [&](std::uint32_t, std::uint32_t rows, int slot) {
             return same ||
