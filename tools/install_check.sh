@@ -96,11 +96,15 @@ else
     grep -qx 'valid: yes' "$root/tmp/info.txt" || fail "icc info does not find $profile valid"
 fi
 
-# icc transform runs in a program of its own: the package's film strip into Lab.
+# icc transform and icc compare run in programs of their own: the package's
+# film strip into Lab, compared with itself, the gamut image's words drawn
+# by the module icc compare loads for them.
 if inside slidebox-cli icc transform --src "/usr/share/slidebox/icc/sRGB Profile.icc" \
     /usr/share/slidebox/slidebox.png /tmp/lab.tif; then
-    inside slidebox-cli icc compare /tmp/lab.tif /tmp/lab.tif >"$root/tmp/compare.txt" ||
+    inside slidebox-cli icc compare /tmp/lab.tif /tmp/lab.tif /tmp/gamut.png >"$root/tmp/compare.txt" ||
         fail "slidebox-cli icc compare of the transformed image"
+    grep -qx 'no-difference: yes' "$root/tmp/compare.txt" || fail "icc compare finds a difference"
+    [[ -s $root/tmp/gamut.png ]] || fail "icc compare wrote no gamut image"
 else
     fail "slidebox-cli icc transform"
 fi
