@@ -7,6 +7,8 @@
 // goes out from the top. The painting itself is in lab_comparison_gamut.cpp.
 #include "color/lab_comparison.h"
 
+#include <sched.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -119,6 +121,17 @@ void addPatches(Running& running, std::int32_t kind, const LabView& own, const L
     }
 }
 
+// The cores this process may run on, which taskset or a container's
+// cpuset can make fewer than the machine's: a thread more than them would
+// spin for its turn while the one it waits for can't run.
+unsigned usableCores() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (::sched_getaffinity(0, sizeof set, &set) == 0)
+        return static_cast<unsigned>(std::max(1, CPU_COUNT(&set)));
+    return std::max(1u, std::thread::hardware_concurrency());
+}
+
 // A moment's rest in a busy wait.
 inline void spinPause() {
 #if defined(__x86_64__) || defined(__i386__)
@@ -180,7 +193,7 @@ class BandPass {
             }
         };
         std::vector<std::thread> helpers;
-        const unsigned cores = threads > 0 ? threads : std::thread::hardware_concurrency();
+        const unsigned cores = threads > 0 ? threads : usableCores();
         const unsigned wanted = std::clamp<unsigned>(cores, 1, LabRows::kReadSlots);
         for (unsigned t = 1; t < wanted && t < bands_; ++t) {
             try {
