@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <functional>
 #include <mutex>
-#include <new>
-#include <thread>
 #include <vector>
 
 #include "color/color_conversion.h"
