@@ -89,8 +89,8 @@ XServer startXServer(const std::vector<std::string>& arguments, const std::files
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) // no other child holds it open
             break;
-        std::vector<std::string> command{"Xvfb", ":" + number, "-displayfd",
-                                         std::to_string(fds[1])};
+        std::vector<std::string> command{"Xvfb", ":" + number, "-displayfd", std::to_string(fds[1]),
+                                         "-noreset"};
         command.insert(command.end(), arguments.begin(), arguments.end());
         const pid_t pid = spawn(command, {}, "/dev/null", log, log, fds[1]);
         ::close(fds[1]);

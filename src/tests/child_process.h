@@ -42,7 +42,9 @@ std::optional<int> waitChild(pid_t pid, std::chrono::milliseconds timeout);
 /// display (":n") once it accepts connections, or -1 and "" when none
 /// started. The number is drawn from a wide range, away from the low ones
 /// where other test runs' servers come and go: a server that ends can take
-/// the socket of the next one on its number with it.
+/// the socket of the next one on its number with it. The server never
+/// resets: one that resets when its last client leaves refuses a client
+/// that connects in that moment (a program started while xdotool quits).
 struct XServer {
     pid_t pid = -1;
     std::string display;

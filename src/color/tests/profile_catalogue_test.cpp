@@ -497,7 +497,7 @@ struct ScopedSources {
 
 /// An Xvfb server that lives as long as the object.
 struct OwnXServer : XServer {
-    OwnXServer() : XServer(startXServer({"-noreset", "-nolisten", "tcp"}, "/dev/null")) {}
+    OwnXServer() : XServer(startXServer({"-nolisten", "tcp"}, "/dev/null")) {}
     ~OwnXServer() { endChild(pid); }
 };
 
