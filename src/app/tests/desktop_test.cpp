@@ -3,24 +3,11 @@
 // stand-in photo application, the quit and the restore; and
 // the status item kind with a window manager and a panel's tray (openbox and
 // trayer), whose icon and, once the tray has gone, handle toggle the window.
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <csignal>
-#include <optional>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <unistd.h>
-
 #include "library/tests/support/library_fixtures.h"
 #include "platform/plist_file.h"
 #include "platform/script_runner.h"
 #include "support/app_fixture.h"
-#include "tests/child_process.h"
 #include "tests/stand_in_control.h"
-#include "tests/temp_dir.h"
 
 namespace {
 
@@ -28,12 +15,12 @@ namespace fs = std::filesystem;
 using namespace slidebox;
 using namespace slidebox::testing;
 using namespace std::chrono_literals;
-using platform::PlistValue;
+using namespace slidebox::platform;
 
 class Desktop : public ::testing::Test {
   protected:
     void SetUp() override {
-        if (!platform::findInPath("Xvfb") || !platform::findInPath("xdotool"))
+        if (!findInPath("Xvfb") || !findInPath("xdotool"))
             GTEST_SKIP() << "needs Xvfb and xdotool (tools/setup.sh installs them)";
         const XServer server =
             startXServer({"-screen", "0", "1280x800x24", "-nolisten", "tcp"}, temp / "xvfb.log");
@@ -112,15 +99,14 @@ class Desktop : public ::testing::Test {
 };
 
 TEST_F(Desktop, ListSwitchAndTerminate) {
-    const fs::path alpha = pictures() / "Alpha";
-    const fs::path beta = pictures() / "Beta";
+    const fs::path alpha = pictures() / "Alpha", beta = pictures() / "Beta";
     libraryOf(6, alpha, {"Roll"}, 3);
     libraryOf(6, beta, {"Roll"}, 4);
     const fs::path preferences = home() / "Library" / "Preferences";
     fs::create_directories(preferences);
-    ASSERT_TRUE(platform::writePlistFile(
-        preferences / "com.apple.iPhoto.plist",
-        platform::PlistDictionary{{"RootDirectory", alpha.string()}}, platform::PlistFormat::Xml));
+    ASSERT_TRUE(writePlistFile(preferences / "com.apple.iPhoto.plist",
+                               PlistDictionary{{"RootDirectory", alpha.string()}},
+                               PlistFormat::Xml));
     const pid_t standIn = startStandIn(home());
     children_.push_back(standIn);
     ASSERT_TRUE(waitFor([&] { return hasEvent(home(), "opened", alpha.string()); }));
@@ -153,7 +139,7 @@ TEST_F(Desktop, ListSwitchAndTerminate) {
     }
     std::this_thread::sleep_for(600ms);
     EXPECT_EQ(terminateApplication(), 0) << log();
-    const auto saved = platform::readPlistFile(defaultsFile()).value_or(platform::PlistDocument{});
+    const auto saved = readPlistFile(defaultsFile()).value_or(PlistDocument{});
     EXPECT_EQ(storedLibraryPaths(saved.root), (std::vector{alpha.string(), beta.string()}));
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoManagerIndex"], PlistValue(1));
     EXPECT_EQ(saved.root["AM_viewerCurrentPhotoIndex"], PlistValue(2));
@@ -161,10 +147,10 @@ TEST_F(Desktop, ListSwitchAndTerminate) {
 
 TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
     const std::vector<std::string> display{"DISPLAY=" + display_};
-    if (platform::findInPath("openbox"))
+    if (findInPath("openbox"))
         children_.push_back(startChild({"openbox"}, display, temp / "openbox.log"));
     pid_t tray = -1;
-    if (platform::findInPath("trayer")) {
+    if (findInPath("trayer")) {
         tray = startChild({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
                            "--height", "24", "--SetDockType", "true", "--SetPartialStrut", "true"},
                           display, temp / "trayer.log");
@@ -174,10 +160,9 @@ TEST_F(Desktop, TrayIconTogglesTheStatusItemKindAndAHandleReplacesAGoneTray) {
         });
     }
     fs::create_directories(defaultsFile().parent_path());
-    ASSERT_TRUE(platform::writePlistFile(
-        defaultsFile(),
-        platform::PlistDictionary{{"AM_viewerWindowKind", 2}, {"AM_firstStartDone", true}},
-        platform::PlistFormat::Xml));
+    ASSERT_TRUE(writePlistFile(
+        defaultsFile(), PlistDictionary{{"AM_viewerWindowKind", 2}, {"AM_firstStartDone", true}},
+        PlistFormat::Xml));
     startApplication();
     if (tray > 0) {
         // The icon sits at the right end of the panel along the top edge;

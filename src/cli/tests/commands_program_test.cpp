@@ -1,6 +1,8 @@
-// slidebox-cli copied into a prefix of its own, where the program holding the
-// other commands is missing or broken: the commands it runs itself still
-// answer as the built one does; any other is refused in one line, status 1.
+// slidebox-cli's commands: the README's command list is the program's own
+// --help list; and slidebox-cli copied into a prefix of its own, where the
+// program holding the other commands is missing or broken: the commands it
+// runs itself still answer as the built one does; any other is refused in
+// one line, status 1.
 #include <gtest/gtest.h>
 
 #include "cli/tests/cli_runner.h"
@@ -10,6 +12,19 @@
 namespace fs = std::filesystem;
 using namespace slidebox::testing;
 
+TEST(CliReadme, EveryHelpCommandLineStandsInTheReadme) {
+    auto help = runCli({"--help"});
+    ASSERT_EQ(help.status, 0);
+    std::string readme = readFile(fs::path(SLIDEBOX_SOURCE_DIR) / "README.md");
+    ASSERT_FALSE(readme.empty());
+    std::istringstream listed(help.out.substr(help.out.find("Commands:\n") + 10));
+    int commands = 0;
+    for (std::string line; std::getline(listed, line) && !line.empty(); ++commands)
+        EXPECT_NE(readme.find(line + "\n"), std::string::npos)
+            << "missing from README.md: " << line;
+    EXPECT_GT(commands, 0);
+}
+
 TEST(CliCommandsProgram, MissingOrBrokenRefusesOtherCommandsInOneLine) {
     const struct {
         const char* defect;
@@ -17,10 +32,7 @@ TEST(CliCommandsProgram, MissingOrBrokenRefusesOtherCommandsInOneLine) {
         fs::perms perms;
     } cases[] = {
         {"missing", nullptr, fs::perms::none},
-        {"not executable",
-         "\x7f"
-         "ELF",
-         fs::perms::owner_read},
+        {"not executable", "\177ELF", fs::perms::owner_read},
         {"not a program", "garbage\n", fs::perms::owner_all},
     };
     const std::vector<std::string> deltaE = {"color", "deltae", "50", "10", "10", "52", "8", "12"};

@@ -25,7 +25,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -64,27 +64,23 @@ std::string unescaped(const std::string& text) {
 bool sameOutput(const std::string& expected, const std::string& actual, double tolerance) {
     if (tolerance == 0 || expected == actual)
         return expected == actual;
-    std::istringstream e(expected), a(actual);
-    std::string el, al;
-    while (std::getline(e, el)) {
-        if (!std::getline(a, al))
-            return false;
-        std::istringstream ew(el), aw(al);
-        std::string x, y;
-        while (ew >> x) {
+    const auto e = lines(expected), a = lines(actual);
+    if (e.size() != a.size())
+        return false;
+    for (std::size_t i = 0; i < e.size(); ++i) {
+        std::istringstream ew(e[i]), aw(a[i]);
+        for (std::string x, y; ew >> x;) {
             if (!(aw >> y))
                 return false;
-            char* endX = nullptr;
-            char* endY = nullptr;
+            char *endX = nullptr, *endY = nullptr;
             const double nx = std::strtod(x.c_str(), &endX), ny = std::strtod(y.c_str(), &endY);
-            const bool numbers = *endX == '\0' && *endY == '\0' && !x.empty() && !y.empty();
-            if (numbers ? !(std::fabs(nx - ny) <= tolerance) : x != y)
+            if (*endX == '\0' && *endY == '\0' ? !(std::fabs(nx - ny) <= tolerance) : x != y)
                 return false;
         }
-        if (aw >> y)
+        if (std::string rest; aw >> rest)
             return false;
     }
-    return !std::getline(a, al);
+    return true;
 }
 
 const std::filesystem::path kTests = std::filesystem::path(SLIDEBOX_SOURCE_DIR) / "src/cli/tests";
@@ -95,14 +91,8 @@ bool runCase(const GoldenCase& c) {
     TempDir home;
     std::filesystem::copy(kTests / "home", home.path());
     const std::map<std::string, std::string> variables = {
-        {"SRGB", kSRGB},
-        {"ADOBE", kAdobe},
-        {"CMYK", kCMYK},
-        {"GRAY", kGray},
-        {"NAMED", kNamed},
-        {"X11", "/usr/share/color/icc/colord/x11-colors.icc"},
-        {"LAB", "/usr/share/color/icc/ghostscript/lab.icc"},
-        {"HOME", home.path().string()}};
+        {"SRGB", kSRGB},   {"ADOBE", kAdobe}, {"CMYK", kCMYK}, {"GRAY", kGray},
+        {"NAMED", kNamed}, {"X11", kX11},     {"LAB", kLab},   {"HOME", home.path().string()}};
     bool installed = true;
     auto expand = [&](std::string text) {
         for (const auto& [name, value] : variables)
@@ -117,16 +107,10 @@ bool runCase(const GoldenCase& c) {
         args.push_back(expand(word));
     if (!installed)
         return false;
-    for (const std::string& file : c.files) {
-        std::filesystem::create_directories((home / file).parent_path());
+    for (const std::string& file : c.files)
         writeFile(home / file, "");
-    }
-    const auto entries = [&] {
-        std::set<std::filesystem::path> names;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
-            names.insert(entry.path());
-        return names;
-    };
+    using Walk = std::filesystem::recursive_directory_iterator;
+    const auto entries = [&] { return std::set<std::filesystem::path>(Walk(home.path()), Walk()); };
     const auto before = entries();
     const CliRun run = runCli(args, homeEnv(home), c.in);
     EXPECT_EQ(run.status, c.status) << run.err;
@@ -134,10 +118,7 @@ bool runCase(const GoldenCase& c) {
         EXPECT_EQ(entries(), before) << "a refusal leaves nothing behind";
     }
     if (c.outParts.empty()) {
-        EXPECT_TRUE(sameOutput(expand(c.out), run.out, c.tolerance))
-            << "expected:\n"
-            << c.out << "actual:\n"
-            << run.out << "tolerance " << c.tolerance;
+        EXPECT_PRED3(sameOutput, expand(c.out), run.out, c.tolerance);
     }
     for (const std::string& part : c.outParts)
         EXPECT_THAT(run.out, ::testing::HasSubstr(expand(part)));
@@ -157,6 +138,16 @@ bool runCase(const GoldenCase& c) {
 }
 
 std::vector<GoldenCase> loadCases(const std::vector<std::string>& lines, const std::string& file) {
+    // The marks of the lines that add a line of text, and of those that add
+    // one more piece to a list.
+    const std::map<char, std::string GoldenCase::*> texts = {{'<', &GoldenCase::in},
+                                                             {'>', &GoldenCase::out}};
+    const std::map<char, std::vector<std::string> GoldenCase::*> pieces = {
+        {'~', &GoldenCase::outParts},
+        {'^', &GoldenCase::outLacks},
+        {'!', &GoldenCase::errParts},
+        {'+', &GoldenCase::files},
+        {'@', &GoldenCase::sameFiles}};
     std::vector<GoldenCase> cases;
     for (std::size_t number = 0; number < lines.size(); ++number) {
         const std::string& line = lines[number];
@@ -168,22 +159,12 @@ std::vector<GoldenCase> loadCases(const std::vector<std::string>& lines, const s
                 cases.back().args.push_back(word == "''" ? "" : word);
         } else if (cases.empty() || line.empty() || line[0] == '#') {
             continue;
-        } else if (line[0] == '<') {
-            cases.back().in += body + "\n";
-        } else if (line[0] == '>') {
-            cases.back().out += body + "\n";
+        } else if (texts.contains(line[0])) {
+            cases.back().*texts.at(line[0]) += body + "\n";
+        } else if (pieces.contains(line[0])) {
+            (cases.back().*pieces.at(line[0])).push_back(body);
         } else if (line[0] == '%') {
             cases.back().tolerance = std::stod(body);
-        } else if (line[0] == '~') {
-            cases.back().outParts.push_back(body);
-        } else if (line[0] == '^') {
-            cases.back().outLacks.push_back(body);
-        } else if (line[0] == '+') {
-            cases.back().files.push_back(body);
-        } else if (line[0] == '@') {
-            cases.back().sameFiles.push_back(body);
-        } else if (line[0] == '!') {
-            cases.back().errParts.push_back(body);
         } else if (line[0] == '=') {
             cases.back().status = std::stoi(body);
         }
@@ -203,13 +184,9 @@ std::vector<std::string> goldenFiles() {
 class Golden : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(Golden, StatusOutputAndReason) {
-    const std::filesystem::path file = kTests / "golden" / (GetParam() + ".txt");
-    std::vector<std::string> lines;
-    std::ifstream in(file);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
+    const std::string file = GetParam() + ".txt";
     int skipped = 0;
-    for (const GoldenCase& c : loadCases(lines, file.filename().string())) {
+    for (const GoldenCase& c : loadCases(lines(readFile(kTests / "golden" / file)), file)) {
         SCOPED_TRACE(c.name);
         skipped += runCase(c) ? 0 : 1;
     }

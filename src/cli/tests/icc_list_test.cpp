@@ -78,10 +78,8 @@ TEST_F(CliIccList, InstalledFoldersComeFromTheHomeOfTheCommand) {
     EXPECT_EQ(out.size(), 4u);
     EXPECT_TRUE(out.size() > 1 && out[0].starts_with("Display\t") && out[1].empty());
     // Without XDG_DATA_HOME the data home is ~/.local/share.
-    EXPECT_EQ(
-        list({"--use", "8", "--space", "0x20"}, {"HOME=" + home_.path().string(), "XDG_DATA_HOME="})
-            .out,
-        dotColor);
+    const std::vector<std::string> noDataHome = {"HOME=" + home_.path().string(), "XDG_DATA_HOME="};
+    EXPECT_EQ(list({"--use", "8", "--space", "0x20"}, noDataHome).out, dotColor);
 }
 
 TEST_F(CliIccList, JsonRowsAndPathsOfAnyLengthAndBytes) {

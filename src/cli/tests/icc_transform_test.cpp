@@ -8,32 +8,20 @@
 
 #include "cli/tests/cli_runner.h"
 #include "image/image_file.h"
+#include "image/tests/samples.h"
 #include "image/tiff_writer.h"
 #include "platform/script_runner.h"
 
 using namespace slidebox::image;
 using namespace slidebox::testing;
+using slidebox::image::testing::bitmapOf;
+using slidebox::image::testing::format;
 
 namespace {
 
 // A colour through a Lab TIFF and back: the 16-bit Lab fields hold it to
 // well under a level, the 8-bit tables add their rounding on each way.
 constexpr int kRoundTripTol = 2;
-
-Bitmap make(std::int32_t w, std::int32_t h, PixelFormat format) {
-    Bitmap b = std::move(Bitmap::allocate(w, h, format).value());
-    const int bps = format.bytesPerSample;
-    for (int p = 0; p < b.planeCount(); ++p)
-        for (std::int32_t y = 0; y < h; ++y)
-            for (std::size_t i = 0; i < b.minRowBytes() / bps; ++i) {
-                const unsigned v = static_cast<unsigned>(i * 29 + y * 53 + p * 71);
-                if (bps == 1)
-                    b.row(y, p)[i] = static_cast<std::uint8_t>(v);
-                else
-                    b.row16(y, p)[i] = static_cast<std::uint16_t>(v * 251);
-            }
-    return b;
-}
 
 class CliIccTransform : public ::testing::Test {
   protected:
@@ -59,8 +47,8 @@ class CliIccTransform : public ::testing::Test {
 } // namespace
 
 TEST_F(CliIccTransform, OutputKeepsTheLayoutAndAlphaWhereTheSpaceHasIt) {
-    const auto planar = PixelFormat::make(ColorSpace::RGB, 16, true, true);
-    Bitmap in = make(23, 9, planar);
+    const auto planar = format(ColorSpace::RGB, 16, true, true);
+    Bitmap in = bitmapOf(23, 9, planar);
     write("planar.tif", in);
     auto r = transform({"--src", kSRGB, "--dst", kAdobe, path("planar.tif"), path("rgb.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -73,20 +61,20 @@ TEST_F(CliIccTransform, OutputKeepsTheLayoutAndAlphaWhereTheSpaceHasIt) {
     // A CMYK destination has no alpha.
     r = transform({"--src", kSRGB, "--dst", kCMYK, path("planar.tif"), path("cmyk.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(formatOf("cmyk.tif"), PixelFormat::make(ColorSpace::CMYK, 16, false, true));
+    EXPECT_EQ(formatOf("cmyk.tif"), format(ColorSpace::CMYK, 16, false, true));
 }
 
 TEST_F(CliIccTransform, LabTiffIsTheDefaultDestinationAndASource) {
-    Bitmap in = make(40, 6, PixelFormat::make(ColorSpace::RGB, 8));
+    Bitmap in = bitmapOf(40, 6, format(ColorSpace::RGB, 8));
     write("in.tif", in);
     auto r = transform({"--src", kSRGB, path("in.tif"), path("lab.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(formatOf("lab.tif"), PixelFormat::make(ColorSpace::Lab, 16));
+    EXPECT_EQ(formatOf("lab.tif"), format(ColorSpace::Lab, 16));
     r = transform({"--src", "lab", "--dst", kSRGB, path("lab.tif"), path("back.tif")});
     ASSERT_EQ(r.status, 0) << r.err;
     auto back = readImageFile(dir_ / "back.tif");
     ASSERT_TRUE(back);
-    ASSERT_EQ(back->format(), PixelFormat::make(ColorSpace::RGB, 16));
+    ASSERT_EQ(back->format(), format(ColorSpace::RGB, 16));
     for (std::int32_t y = 0; y < 6; ++y)
         for (std::size_t i = 0; i < 120; ++i)
             ASSERT_NEAR(back->row16(y)[i] / 257.0, in.row(y)[i], kRoundTripTol) << y << ", " << i;
@@ -95,7 +83,7 @@ TEST_F(CliIccTransform, LabTiffIsTheDefaultDestinationAndASource) {
 TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
     // 1001 x 1000: one tile of 999 rows, then one of a single row, which is
     // matched like every other: all rows of the input are the same.
-    Bitmap in = make(1001, 1000, PixelFormat::make(ColorSpace::Gray, 8));
+    Bitmap in = bitmapOf(1001, 1000, format(ColorSpace::Gray, 8));
     for (std::int32_t y = 1; y < 1000; ++y)
         std::memcpy(in.row(y), in.row(0), 1001);
     write("gray.tif", in);
@@ -125,34 +113,30 @@ TEST_F(CliIccTransform, TilesWithARemainderRowAndProgressOnATerminalOnly) {
 TEST_F(CliIccTransform, EngineOptionsReachTheWorld) {
     // 16-bit RGB (10, 20, 30) % into a printer: --no-optimize gives the
     // fields icc match gives, --bpc what icc match --bpc gives.
-    Bitmap in = std::move(Bitmap::allocate(1, 1, PixelFormat::make(ColorSpace::RGB, 16)).value());
-    const std::uint16_t rgb[] = {6553, 13107, 19660};
-    std::memcpy(in.row16(0), rgb, sizeof rgb);
-    write("in.tif", in);
-    for (const std::vector<std::string>& flags :
-         {std::vector<std::string>{"--no-optimize"}, {"--no-optimize", "--bpc"}}) {
-        std::vector<std::string> args = {"--src", kSRGB, "--dst", kCMYK};
-        args.insert(args.end(), flags.begin(), flags.end());
-        auto t = args;
-        t.insert(t.end(), {path("in.tif"), path("out.tif")});
-        ASSERT_EQ(transform(t).status, 0);
-        auto out = readImageFile(dir_ / "out.tif");
-        ASSERT_TRUE(out);
+    write("in.tif", bitmapOf(1, 1, format(ColorSpace::RGB, 16), {6553, 13107, 19660}));
+    for (const bool bpc : {false, true}) {
+        std::vector<std::string> args = {"--src", kSRGB, "--dst", kCMYK, "--no-optimize"};
+        if (bpc)
+            args.push_back("--bpc");
+        auto files = args;
+        files.insert(files.end(), {path("in.tif"), path("out.tif")});
+        ASSERT_EQ(transform(files).status, 0);
         args.insert(args.end(), {"6553", "13107", "19660"});
         auto m = runAt(home_, {"icc", "match"}, args);
         ASSERT_EQ(m.status, 0) << m.err;
-        const std::uint16_t* f = out->row16(0);
-        EXPECT_EQ(m.out.substr(0, m.out.find('\n')),
-                  std::to_string(f[0]) + " " + std::to_string(f[1]) + " " + std::to_string(f[2]) +
-                      " " + std::to_string(f[3]))
-            << flags.size();
+        auto out = readImageFile(dir_ / "out.tif");
+        ASSERT_TRUE(out);
+        std::string fields;
+        for (std::uint32_t f : slidebox::image::testing::samplesOf(*out))
+            fields += (fields.empty() ? "" : " ") + std::to_string(f);
+        EXPECT_EQ(lines(m.out).at(0), fields) << bpc;
     }
 }
 
 // The words on the gamut image of two images that don't differ need a font,
 // which the command makes available only then.
 TEST_F(CliIccTransform, AnImageComparedWithItselfSaysSoOnItsGamutImage) {
-    write("in.tif", make(200, 40, PixelFormat::make(ColorSpace::RGB, 8)));
+    write("in.tif", bitmapOf(200, 40, format(ColorSpace::RGB, 8)));
     ASSERT_EQ(transform({"--src", kSRGB, path("in.tif"), path("lab.tif")}).status, 0);
     auto r = runAt(home_, {"icc", "compare"}, {path("lab.tif"), path("lab.tif"), path("g.tif")});
     ASSERT_EQ(r.status, 0) << r.err;

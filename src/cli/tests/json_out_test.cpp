@@ -31,19 +31,8 @@ TEST(JsonOut, StringsOfAnyBytes) {
 
 TEST(JsonOut, NestingCommasAndNumbers) {
     JsonWriter out;
-    out.beginObject()
-        .key("a")
-        .numbers({1.5, NAN, -INFINITY, 1e-7})
-        .key("b")
-        .beginArray()
-        .beginObject()
-        .endObject()
-        .value(true)
-        .null()
-        .value(42)
-        .endArray()
-        .key("c")
-        .value("x")
-        .endObject();
+    out.beginObject().key("a").numbers({1.5, NAN, -INFINITY, 1e-7});
+    out.key("b").beginArray().beginObject().endObject().value(true).null().value(42).endArray();
+    out.key("c").value("x").endObject();
     EXPECT_EQ(out.text(), R"({"a":[1.5,null,null,1e-07],"b":[{},true,null,42],"c":"x"})");
 }

@@ -14,24 +14,23 @@ using slidebox::platform::PlistDictionary;
 using slidebox::platform::PlistFormat;
 using slidebox::platform::PlistValue;
 
-namespace {
-
-std::filesystem::path preferenceFile(const TempDir& home) {
-    return home / "Library" / "Preferences" / "com.apple.iPhoto.plist";
-}
-
-} // namespace
-
-TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
+class CliSwitch : public ::testing::Test {
+  protected:
+    std::filesystem::path preferenceFile() const {
+        return home / "Library" / "Preferences" / "com.apple.iPhoto.plist";
+    }
     StandInLock lock;
     TempDir home;
+};
+
+TEST_F(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     StandInCleanup cleanup{home.path(), {}};
     const auto env = standInEnvironment(home.path());
     const auto libraryA = home / "Libraries" / "Library A";
     const auto newFolder = home / "Libraries" / "New Library";
     makeEmptyLibrary6(libraryA);
     std::filesystem::create_directories(newFolder);
-    writeFile(preferenceFile(home),
+    writeFile(preferenceFile(),
               slidebox::platform::serializePlist(
                   PlistValue(PlistDictionary{{"RootDirectory", libraryA.string()}}),
                   PlistFormat::Binary));
@@ -48,14 +47,12 @@ TEST(CliSwitch, QuitsRewritesAndStartsTheStandInOnTheNormalPath) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out.empty());
     EXPECT_FALSE(processRuns(first));
-    EXPECT_EQ(slidebox::platform::stringInPlistFile(preferenceFile(home), "RootDirectory"),
+    EXPECT_EQ(slidebox::platform::stringInPlistFile(preferenceFile(), "RootDirectory"),
               newFolder.string()); // the rest of the file is the library's and platform's
     EXPECT_TRUE(waitFor([&] { return hasEvent(home.path(), "made-library", newFolder.string()); }));
 }
 
-TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
-    StandInLock lock;
-    TempDir home;
+TEST_F(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     const auto libraryA = home / "Library A";
     makeEmptyLibrary6(libraryA);
     // No stand-in on PATH: the launch script finds nothing and says so.
@@ -65,5 +62,5 @@ TEST(CliSwitch, MissingPreferenceFileIsReportedAndNotMade) {
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err, HasSubstr("the preference file is missing"));
     EXPECT_THAT(run.err, HasSubstr("] iPhoto was not found on PATH")); // a log line
-    EXPECT_FALSE(std::filesystem::exists(preferenceFile(home)));
+    EXPECT_FALSE(std::filesystem::exists(preferenceFile()));
 }

@@ -39,15 +39,6 @@ struct LabRow {
 // The ends of the Lab scale, white both ways, the clamped lab2xyz, 1976 and
 // 1994 differences of one chroma 0: in the CLI's golden lines (color.txt).
 
-TEST(ColorConversionFields, UnitScaleReadsTheFieldAsIs) {
-    float L, a, b;
-    // The unit scale does not interpret the field: a neutral a reads about 0.5.
-    CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
-    EXPECT_KNOWN3(1.0f, 0.500008f, 0.0f, kFloatTol, L, a, b);
-    EXPECT_EQ(L, 1.0f);
-    EXPECT_EQ(b, 0.0f);
-}
-
 TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
     const LabRow rows[] = {
         // The single-precision 127.996 still reaches the top.
@@ -71,6 +62,11 @@ TEST(ColorConversionFields, LabWriterClampsAndTruncates) {
 }
 
 TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
+    float L, a, b;
+    // The unit scale does not interpret the field: a neutral a reads about 0.5.
+    CC::CMLab_One(lab(65535, 32768, 0), L, a, b);
+    EXPECT_EQ(std::pair(L, b), std::pair(1.0f, 0.0f));
+    EXPECT_NEAR(a, 0.500008f, kFloatTol);
     CMColor c{};
     // The product with 65535 is single precision, the division double:
     // 9.514 * 65535 rounds up to 623504 in single precision, giving 6235;
@@ -105,7 +101,7 @@ TEST(ColorConversionFields, PercentXYZAndUnitScalesKeepTheirPrecision) {
     EXPECT_NEAR(g, 49.9992f, kFourDecimals);
 }
 
-TEST(ColorConversionFields, UnclampedWritersKeepTheLow16Bits) {
+TEST(ColorConversionFields, UnclampedWritersKeepTheLow16BitsAndBytesScaleBy257) {
     CMColor c{};
     CC::Gray_One(1.5f, c); // 98302 truncated, low 16 bits
     EXPECT_EQ(c.gray.gray, 98302 - 65536);
@@ -115,10 +111,8 @@ TEST(ColorConversionFields, UnclampedWritersKeepTheLow16Bits) {
     EXPECT_EQ(c.gray.gray, 0);
     CC::RGBr(-0.5f / 65535.0f * 100.0f, 0.0f, 0.0f, c); // truncates towards zero
     EXPECT_EQ(c.rgb.red, 0);
-}
 
-TEST(ColorConversionFields, BytesScaleBy257AndLabBytesGoThroughReals) {
-    CMColor c{};
+    // Bytes scale by 257, Lab bytes go through reals.
     CC::charGray(255, c);
     EXPECT_EQ(c.gray.gray, 65535);
     CC::charGray(1, c);
@@ -131,30 +125,26 @@ TEST(ColorConversionFields, BytesScaleBy257AndLabBytesGoThroughReals) {
     EXPECT_EQ(fields(c), (Fields{65535, 32768, 32768}));
     CC::charLabL(0, 0, 255, c); // a = -128, b = 127: trunc((127 + 128) * 65535 / 255.996)
     EXPECT_EQ(fields(c), (Fields{0, 0, 65280}));
-}
-
-TEST(ColorConversionFields, LabBytesClampAt127NotAt127996) {
-    const LabRow rows[] = {{100.0f, 127.996f, -200.0f, {255, 255, 0}},
-                           {50.0f, 127.5f, -0.5f, {127, 255, 127}}, // 127.5 truncated
-                           {-1.0f, 0.0f, 0.99f, {0, 128, 128}}};
-    for (const LabRow& row : rows) {
+    // Lab bytes clamp at 127, not at 127.996.
+    const LabRow byteRows[] = {{100.0f, 127.996f, -200.0f, {255, 255, 0}},
+                               {50.0f, 127.5f, -0.5f, {127, 255, 127}}, // 127.5 truncated
+                               {-1.0f, 0.0f, 0.99f, {0, 128, 128}}};
+    for (const LabRow& row : byteRows) {
         std::uint8_t L, a, b;
         CC::LabL(row.L, row.a, row.b, L, a, b);
         EXPECT_EQ((Fields{L, a, b}), row.expected) << row.L;
     }
 }
 
-TEST(ColorConversionLab, KnownColourAndRoundTrip) {
+TEST(ColorConversionLab, KnownColourRoundTripAndTheLinearBranch) {
     Lab lab;
     XYZ xyz;
     XYZToLab(30.0f, 40.0f, 20.0f, lab);
     EXPECT_KNOWN3(69.470f, -29.594f, 22.650f, kThreeDecimals, lab.L, lab.a, lab.b);
     EXPECT_TRUE(LabToXYZ(lab.L, lab.a, lab.b, xyz));
     EXPECT_KNOWN3(30.0f, 40.0f, 20.0f, 1e-4f, xyz.X, xyz.Y, xyz.Z);
-}
 
-TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
-    XYZ xyz;
+    // Dark colours take the linear branch.
     EXPECT_TRUE(LabToXYZ(5.0f, 0.0f, 0.0f, xyz));
     EXPECT_KNOWN3(0.5337f, 0.5535f, 0.4566f, kFourDecimals, xyz.X, xyz.Y, xyz.Z);
     // Either side of the bound at 8 (a = b = 0, so f is L): the CIE formula.
@@ -169,10 +159,8 @@ TEST(ColorConversionLab, DarkColoursTakeTheLinearBranch) {
     EXPECT_NEAR(FRInf8(1.0f), 903.2963f, 1e-3f);
     EXPECT_NEAR(FRSupEqu8(0.125f), 42.0f, kFloatTol);
     EXPECT_TRUE(std::isnan(FR(-0.5f)));
-}
 
-TEST(ColorConversionLab, OutOfRangeComponentsClampToZeroAndReportFalse) {
-    XYZ xyz;
+    // Out-of-range components clamp to zero and report false.
     EXPECT_FALSE(LabToXYZ(10.0f, -120.0f, 0.0f, xyz));
     EXPECT_EQ(xyz.X, 0.0f);
     EXPECT_GT(xyz.Y, 0.0f);
@@ -258,18 +246,14 @@ TEST(ColorConversionYxy, XyzAndYxyWritersGoThroughLab) {
     EXPECT_NEAR(Y, 100.0f, 1e-2f);
     EXPECT_NEAR(x, 0.3457f, kFourDecimals * 10);
     EXPECT_NEAR(y, 0.3585f, kFourDecimals * 10);
-}
 
-TEST(ColorConversionYxy, BlackAndZeroYCarryTheIeeeResult) {
     // L 0 with a at its lowest and b at its highest: X, Y and Z all clamp
     // to 0, and x and y are 0 / 0.
-    float Y, x, y;
-    CC::CMLabToYxy(lab(0, 0, 65535), Y, x, y);
+    CC::CMLabToYxy(::lab(0, 0, 65535), Y, x, y);
     EXPECT_EQ(Y, 0.0f);
     EXPECT_TRUE(std::isnan(x) && std::isnan(y));
 
     // y = 0 makes X and Z infinite: a clamps to its top, b to its bottom.
-    CMColor c{};
-    CC::Yxy_Y(50.0f, 0.3f, 0.0f, c);
-    EXPECT_EQ(Fields(c.raw + 1, c.raw + 3), (Fields{65535, 0}));
+    CC::Yxy_Y(50.0f, 0.3f, 0.0f, lab);
+    EXPECT_EQ(Fields(lab.raw + 1, lab.raw + 3), (Fields{65535, 0}));
 }

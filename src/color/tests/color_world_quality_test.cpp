@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "color/color_world.h"
+#include "color/tests/present.h"
 #include "color/tests/profile_fixtures.h"
 
 namespace slidebox::color {
 namespace {
 
+using testing::present;
 using testing::storedPath;
 
 // A slice's work takes `work` seconds of this clock, counted from the
@@ -82,12 +84,11 @@ Plain plainGrading(const std::filesystem::path& path, std::int32_t intent, int c
         CMColor c2 = c1;
         match(fromLab, c2);
         match(toLab, c2);
-        if (xyz) {
-            CMColor l1, l2;
-            ColorWorld::CMXYZ(c1, l1);
-            ColorWorld::CMXYZ(c2, l2);
-            c1 = l1;
-            c2 = l2;
+        for (CMColor* c : {&c1, &c2}) {
+            CMColor lab = *c;
+            if (xyz)
+                ColorWorld::CMXYZ(*c, lab);
+            *c = lab;
         }
         const float d = ColorWorld::deltaEWithC1(c1, c2);
         p.maxi = std::max(p.maxi, d);
@@ -97,11 +98,10 @@ Plain plainGrading(const std::filesystem::path& path, std::int32_t intent, int c
     return p;
 }
 
-TEST_F(ProfileQuality, NoAnswerForProfilesThatCantBeTested) {
+TEST_F(ProfileQuality, NoAnswerForProfilesThatCantBeTestedAndGamutDivisors) {
     // Missing; gray (worlds but no device grid: the reference is reset);
     // without its Lab-to-device table (no way back: the reference is kept).
-    auto gray = genericProfileBytes(cmGrayData);
-    ASSERT_TRUE(gray);
+    auto gray = present(genericProfileBytes(cmGrayData));
     const struct {
         std::filesystem::path path;
         float reference;
@@ -119,9 +119,8 @@ TEST_F(ProfileQuality, NoAnswerForProfilesThatCantBeTested) {
         EXPECT_EQ(ColorWorld::inPerceptualGamutPercentage(row.path, 2.0f) == -1.0f, !row.gamut);
     }
     EXPECT_EQ(ColorWorld::inAbsoluteGamutPercentage(dir_ / "missing.icc", 2.0f), -1.0f);
-}
 
-TEST_F(ProfileQuality, GamutDividesByTheConnectionSpacesConstant) {
+    // The gamut share is divided by the connection space's constant.
     // Nothing outside: the share is 100 divided by K, 0.649 for Lab and
     // 0.776 for XYZ (matrix and curves), and is not held to 100.
     const auto lab = *ProfileManager::pathOfGenericLabProfil();

@@ -10,6 +10,7 @@
 
 #include "color/color_world.h"
 #include "color/profile_manager.h"
+#include "color/tests/present.h"
 #include "color/tests/world_fixtures.h"
 #include "tests/known_value.h"
 
@@ -87,8 +88,7 @@ void expectLikeSingleColours(const ColorWorld& world, const Bitmap& in, const Bi
 } // namespace
 
 TEST_F(ColorWorldTest, OneIntentMakesASourceToDestinationChain) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1));
     ASSERT_NE(world->cwRef(), nullptr);
     EXPECT_EQ((std::vector{world->dataColorSpaceIn(), world->dataColorSpaceOut(),
                            CWInputSpace(*world->cwRef()), CWOutputSpace(*world->cwRef())}),
@@ -101,9 +101,9 @@ TEST_F(ColorWorldTest, OneIntentMakesASourceToDestinationChain) {
     EXPECT_TRUE(log_.empty());
 }
 
-TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 3, home_ / "missing.icc");
-    ASSERT_NE(world, nullptr);
+TEST_F(ColorWorldTest, AnUnopenedDestinationLeavesAOneProfileChainAnUnopenedSourceNone) {
+    auto world =
+        present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 1, 3, home_ / "missing.icc"));
     EXPECT_EQ(world->srcProfilePath(), kSRGB);
     EXPECT_FALSE(world->destProfilePath().has_value());
     EXPECT_EQ(std::pair(world->dataColorSpaceIn(), world->dataColorSpaceOut()),
@@ -114,15 +114,9 @@ TEST_F(ColorWorldTest, DestinationThatWontOpenLeavesAOneProfileChain) {
     float X, Y, Z;
     ColorWorld::CMXYZ(c, X, Y, Z);
     EXPECT_KNOWN3(96.42f, 100.0f, 82.49f, 0.05f, X, Y, Z);
-}
 
-TEST_F(ColorWorldTest, NoObjectWithoutAUsableSource) {
+    // A source that won't open (why is the catalogue's) makes no object.
     EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "missing.icc", kCMYK, 1), nullptr);
-    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::filesystem::path(), kCMYK, 1), nullptr);
-    writeFile(home_ / "broken.icc", std::string(200, 'x'));
-    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(home_ / "broken.icc", 0, 0, kSRGB), nullptr);
-    // 256 bytes of path are refused before the engine is asked.
-    EXPECT_EQ(ColorWorld::initColorWorldWithSrcProfil(std::string(256, 'a'), kSRGB, 1), nullptr);
 }
 
 TEST_F(ColorWorldTest, BuildingTheChainIsTrueOnFailure) {
@@ -148,8 +142,7 @@ TEST_F(ColorWorldTest, BuildingTheChainIsTrueOnFailure) {
 
     // A named-colour profile has no colour record: the engine refuses, and
     // the spaces were read all the same.
-    auto named = ProfileManager::profileRefForPath(kNamed);
-    ASSERT_NE(named, nullptr);
+    auto named = present(ProfileManager::profileRefForPath(kNamed));
     EXPECT_TRUE(scratch.initColorWorld(place, source.get(), 1, 1, named.get()));
     EXPECT_EQ(place, nullptr);
     EXPECT_EQ(scratch.dataColorSpaceOut(), cmLabData);
@@ -160,8 +153,7 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
     const auto link = storedPath("link-rgb.icc");
 
     auto handler = std::make_shared<Recorder>();
-    auto world = ColorWorld::initColorWorldWithLinkProfil(link, handler);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithLinkProfil(link, handler));
     EXPECT_EQ(world->completionHandler(), handler);
     EXPECT_EQ(world->dataColorSpaceIn(), cmRGBData);
     EXPECT_EQ(world->dataColorSpaceOut(), 0u); // fits any destination
@@ -170,8 +162,7 @@ TEST_F(ColorWorldTest, LinkProfileIsOneAbsoluteEntryWithItsHandler) {
 }
 
 TEST_F(ColorWorldTest, RefusedMatchIsLoggedAndLeavesTheColour) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 1));
     CMColor none[1];
     EXPECT_TRUE(world->matchColors(none, 0));
     EXPECT_TRUE(world->matchColors(nullptr, -3));
@@ -249,8 +240,7 @@ constexpr float kTestTileLimit = 10000.0f;
 
 TEST_F(ColorWorldMatchTest, TilesAndProgress) {
     auto recorder = std::make_shared<Recorder>();
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0, recorder);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0, recorder));
     const struct {
         std::int32_t width, height;
         float limit;
@@ -279,19 +269,10 @@ TEST_F(ColorWorldMatchTest, TilesAndProgress) {
         expectLikeSingleColours(*world, in, out, {0, w / 2, w - 1}, {0, h - 2, h - 1},
                                 kMatrixTol8 * 257);
     }
-
-    // A gray rep against an RGB world fails the source test, silently for
-    // the handler.
-    recorder->heard.clear();
-    Bitmap gray = make(4, 3, ColorSpace::Gray, 8), grayOut = make(4, 3, ColorSpace::RGB, 8);
-    EXPECT_FALSE(world->matchSourceImageRep(gray, &grayOut));
-    EXPECT_FALSE(log_.empty());
-    EXPECT_TRUE(recorder->heard.empty());
 }
 
 TEST_F(ColorWorldMatchTest, ChecksOfSourceDestinationAndSize) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0));
     Bitmap gray = make(4, 4, ColorSpace::Gray, 8), rgb = make(4, 4, ColorSpace::RGB, 8),
            cmyk = make(4, 4, ColorSpace::CMYK, 8), smallCmyk = make(4, 3, ColorSpace::CMYK, 8);
 
@@ -309,15 +290,23 @@ TEST_F(ColorWorldMatchTest, ChecksOfSourceDestinationAndSize) {
 
     // A link-like world reads four samples from any rep; an XYZ rep of three
     // passes the colour space test but can't be read as four.
-    auto fromCMYK = ColorWorld::initColorWorldWithSrcProfil(kCMYK, kSRGB, 0);
-    ASSERT_NE(fromCMYK, nullptr);
+    auto fromCMYK = present(ColorWorld::initColorWorldWithSrcProfil(kCMYK, kSRGB, 0));
     Bitmap xyz = make(4, 4, ColorSpace::XYZ, 8);
     EXPECT_FALSE(fromCMYK->matchSourceImageRep(xyz, &rgb));
+
+    // Too wide for a tile: nothing is matched, and that is no failure.
+    world->setTilePixelLimit(kTestTileLimit);
+    Bitmap in = make(10001, 1, ColorSpace::RGB, 8);
+    std::memset(in.row(0), 0xFF, in.minRowBytes());
+    Bitmap out = make(10001, 1, ColorSpace::CMYK, 8);
+    EXPECT_TRUE(world->matchSourceImageRep(in, &out));
+    EXPECT_EQ(world->tileSizeHeight(), 0);
+    for (std::size_t i = 0; i < out.minRowBytes(); i += 97)
+        ASSERT_EQ(out.row(0)[i], 0);
 }
 
 TEST_F(ColorWorldMatchTest, PlanarWithAlphaMatchesAsPackedAndKeepsAlpha) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, kAdobe, 0));
     for (int bits : {8, 16}) {
         SCOPED_TRACE(bits);
         Bitmap packedIn = make(37, 23, ColorSpace::RGB, bits, true);
@@ -353,8 +342,7 @@ TEST_F(ColorWorldMatchTest, PlanarWithAlphaMatchesAsPackedAndKeepsAlpha) {
 
 TEST_F(ColorWorldMatchTest, LabModeGivesTheFieldsOfSingleColours) {
     auto recorder = std::make_shared<Recorder>();
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0, recorder);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, genericLab(), 0, recorder));
     ASSERT_EQ(world->dataColorSpaceOut(), cmLabData);
     world->setTilePixelLimit(kTestTileLimit);
     Bitmap in = make(101, 100, ColorSpace::RGB, 16);
@@ -394,8 +382,7 @@ TEST_F(ColorWorldMatchTest, LabFieldsComeBackWithinOneField) {
     // The generic Lab profile is version 2: the engine reads its tables
     // through the version 2 to 4 encoding curves, so a field may move by
     // one step (transicc -c0 between two such profiles does the same).
-    auto world = ColorWorld::initColorWorldWithSrcProfil(genericLab(), genericLab(), 0);
-    ASSERT_NE(world, nullptr);
+    auto world = present(ColorWorld::initColorWorldWithSrcProfil(genericLab(), genericLab(), 0));
     Bitmap in = make(300, 7, ColorSpace::Lab, 16);
     // Every field at its ends and in between, with L from 0 to 100.
     std::uint16_t v = 0;
@@ -410,17 +397,4 @@ TEST_F(ColorWorldMatchTest, LabFieldsComeBackWithinOneField) {
         for (std::int32_t i = 0; i < 900; ++i)
             ASSERT_NEAR(out[i], in.row16(y)[i], 1) << "row " << y << " field " << i;
     }
-}
-
-TEST_F(ColorWorldMatchTest, TooWideForATileMatchesNothing) {
-    auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, kCMYK, 0);
-    ASSERT_NE(world, nullptr);
-    world->setTilePixelLimit(kTestTileLimit);
-    Bitmap in = make(10001, 1, ColorSpace::RGB, 8);
-    std::memset(in.row(0), 0xFF, in.minRowBytes());
-    Bitmap out = make(10001, 1, ColorSpace::CMYK, 8);
-    EXPECT_TRUE(world->matchSourceImageRep(in, &out));
-    EXPECT_EQ(world->tileSizeHeight(), 0);
-    for (std::size_t i = 0; i < out.minRowBytes(); i += 97)
-        ASSERT_EQ(out.row(0)[i], 0);
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "color/tests/present.h"
 #include "color/tests/world_fixtures.h"
 #include "image/image_file.h"
 #include "image/png_writer.h"
@@ -22,6 +23,7 @@ namespace {
 using slidebox::testing::kAdobe;
 using slidebox::testing::kCMYK;
 using slidebox::testing::kSRGB;
+using slidebox::testing::present;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -68,8 +70,7 @@ TEST_F(ImageTransformTest, TheEmbeddedProfileServesAndTheOutputCarriesItsOwn) {
     EXPECT_EQ(a->iccProfile, platform::readRegularFile(kCMYK).value());
 
     ASSERT_TRUE(transformImageFile(in, dir_ / "lab.tif", {}, nullptr));
-    auto lab = image::readImage(dir_ / "lab.tif");
-    ASSERT_TRUE(lab);
+    auto lab = present(image::readImage(dir_ / "lab.tif"));
     EXPECT_EQ(lab->bitmap.format(), image::PixelFormat::make(image::ColorSpace::Lab, 16));
     EXPECT_EQ(lab->iccProfile, platform::readRegularFile(genericLab()).value());
 }
@@ -92,8 +93,7 @@ TEST_F(ImageTransformTest, BandsOnEveryCoreMakeWhatOneMatchOfTheWholeImageMakes)
                 for (std::size_t i = 0; i < in.minRowBytes(); ++i)
                     in.row(y, p)[i] =
                         static_cast<std::uint8_t>((noise = noise * 1103515245u + 12345u) >> 24);
-        auto world = ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 0, kAdobe);
-        ASSERT_TRUE(world);
+        auto world = present(ColorWorld::initColorWorldWithSrcProfil(kSRGB, 0, 0, kAdobe));
         auto whole = image::Bitmap::allocate(97, 2000, format).value();
         ASSERT_TRUE(world->matchImage(in, &whole));
         if (format.isPlanar) // the alpha plane is the input's
@@ -112,8 +112,7 @@ TEST_F(ImageTransformTest, BandsOnEveryCoreMakeWhatOneMatchOfTheWholeImageMakes)
             Percentages progress;
             const ImageTransformRequest request{.source = kSRGB, .destination = kAdobe};
             ASSERT_TRUE(transformImageFile(input, dir_ / "out.tif", request, &progress));
-            auto out = image::readImage(dir_ / "out.tif");
-            ASSERT_TRUE(out);
+            auto out = present(image::readImage(dir_ / "out.tif"));
             EXPECT_TRUE(out->bitmap.samePixels(whole));
             ASSERT_FALSE(progress.told.empty());
             EXPECT_TRUE(std::is_sorted(progress.told.begin(), progress.told.end()));
@@ -136,8 +135,7 @@ TEST_F(ImageTransformTest, ABrokenEmbeddedProfileIsRefusedWithTheEnginesReason) 
 // written: a read error naming the input, and no output or temporary left.
 TEST_F(ImageTransformTest, AnInputCutShortUnderTheLoopLeavesNothing) {
     const auto in = writeRgb("in.tif", 100, 60);
-    auto source = image::TileSource::open(in);
-    ASSERT_TRUE(source);
+    auto source = present(image::TileSource::open(in));
     std::filesystem::resize_file(in, std::filesystem::file_size(in) / 2);
     // Ten rows a tile: the first tiles still read.
     const ImageTransformRequest request{.source = kSRGB, .destination = kCMYK, .tilePixels = 1000};

@@ -13,6 +13,7 @@
 #include "color/profile_header_report.h"
 #include "color/profile_manager.h"
 #include "color/profile_table_model.h"
+#include "color/tests/present.h"
 #include "color/tests/profile_fixtures.h"
 #include "platform/file_system.h"
 #include "platform/script_runner.h"
@@ -33,12 +34,20 @@ namespace {
 const OSType kCMY = fourCC("CMY ");
 const std::string kNul4(4, '\0');
 
-/// Names of all rows, "|" for a separator.
-std::vector<std::string> rows(const ProfileManager& m) {
-    std::vector<std::string> names;
-    for (std::int32_t i = 0; i < m.count(); ++i)
-        names.push_back(m.isASeparatorAtIndex(i) ? "|" : *m.profileNameAtIndex(i));
+using Names = std::vector<std::string>;
+
+/// Names of all rows, "|" for a separator; a catalogue that came to nothing
+/// is one row of its own.
+Names rows(const ProfileManager* m) {
+    if (!m)
+        return {"no catalogue"};
+    Names names;
+    for (std::int32_t i = 0; i < m->count(); ++i)
+        names.push_back(m->isASeparatorAtIndex(i) ? "|" : *m->profileNameAtIndex(i));
     return names;
+}
+Names rows(const std::unique_ptr<ProfileManager>& m) {
+    return rows(m.get());
 }
 
 /// The current row as text: name, space, kind, connection space, creator, date.
@@ -96,17 +105,14 @@ TEST_F(CatalogueTest, InstalledProfilesComeInGroupsOfKindThenSpace) {
     put("dotcolor/abstract.icc", catalogueProfile(cmAbstractClass, cmLabData, "Abstract"));
     put("dotcolor/named.icc", catalogueProfile(cmNamedColorClass, cmLabData, "Named"));
 
-    auto all = ProfileManager::init();
-    ASSERT_TRUE(all);
+    auto all = present(ProfileManager::init());
     // spac, scnr, mntr (RGB in walk order, then GRAY), prtr; no abst, nmcl.
-    const std::vector<std::string> expected = {
-        "Lab space", "|", "Scanner", "|", "Display RGB A", "Display RGB B",
-        "Hidden",    "|", "Gray",    "|", "Printer"};
-    EXPECT_EQ(rows(*all), expected); // no separator at either end, never two side by side
+    const Names expected = {"Lab space", "|", "Scanner", "|", "Display RGB A", "Display RGB B",
+                            "Hidden",    "|", "Gray",    "|", "Printer"};
+    EXPECT_EQ(rows(all), expected); // no separator at either end, never two side by side
 
     const std::int32_t hidden = all->indexOfProfileName("Hidden");
     EXPECT_EQ(all->profileFileNameAtIndex(hidden), std::optional<std::string>(".hidden.icc"));
-    EXPECT_EQ(all->profilePathAtIndex(hidden), std::optional(root / "dotcolor/.hidden.icc"));
     EXPECT_EQ(all->profileFileNameAtIndex(all->indexOfProfileName("Gray")),
               std::optional<std::string>("a-gray-display.icc"));
     EXPECT_EQ(
@@ -116,10 +122,8 @@ TEST_F(CatalogueTest, InstalledProfilesComeInGroupsOfKindThenSpace) {
 
     // Masks pick kinds and spaces; the two kinds init leaves out can be asked for.
     auto displays =
-        ProfileManager::initWithUse(kUseDisplay | kUseNamedColor, kSpaceRGB | kSpaceLab);
-    ASSERT_TRUE(displays);
-    EXPECT_EQ(rows(*displays),
-              (std::vector<std::string>{"Display RGB A", "Display RGB B", "Hidden", "|", "Named"}));
+        present(ProfileManager::initWithUse(kUseDisplay | kUseNamedColor, kSpaceRGB | kSpaceLab));
+    EXPECT_EQ(rows(displays), (Names{"Display RGB A", "Display RGB B", "Hidden", "|", "Named"}));
     EXPECT_FALSE(displays->hasFullDatas());
     EXPECT_FALSE(ProfileManager::initWithUse(kUseLink, 0x3F, true));
     EXPECT_FALSE(ProfileManager::initWithUse(0x7F, 0));
@@ -135,54 +139,50 @@ TEST_F(CatalogueTest, WalkIsSortedByBytesAndSubfoldersStandInPlace) {
     std::filesystem::create_directory_symlink(root / "system/a", root / "system/c-link-to-a");
     std::filesystem::create_symlink(root / "system/B.icc", root / "system/d-link-to-B.icc");
 
-    auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
-    ASSERT_TRUE(m);
+    auto m = present(ProfileManager::initWithUse(kUseDisplay, kSpaceRGB));
     // "B" < "_" < "a" < "a.icc" < "d-..." < "\xC3": bytes, not letters.
-    EXPECT_EQ(rows(*m),
-              (std::vector<std::string>{"B", "underscore", "a/z", "a.icc", "B", "e-acute"}));
+    EXPECT_EQ(rows(m), (Names{"B", "underscore", "a/z", "a.icc", "B", "e-acute"}));
     EXPECT_EQ(*m->profilePathAtIndex(4), root / "system/d-link-to-B.icc");
 }
 
-TEST_F(CatalogueTest, XYZColorSpaceProfilesOnlyFromAFolder) {
+TEST_F(CatalogueTest, XYZColorSpaceProfilesOnlyFromAFolderAndNamesCutTo255Bytes) {
     put("system/xyz-space.icc", catalogueProfile(cmColorSpaceClass, cmXYZData, "XYZ space"));
     put("system/xyz-display.icc", catalogueProfile(cmDisplayClass, cmXYZData, "XYZ display"));
-    auto installed = ProfileManager::initWithUse(0x7F, kSpaceXYZ);
-    ASSERT_TRUE(installed);
-    EXPECT_EQ(rows(*installed), (std::vector<std::string>{"XYZ display"}));
+    EXPECT_EQ(rows(ProfileManager::initWithUse(0x7F, kSpaceXYZ)), (Names{"XYZ display"}));
+    EXPECT_EQ(rows(ProfileManager::initWithUse(0, kSpaceXYZ, true, root / "system")),
+              (Names{"|", "XYZ display  (xyz-display.icc)", "XYZ space  (xyz-space.icc)"}));
 
-    auto folder = ProfileManager::initWithUse(0, kSpaceXYZ, true, root / "system");
-    ASSERT_TRUE(folder);
-    EXPECT_EQ(rows(*folder), (std::vector<std::string>{"|", "XYZ display  (xyz-display.icc)",
-                                                       "XYZ space  (xyz-space.icc)"}));
-}
-
-TEST_F(CatalogueTest, InstalledNamesAreTheEngineDescriptionCutTo255Bytes) {
+    // Installed names are the engine's description cut to 255 bytes.
     put("system/long.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::string(300, 'x')));
     put("system/none.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
     put("system/v4.icc", stored("matrix-rgb-v4-localized.icc"));
-    auto m = ProfileManager::initWithUse(kUseDisplay, kSpaceRGB);
-    ASSERT_TRUE(m);
     // No description: offered all the same, and not a separator.
-    EXPECT_EQ(rows(*m), (std::vector<std::string>{std::string(255, 'x'), "", "Localized"}));
+    EXPECT_EQ(rows(ProfileManager::initWithUse(kUseDisplay, kSpaceRGB)),
+              (Names{std::string(255, 'x'), "", "Localized"}));
 }
 
-TEST_F(CatalogueTest, EachFileIsReadOncePerListing) {
-    for (int i = 0; i < 5; ++i)
-        put("system/p" + std::to_string(i) + ".icc",
-            catalogueProfile(cmDisplayClass, cmRGBData, "P" + std::to_string(i)));
+TEST_F(CatalogueTest, EachFileIsReadOncePerListingAndPathsPastTheSystemsLimitAreListed) {
+    for (std::string i : {"0", "1", "2", "3", "4"})
+        put("system/p" + i + ".icc", catalogueProfile(cmDisplayClass, cmRGBData, "P" + i));
     put("system/junk.icc", Bytes(500, 0x41));
     const auto before = CMGetEngineCounters().profilesOpened;
-    auto m = ProfileManager::initWithUse(0x7F, 0x3F, true); // all 42 pairs
-    ASSERT_TRUE(m);
-    EXPECT_EQ(m->count(), 5);
+    EXPECT_EQ(present(ProfileManager::initWithUse(0x7F, 0x3F, true))->count(), 5); // all 42 pairs
     EXPECT_EQ(CMGetEngineCounters().profilesOpened - before, 5u);
 
     // A folder list of all spaces: the same, once a file.
     const auto beforeFolder = CMGetEngineCounters().profilesOpened;
-    auto folder = ProfileManager::initWithUse(0, 0x3F, true, root / "system");
-    ASSERT_TRUE(folder);
-    EXPECT_EQ(folder->count(), 6);
+    EXPECT_EQ(present(ProfileManager::initWithUse(0, 0x3F, true, root / "system"))->count(), 6);
     EXPECT_EQ(CMGetEngineCounters().profilesOpened - beforeFolder, 5u);
+
+    // Profiles past the system's path limit open and are listed.
+    const auto deep = writeDeepFile(root / "system", 6000,
+                                    readFile(ProfileManager::pathOfGenericLabProfil().value()));
+    ASSERT_FALSE(deep.empty());
+    EXPECT_TRUE(ProfileManager::openProfile(deep));
+    auto installed = present(ProfileManager::initWithUse(kUseAbstract, kSpaceLab));
+    EXPECT_EQ(installed->profilesPathArray(), std::vector<std::filesystem::path>{deep});
+    auto folder = present(ProfileManager::initWithUse(0, kSpaceLab, false, root / "system", false));
+    EXPECT_NE(folder->indexOfProfilePath(deep), ProfileManager::kNotFound);
 }
 
 TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
@@ -192,19 +192,18 @@ TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
     put("dir/nodesc.icc", catalogueProfile(cmDisplayClass, cmRGBData, std::nullopt));
     put("dir/v4.icc", stored("matrix-rgb-v4-localized.icc"));
 
-    auto m = ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, true, root / "dir/");
-    ASSERT_TRUE(m);
-    EXPECT_EQ(rows(*m), (std::vector<std::string>{"|", "Name  (sub/one.icc)", "Name  (two.icc)",
-                                                  "Localized  (v4.icc)"}));
+    auto m = present(ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, true, root / "dir/"));
+    EXPECT_EQ(rows(m),
+              (Names{"|", "Name  (sub/one.icc)", "Name  (two.icc)", "Localized  (v4.icc)"}));
     EXPECT_EQ(*m->profileFileNameAtIndex(1), "sub/one.icc");
     EXPECT_EQ(*m->profilePathAtIndex(1), (root / "dir/sub/one.icc").native());
     // currentIndex 0 stands on the separator until it is set.
     EXPECT_EQ(m->currentIndex(), 0);
-    EXPECT_EQ(current(*m), (std::vector<std::string>{"", kNul4, kNul4, kNul4, "", "No Date"}));
+    EXPECT_EQ(current(*m), (Names{"", kNul4, kNul4, kNul4, "", "No Date"}));
 
-    auto plain = ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, false, root / "dir", false);
-    ASSERT_TRUE(plain);
-    EXPECT_EQ(rows(*plain), (std::vector<std::string>{"|", "Name", "Name", "Localized"}));
+    auto plain =
+        present(ProfileManager::initWithUse(0, kSpaceRGB | kSpaceCMYK, false, root / "dir", false));
+    EXPECT_EQ(rows(plain), (Names{"|", "Name", "Name", "Localized"}));
     EXPECT_EQ(plain->indexOfProfileName("Name"), 1);
 
     // No profile of an accepted space: the one separator goes and so does the catalogue.
@@ -215,9 +214,8 @@ TEST_F(CatalogueTest, FolderListBeginsWithASeparatorAndNamesTheRelativePath) {
 TEST_F(CatalogueTest, DescriptionElementIsReadIntoTheBuffer) {
     const Bytes base = catalogueProfile(cmDisplayClass, cmRGBData, "x");
     auto element = [](std::uint32_t count, const std::string& text) {
-        std::vector<std::uint8_t> b = {
-            static_cast<std::uint8_t>(count >> 24), static_cast<std::uint8_t>(count >> 16),
-            static_cast<std::uint8_t>(count >> 8), static_cast<std::uint8_t>(count)};
+        Bytes b(4);
+        setWord(b, 0, count);
         b.insert(b.end(), text.begin(), text.end());
         return b;
     };
@@ -226,11 +224,8 @@ TEST_F(CatalogueTest, DescriptionElementIsReadIntoTheBuffer) {
     // A count beyond what was read: only the bytes read, up to the buffer's end.
     put("dir/c-long.icc", withRawDescription(base, element(5000, std::string(3000, 'L'))));
     put("dir/d-over.icc", withRawDescription(base, element(0xFFFFFFFF, "short")));
-    auto m = ProfileManager::initWithUse(0, kSpaceRGB, true, root / "dir", false);
-    ASSERT_TRUE(m);
-    EXPECT_EQ(rows(*m),
-              (std::vector<std::string>{"|", "Hello", "",
-                                        std::string(kDescriptionBufferBytes - 12, 'L'), "short"}));
+    EXPECT_EQ(rows(ProfileManager::initWithUse(0, kSpaceRGB, true, root / "dir", false)),
+              (Names{"|", "Hello", "", std::string(kDescriptionBufferBytes - 12, 'L'), "short"}));
 
     // The same rule on bytes alone.
     const std::uint8_t shortElement[] = {'d', 'e', 's', 'c', 0, 0, 0, 0, 0, 0};
@@ -242,9 +237,8 @@ TEST_F(CatalogueTest, DescriptionElementIsReadIntoTheBuffer) {
 TEST_F(CatalogueTest, RowsBySearchAndIndex) {
     put("system/a.icc", catalogueProfile(cmDisplayClass, cmRGBData, "Alpha"));
     put("system/b.icc", catalogueProfile(cmOutputClass, cmCMYKData, "Beta"));
-    auto m = ProfileManager::initWithUse(0x1F, 0x3F);
-    ASSERT_TRUE(m);
-    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta"}));
+    auto m = present(ProfileManager::initWithUse(0x1F, 0x3F));
+    ASSERT_EQ(rows(m), (Names{"Alpha", "|", "Beta"}));
     EXPECT_FALSE(m->profileNameAtIndex(-1) || m->profileNameAtIndex(m->count()) ||
                  m->profilePathAtIndex(-5));
     EXPECT_EQ(m->profileNameAtIndex(1), std::optional<std::string>(""));
@@ -271,9 +265,9 @@ TEST_F(CatalogueTest, RowsBySearchAndIndex) {
     m->addProfilName("Gamma", "c.icc", root / "system/c.icc", cmGrayData, cmLabData, {},
                      cmOutputClass);
     m->addASeparatorIfNeeded();
-    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma", "|"}));
+    ASSERT_EQ(rows(m), (Names{"Alpha", "|", "Beta", "Gamma", "|"}));
     m->addProfilesFromDirectory(std::nullopt, true);
-    EXPECT_EQ(rows(*m), (std::vector<std::string>{"Alpha", "|", "Beta", "Gamma"}));
+    EXPECT_EQ(rows(m), (Names{"Alpha", "|", "Beta", "Gamma"}));
 }
 
 TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
@@ -284,16 +278,13 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     putDated("system/undated.icc", "Undated", {0, 0, 0, 0, 0, 0});
     putDated("system/y-late.icc", "Late", {2024, 2, 29, 24, 0, 0});
 
-    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
-    ASSERT_TRUE(m);
-    ASSERT_EQ(rows(*m), (std::vector<std::string>{"Dated", "Undated", "Late"}));
+    auto m = present(ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true));
+    ASSERT_EQ(rows(m), (Names{"Dated", "Undated", "Late"}));
     ScopedEnv zone("TZ", "UTC");
     m->setCurrentIndex(0);
-    EXPECT_EQ(current(*m), (std::vector<std::string>{"Dated", "CMYK", "prtr", "Lab ", "ZOL ",
-                                                     "02 March 2023 - 10:45:31"}));
-    auto header = headerFromBytes(dated);
-    ASSERT_TRUE(header);
-    EXPECT_EQ(m->headerInfos(), headerInfos(*header));
+    EXPECT_EQ(current(*m),
+              (Names{"Dated", "CMYK", "prtr", "Lab ", "ZOL ", "02 March 2023 - 10:45:31"}));
+    EXPECT_EQ(m->headerInfos(), headerInfos(headerFromBytes(dated).value()));
     for (std::int32_t row : {1, 2}) {
         m->setCurrentIndex(row);
         EXPECT_EQ(m->creationDate(), "No Date") << row;
@@ -307,11 +298,9 @@ TEST_F(CatalogueTest, CurrentRowAsTextForTheTableAndTheReport) {
     EXPECT_EQ(m->numberOfRowsInTableView(), 3);
 
     // Without full data there is no header to report on.
-    auto brief = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK);
-    ASSERT_TRUE(brief);
-    EXPECT_EQ(brief->creationDate(), "No Date");
-    EXPECT_EQ(brief->headerInfos(), "");
-    EXPECT_EQ(brief->name(), "Dated");
+    auto brief = present(ProfileManager::initWithUse(kUseOutput, kSpaceCMYK));
+    EXPECT_EQ((Names{brief->creationDate(), brief->headerInfos(), brief->name()}),
+              (Names{"No Date", "", "Dated"}));
 }
 
 TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTimeElseNoDate) {
@@ -330,8 +319,7 @@ TEST_F(CatalogueTest, CreationDateIsTheHeaderReadAsLocalTimeElseNoDate) {
     // 02:30 doesn't exist in Paris on 26 March 2023: the clock jumps to 03:00.
     putDated("system/e-spring.icc", "Spring", {2023, 3, 26, 2, 30, 0});
     putDated("system/f-winter.icc", "Winter", {2009, 12, 31, 23, 59, 59});
-    auto m = ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true);
-    ASSERT_TRUE(m);
+    auto m = present(ProfileManager::initWithUse(kUseOutput, kSpaceCMYK, true));
     const auto n = static_cast<std::int32_t>(dates.size());
     ASSERT_EQ(m->count(), n + 2);
     {
@@ -384,12 +372,10 @@ TEST(CatalogueFolders, DataHomeFromTheEnvironmentHoldsInstalledProfiles) {
                                          "/somewhere/data/icc", places.home / ".color/icc"}));
 }
 
-TEST_F(CatalogueTest, GenericProfilesAreResourcesAndNothingIsWritten) {
-    auto lab = ProfileManager::pathOfGenericLabProfil();
-    ASSERT_TRUE(lab);
+TEST_F(CatalogueTest, GenericProfilesAreResourcesAndTheUserFolderFollowsTheDataFolder) {
+    auto lab = present(ProfileManager::pathOfGenericLabProfil());
     EXPECT_EQ(lab->parent_path(), slidebox::platform::resourceDirectory() / "icc");
-    auto profile = ProfileManager::profileRefForPath(*lab);
-    ASSERT_TRUE(profile);
+    auto profile = present(ProfileManager::profileRefForPath(*lab));
     auto header = CMGetProfileHeader(*profile);
     // Version 2.1: no black-point compensation into it.
     EXPECT_EQ((std::vector{header->profileClass, header->dataColorSpace,
@@ -406,8 +392,7 @@ TEST_F(CatalogueTest, GenericProfilesAreResourcesAndNothingIsWritten) {
           {ProfileManager::pathOfGenericProfilForSpace(cmRGBData), cmRGBData}}) {
         ASSERT_TRUE(path);
         EXPECT_EQ(path->parent_path(), lab->parent_path());
-        auto p = ProfileManager::profileRefForPath(*path);
-        ASSERT_TRUE(p);
+        auto p = present(ProfileManager::profileRefForPath(*path));
         EXPECT_EQ(CMGetProfileHeader(*p)->dataColorSpace, space);
     }
     EXPECT_FALSE(ProfileManager::pathOfGenericProfilForSpace(cmCMYKData));
@@ -421,9 +406,8 @@ TEST_F(CatalogueTest, GenericProfilesAreResourcesAndNothingIsWritten) {
     // The path of a profile reference is where it was opened.
     EXPECT_EQ(ProfileManager::pathForProfileRef(ProfileManager::profileRefForPath(*lab)), lab);
     EXPECT_FALSE(ProfileManager::pathForProfileRef(nullptr));
-}
 
-TEST_F(CatalogueTest, UserFolderFollowsTheDataFolderAndIsMadeWhenMissing) {
+    // The user's folder follows the data folder and is made when missing.
     ProfilePlaces moved = ProfileManager::places();
     moved.dataHome = places.home() / "data"; // as $XDG_DATA_HOME would
     ProfileManager::setPlaces(moved);
@@ -449,19 +433,6 @@ TEST_F(CatalogueTest, OpeningSaysWhyNot) {
         EXPECT_FALSE(opened.status().message().empty());
         EXPECT_FALSE(ProfileManager::profileRefForPath(row.path));
     }
-}
-
-TEST_F(CatalogueTest, ProfilesPastTheSystemsPathLimitOpenAndAreListed) {
-    const auto deep = writeDeepFile(root / "system", 6000,
-                                    readFile(ProfileManager::pathOfGenericLabProfil().value()));
-    ASSERT_FALSE(deep.empty());
-    EXPECT_TRUE(ProfileManager::openProfile(deep));
-    auto installed = ProfileManager::initWithUse(kUseAbstract, kSpaceLab);
-    ASSERT_TRUE(installed);
-    EXPECT_EQ(installed->profilesPathArray(), std::vector<std::filesystem::path>{deep});
-    auto folder = ProfileManager::initWithUse(0, kSpaceLab, false, root / "system", false);
-    ASSERT_TRUE(folder);
-    EXPECT_NE(folder->indexOfProfilePath(deep), ProfileManager::kNotFound);
 }
 
 TEST(ScreenDevices, PointIsTurnedToTopLeftPixelsAndInactiveScreensArePassed) {
@@ -507,8 +478,7 @@ TEST_F(CatalogueTest, DisplayProfileIsColordsFirstThenTheX11PropertyElseNone) {
     QScreen* screen = QGuiApplication::primaryScreen();
     ASSERT_NE(screen, nullptr);
     const std::string output = screen->name().toStdString();
-    auto rgb = ProfileManager::pathOfGenericProfilForSpace(cmRGBData);
-    ASSERT_TRUE(rgb);
+    auto rgb = present(ProfileManager::pathOfGenericProfilForSpace(cmRGBData));
     std::string atom = readFile(*rgb);
     std::map<std::string, std::filesystem::path> colord;
     std::vector<int> asked;
@@ -531,8 +501,7 @@ TEST_F(CatalogueTest, DisplayProfileIsColordsFirstThenTheX11PropertyElseNone) {
     // file of the same bytes under the runtime folder, the same while the
     // bytes are, another when they change.
     colord = {{"elsewhere", *rgb}};
-    auto fromAtom = ProfileManager::pathOfDefaultDisplayUseProfile();
-    ASSERT_TRUE(fromAtom);
+    auto fromAtom = present(ProfileManager::pathOfDefaultDisplayUseProfile());
     EXPECT_EQ(asked, std::vector<int>{0});
     EXPECT_EQ(fromAtom->parent_path(), ProfileManager::places().runtime);
     EXPECT_EQ(readFile(*fromAtom), atom);
@@ -575,20 +544,17 @@ TEST(DisplayProfileX11, RootWindowPropertyOfEachScreen) {
     EXPECT_EQ(text(readX11ProfileAtom(":999999", 0)), "none"); // no server there
 }
 
-TEST(ProfileHeaderReport, SevenLinesInOrder) {
-    EXPECT_EQ(headerInfos(sampleHeader()),
-              "Size : 3.144 Ko / CMMType : lcms / version : 0x02100000\n"
-              "class : mntr / dataColorSpace : RGB  / connectionSpace : XYZ \n"
-              "CS2signature : acsp / platform : APPL / flags : 0x00010002\n"
-              "deviceManufacturer : IEC  / model : 0x73524742\n"
-              "deviceAttributes : 0x00000001 0x80000000\n"
-              "renderingIntent : cmRelativeColorimetric\n"
-              "white : X = 0.9642, Y = 1.0000, Z = 0.8249");
-}
-
-TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
+TEST(ProfileHeaderReport, SevenLinesSizesZeroBytesIntentsAndWhite) {
     CM2Header h = sampleHeader();
-    // Single precision first: 4294967295 becomes 4294967296 before the division.
+    EXPECT_EQ(headerInfos(h), "Size : 3.144 Ko / CMMType : lcms / version : 0x02100000\n"
+                              "class : mntr / dataColorSpace : RGB  / connectionSpace : XYZ \n"
+                              "CS2signature : acsp / platform : APPL / flags : 0x00010002\n"
+                              "deviceManufacturer : IEC  / model : 0x73524742\n"
+                              "deviceAttributes : 0x00000001 0x80000000\n"
+                              "renderingIntent : cmRelativeColorimetric\n"
+                              "white : X = 0.9642, Y = 1.0000, Z = 0.8249");
+    // The size in thousands only above 1000; single precision first:
+    // 4294967295 becomes 4294967296 before the division.
     for (auto [size, start] : {std::pair{1000u, "Size : 1000 / "},
                                {1001u, "Size : 1.001 Ko / "},
                                {0u, "Size : 0 / "},
@@ -596,28 +562,19 @@ TEST(ProfileHeaderReport, SizeInThousandsOnlyAbove1000) {
         h.size = size;
         EXPECT_EQ(headerInfos(h).rfind(start, 0), 0u) << size;
     }
-}
-
-TEST(ProfileHeaderReport, ZeroBytesStayInTheTextAndIntentsAreNamed) {
-    CM2Header h = sampleHeader();
+    // Zero bytes stay in the text, intents are named, the white is read in
+    // single precision and may be negative.
     h.platform = 0;
-    std::string report = headerInfos(h);
-    EXPECT_NE(report.find(std::string("platform : \0\0\0\0 / flags", 22)), std::string::npos);
-    EXPECT_EQ(signatureText(0), std::string(4, '\0'));
-    EXPECT_EQ(signatureText(fourCC("scnr")), "scnr");
-
+    h.white = {-0x8000, 0x7FFFFFFF, 1};
     const char* names[] = {"cmPerceptual", "cmRelativeColorimetric", "cmSaturation",
                            "cmAbsoluteColorimetric"};
     for (std::uint32_t i = 0; i < 4; ++i) {
         h.renderingIntent = i;
-        EXPECT_NE(headerInfos(h).find(std::string("renderingIntent : ") + names[i] + "\n"),
+        const std::string report = headerInfos(h);
+        EXPECT_NE(report.find(std::string("platform : \0\0\0\0 / flags", 22)), std::string::npos);
+        EXPECT_NE(report.find(std::string("renderingIntent : ") + names[i] + "\n"),
+                  std::string::npos);
+        EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"),
                   std::string::npos);
     }
-}
-
-TEST(ProfileHeaderReport, WhiteInSinglePrecisionAndNegativeValues) {
-    CM2Header h = sampleHeader();
-    h.white = {-0x8000, 0x7FFFFFFF, 1};
-    std::string report = headerInfos(h);
-    EXPECT_NE(report.find("white : X = -0.5000, Y = 32768.0000, Z = 0.0000"), std::string::npos);
 }

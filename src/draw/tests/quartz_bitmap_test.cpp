@@ -104,10 +104,9 @@ TEST(QuartzBitmap, AProfileOrANameDecidesTheLayout) {
         EXPECT_TRUE(!bitmap ||
                     bitmap->bitmapRep().hasAlpha() == (row.label == NSCalibratedRGBColorSpace));
         EXPECT_TRUE(!bitmap || bitmap->bitmapRep().colorSpaceName() == row.label);
-        EXPECT_TRUE(!bitmap || bitmap->bytesPerRow() >= std::size_t(11 * samples));
+        // Rows longer than the pixels need, so that walks must step by them.
+        EXPECT_TRUE(!bitmap || bitmap->bytesPerRow() > std::size_t(11 * samples));
     }
-    EXPECT_GT(QuartzBitmap::initWithSize({11.0f, 2.0f}, gray)->bytesPerRow(), 11u)
-        << "rows longer than the pixels need, so that walks must step by them";
     EXPECT_EQ(QuartzBitmap::initWithSize({2.0f, 2.0f}, path)->iccProfile(), rgb);
     EXPECT_TRUE(QuartzBitmap::initWithSize({2.0f, 2.0f}, gray)->iccProfile().empty());
     EXPECT_FALSE(QuartzBitmap::initWithSize({2.0f, 2.0f}, std::span<const std::uint8_t>(junk)));
@@ -208,8 +207,8 @@ TEST(InkLight, LightIsWhatTheInksLeaveRoundedToTheNearest) {
     EXPECT_EQ(lightFromInks(1, 0, 255, 128), (std::array<std::uint8_t, 3>{127, 127, 0}));
     EXPECT_EQ(lightFromInks(13, 0, 0, 49), (std::array<std::uint8_t, 3>{195, 206, 206}));
     // A picture only of packed 8-bit inks.
-    const auto cmyk16 = slidebox::image::PixelFormat::make(slidebox::image::ColorSpace::CMYK, 16);
-    EXPECT_TRUE(lightFromInks(slidebox::image::Bitmap::allocate(2, 2, cmyk16).value()).isNull());
+    EXPECT_TRUE(
+        lightFromInks(Bitmap::allocate(2, 2, PixelFormat::make(CMYK, 16)).value()).isNull());
 }
 
 TEST(AdaptRect, FitsCentredWithTwoPointsClear) {

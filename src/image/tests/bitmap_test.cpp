@@ -12,29 +12,30 @@ namespace {
 
 using ::testing::HasSubstr;
 using enum ImageErrorCode;
+using enum ColorSpace;
+using testing::format;
 
 // Planar: one sample a plane, each plane of every sample.
-static_assert(PixelFormat::make(ColorSpace::RGB, 8, true).bytesPerPlanePixel() == 4);
-static_assert(PixelFormat::make(ColorSpace::Gray, 16, true, true).bytesPerPlanePixel() == 2);
-static_assert(PixelFormat::make(ColorSpace::Gray, 16, true, true).bitsPerPixel() == 32);
-static_assert(PixelFormat::make(ColorSpace::CMYK, 16).bitsPerPixel() == 64);
-static_assert(PixelFormat::make(ColorSpace::Lab, 16).bytesPerPlanePixel() == 6);
-static_assert(PixelFormat::make(ColorSpace::XYZ, 8, false, true).planeCount() == 3);
+static_assert(format(RGB, 8, true).bytesPerPlanePixel() == 4);
+static_assert(format(Gray, 16, true, true).bytesPerPlanePixel() == 2);
+static_assert(format(Gray, 16, true, true).bitsPerPixel() == 32);
+static_assert(format(CMYK, 16).bitsPerPixel() == 64);
+static_assert(format(Lab, 16).bytesPerPlanePixel() == 6);
+static_assert(format(XYZ, 8, false, true).planeCount() == 3);
 
 TEST(PixelFormatTest, ValidityAndNames) {
-    EXPECT_TRUE(PixelFormat::make(ColorSpace::Lab, 16).isValid());
-    EXPECT_FALSE(PixelFormat::make(ColorSpace::RGB, 24).isValid());
-    PixelFormat premultipliedWithoutAlpha = PixelFormat::make(ColorSpace::RGB, 8);
+    EXPECT_TRUE(format(Lab, 16).isValid());
+    EXPECT_FALSE(format(RGB, 24).isValid());
+    PixelFormat premultipliedWithoutAlpha = format(RGB, 8);
     premultipliedWithoutAlpha.alphaPremultiplied = true;
     EXPECT_FALSE(premultipliedWithoutAlpha.isValid());
 
     // ICC signatures, first character in the top byte.
-    EXPECT_EQ(colorSpaceSignature(ColorSpace::Gray), 0x47524159u);
-    EXPECT_EQ(colorSpaceSignature(ColorSpace::RGB), 0x52474220u);
-    EXPECT_EQ(colorSpaceSignature(ColorSpace::CMYK), 0x434D594Bu);
-    EXPECT_EQ(colorSpaceSignature(ColorSpace::Lab), 0x4C616220u);
-    EXPECT_EQ(describe(PixelFormat::make(ColorSpace::RGB, 16, true, true)),
-              "RGB 16-bit planar with alpha");
+    EXPECT_EQ(colorSpaceSignature(Gray), 0x47524159u);
+    EXPECT_EQ(colorSpaceSignature(RGB), 0x52474220u);
+    EXPECT_EQ(colorSpaceSignature(CMYK), 0x434D594Bu);
+    EXPECT_EQ(colorSpaceSignature(Lab), 0x4C616220u);
+    EXPECT_EQ(describe(format(RGB, 16, true, true)), "RGB 16-bit planar with alpha");
 }
 
 TEST(ZolRectTest, HalfOpenEdges) {
@@ -62,14 +63,14 @@ TEST(ZolRectTest, IntersectionAndFarEdgesDoNotWrap) {
 }
 
 TEST(BitmapTest, AllocateOwnsZeroedRowsWithChosenStride) {
-    auto bitmap = Bitmap::allocate(5, 3, PixelFormat::make(ColorSpace::RGB, 16), 40);
+    auto bitmap = Bitmap::allocate(5, 3, format(RGB, 16), 40);
     EXPECT_TRUE(bitmap->ownsPixels());
     EXPECT_EQ(bitmap->minRowBytes(), 30u);
     EXPECT_EQ(bitmap->rowBytes(), 40u);
     EXPECT_EQ(bitmap->row(2) - bitmap->row(0), 80);
     EXPECT_EQ(testing::samplesOf(*bitmap), std::vector<std::uint32_t>(45, 0));
 
-    auto planar = Bitmap::allocate(5, 3, PixelFormat::make(ColorSpace::CMYK, 8, false, true));
+    auto planar = Bitmap::allocate(5, 3, format(CMYK, 8, false, true));
     EXPECT_EQ(planar->planeCount(), 4);
     EXPECT_EQ(planar->rowBytes(), 5u);
     EXPECT_EQ(planar->plane(4), nullptr);
@@ -78,23 +79,22 @@ TEST(BitmapTest, AllocateOwnsZeroedRowsWithChosenStride) {
 }
 
 TEST(BitmapTest, RefusedSizesNeverWrap) {
-    const auto rgba16 = PixelFormat::make(ColorSpace::RGB, 16, true);
+    const auto rgba16 = format(RGB, 16, true);
     for (auto [w, h, rowBytes] : {std::tuple{0, 10, 0}, {10, -1, 0}, {4, 4, 31}})
         EXPECT_EQ(Bitmap::allocate(w, h, rgba16, rowBytes).status().code(), BadArgument) << w;
     EXPECT_THAT(Bitmap::allocate(0, 10, rgba16).status().message(), HasSubstr("0 x 10"));
-    EXPECT_EQ(Bitmap::allocate(4, 4, PixelFormat::make(ColorSpace::RGB, 32)).status().code(),
-              BadArgument);
+    EXPECT_EQ(Bitmap::allocate(4, 4, format(RGB, 32)).status().code(), BadArgument);
     // 2^31 - 1 pixels of 8 bytes: a row longer than a signed 32-bit length.
     EXPECT_EQ(Bitmap::allocate(INT32_MAX, 1, rgba16).status().code(), TooLarge);
     // Rows that fit, but five planes of 2^31 - 1 of them overflow a 64-bit
     // size: refused, not wrapped round to a small block.
-    const auto cmykaPlanar = PixelFormat::make(ColorSpace::CMYK, 8, true, true);
-    EXPECT_EQ(Bitmap::allocate(INT32_MAX, INT32_MAX, cmykaPlanar).status().code(), TooLarge);
+    EXPECT_EQ(Bitmap::allocate(INT32_MAX, INT32_MAX, format(CMYK, 8, true, true)).status().code(),
+              TooLarge);
 }
 
 TEST(BitmapTest, WrapLeavesMemoryWithTheCaller) {
     std::vector<std::uint8_t> memory(2 * 8, 7);
-    auto bitmap = Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::RGB, 8), 8, memory.data());
+    auto bitmap = Bitmap::wrap(2, 2, format(RGB, 8), 8, memory.data());
     EXPECT_FALSE(bitmap->ownsPixels());
     bitmap->row(1)[5] = 42;
     EXPECT_EQ(memory[13], 42);
@@ -102,23 +102,21 @@ TEST(BitmapTest, WrapLeavesMemoryWithTheCaller) {
     // The last row needs only its pixels: 3 planes of 2 rows of 8, the last 2 bytes short.
     std::vector<std::uint8_t> a(6), b(6), c(6);
     std::uint8_t* const planes[] = {a.data(), b.data(), c.data()};
-    auto planar = Bitmap::wrap(2, 2, PixelFormat::make(ColorSpace::Lab, 8, false, true), 4, planes);
-    planar->row(1, 2)[1] = 9;
+    const auto labPlanar = format(Lab, 8, false, true);
+    Bitmap::wrap(2, 2, labPlanar, 4, planes)->row(1, 2)[1] = 9;
     EXPECT_EQ(c[5], 9);
-
-    const auto labPlanar = PixelFormat::make(ColorSpace::Lab, 8, false, true);
     EXPECT_THAT(Bitmap::wrap(2, 2, labPlanar, 4, std::span(planes, 2)).status().message(),
                 HasSubstr("2 planes"));
     std::uint8_t* const missing[] = {a.data(), nullptr, c.data()};
     EXPECT_EQ(Bitmap::wrap(2, 2, labPlanar, 4, missing).status().code(), BadArgument);
     alignas(2) std::uint8_t wide[32] = {};
-    const auto gray16 = PixelFormat::make(ColorSpace::Gray, 16);
+    const auto gray16 = format(Gray, 16);
     EXPECT_EQ(Bitmap::wrap(2, 2, gray16, 4, wide + 1).status().code(), BadArgument);
     EXPECT_EQ(Bitmap::wrap(2, 2, gray16, 5, wide).status().code(), BadArgument);
 }
 
 TEST(BitmapTest, ViewWritesIntoItsParent) {
-    auto parent = Bitmap::allocate(6, 4, PixelFormat::make(ColorSpace::RGB, 8, true, true));
+    auto parent = Bitmap::allocate(6, 4, format(RGB, 8, true, true));
     auto view = parent->view(makeRect(2, 1, 3, 2));
     EXPECT_FALSE(view->ownsPixels());
     EXPECT_EQ(view->size(), (ZOL_Size{3, 2}));
@@ -132,7 +130,7 @@ TEST(BitmapTest, ViewWritesIntoItsParent) {
 }
 
 TEST(BitmapTest, CloneCopiesPixelsNotPaddingAndMovesEmptyTheSource) {
-    auto padded = Bitmap::allocate(3, 2, PixelFormat::make(ColorSpace::Gray, 8), 16);
+    auto padded = Bitmap::allocate(3, 2, format(Gray, 8), 16);
     padded->row(0)[2] = 1;
     padded->row(1)[0] = 2;
     padded->row(0)[10] = 99; // padding

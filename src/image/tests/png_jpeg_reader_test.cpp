@@ -17,6 +17,7 @@
 namespace slidebox::image {
 namespace {
 
+using testing::format;
 using ::testing::HasSubstr;
 constexpr auto kRGB = ColorSpace::RGB, kGray = ColorSpace::Gray;
 const std::filesystem::path kData = std::filesystem::path(SLIDEBOX_IMAGE_TEST_DATA) / "png_jpeg";
@@ -31,22 +32,15 @@ TEST(PngJpegReaderTest, TheFileDeclaresTheFormat) {
         std::vector<std::uint32_t> values; // one value: every sample, within 2
         bool profile;
     } cases[] = {
-        {"neutral_rgb.png", PixelFormat::make(kRGB, 8), {7, 7, 7, 200, 200, 200}, true},
-        {"rgb16_alpha.png",
-         PixelFormat::make(kRGB, 16, true),
-         {1, 258, 65535, 32768, 0, 65534, 3, 4}},
-        {"gray16.png", PixelFormat::make(kGray, 16), {0x1234, 0xFEDC}},
-        {"gray2_widened.png", PixelFormat::make(kGray, 8), {0, 85, 170, 255}},
-        {"palette_transparent.png",
-         PixelFormat::make(kRGB, 8, true),
-         {10, 20, 30, 255, 9, 9, 9, 128}},
-        {"neutral.jpg", PixelFormat::make(kRGB, 8), {120}, true},
-        {"gray.jpg", PixelFormat::make(kGray, 8), {120}, true},
-        {"cmyk.jpg", PixelFormat::make(ColorSpace::CMYK, 8), {120}, true},
-        {"adobe_cmyk.jpg",
-         PixelFormat::make(ColorSpace::CMYK, 8),
-         {255 - 120},
-         true}, // inks turned back
+        {"neutral_rgb.png", format(kRGB, 8), {7, 7, 7, 200, 200, 200}, true},
+        {"rgb16_alpha.png", format(kRGB, 16, true), {1, 258, 65535, 32768, 0, 65534, 3, 4}},
+        {"gray16.png", format(kGray, 16), {0x1234, 0xFEDC}},
+        {"gray2_widened.png", format(kGray, 8), {0, 85, 170, 255}},
+        {"palette_transparent.png", format(kRGB, 8, true), {10, 20, 30, 255, 9, 9, 9, 128}},
+        {"neutral.jpg", format(kRGB, 8), {120}, true},
+        {"gray.jpg", format(kGray, 8), {120}, true},
+        {"cmyk.jpg", format(ColorSpace::CMYK, 8), {120}, true},
+        {"adobe_cmyk.jpg", format(ColorSpace::CMYK, 8), {255 - 120}, true}, // inks turned back
     };
     const std::string profile = slidebox::testing::readFile(kData / "profile.icc");
     for (const auto& c : cases) {

@@ -13,6 +13,10 @@
 
 namespace slidebox::image::testing {
 
+constexpr PixelFormat format(ColorSpace space, int bits, bool alpha = false, bool planar = false) {
+    return PixelFormat::make(space, bits, alpha, planar);
+}
+
 /// Samples 0, 1, 2, ... spread over the range of the bits: different in
 /// every sample of a small image.
 inline std::vector<std::uint32_t> rampValues(std::size_t count, int bits) {
@@ -41,10 +45,10 @@ inline std::vector<std::uint32_t> samplesOf(const Bitmap& bitmap) {
 }
 
 /// A bitmap of the values, in the order samplesOf reads them; by default
-/// the ramp.
+/// the ramp. Rows of rowBytes, when not 0.
 inline Bitmap bitmapOf(std::int32_t width, std::int32_t height, PixelFormat format,
-                       std::vector<std::uint32_t> values = {}) {
-    Bitmap bitmap = std::move(Bitmap::allocate(width, height, format)).value();
+                       std::vector<std::uint32_t> values = {}, std::size_t rowBytes = 0) {
+    Bitmap bitmap = std::move(Bitmap::allocate(width, height, format, rowBytes)).value();
     if (values.empty())
         values = rampValues(std::size_t(width * height * format.samplesPerPixel()),
                             format.bitsPerSample());

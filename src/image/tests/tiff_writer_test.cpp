@@ -6,7 +6,6 @@
 #include <tiffio.h>
 
 #include <csignal>
-#include <cstring>
 #include <thread>
 #include <tuple>
 
@@ -21,13 +20,12 @@ namespace {
 
 using testing::bitmapOf;
 using ::testing::ElementsAre;
+using testing::format;
 using ::testing::HasSubstr;
+using enum ImageErrorCode;
 
 constexpr auto kGray = ColorSpace::Gray, kRGB = ColorSpace::RGB, kLab = ColorSpace::Lab;
-
-PixelFormat format(ColorSpace space, int bits, bool alpha = false, bool planar = false) {
-    return PixelFormat::make(space, bits, alpha, planar);
-}
+const std::filesystem::path kGood = std::filesystem::path(SLIDEBOX_IMAGE_TEST_DATA) / "good";
 
 using Kind = std::pair<ColorSpace, bool>; // with alpha or not
 using RoundTripParam = std::tuple<Kind, int, bool, TiffCompression>;
@@ -122,9 +120,7 @@ TEST_F(TiffWriterTest, WritesWhatLibtiffWritesForTheSameSamples) {
     for (const auto& row : rows) {
         const Bitmap bitmap = bitmapOf(row.width, row.height, row.format, row.values);
         ASSERT_TRUE(writeTiff(dir / row.stored, bitmap, row.options));
-        EXPECT_EQ(tagsOf(dir / row.stored),
-                  tagsOf(std::filesystem::path(SLIDEBOX_IMAGE_TEST_DATA) / "good" / row.stored))
-            << row.stored;
+        EXPECT_EQ(tagsOf(dir / row.stored), tagsOf(kGood / row.stored)) << row.stored;
         EXPECT_EQ(TiffReader::open(dir / row.stored)->iccProfile(), row.options.iccProfile);
         EXPECT_TRUE(row.values.empty() || testing::samplesOf(bitmap) == row.values)
             << "the caller's fields stay";
@@ -134,37 +130,12 @@ TEST_F(TiffWriterTest, WritesWhatLibtiffWritesForTheSameSamples) {
     EXPECT_EQ(tagsOf(dir / "d.tif").compression, COMPRESSION_ADOBE_DEFLATE);
 }
 
-TEST_F(TiffWriterTest, RowsStreamedInWholeStripsOrUnevenPiecesMakeTheSameImage) {
-    // Whole strips (the last one short) go to the file as they are; pieces
-    // that straddle strips are gathered first.
-    const auto rgba = format(ColorSpace::RGB, 16, true, true);
-    Bitmap original = bitmapOf(7, 12, rgba);
-    for (const auto& pieces : {std::vector<std::int32_t>{5, 5, 2}, {3, 1, 6, 2}}) {
-        SCOPED_TRACE(pieces[0]);
-        auto writer = TiffWriter::create(dir / "pieces.tif", 7, 12, rgba,
-                                         {TiffCompression::None, 5, {}, false});
-        ASSERT_TRUE(writer) << writer.status().message();
-        std::int32_t y = 0;
-        for (std::int32_t count : pieces) {
-            ASSERT_TRUE(writer->writeRows(*original.view(makeRect(0, y, 7, count))));
-            y += count;
-        }
-        EXPECT_EQ(writer->rowsWritten(), 12);
-        // Until finished, only the hidden temporary file exists.
-        EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre(::testing::Ne("pieces.tif")));
-        ASSERT_TRUE(writer->finish());
-        auto back = TiffReader::open(dir / "pieces.tif");
-        EXPECT_EQ(back->rowsPerBand(), 5);
-        EXPECT_TRUE(back->readBitmap()->samePixels(original));
-        EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("pieces.tif"));
-        std::filesystem::remove(dir / "pieces.tif");
-    }
-}
-
-// Rows put in their place from several threads, in any order, pieces
-// straddling strips, rows padded or signed on the way (Lab), make the very
-// file that rows streamed from the top make; the caller's rows stay.
-TEST_F(TiffWriterTest, RowsInAnyOrderFromSeveralThreadsMakeTheFileStreamedRowsMake) {
+// Rows streamed from the top in pieces (whole strips, the last one short,
+// go to the file as they are; pieces that straddle strips are gathered
+// first) and rows put in their place from several threads, in any order,
+// pieces straddling strips, rows padded or signed on the way (Lab), make the
+// very file that all the rows at once make; the caller's rows stay.
+TEST_F(TiffWriterTest, RowsInPiecesOrInAnyOrderMakeTheFileAllTheRowsMake) {
     const struct {
         PixelFormat format;
         std::size_t rowBytes; // 0: tight
@@ -174,13 +145,29 @@ TEST_F(TiffWriterTest, RowsInAnyOrderFromSeveralThreadsMakeTheFileStreamedRowsMa
                  {format(kLab, 8), 64}};
     for (const auto& kind : kinds) {
         SCOPED_TRACE(describe(kind.format));
-        Bitmap original = std::move(Bitmap::allocate(7, 12, kind.format, kind.rowBytes).value());
+        Bitmap original = bitmapOf(7, 12, kind.format, {}, kind.rowBytes);
         const Bitmap ramp = bitmapOf(7, 12, kind.format);
-        for (std::int32_t y = 0; y < 12; ++y)
-            for (int p = 0; p < ramp.planeCount(); ++p)
-                std::memcpy(original.row(y, p), ramp.row(y, p), ramp.minRowBytes());
         const TiffWriteOptions streamed{TiffCompression::None, 5, "icc", false};
         ASSERT_TRUE(writeTiff(dir / "streamed.tif", original, streamed));
+        const std::string all = slidebox::testing::readFile(dir / "streamed.tif");
+        EXPECT_EQ(TiffReader::open(dir / "streamed.tif")->rowsPerBand(), 5);
+
+        for (const auto& pieces : {std::vector<std::int32_t>{5, 5, 2}, {3, 1, 6, 2}}) {
+            auto writer = TiffWriter::create(dir / "pieces.tif", 7, 12, kind.format, streamed);
+            ASSERT_TRUE(writer) << writer.status().message();
+            std::int32_t y = 0;
+            for (std::int32_t count : pieces) {
+                ASSERT_TRUE(writer->writeRows(*original.view(makeRect(0, y, 7, count))));
+                y += count;
+            }
+            EXPECT_EQ(writer->rowsWritten(), 12);
+            // Until finished, only the hidden temporary file stands beside.
+            EXPECT_THAT(testing::folderEntries(dir.path()),
+                        ElementsAre(::testing::Ne("pieces.tif"), "streamed.tif"));
+            ASSERT_TRUE(writer->finish());
+            EXPECT_EQ(slidebox::testing::readFile(dir / "pieces.tif"), all) << pieces[0];
+            std::filesystem::remove(dir / "pieces.tif");
+        }
 
         TiffWriteOptions anyOrder = streamed;
         anyOrder.anyOrder = true;
@@ -199,30 +186,43 @@ TEST_F(TiffWriterTest, RowsInAnyOrderFromSeveralThreadsMakeTheFileStreamedRowsMa
             thread.join();
         EXPECT_EQ(writer->rowsWritten(), 12);
         ASSERT_TRUE(writer->finish());
-        EXPECT_EQ(slidebox::testing::readFile(dir / "placed.tif"),
-                  slidebox::testing::readFile(dir / "streamed.tif"));
+        EXPECT_EQ(slidebox::testing::readFile(dir / "placed.tif"), all);
+        EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("placed.tif", "streamed.tif"));
+        std::filesystem::remove(dir / "placed.tif");
         EXPECT_TRUE(original.samePixels(ramp)) << "the caller's rows stay";
     }
 }
 
-TEST_F(TiffWriterTest, RowsInAnyOrderThatFailOrAreMissingLeaveNothing) {
+// Rows missing at finish(), a write that fails, a writer dropped unfinished:
+// nothing is left, and the old target stands.
+TEST_F(TiffWriterTest, UnfinishedOrFailedFilesLeaveNothingAndTheOldTargetStands) {
     const auto rgb = format(kRGB, 8);
     TiffWriteOptions anyOrder{TiffCompression::None, 4, {}, false};
     anyOrder.anyOrder = true;
     slidebox::testing::writeFile(dir / "old.tif", "the old file");
     {
+        auto writer = TiffWriter::create(dir / "old.tif", 4, 3, rgb);
+        ASSERT_TRUE(writer->writeRows(bitmapOf(4, 2, rgb)));
+        auto status = writer->finish();
+        EXPECT_EQ(status.code(), BadArgument);
+        EXPECT_THAT(status.message(), HasSubstr("2 of 3 rows"));
+        EXPECT_EQ(writer->finish().code(), BadArgument);
+        auto abandoned = TiffWriter::create(dir / "new.tif", 4, 3, rgb);
+        ASSERT_TRUE(abandoned->writeRows(bitmapOf(4, 1, rgb)));
+    }
+    {
         auto writer = TiffWriter::create(dir / "old.tif", 5, 10, rgb, anyOrder);
         ASSERT_TRUE(writer);
         // Rows go through one way only, and never past the image.
-        EXPECT_EQ(writer->writeRows(bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
-        EXPECT_EQ(writer->writeRowsAt(9, bitmapOf(5, 2, rgb)).code(), ImageErrorCode::BadArgument);
-        EXPECT_EQ(writer->writeRowsAt(-1, bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
+        EXPECT_EQ(writer->writeRows(bitmapOf(5, 1, rgb)).code(), BadArgument);
+        EXPECT_EQ(writer->writeRowsAt(9, bitmapOf(5, 2, rgb)).code(), BadArgument);
+        EXPECT_EQ(writer->writeRowsAt(-1, bitmapOf(5, 1, rgb)).code(), BadArgument);
         // The same rows twice count once.
         ASSERT_TRUE(writer->writeRowsAt(2, bitmapOf(5, 3, rgb)));
         ASSERT_TRUE(writer->writeRowsAt(2, bitmapOf(5, 3, rgb)));
         EXPECT_EQ(writer->rowsWritten(), 3);
         const auto status = writer->finish();
-        EXPECT_EQ(status.code(), ImageErrorCode::BadArgument);
+        EXPECT_EQ(status.code(), BadArgument);
         EXPECT_THAT(status.message(), HasSubstr("3 of 10 rows"));
     }
     {
@@ -239,62 +239,44 @@ TEST_F(TiffWriterTest, RowsInAnyOrderThatFailOrAreMissingLeaveNothing) {
         const auto failed = writer->writeRowsAt(2, bitmapOf(500, 8, rgb));
         setrlimit(RLIMIT_FSIZE, &limit);
         std::signal(SIGXFSZ, oldAction);
-        EXPECT_EQ(failed.code(), ImageErrorCode::CannotWrite);
+        EXPECT_EQ(failed.code(), CannotWrite);
         EXPECT_EQ(failed.message(), "cannot write: File too large");
         EXPECT_EQ(writer->finish().message(), failed.message());
     }
     EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("old.tif"));
     EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
-    EXPECT_EQ(
-        TiffWriter::create(dir / "x.tif", 5, 10, rgb, {TiffCompression::LZW, 4, {}, false, true})
-            .status()
-            .code(),
-        ImageErrorCode::BadArgument);
-    auto streamed = TiffWriter::create(dir / "x.tif", 5, 10, rgb);
-    EXPECT_EQ(streamed->writeRowsAt(0, bitmapOf(5, 1, rgb)).code(), ImageErrorCode::BadArgument);
 }
 
-TEST_F(TiffWriterTest, UnwritableFormatsAndRowsAreRefused) {
-    auto create = [&](std::int32_t width, PixelFormat f, const char* file = "x.tif") {
-        return TiffWriter::create(dir / file, width, 2, f).status();
+TEST_F(TiffWriterTest, UnwritableFormatsOptionsAndRowsAreRefused) {
+    auto create = [&](std::int32_t width, PixelFormat f, TiffWriteOptions options = {}) {
+        return TiffWriter::create(dir / "x.tif", width, 2, f, options).status();
     };
-    EXPECT_EQ(create(2, format(ColorSpace::XYZ, 16)).code(), ImageErrorCode::BadArgument);
+    const auto gray = format(kGray, 8), rgb = format(kRGB, 8);
+    EXPECT_EQ(create(2, format(ColorSpace::XYZ, 16)).code(), BadArgument);
     EXPECT_THAT(create(2, format(ColorSpace::CMYK, 8, true)).message(), HasSubstr("alpha"));
-    EXPECT_EQ(create(0, format(ColorSpace::Gray, 8)).code(), ImageErrorCode::BadArgument);
-    auto status = create(2, format(ColorSpace::Gray, 8), "no/x.tif");
-    EXPECT_EQ(status.code(), ImageErrorCode::CannotWrite);
+    EXPECT_EQ(create(0, gray).code(), BadArgument);
+    EXPECT_EQ(create(5, rgb, {TiffCompression::LZW, 4, {}, false, true}).code(), BadArgument);
+    auto status = TiffWriter::create(dir / "no/x.tif", 2, 2, gray).status();
+    EXPECT_EQ(status.code(), CannotWrite);
     EXPECT_THAT(status.message(), HasSubstr("No such file or directory"));
     // An empty bitmap, and a folder with something in it in place of the
     // file: nothing is written.
-    EXPECT_EQ(writeTiff(dir / "empty.tif", Bitmap()).code(), ImageErrorCode::BadArgument);
+    EXPECT_EQ(writeTiff(dir / "empty.tif", Bitmap()).code(), BadArgument);
     slidebox::testing::writeFile(dir / "taken.tif" / "inside", "x");
-    status = writeTiff(dir / "taken.tif", bitmapOf(3, 3, format(ColorSpace::RGB, 8)));
-    EXPECT_EQ(status.code(), ImageErrorCode::CannotWrite);
+    status = writeTiff(dir / "taken.tif", bitmapOf(3, 3, rgb));
+    EXPECT_EQ(status.code(), CannotWrite);
     EXPECT_THAT(status.message(), HasSubstr("not a regular file"));
     EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("taken.tif"));
 
-    auto writer = TiffWriter::create(dir / "x.tif", 4, 2, format(ColorSpace::Gray, 8));
+    // Rows of another width, depth or past the end; rows placed in a
+    // streamed file.
+    auto writer = TiffWriter::create(dir / "x.tif", 4, 2, gray);
     ASSERT_TRUE(writer);
     for (auto [width, height, bits] : {std::tuple{3, 1, 8}, {4, 1, 16}, {4, 3, 8}})
-        EXPECT_EQ(writer->writeRows(bitmapOf(width, height, format(ColorSpace::Gray, bits))).code(),
-                  ImageErrorCode::BadArgument);
+        EXPECT_EQ(writer->writeRows(bitmapOf(width, height, format(kGray, bits))).code(),
+                  BadArgument);
+    EXPECT_EQ(writer->writeRowsAt(0, bitmapOf(4, 1, gray)).code(), BadArgument);
     EXPECT_EQ(writer->rowsWritten(), 0);
-}
-
-TEST_F(TiffWriterTest, AnUnfinishedFileLeavesNothingAndTheOldTargetStands) {
-    slidebox::testing::writeFile(dir / "old.tif", "the old file");
-    {
-        auto writer = TiffWriter::create(dir / "old.tif", 4, 3, format(ColorSpace::RGB, 8));
-        ASSERT_TRUE(writer->writeRows(bitmapOf(4, 2, format(ColorSpace::RGB, 8))));
-        auto status = writer->finish();
-        EXPECT_EQ(status.code(), ImageErrorCode::BadArgument);
-        EXPECT_THAT(status.message(), HasSubstr("2 of 3 rows"));
-        EXPECT_EQ(writer->finish().code(), ImageErrorCode::BadArgument);
-        auto abandoned = TiffWriter::create(dir / "new.tif", 4, 3, format(ColorSpace::RGB, 8));
-        ASSERT_TRUE(abandoned->writeRows(bitmapOf(4, 1, format(ColorSpace::RGB, 8))));
-    }
-    EXPECT_THAT(testing::folderEntries(dir.path()), ElementsAre("old.tif"));
-    EXPECT_EQ(slidebox::testing::readFile(dir / "old.tif"), "the old file");
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <optional>
 
 #include "strings/url_parts.h"
 #include "strings/zol_extensions.h"
@@ -88,11 +87,15 @@ TEST(ReplaceAllStrings, EdgesAndRequestsThatNeverEnd) {
     }
 }
 
-TEST(ReplaceLineFeedAndCR, EveryKindOfWhiteSpaceBecomesOneBlank) {
+// Every kind of white space becomes one blank; an FTP address shows five
+// asterisks for any password.
+TEST(TextRewrites, WhiteSpaceBecomesOneBlankAndPasswordsAreHidden) {
     for (QStringList row : rows("white_space.txt")) {
         replaceLineFeedAndCRBySpace(row[0]);
         EXPECT_EQ(row[0], row[1]);
     }
+    for (const QStringList& row : rows("hide_password.txt"))
+        EXPECT_EQ(hidePasswordOfURLString(row[0]), row[1]) << qPrintable(row[0]);
 }
 
 TEST(GetNbDigitElements, WhichElementsQualifyAndWhereTheyGo) {
@@ -106,11 +109,6 @@ TEST(GetNbDigitElements, WhichElementsQualifyAndWhereTheyGo) {
         EXPECT_EQ(getNbDigitElements(row[0], row[1].toInt(), range, found), row[5] == "1");
         EXPECT_EQ(found, list(row[6]));
     }
-}
-
-TEST(HidePassword, FtpAddressWithFiveAsterisksForAnyPassword) {
-    for (const QStringList& row : rows("hide_password.txt"))
-        EXPECT_EQ(hidePasswordOfURLString(row[0]), row[1]) << qPrintable(row[0]);
 }
 
 TEST(UrlParts, SplitsAnAddressTellingAbsentFromEmptyAndRefusesWhatNoAddressHolds) {
