@@ -27,7 +27,7 @@ constexpr float kSumTol = 1e-5f;
 // The a field 20000 is a = -49.875...; 256 fields further on lie exactly one
 // unit of a further in single precision, and so on for these steps.
 constexpr std::uint16_t kBaseA = 20000;
-constexpr std::uint16_t kA1 = 20256, kA2 = 20512, kA10 = 22560;
+constexpr std::uint16_t kA1 = 20256, kA2 = 20512, kA6 = 21536, kA10 = 22560;
 
 // A 16-bit Lab bitmap that owns its pixels, every pixel L 50, b 0 and the
 // given a field; rows can be padded.
@@ -171,6 +171,24 @@ TEST_F(CompareTest, IdenticalBitmapsAreNoDifferenceAtAnyToleranceAndImageKind) {
     EXPECT_EQ(log, (std::vector<std::string>{"Gamut image is not RGB 24 bits, etc..."}));
     EXPECT_EQ(world.inGamutPixelsPercentage(), 100.0f);
     EXPECT_GE(darkColumns(alpha).first, 0) << "No Difference still written";
+}
+
+TEST_F(CompareTest, RampsAndStatisticsAtToleranceTwo) {
+    LabImage a(5, 1), b(5, 1);
+    const std::uint16_t fields[5] = {kBaseA, kA1, kA2, kA6, kA10};
+    for (std::uint32_t x = 0; x < 5; ++x)
+        b.setA(x, 0, fields[x]);
+    QImage image(5, 1, QImage::Format_RGB888);
+    ASSERT_TRUE(compare(a, b, 2.0f, nullptr, &image));
+    // d = 2 is in gamut for the statistics, and on the out-of-gamut ramp
+    // for the picture; they differ: no text.
+    expectStatistics(19.0f / 5.0f, 10.0f, 0.0f, 60.0f);
+    EXPECT_EQ(world.comparedCount(), 5u);
+    const RGB8 expected[5] = {
+        {255, 255, 255}, {127, 204, 127}, {255, 178, 0}, {153, 89, 0}, {51, 0, 0}};
+    for (int x = 0; x < 5; ++x)
+        EXPECT_EQ(pixelOf(image, x, 0), expected[x]) << x;
+    EXPECT_EQ(darkColumns(image).first, -1);
 }
 
 TEST_F(CompareTest, NoDifferenceUpToJustUnderATenth) {

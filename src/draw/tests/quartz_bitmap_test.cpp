@@ -267,6 +267,8 @@ TEST(BitmapWithPixelsSize, LayoutsFollowTheSourceSpaceOrThereIsNone) {
 
     EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, rep(NSCustomColorSpace, Lab, 2, 2, zero)));
     EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, rep("NSPatternColorSpace", Gray, 2, 2, zero)));
+    EXPECT_FALSE(bitmapWithPixelsSize({2.0f, 2.0f}, rep(NSDeviceRGBColorSpace, Gray, 2, 2, zero)))
+        << "an RGB of one sample a pixel";
     EXPECT_FALSE(bitmapWithPixelsSize(
         {2.0f, 2.0f}, BitmapImageRep(Bitmap(), std::string(NSCalibratedWhiteColorSpace))))
         << "a gray without bits per pixel";
