@@ -5,7 +5,7 @@
 //   bench_icc_transform [WORK_DIR]
 //
 // sRGB to a CMYK printer profile and sRGB to AdobeRGB, intent 0: the best
-// of three runs of each tool, taken in turns, their ratio (goal <= 0.6) and
+// of five runs of each tool, taken in turns, their ratio (goal <= 0.6) and
 // the largest difference between the two outputs' samples. Once writing a
 // new file (the outputs removed before each run, untimed), once over each
 // tool's output of the run before: there tificc cuts its old output short
@@ -88,11 +88,11 @@ bool compareOne(const fs::path& dir, const char* name, const fs::path& destinati
                                 bench::quoted(kSRGB) + " --dst " + bench::quoted(destination) +
                                 " --intent 0 " + bench::quoted(in) + " " + bench::quoted(ours);
     bool ok = true;
-    // Each tool's best of three, in turns, so that the machine's drift
+    // Each tool's best of five, in turns, so that the machine's drift
     // falls on both.
     const auto bestInTurns = [&](bool fresh) {
         std::pair<double, double> best{1e30, 1e30};
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 5; ++i) {
             if (fresh) {
                 fs::remove(theirs);
                 fs::remove(ours);
