@@ -29,6 +29,7 @@ inline const std::string kGray = "/usr/share/color/icc/ghostscript/sgray.icc";
 inline const std::string kNamed = "/usr/share/color/icc/colord/Crayons.icc";
 inline const std::string kX11 = "/usr/share/color/icc/colord/x11-colors.icc";
 inline const std::string kLab = "/usr/share/color/icc/ghostscript/lab.icc"; // its data are Lab
+inline const std::string kAttributed = "/usr/share/color/icc/Gray.icc"; // names device attributes
 
 /// The first of the files that isn't there, or "".
 inline std::string firstMissing(const std::vector<std::string>& paths) {

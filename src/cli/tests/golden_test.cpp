@@ -17,9 +17,10 @@
 // refusal. Without ! lines standard error is empty on success and says
 // something on failure, and a failure leaves the home as it found it. Each
 // file is one test. ${SRGB}, ${ADOBE}, ${CMYK}, ${GRAY}, ${NAMED},
-// ${X11}, ${LAB} (a profile whose data are Lab) are installed profiles (a case without them is
-// skipped), ${HOME} the case's home, a copy of the folder home/ beside this file: text.icc, a file
-// that is no profile, small images named after their content, and cut.tif, a TIFF cut in half.
+// ${X11}, ${LAB} (a profile whose data are Lab), ${ATTRIBUTED} (with device attributes) are
+// installed profiles (a case without them is skipped), ${HOME} the case's home, a copy of the
+// folder home/ beside this file: text.icc, a file that is no profile, small images named after
+// their content, and cut.tif, a TIFF cut in half.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -91,8 +92,9 @@ bool runCase(const GoldenCase& c) {
     TempDir home;
     std::filesystem::copy(kTests / "home", home.path());
     const std::map<std::string, std::string> variables = {
-        {"SRGB", kSRGB},   {"ADOBE", kAdobe}, {"CMYK", kCMYK}, {"GRAY", kGray},
-        {"NAMED", kNamed}, {"X11", kX11},     {"LAB", kLab},   {"HOME", home.path().string()}};
+        {"SRGB", kSRGB}, {"ADOBE", kAdobe},           {"CMYK", kCMYK},
+        {"GRAY", kGray}, {"NAMED", kNamed},           {"X11", kX11},
+        {"LAB", kLab},   {"ATTRIBUTED", kAttributed}, {"HOME", home.path().string()}};
     bool installed = true;
     auto expand = [&](std::string text) {
         for (const auto& [name, value] : variables)
