@@ -300,10 +300,11 @@ namespace {
 enum SlotState : int { kFree, kFilling, kReady };
 struct TemporarySlot {
     std::atomic<int> state{kFree};
-    char path[PATH_MAX];
+    char path[PATH_MAX]{};
 };
 constexpr int kTemporarySlots = 32;
-TemporarySlot temporarySlots[kTemporarySlots];
+// Zeros known when compiled: no code at start touches the slots' pages.
+constinit TemporarySlot temporarySlots[kTemporarySlots];
 
 int listTemporary(const std::string& path) {
     if (path.size() >= PATH_MAX)
