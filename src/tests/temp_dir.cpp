@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -96,7 +97,9 @@ std::filesystem::path writeDeepFile(const std::filesystem::path& folder, std::si
 
 std::string readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << in.rdbuf(); // in blocks: large files read fast under the sanitizers too
+    return std::move(bytes).str();
 }
 
 std::filesystem::path buildDir() {
