@@ -19,6 +19,9 @@ namespace slidebox::image {
 namespace {
 
 constexpr std::size_t kStripBytes = std::size_t{1} << 20;
+// Rows in any order that replace a file: the finished part goes to the
+// disk in pieces of at least this many bytes while the rest is written.
+constexpr std::uint64_t kWriteBackBytes = std::uint64_t{16} << 20;
 // Classic TIFF addresses 4 GB; leave room for the tags and strip tables.
 constexpr std::uint64_t kClassicLimit = (std::uint64_t{1} << 32) - (std::uint64_t{1} << 26);
 
@@ -80,6 +83,11 @@ struct TiffWriter::Impl {
     std::atomic<std::int32_t> rowsIn{0};
     std::mutex positionedLock;
     ImageStatus positionedFailure;
+    // The rows before settledRows are all in; the file's bytes before
+    // writtenBack have been handed to the disk.
+    std::mutex settling;
+    std::int32_t settledRows = 0;
+    std::uint64_t writtenBack = 0;
 
     ImageStatus fail(ImageErrorCode code, const std::string& what) {
         return fail(tiff::failure(code, what, messages));
@@ -96,6 +104,7 @@ struct TiffWriter::Impl {
     ImageStatus flushStrip();
     ImageStatus reserveStrips();
     ImageStatus writeAt(std::uint64_t offset, const std::uint8_t* bytes, std::size_t size);
+    void settle();
 };
 
 ImageStatus TiffWriter::Impl::setTags() {
@@ -178,6 +187,29 @@ ImageStatus TiffWriter::Impl::reserveStrips() {
     sink.reserving = false;
     rowIn = std::make_unique<std::atomic<bool>[]>(static_cast<std::size_t>(height));
     return {};
+}
+
+// The strips lie in the file strip by strip, each plane's in turn, so the
+// bytes before the first strip that still misses rows are final; once
+// there are enough of them, the file starts writing them to the disk. One
+// thread at a time looks: another that finds it looking goes on, and its
+// rows are seen at the next look. The last strips are left to the rename.
+void TiffWriter::Impl::settle() {
+    if (!file || !file->replacesFile())
+        return;
+    const std::unique_lock held(settling, std::try_to_lock);
+    if (!held)
+        return;
+    while (settledRows < height && rowIn[static_cast<std::size_t>(settledRows)].load())
+        ++settledRows;
+    const auto strip = static_cast<std::uint32_t>(settledRows / rowsPerStrip);
+    if (strip >= stripsPerPlane)
+        return;
+    const std::uint64_t end = stripOffsets[strip];
+    if (end >= writtenBack + kWriteBackBytes) {
+        file->startWriteBack(writtenBack, end - writtenBack);
+        writtenBack = end;
+    }
 }
 
 ImageStatus TiffWriter::Impl::writeAt(std::uint64_t offset, const std::uint8_t* bytes,
@@ -354,6 +386,7 @@ ImageStatus TiffWriter::writeRowsAt(std::int32_t firstRow, const Bitmap& rows) {
                 ++d.rowsIn;
         y = stripEnd;
     }
+    d.settle();
     return {};
 }
 

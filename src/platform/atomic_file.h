@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 
 #include "platform/status.h"
@@ -40,6 +41,19 @@ class AtomicFile {
     /// Writes all bytes at the current position; false on failure.
     bool writeAll(const void* data, std::size_t size);
 
+    /// Whether the target was a file when this was made: commit() then
+    /// renames over it.
+    bool replacesFile() const { return replaces_; }
+
+    /// Bytes [offset, offset + length) of the temporary file are final.
+    /// When it replaces a file, their writing to the disk starts now:
+    /// ext4 and btrfs write out a file renamed over another at the rename,
+    /// which waits for that; started while the rest is still being made,
+    /// the writing overlaps that work. A new file is left to the system's
+    /// own write-back, which nothing waits for. Only starts the writing;
+    /// one thread at a time.
+    void startWriteBack(std::uint64_t offset, std::uint64_t length) const;
+
     /// Closes the file and renames it over the target. With durable, the
     /// data and then the folder entry are flushed to the disk first, so the
     /// target survives a power cut as either the old or the new file. On
@@ -54,6 +68,7 @@ class AtomicFile {
 
     int fd_ = -1;
     int slot_ = -1; // in the list a signal's removal reads; -1: not in it
+    bool replaces_ = false;
     std::filesystem::path target_;
     std::filesystem::path temporary_;
 };

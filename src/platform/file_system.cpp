@@ -381,12 +381,14 @@ Result<AtomicFile> AtomicFile::create(const std::filesystem::path& requested) {
     file.target_ = path;
     file.temporary_ = temp;
     file.slot_ = listTemporary(temp);
+    file.replaces_ = exists;
     return file;
 }
 
 AtomicFile::AtomicFile(AtomicFile&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), slot_(std::exchange(other.slot_, -1)),
-      target_(std::move(other.target_)), temporary_(std::move(other.temporary_)) {
+      replaces_(other.replaces_), target_(std::move(other.target_)),
+      temporary_(std::move(other.temporary_)) {
     other.temporary_.clear();
 }
 
@@ -395,6 +397,7 @@ AtomicFile& AtomicFile::operator=(AtomicFile&& other) noexcept {
         discard();
         fd_ = std::exchange(other.fd_, -1);
         slot_ = std::exchange(other.slot_, -1);
+        replaces_ = other.replaces_;
         target_ = std::move(other.target_);
         temporary_ = std::move(other.temporary_);
         other.temporary_.clear();
@@ -409,6 +412,13 @@ AtomicFile::~AtomicFile() {
 bool AtomicFile::writeAll(const void* data, std::size_t size) {
     return fd_ >= 0 &&
            platform::writeAll(fd_, std::string_view(static_cast<const char*>(data), size));
+}
+
+void AtomicFile::startWriteBack(std::uint64_t offset, std::uint64_t length) const {
+    // A hint: a file system without it writes the data later, as it would have.
+    if (fd_ >= 0 && replaces_ && length > 0)
+        (void)::sync_file_range(fd_, static_cast<off64_t>(offset), static_cast<off64_t>(length),
+                                SYNC_FILE_RANGE_WRITE);
 }
 
 Status AtomicFile::commit(bool durable) {
