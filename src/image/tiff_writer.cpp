@@ -195,8 +195,6 @@ ImageStatus TiffWriter::Impl::reserveStrips() {
 // thread at a time looks: another that finds it looking goes on, and its
 // rows are seen at the next look. The last strips are left to the rename.
 void TiffWriter::Impl::settle() {
-    if (!file || !file->replacesFile())
-        return;
     const std::unique_lock held(settling, std::try_to_lock);
     if (!held)
         return;

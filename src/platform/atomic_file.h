@@ -41,10 +41,6 @@ class AtomicFile {
     /// Writes all bytes at the current position; false on failure.
     bool writeAll(const void* data, std::size_t size);
 
-    /// Whether the target was a file when this was made: commit() then
-    /// renames over it.
-    bool replacesFile() const { return replaces_; }
-
     /// Bytes [offset, offset + length) of the temporary file are final.
     /// When it replaces a file, their writing to the disk starts now:
     /// ext4 and btrfs write out a file renamed over another at the rename,
@@ -67,8 +63,8 @@ class AtomicFile {
     AtomicFile() = default;
 
     int fd_ = -1;
-    int slot_ = -1; // in the list a signal's removal reads; -1: not in it
-    bool replaces_ = false;
+    int slot_ = -1;         // in the list a signal's removal reads; -1: not in it
+    bool replaces_ = false; // the target was a file when this was made
     std::filesystem::path target_;
     std::filesystem::path temporary_;
 };
