@@ -184,6 +184,11 @@ TEST_F(Files, AtomicWriteAFailedWriteLeavesTheOldFileAndNoTemporary) {
     setrlimit(RLIMIT_FSIZE, &limit);
     signal(SIGXFSZ, oldAction);
     EXPECT_EQ(status.message(), "cannot write: File too large");
+    // A file given up holds no descriptor that its end could close again.
+    auto file = AtomicFile::create(dir / "f");
+    ASSERT_TRUE(file && file->writeAll("new", 3));
+    file->discard();
+    EXPECT_EQ(file->descriptor(), -1);
     EXPECT_EQ(readWholeFile(dir / "f"), "old");
     EXPECT_EQ(directoryContentsAtPath(dir.path()), std::vector<std::string>{"f"});
 }
