@@ -19,8 +19,8 @@ namespace slidebox::image {
 namespace {
 
 constexpr std::size_t kStripBytes = std::size_t{1} << 20;
-// Rows in any order that replace a file: the finished part goes to the
-// disk in pieces of at least this many bytes while the rest is written.
+// A file that replaces another: its finished part goes to the disk in
+// pieces of at least this many bytes while the rest is written.
 constexpr std::uint64_t kWriteBackBytes = std::uint64_t{16} << 20;
 // Classic TIFF addresses 4 GB; leave room for the tags and strip tables.
 constexpr std::uint64_t kClassicLimit = (std::uint64_t{1} << 32) - (std::uint64_t{1} << 26);
@@ -83,11 +83,11 @@ struct TiffWriter::Impl {
     std::atomic<std::int32_t> rowsIn{0};
     std::mutex positionedLock;
     ImageStatus positionedFailure;
-    // The rows before settledRows are all in; the file's bytes before
-    // writtenBack have been handed to the disk.
+    // The file's bytes before writtenBack have been handed to the disk;
+    // rows in any order: the rows before settledRows are all in.
+    std::uint64_t writtenBack = 0;
     std::mutex settling;
     std::int32_t settledRows = 0;
-    std::uint64_t writtenBack = 0;
 
     ImageStatus fail(ImageErrorCode code, const std::string& what) {
         return fail(tiff::failure(code, what, messages));
@@ -104,7 +104,9 @@ struct TiffWriter::Impl {
     ImageStatus flushStrip();
     ImageStatus reserveStrips();
     ImageStatus writeAt(std::uint64_t offset, const std::uint8_t* bytes, std::size_t size);
-    void settle();
+    void settleBefore(std::uint64_t end);
+    void settleStreamed(std::uint32_t strip);
+    void settleRowsInAnyOrder();
 };
 
 ImageStatus TiffWriter::Impl::setTags() {
@@ -156,6 +158,7 @@ ImageStatus TiffWriter::Impl::flushStrip() {
             return fail(ImageErrorCode::CannotWrite,
                         "strip " + std::to_string(index) + " can't be written");
     }
+    settleStreamed(nextStrip);
     ++nextStrip;
     pending = 0;
     return {};
@@ -189,25 +192,38 @@ ImageStatus TiffWriter::Impl::reserveStrips() {
     return {};
 }
 
-// The strips lie in the file strip by strip, each plane's in turn, so the
-// bytes before the first strip that still misses rows are final; once
-// there are enough of them, the file starts writing them to the disk. One
-// thread at a time looks: another that finds it looking goes on, and its
-// rows are seen at the next look. The last strips are left to the rename.
-void TiffWriter::Impl::settle() {
+// The file's bytes before end are final: once enough of them are not yet
+// handed to the disk, the file starts writing them there (which it does
+// only for a file that replaces another, see AtomicFile::startWriteBack).
+// The last strips are left to the rename.
+void TiffWriter::Impl::settleBefore(std::uint64_t end) {
+    if (end >= writtenBack + kWriteBackBytes) {
+        file->startWriteBack(writtenBack, end - writtenBack);
+        writtenBack = end;
+    }
+}
+
+// Streamed strips go to the end of the file one after the other: all the
+// bytes up to the end of the strip just written (its last plane's) are final.
+void TiffWriter::Impl::settleStreamed(std::uint32_t strip) {
+    const std::uint32_t last =
+        static_cast<std::uint32_t>(format.planeCount() - 1) * stripsPerPlane + strip;
+    settleBefore(TIFFGetStrileOffset(tif.get(), last) + TIFFGetStrileByteCount(tif.get(), last));
+}
+
+// Rows in any order: the strips lie in the file strip by strip, each
+// plane's in turn, so the bytes before the first strip that still misses
+// rows are final. One thread at a time looks: another that finds it looking
+// goes on, and its rows are seen at the next look.
+void TiffWriter::Impl::settleRowsInAnyOrder() {
     const std::unique_lock held(settling, std::try_to_lock);
     if (!held)
         return;
     while (settledRows < height && rowIn[static_cast<std::size_t>(settledRows)].load())
         ++settledRows;
     const auto strip = static_cast<std::uint32_t>(settledRows / rowsPerStrip);
-    if (strip >= stripsPerPlane)
-        return;
-    const std::uint64_t end = stripOffsets[strip];
-    if (end >= writtenBack + kWriteBackBytes) {
-        file->startWriteBack(writtenBack, end - writtenBack);
-        writtenBack = end;
-    }
+    if (strip < stripsPerPlane)
+        settleBefore(stripOffsets[strip]);
 }
 
 ImageStatus TiffWriter::Impl::writeAt(std::uint64_t offset, const std::uint8_t* bytes,
@@ -319,6 +335,7 @@ ImageStatus TiffWriter::writeRows(const Bitmap& rows) {
                 return d.fail(ImageErrorCode::CannotWrite,
                               "strip " + std::to_string(index) + " can't be written");
         }
+        d.settleStreamed(d.nextStrip);
         ++d.nextStrip;
         d.written += rows.height();
         return {};
@@ -384,7 +401,7 @@ ImageStatus TiffWriter::writeRowsAt(std::int32_t firstRow, const Bitmap& rows) {
                 ++d.rowsIn;
         y = stripEnd;
     }
-    d.settle();
+    d.settleRowsInAnyOrder();
     return {};
 }
 
