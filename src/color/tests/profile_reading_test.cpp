@@ -354,6 +354,15 @@ TEST_F(ProfileReading, DescriptionStructureIs44BigEndianBytes) {
     const Bytes plainData = plain->profileDescriptionStructureData().value();
     ASSERT_EQ(plainData.size(), 44u);
     EXPECT_EQ(word(plainData, 16), 0u);
+
+    // A 'tech' element too short to hold its signature counts as none.
+    Bytes shortTech = stored("rgb-tables-v2.icc");
+    for (std::size_t entry = 132; entry < 132 + 12 * std::size_t{word(shortTech, 128)}; entry += 12)
+        if (word(shortTech, entry) == fourCC("tech"))
+            setWord(shortTech, entry + 8, 8);
+    auto cut = present(ProfileInspector::profileInspectorWithProfilePath(
+        writeProfile(dir, "t.icc", shortTech), -1));
+    EXPECT_EQ(word(cut->profileDescriptionStructureData().value(), 16), 0u);
 }
 
 TEST_F(ProfileReading, WrongDeclaredSizesTagCountsAndDescriptionCounts) {
