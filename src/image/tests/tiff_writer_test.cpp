@@ -216,10 +216,9 @@ TEST_F(TiffWriterTest, RowsThatReplaceAFileGoToTheDiskAsTheirStripsAreFinished) 
         // All strips but the last: from the bottom up, or streamed.
         for (std::int32_t y = kHeight - 128; y >= 0; y -= 64)
             ASSERT_TRUE(anyOrder ? writer->writeRowsAt(y, strip) : writer->writeRows(strip));
-        std::filesystem::path temporary;
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
-            if (entry.path().filename().native().starts_with("."))
-                temporary = entry.path();
+        // The hidden temporary file's name sorts first.
+        const auto temporary = dir / testing::folderEntries(dir.path()).front();
+        ASSERT_TRUE(temporary.filename().native().starts_with("."));
         const int fd = ::open(temporary.c_str(), O_RDONLY | O_CLOEXEC);
         ASSERT_GE(fd, 0);
         // Where the kernel doesn't tell (tmpfs, Linux before 6.5), only the
